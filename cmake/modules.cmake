@@ -1,0 +1,38 @@
+# Build rules shared by all folders.
+
+# Warnings and sanitizers, private to our own targets.
+add_library(kx_build_flags INTERFACE)
+target_compile_features(kx_build_flags INTERFACE cxx_std_17)
+target_compile_options(kx_build_flags INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor
+                       -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough -Wvla)
+if(RTC_TRANSCODER_WERROR)
+  target_compile_options(kx_build_flags INTERFACE -Werror)
+endif()
+if(RTC_TRANSCODER_SANITIZERS)
+  target_compile_options(kx_build_flags INTERFACE -fsanitize=${RTC_TRANSCODER_SANITIZERS}
+                         -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(kx_build_flags INTERFACE -fsanitize=${RTC_TRANSCODER_SANITIZERS})
+endif()
+
+# Settings of every target of this project.
+function(kx_configure_target name)
+  target_link_libraries(${name} PRIVATE kx_build_flags)
+  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON
+                        CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
+
+# kx_add_module(<name> SOURCES <.cc ...> PUBLIC_HEADERS <.h ...> [PRIVATE_HEADERS <.h ...>])
+# One object library of the shared library. Public headers are installed and tested to compile alone.
+function(kx_add_module name)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;PUBLIC_HEADERS;PRIVATE_HEADERS")
+  add_library(${name} OBJECT ${ARG_SOURCES} ${ARG_PUBLIC_HEADERS} ${ARG_PRIVATE_HEADERS})
+  kx_configure_target(${name})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC jsoncpp_lib Threads::Threads)
+  set_property(GLOBAL APPEND PROPERTY KX_MODULES ${name})
+  foreach(header IN LISTS ARG_PUBLIC_HEADERS)
+    cmake_path(ABSOLUTE_PATH header OUTPUT_VARIABLE path)
+    cmake_path(RELATIVE_PATH path BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
+    set_property(GLOBAL APPEND PROPERTY KX_PUBLIC_HEADERS ${path})
+  endforeach()
+endfunction()

@@ -1,0 +1,39 @@
+// One-line reporting: the caller's place is taken by default arguments, so no macro is needed.
+//
+//   if (!OpenSpeakerRecord(folder)) return FailedIn("OpenSpeakerRecord");
+//
+// Threads: any.
+#ifndef KX_UTILITY_FAILURE_LOG_H_
+#define KX_UTILITY_FAILURE_LOG_H_
+
+#include "kx_utility/export.h"
+#include "kx_utility/logging.h"
+
+namespace kx_utility {
+
+// Where a statement stands. In a lambda the function is "operator()": a queued lambda therefore
+// calls a named member, and the member logs.
+struct CallSite {
+  const char* file;
+  const char* function;
+  int line;
+};
+
+constexpr CallSite Here(const char* file = __builtin_FILE(),
+                        const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
+  return {file, function, line};
+}
+
+// Logs LS_ERROR "failed in <step>"; always false.
+KX_EXPORT bool FailedIn(const char* step, CallSite site = Here());
+
+// Logs LS_ERROR `text`; always false.
+KX_EXPORT bool Failed(const char* text, CallSite site = Here());
+
+// Formats into a 1024-byte buffer with GenerateDebugLogString and logs the text.
+KX_EXPORT void LogFormatted(LoggingSeverity severity, CallSite site, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+
+}  // namespace kx_utility
+
+#endif  // KX_UTILITY_FAILURE_LOG_H_

@@ -1,0 +1,107 @@
+// The streaming log statement of the library and the interface of a log sink.
+//
+//   LogMessage(__FILE__, __func__, __LINE__, LS_INFO) << "count = " << count;
+//
+// A statement goes to standard error (gated by a process-wide threshold) and to at most one
+// registered LogSink (never gated here: the sink applies its own threshold).
+// Threads: a LogMessage belongs to the thread that builds it. The threshold and the sink may be
+// changed while other threads log; the tag is set before logging starts.
+#ifndef KX_UTILITY_LOGGING_H_
+#define KX_UTILITY_LOGGING_H_
+
+#include <atomic>
+#include <cstdint>
+#include <sstream>
+#include <string>
+
+#include "kx_utility/export.h"
+
+namespace kx_utility {
+
+enum LoggingSeverity : int32_t {
+  LS_SCOPE_DETAIL = -1,
+  LS_SENSITIVE = 0,
+  LS_VERBOSE = 1,
+  LS_INFO = 2,
+  LS_WARNING = 3,
+  LS_ERROR = 4,
+  LS_NONE = 5,
+  // Intended: these pass every threshold and print under the ordinary names.
+  LS_FORCED_INFO = 102,
+  LS_FORCED_WARNING = 103,
+  LS_FORCED_ERROR = 104,
+};
+
+KX_EXPORT extern const char* const LS_SCOPE_DETAIL_NAME;
+KX_EXPORT extern const char* const LS_SENSITIVE_NAME;
+KX_EXPORT extern const char* const LS_VERBOSE_NAME;
+KX_EXPORT extern const char* const LS_INFO_NAME;
+KX_EXPORT extern const char* const LS_WARNING_NAME;
+KX_EXPORT extern const char* const LS_ERROR_NAME;
+KX_EXPORT extern const char* const LS_NONE_NAME;
+KX_EXPORT extern const char* const LS_UNKNOWN_NAME;
+
+// Wall clock at program load in microseconds; the origin of LogMessage::DiffTime().
+KX_EXPORT extern const int64_t g_start_time_;
+
+// Receives every finished log statement of the process. Slot order is binary interface: append
+// only.
+class KX_EXPORT LogSink {
+ public:
+  virtual ~LogSink() = default;
+
+  // `message` is one whole statement, its closing newline included; valid during the call only.
+  // Called on whatever thread logs, several at a time.
+  virtual void OnLogMessage(const char* message, LoggingSeverity severity) = 0;
+
+  virtual void SetDumpScopeLog(bool enable) = 0;
+};
+
+// One log statement: collects text like any output string stream and emits the line
+// "[tag][severity][function][line]text\n" when it is destroyed.
+class KX_EXPORT LogMessage : public std::ostringstream {
+ public:
+  // `file` is accepted for the callers' convenience and not used. `function` is the bare name.
+  LogMessage(const char* file, const char* function, int line, LoggingSeverity severity);
+  ~LogMessage() override;
+  LogMessage(const LogMessage&) = delete;
+  LogMessage& operator=(const LogMessage&) = delete;
+
+  // Replaces the tag that opens every line. Not while other threads log.
+  static void SetLoggingTag(const char* tag);
+
+  // Statements of at least `min` go to standard error as well. Initially LS_NONE.
+  static void LogToDebug(LoggingSeverity min);
+
+  // Registers the one sink of the process, replacing the former one without notice; null detaches.
+  // The caller keeps the sink alive while it is registered and until every statement that may have
+  // seen it is finished: a sink destroyed earlier cannot be made safe here.
+  static void AddLogSink(LogSink* sink);
+  static LogSink* GetCurrentLogSink();
+
+  // Forwards to the registered sink, if any.
+  static void DumpScopeLog(bool enable);
+
+  // Seconds since program load, by the wall clock.
+  static double DiffTime();
+
+  // Writes `text` to standard error and flushes it, whatever the severity.
+  static void OutputToDebug(const std::string& text, LoggingSeverity severity);
+
+ private:
+  static std::atomic<int32_t> g_min_sev_;
+  static std::atomic<LogSink*> g_sink_;
+  static std::string g_log_tag;
+
+  LoggingSeverity severity_;
+};
+
+// The name printed for `severity`; "UNKNOWN" for values outside the enumeration.
+KX_EXPORT const char* SeverityName(LoggingSeverity severity);
+
+// Points just past the last slash or backslash of `path`, or at `path` when it has neither.
+KX_EXPORT const char* FilenameFromPath(const char* path);
+
+}  // namespace kx_utility
+
+#endif  // KX_UTILITY_LOGGING_H_
