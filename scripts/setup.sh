@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# Installs what is missing of scripts/packages.txt and says nothing when nothing is.
+# usage: scripts/setup.sh [checks] [browser]
+#   checks   also what .ci/run checks the sources with
+#   browser  also what plays the MP4 in a browser. The tests that need it are skipped without it, so
+#            a failure here is told and forgiven.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+# Drives Debian's chromium; brings no browser of its own.
+playwright='playwright-core@1.65.1'
+playwright_folder=build/node
+
+installed() {
+  dpkg-query --show --showformat='${db:Status-Abbrev}' "$1" 2>/dev/null | grep -q '^ii'
+}
+
+# Names of the packages of one group ("" for those everybody needs) that are not installed.
+missing_of_group() {
+  local name reason
+  while IFS= read -r line; do
+    [[ "$line" =~ ^([a-z0-9.+-]+)[[:space:]]+\#[[:space:]](.*)$ ]] || continue
+    name=${BASH_REMATCH[1]}
+    reason=${BASH_REMATCH[2]}
+    case "$reason" in
+      "checks: "*) [ "$1" = checks ] || continue ;;
+      "browser: "*) [ "$1" = browser ] || continue ;;
+      *) [ -z "$1" ] || continue ;;
+    esac
+    installed "$name" || echo "$name"
+  done < scripts/packages.txt
+}
+
+apt_install() {
+  local become=()
+  if ! command -v apt-get >/dev/null; then
+    echo "setup: this is no Debian system; install these yourself: $*" >&2
+    return 1
+  fi
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      echo "setup: neither root nor sudo; ask for these packages: $*" >&2
+      return 1
+    fi
+    become=(sudo)
+  fi
+  echo "setup: installing $*" >&2
+  "${become[@]}" apt-get update -qq </dev/null >&2 &&
+    "${become[@]}" env DEBIAN_FRONTEND=noninteractive \
+      apt-get install -y -qq --no-install-recommends "$@" </dev/null >&2
+}
+
+install_group() {
+  local missing
+  mapfile -t missing < <(missing_of_group "$1")
+  [ "${#missing[@]}" -eq 0 ] || apt_install "${missing[@]}"
+}
+
+install_playwright() {
+  [ -f "$playwright_folder/node_modules/playwright-core/package.json" ] && return 0
+  command -v npm >/dev/null || apt_install npm || return 1
+  echo "setup: installing $playwright into $playwright_folder" >&2
+  mkdir -p "$playwright_folder"
+  npm install --prefix "$playwright_folder" --no-save --no-audit --no-fund --loglevel=error \
+    "$playwright" </dev/null >&2
+}
+
+install_group ""
+for group in "$@"; do
+  case "$group" in
+    checks) install_group checks ;;
+    browser)
+      { install_group browser && install_playwright; } ||
+        echo "setup: no browser to play the result in; the browser tests will be skipped" >&2
+      ;;
+    *)
+      echo "setup: no such group: $group" >&2
+      exit 2
+      ;;
+  esac
+done
