@@ -1,0 +1,73 @@
+#!/usr/bin/env python3
+"""Packs the Debian packages and checks what each holds and needs."""
+
+import argparse
+import re
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+# For each package: patterns of files that it holds, and packages that it needs.
+EXPECTED = {
+    "librtc-transcoder0": (
+        [r"/usr/lib/librtc_transcoder\.so\.0", r"/usr/lib/librtc_transcoder\.so\.0\.[0-9.]+"],
+        ["libc6", "libstdc++6"]),
+    "librtc-transcoder-dev": (
+        [r"/usr/lib/librtc_transcoder\.so", r"/usr/lib/pkgconfig/rtc_transcoder\.pc",
+         r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder-config\.cmake",
+         r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder-config-version\.cmake",
+         r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder_targets(-\w+)?\.cmake",
+         r"/usr/include/(rtc_transcoder|kxrtc|kx_utility)/[\w/]+\.h"],
+        ["librtc-transcoder0", "libjsoncpp-dev"]),
+    "kxrtc": ([r"/usr/bin/kxrtc"], ["librtc-transcoder0", "libavformat59", "libc6"]),
+}
+
+
+def output(*command):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout
+
+
+def check(package, problems):
+    name = output("dpkg-deb", "--field", package, "Package").strip()
+    if name not in EXPECTED:
+        problems.append(f"unexpected package {name}")
+        return name
+    patterns, needs = EXPECTED[name]
+    files = [re.sub(r" -> .*", "", line.split(None, 5)[5]).lstrip(".")
+             for line in output("dpkg-deb", "--contents", package).splitlines()]
+    files = [file for file in files if not file.endswith("/")]
+    for file in files:
+        if not any(re.fullmatch(pattern, file) for pattern in patterns):
+            problems.append(f"{name} holds {file}")
+    for pattern in patterns:
+        if not any(re.fullmatch(pattern, file) for file in files):
+            problems.append(f"{name} lacks {pattern}")
+    depends = output("dpkg-deb", "--field", package, "Depends")
+    for need in needs:
+        if not re.search(rf"(^|[ ,]){re.escape(need)}($|[ ,(])", depends):
+            problems.append(f"{name} does not ask for {need}, only for {depends.strip()}")
+    return name
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for option in ("--cpack", "--config", "--folder"):
+        parser.add_argument(option, required=True)
+    parser.add_argument("--tool", action="store_true")
+    options, _ = parser.parse_known_args()
+    folder = Path(options.folder)
+    shutil.rmtree(folder, ignore_errors=True)
+    subprocess.run([options.cpack, "--config", options.config, "-B", str(folder)], check=True)
+    problems = []
+    found = {check(str(package), problems) for package in folder.glob("*.deb")}
+    expected = set(EXPECTED) if options.tool else set(EXPECTED) - {"kxrtc"}
+    if found != expected:
+        problems.append(f"made {sorted(found)}")
+    for problem in problems:
+        print(problem)
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
