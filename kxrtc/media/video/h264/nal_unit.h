@@ -1,0 +1,60 @@
+// Finds, classifies, unescapes and escapes the NAL units of an H.264 byte stream (ITU-T H.264,
+// Annex B and clause 7.4.1).
+// A start code is 00 00 01; a zero byte directly before it makes it a four-byte start code. A start
+// code at the very end of a buffer, with no NAL header byte behind it, is not seen.
+// Threads: all functions are stateless and may be called on any thread.
+// Errors: none are reported; malformed input gives an empty or partial result.
+#ifndef KXRTC_MEDIA_VIDEO_H264_NAL_UNIT_H_
+#define KXRTC_MEDIA_VIDEO_H264_NAL_UNIT_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "kx_utility/export.h"
+
+namespace kx_utility {
+class RawBuffer;
+}  // namespace kx_utility
+
+namespace kxrtc {
+namespace H264 {
+
+// Values of nal_unit_type (table 7-1) that the library itself asks for.
+constexpr uint8_t kNaluTypeIdr = 5;
+constexpr uint8_t kNaluTypeSps = 7;
+constexpr uint8_t kNaluTypePps = 8;
+
+// One located NAL unit; offsets and sizes in bytes from the start of the buffer.
+struct NaluIndex {
+  uint32_t start_offset = 0;          // First byte of the start code, all four bytes of a long one.
+  uint32_t payload_start_offset = 0;  // The NAL header byte.
+  uint32_t payload_size = 0;          // From there to the next start_offset or the buffer's end.
+};
+
+// The NAL units of `length` bytes of Annex B stream, in buffer order. Bytes before the first start
+// code belong to none of them. Empty for fewer than 4 bytes.
+[[nodiscard]] KX_EXPORT std::vector<NaluIndex> FindNaluIndices(const uint8_t* data,
+                                                               uint32_t length);
+
+// nal_unit_type, 0 to 31, of a NAL header byte.
+[[nodiscard]] KX_EXPORT uint8_t ParseNaluType(uint8_t data);
+
+// The RBSP of a NAL payload: each 00 00 03 loses its last byte.
+// Intended: the byte behind the 03 is not checked.
+[[nodiscard]] KX_EXPORT std::vector<uint8_t> ParseRbsp(const uint8_t* data, uint32_t length);
+
+// Appends the RBSP `bytes` to `destination` as a NAL payload, with a 03 between two zero bytes and
+// a byte of at most 3. `bytes` must not point into `destination`.
+KX_EXPORT void WriteRbsp(const uint8_t* bytes, uint32_t length, kx_utility::RawBuffer* destination);
+
+// True when the access unit holds an IDR slice. Parameter sets alone do not make a key frame.
+[[nodiscard]] KX_EXPORT bool IsKeyFrame(const uint8_t* data, uint32_t length);
+
+// False when the access unit holds a NAL unit of type 0, 16 to 18 or 22 to 31. True without any
+// start code, and for up to 3 bytes whatever they are.
+[[nodiscard]] KX_EXPORT bool IsValidFrame(const uint8_t* data, uint32_t length);
+
+}  // namespace H264
+}  // namespace kxrtc
+
+#endif  // KXRTC_MEDIA_VIDEO_H264_NAL_UNIT_H_
