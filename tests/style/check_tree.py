@@ -24,6 +24,7 @@ MAY_INCLUDE = {
 LIBRARY_FILES = re.compile(r"(\.cc|\.h|\.map|/CMakeLists\.txt)$")
 OUTSIDE_PROGRAMS = ("host/", "tools/", "examples/")
 PROJECT_INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+LINK = re.compile(r"\]\((?!\w+:)([^)\s]+)\)")
 MAIN = re.compile(r"^\s*(int|auto)\s+main\s*\(", re.MULTILINE)
 CODE = (".cc", ".h", ".sh", ".cmake", ".py", ".mjs", ".js")
 MAX_LINES = {".h": 250, ".cc": 500}
@@ -106,6 +107,15 @@ def check_guard(name, text):
         yield f"{name}: does not begin with a comment on what it is for"
 
 
+def check_links(name, text, root):
+    if not name.endswith(".md"):
+        return
+    for match in LINK.finditer(text):
+        target = match.group(1).split("#")[0]
+        if target and not (root / Path(name).parent / target).exists():
+            yield f"{name}:{line_of(text, match.start())}: no such file: {target}"
+
+
 def check_library_file(name, text):
     if library_folder(name) is None:
         return
@@ -125,6 +135,7 @@ def check_tree(root, public_headers):
             text = ""
         breaches += check_text(name, text)
         breaches += check_includes(name, text, public_headers, root)
+        breaches += check_links(name, text, root)
         breaches += check_guard(name, text)
         breaches += check_library_file(name, text)
         lines = text.count("\n")

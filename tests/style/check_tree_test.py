@@ -59,6 +59,8 @@ class CheckTreeTest(unittest.TestCase):
                 "kx_utility/a.h", GOOD_HEADER.replace("A_H_\n#endif", "A_H_\nusing namespace a;\n#endif"),
                 "namespace opened"),
             "left undone": ("tools/t.cc", "// TO" + "DO\n", "left undone"),
+            "broken link": ("docs/x.md", "[a](../kx_utility/a.h) [b](c.md#d)\n",
+                            "docs/x.md:1: no such file: c.md"),
             "path of one machine": ("README.md", "cd /wor" + "k/x\n", "path of one machine"),
         }
         for name, (path, text, expected) in cases.items():
