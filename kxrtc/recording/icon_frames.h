@@ -1,0 +1,37 @@
+// The built-in filler clip: eight H.264 access units that show a neutral "camera off" icon,
+// 640x360. tools/icon_clip/make_icon_frames.py makes icon_frames.cc.
+#ifndef KXRTC_RECORDING_ICON_FRAMES_H_
+#define KXRTC_RECORDING_ICON_FRAMES_H_
+
+#include <cstdint>
+
+namespace kxrtc {
+
+// Frame 0: access unit delimiter, SPS, PPS, SEI, IDR slice. The others: access unit delimiter, PPS,
+// SEI, non-IDR slice (ITU-T H.264 table 7-1). Annex B with four-byte start codes.
+extern const uint8_t kIconFrame0[];
+extern const uint8_t kIconFrame1[];
+extern const uint8_t kIconFrame2[];
+extern const uint8_t kIconFrame3[];
+extern const uint8_t kIconFrame4[];
+extern const uint8_t kIconFrame5[];
+extern const uint8_t kIconFrame6[];
+extern const uint8_t kIconFrame7[];
+
+// One access unit of the clip; the bytes live as long as the program.
+struct IconFrame {
+  const uint8_t* data;
+  uint32_t size;
+};
+
+inline constexpr uint32_t kIconFrameCount = 8;
+extern const IconFrame kIconFrames[kIconFrameCount];
+
+// The attributes that go with the clip.
+inline constexpr uint32_t kIconWidth = 640;
+inline constexpr uint32_t kIconHeight = 360;
+inline constexpr int32_t kIconRotationAngle = 0;
+
+}  // namespace kxrtc
+
+#endif  // KXRTC_RECORDING_ICON_FRAMES_H_

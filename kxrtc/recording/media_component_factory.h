@@ -1,0 +1,34 @@
+// The factory through which a host supplies its media components.
+#ifndef KXRTC_RECORDING_MEDIA_COMPONENT_FACTORY_H_
+#define KXRTC_RECORDING_MEDIA_COMPONENT_FACTORY_H_
+
+#include "kx_utility/export.h"
+
+namespace kxrtc {
+
+class Mp4SinkWriter;
+
+// Host-implemented; borrowed from StartTranscoding() until the transcoder is stopped or released.
+// Threads: called on the control thread only. Slot order is binary interface: append only.
+class KX_EXPORT MediaComponentFactory {
+ public:
+  // Four slots that belong to the host; the library never calls them.
+  virtual void HostOperation1() {}
+  virtual void HostOperation2() {}
+  virtual void HostOperation3() {}
+  virtual void HostOperation4() {}
+
+  // Stores a writer for one output file. `is_desktop`: the record holds a desktop share. False:
+  // there is no writer and `*writer` is untouched.
+  virtual bool CreateMp4SinkWriter(Mp4SinkWriter** writer, bool is_desktop) = 0;
+
+  // Takes back a writer of this factory, after its StopStreaming().
+  virtual void ReleaseMp4SinkWriter(Mp4SinkWriter* writer) = 0;
+
+ protected:
+  ~MediaComponentFactory() = default;
+};
+
+}  // namespace kxrtc
+
+#endif  // KXRTC_RECORDING_MEDIA_COMPONENT_FACTORY_H_
