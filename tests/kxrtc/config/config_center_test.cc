@@ -1,8 +1,10 @@
 #include "kxrtc/config/config_center.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
+#include <signal.h>
+#include <spawn.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 #include <memory>
@@ -220,14 +222,16 @@ TEST_F(ConfigCenterTest, DoesNotReadAHugeFile) {
   EXPECT_THAT(log_.lines(), ElementsAre(FoundLine(), "WARNING failed in config_file.Read"));
 }
 
+// A program that runs cannot be opened for writing, not even by root.
 TEST_F(ConfigCenterTest, ReportsAFileThatCannotBeOpened) {
-  WriteConfig("{}");
-  rlimit former;
-  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &former));
-  const rlimit no_more_files = {0, former.rlim_max};
-  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &no_more_files));
+  const std::string path = "out/kxrtc_config.cfg";
+  std::filesystem::copy_file("/bin/sleep", path);
+  char* const arguments[] = {const_cast<char*>("sleep"), const_cast<char*>("60"), nullptr};
+  pid_t child = 0;
+  ASSERT_EQ(0, posix_spawn(&child, path.c_str(), nullptr, nullptr, arguments, nullptr));
   const Settings settings = Load();
-  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &former));
+  kill(child, SIGKILL);
+  ASSERT_EQ(child, waitpid(child, nullptr, 0));
   EXPECT_EQ(Settings(), settings);
   EXPECT_THAT(log_.lines(), ElementsAre(FoundLine(), "WARNING failed in config_file.Read"));
 }
