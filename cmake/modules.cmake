@@ -13,6 +13,10 @@ if(RTC_TRANSCODER_SANITIZERS)
                          -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(kx_build_flags INTERFACE -fsanitize=${RTC_TRANSCODER_SANITIZERS})
 endif()
+if(RTC_TRANSCODER_FUZZ_ENGINE)
+  # The coverage that guides the engine; the engine itself is linked into the fuzz targets alone.
+  target_compile_options(kx_build_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # Settings of every target of this project.
 function(kx_configure_target name)

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <deque>
 #include <random>
 #include <string>
 #include <utility>
@@ -12,9 +11,12 @@
 
 #include "kx_utility/logging.h"
 #include "kx_utility/ring_buffer.h"
+#include "tests/testing/packet_ring_model.h"
 
 namespace kx_utility {
 namespace {
+
+using ::kx_testing::PacketRingModel;
 
 // In all, also under the sanitizers.
 constexpr int kOperations = 1200000;
@@ -38,69 +40,6 @@ class LastStatement : public LogSink {
 
  private:
   std::string text_;
-};
-
-// What the ring is documented to do, in terms of whole packets.
-class Model {
- public:
-  Model(uint32_t capacity, uint32_t max_packet)
-      : capacity_(capacity), max_packet_(max_packet), limit_(capacity) {}
-
-  // The message of the refusal, empty when the packet is accepted.
-  std::string Push(const std::vector<uint8_t>& packet) {
-    if (packet.size() > max_packet_) return "packet is too big";
-    if (packet.size() < 2) return "packet is too small";
-    if (packet.size() > limit_ - held_) return "the queue is full";
-    if (packet[0] * 256u + packet[1] + 2 != packet.size()) return "input data is not valid";
-    const bool wrapped = !packets_.empty() && next_ < packets_.front().position;
-    const auto end = static_cast<uint32_t>(next_ + packet.size());
-    // What lies at the front of an empty ring is where the next packet goes.
-    const uint32_t oldest = packets_.empty() ? next_ : packets_.front().position;
-    packets_.push_back({next_, packet});
-    held_ += static_cast<uint32_t>(packet.size());
-    next_ = end;
-    if (wrapped) {
-      if (held_ == limit_) Forget();
-    } else if (end > capacity_) {
-      limit_ = end;
-      if (oldest != 0) next_ = 0;
-    }
-    return {};
-  }
-
-  struct Packet {
-    uint32_t position;
-    std::vector<uint8_t> bytes;
-  };
-
-  const Packet* Front() const { return packets_.empty() ? nullptr : &packets_.front(); }
-
-  void Pop() {
-    held_ -= static_cast<uint32_t>(packets_.front().bytes.size());
-    packets_.pop_front();
-    if (next_ == limit_) next_ = 0;
-  }
-
-  void Flush() {
-    Forget();
-    limit_ = capacity_;
-    next_ = 0;
-  }
-
-  uint32_t held() const { return held_; }
-
- private:
-  void Forget() {
-    packets_.clear();
-    held_ = 0;
-  }
-
-  const uint32_t capacity_;
-  const uint32_t max_packet_;
-  uint32_t limit_;
-  uint32_t next_ = 0;
-  uint32_t held_ = 0;
-  std::deque<Packet> packets_;
 };
 
 class Driver {
@@ -162,7 +101,7 @@ class Driver {
 
   void ExpectFront(uint8_t* (PacketRingBuf::*look)(uint32_t*)) {
     uint32_t size = 77;
-    const Model::Packet* expected = model_.Front();
+    const PacketRingModel::Packet* expected = model_.Front();
     const uint8_t* packet = (ring_.*look)(&size);
     ASSERT_EQ(expected == nullptr, packet == nullptr);
     ASSERT_EQ(expected == nullptr ? 0 : expected->bytes.size(), size);
@@ -177,7 +116,7 @@ class Driver {
   }
 
   PacketRingBuf ring_;
-  Model model_;
+  PacketRingModel model_;
   LastStatement log_;
   std::mt19937& random_;
   uint32_t max_size_;

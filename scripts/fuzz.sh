@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Runs fuzz targets with their engine; what they find is kept.
+# usage: scripts/fuzz.sh [TARGET|all] [SECONDS]   (all targets, 60 s each)
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+target=${1:-all}
+seconds=${2:-60}
+
+if [ "$target" = all ]; then
+  mapfile -t targets < <(cd fuzz/corpus && printf '%s\n' *)
+else
+  targets=("$target")
+fi
+
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz --target "${targets[@]}"
+for name in "${targets[@]}"; do
+  found=build/fuzz/found/$name
+  grown=build/fuzz/corpus/$name
+  mkdir -p "$found" "$grown"
+  echo "== $name"
+  "build/fuzz/fuzz/$name" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=1024 \
+    -print_final_stats=1 -artifact_prefix="$found/" "$grown" "fuzz/corpus/$name"
+done
