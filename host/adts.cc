@@ -1,0 +1,52 @@
+#include "host/adts.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace kxrtc_host {
+namespace {
+
+constexpr uint32_t kSampleRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                                     22050, 16000, 12000, 11025, 8000,  7350};
+// By channel configuration.
+constexpr uint32_t kChannelCounts[] = {0, 1, 2, 3, 4, 5, 6, 8};
+constexpr uint32_t kHeaderSize = 7;
+constexpr uint32_t kHeaderSizeWithChecksum = 9;
+
+}  // namespace
+
+bool ParseAdtsHeader(const uint8_t* data, uint32_t size, AdtsHeader* header) {
+  if (size < kHeaderSize || data[0] != 0xFF || (data[1] & 0xF6) != 0xF0) return false;
+  const uint32_t rate_index = data[2] >> 2 & 0xF;
+  const uint32_t frame_size =
+      static_cast<uint32_t>(data[3] & 3) << 11 | static_cast<uint32_t>(data[4]) << 3 | data[5] >> 5;
+  if (rate_index >= std::size(kSampleRates) || frame_size != size) return false;
+  AdtsHeader parsed;
+  parsed.header_size = (data[1] & 1) != 0 ? kHeaderSize : kHeaderSizeWithChecksum;
+  parsed.object_type = (data[2] >> 6) + 1u;
+  parsed.sample_rate = kSampleRates[rate_index];
+  parsed.channel_configuration = (data[2] & 1u) << 2 | data[3] >> 6;
+  parsed.raw_data_blocks = (data[6] & 3u) + 1;
+  if (parsed.header_size > size) return false;
+  *header = parsed;
+  return true;
+}
+
+std::vector<uint8_t> AudioSpecificConfig(uint32_t object_type, uint32_t sample_rate,
+                                         uint32_t channel_count) {
+  const auto* rate = std::find(std::begin(kSampleRates), std::end(kSampleRates), sample_rate);
+  const auto* count =
+      std::find(std::begin(kChannelCounts) + 1, std::end(kChannelCounts), channel_count);
+  if (rate == std::end(kSampleRates) || count == std::end(kChannelCounts)) return {};
+  const auto rate_index = static_cast<uint32_t>(rate - std::begin(kSampleRates));
+  const auto configuration = static_cast<uint32_t>(count - std::begin(kChannelCounts));
+  const uint32_t bits = object_type << 11 | rate_index << 7 | configuration << 3;
+  return {static_cast<uint8_t>(bits >> 8), static_cast<uint8_t>(bits)};
+}
+
+uint32_t ChannelCount(uint32_t channel_configuration) {
+  return channel_configuration < std::size(kChannelCounts) ? kChannelCounts[channel_configuration]
+                                                           : 0;
+}
+
+}  // namespace kxrtc_host

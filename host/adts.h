@@ -1,0 +1,33 @@
+// Audio frames: ADTS framing (ISO/IEC 14496-3, 1.A.3.2) and the AudioSpecificConfig of MP4.
+// Threads: any.
+#ifndef HOST_ADTS_H_
+#define HOST_ADTS_H_
+
+#include <cstdint>
+#include <vector>
+
+namespace kxrtc_host {
+
+struct AdtsHeader {
+  uint32_t header_size = 0;            // Bytes in front of the raw frame: 7, or 9 with a checksum.
+  uint32_t object_type = 0;            // Audio object type; 2 is AAC LC.
+  uint32_t sample_rate = 0;            // Hz.
+  uint32_t channel_configuration = 0;  // 0: the frame itself tells.
+  uint32_t raw_data_blocks = 0;        // In this frame.
+};
+
+// Reads the header of one frame. False unless `data` begins with the sync word, layer 0 and a valid
+// frequency and tells its own length as exactly `size`: no raw AAC frame looks so.
+[[nodiscard]] bool ParseAdtsHeader(const uint8_t* data, uint32_t size, AdtsHeader* header);
+
+// The two bytes that describe AAC in MP4; empty for what they cannot describe: a rate without an
+// index, or a channel count that no channel configuration stands for.
+std::vector<uint8_t> AudioSpecificConfig(uint32_t object_type, uint32_t sample_rate,
+                                         uint32_t channel_count);
+
+// Channels that a channel configuration stands for; 0 for none.
+uint32_t ChannelCount(uint32_t channel_configuration);
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_ADTS_H_

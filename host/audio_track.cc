@@ -1,0 +1,144 @@
+#include "host/audio_track.h"
+
+extern "C" {
+#include <libavutil/mem.h>
+}
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "host/adts.h"
+#include "host/media_time.h"
+
+namespace kxrtc_host {
+namespace {
+
+constexpr uint32_t kAacLowComplexity = 2;
+// A damaged frame may stand at the start; this many in a row are another kind of audio.
+constexpr uint32_t kFramesToRecognise = 5;
+
+}  // namespace
+
+AudioTrack::AudioTrack(uint32_t channel_count, Mp4Muxer* muxer, WriterReport* report)
+    : muxer_(muxer), report_(report), channel_count_(channel_count) {}
+
+int64_t AudioTrack::end_us() const {
+  return last_time_ < 0 ? 0 : AudioSamplesToMicroseconds(last_time_ + kSamplesPerAudioFrame);
+}
+
+bool AudioTrack::Describe(uint32_t object_type, uint32_t channel_count) {
+  AudioTrackInfo info;
+  info.audio_specific_config = AudioSpecificConfig(object_type, kAudioSampleRate, channel_count);
+  info.channel_count = channel_count;
+  if (info.audio_specific_config.empty()) {
+    return report_->Fail(WriterFailure::kAudio, "the audio has " + std::to_string(channel_count) +
+                                                    " channels, which MP4 cannot tell");
+  }
+  const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_AAC);
+  decoder_.reset(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
+  if (decoder_ != nullptr) {
+    const size_t size = info.audio_specific_config.size();
+    decoder_->extradata = static_cast<uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (decoder_->extradata != nullptr) {
+      std::copy(info.audio_specific_config.begin(), info.audio_specific_config.end(),
+                decoder_->extradata);
+      decoder_->extradata_size = static_cast<int>(size);
+    }
+    // Without a decoder nothing can be recognised, and the word of the record is taken for it.
+    if (avcodec_open2(decoder_.get(), codec, nullptr) < 0) decoder_.reset();
+  }
+  muxer_->DescribeAudio(info);
+  return true;
+}
+
+bool AudioTrack::BeginAdts(const uint8_t* data, uint32_t size) {
+  AdtsHeader header;
+  if (!ParseAdtsHeader(data, size, &header)) return false;
+  if (header.sample_rate != kAudioSampleRate) {
+    return report_->Fail(WriterFailure::kAudio,
+                         "the audio has " + std::to_string(header.sample_rate) +
+                             " samples a second, but a record's clock counts 48000");
+  }
+  const uint32_t channels = header.channel_configuration == 0
+                                ? channel_count_
+                                : ChannelCount(header.channel_configuration);
+  if (channels != channel_count_) {
+    report_->Warn("the audio has " + std::to_string(channels) + " channels, not " +
+                  std::to_string(channel_count_) + " as the record says; its own word is taken");
+  }
+  framing_ = Framing::kAdts;
+  adts_channels_ = header.channel_configuration;
+  return Describe(header.object_type, channels);
+}
+
+bool AudioTrack::Begin(const uint8_t* data, uint32_t size) {
+  AdtsHeader header;
+  if (ParseAdtsHeader(data, size, &header)) return BeginAdts(data, size);
+  framing_ = Framing::kRaw;
+  return Describe(kAacLowComplexity, channel_count_);
+}
+
+bool AudioTrack::LooksLikeAac(const uint8_t* data, uint32_t size) {
+  PacketHandle packet(av_packet_alloc());
+  FrameHandle frame(av_frame_alloc());
+  if (packet == nullptr || frame == nullptr ||
+      av_new_packet(packet.get(), static_cast<int>(size)) < 0) {
+    return true;
+  }
+  std::copy(data, data + size, packet->data);
+  return avcodec_send_packet(decoder_.get(), packet.get()) >= 0 &&
+         avcodec_receive_frame(decoder_.get(), frame.get()) >= 0 &&
+         frame->sample_rate == kAudioSampleRate && frame->nb_samples == kSamplesPerAudioFrame;
+}
+
+bool AudioTrack::Push(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+  ++report_->status.audio_frames_received;
+  if (framing_ == Framing::kUnknown && size > 0 && !Begin(data, size)) return false;
+  AdtsHeader header;
+  if (framing_ == Framing::kAdts) {
+    if (!ParseAdtsHeader(data, size, &header) || header.raw_data_blocks != 1 ||
+        header.sample_rate != kAudioSampleRate || header.channel_configuration != adts_channels_) {
+      ++report_->status.audio_frames_dropped;
+      return true;
+    }
+    data += header.header_size;
+    size -= header.header_size;
+  }
+  if (size == 0) {
+    ++report_->status.audio_frames_dropped;
+    return true;
+  }
+  if (decoder_ != nullptr) {
+    if (LooksLikeAac(data, size)) {
+      decoder_.reset();
+    } else if (++unrecognised_ == kFramesToRecognise) {
+      return report_->Fail(WriterFailure::kAudio,
+                           "the audio is not AAC with 48000 samples a second");
+    }
+  }
+  Mp4Sample sample;
+  sample.decode_time = ExactAudioSamples(timestamp_us);
+  if (sample.decode_time <= last_time_) {
+    sample.decode_time = last_time_ + 1;
+    ++report_->status.timestamps_raised;
+  }
+  sample.presentation_time = sample.decode_time;
+  sample.duration = kSamplesPerAudioFrame;
+  sample.is_key = true;
+  sample.data = data;
+  sample.size = size;
+  last_time_ = sample.decode_time;
+  return muxer_->WriteAudio(sample);
+}
+
+void AudioTrack::Finish() {
+  const uint64_t dropped = report_->status.audio_frames_dropped;
+  if (dropped != 0) {
+    report_->Warn(std::to_string(dropped) +
+                  " audio frames are empty or framed unlike the first and are left out");
+  }
+  if (report_->status.audio_frames_received == 0) report_->Warn("the record holds no audio");
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,49 @@
+// The audio of the record, copied: AAC frames with or without ADTS framing.
+// Threads: an object belongs to one thread at a time.
+#ifndef HOST_AUDIO_TRACK_H_
+#define HOST_AUDIO_TRACK_H_
+
+#include <cstdint>
+
+#include "host/ffmpeg_handles.h"
+#include "host/mp4_muxer.h"
+#include "host/writer_status.h"
+
+namespace kxrtc_host {
+
+class AudioTrack {
+ public:
+  // `channel_count` describes raw frames; an ADTS header knows better. Both pointers outlive this.
+  AudioTrack(uint32_t channel_count, Mp4Muxer* muxer, WriterReport* report);
+
+  // Writes one frame at `timestamp_us` of output time, rebased. The first frame decides how all are
+  // framed; one that is framed differently is dropped and counted. False: the report tells why.
+  [[nodiscard]] bool Push(int64_t timestamp_us, const uint8_t* data, uint32_t size);
+
+  // Adds what a user should know to the report.
+  void Finish();
+
+  // Where the audio ends by now, microseconds of the file; 0 without any.
+  int64_t end_us() const;
+
+ private:
+  enum class Framing { kUnknown, kRaw, kAdts };
+
+  bool Begin(const uint8_t* data, uint32_t size);
+  bool BeginAdts(const uint8_t* data, uint32_t size);
+  bool Describe(uint32_t object_type, uint32_t channel_count);
+  bool LooksLikeAac(const uint8_t* data, uint32_t size);
+
+  Mp4Muxer* const muxer_;
+  WriterReport* const report_;
+  const uint32_t channel_count_;
+  Framing framing_ = Framing::kUnknown;
+  uint32_t adts_channels_ = 0;
+  CodecContextHandle decoder_;  // Only until a first frame was recognised as AAC.
+  uint32_t unrecognised_ = 0;
+  int64_t last_time_ = -1;  // Of the last frame, in samples.
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_AUDIO_TRACK_H_

@@ -1,0 +1,161 @@
+#include "host/copy_video_track.h"
+
+#include <string>
+#include <utility>
+
+#include "host/media_time.h"
+
+namespace kxrtc_host {
+namespace {
+
+constexpr int64_t kDefaultDurationUs = 41667;  // Of a single picture without audio.
+constexpr size_t kMaxRangesTold = 8;
+
+}  // namespace
+
+void CopyVideoTrack::SetAttributes(uint32_t width, uint32_t height, int32_t rotation) {
+  width_ = width;
+  height_ = height;
+  rotation_ = NormalRotation(rotation);
+  // The sets of another stream must not be taken for those of this one.
+  sets_.Clear();
+}
+
+CopyVideoTrack::Contents CopyVideoTrack::LookInto() {
+  Contents contents;
+  for (const NalUnit& unit : units_) {
+    contents.slice |= unit.IsSlice();
+    contents.idr |= unit.type() == kNalIdrSlice;
+    contents.sps |= unit.type() == kNalSps;
+    contents.pps |= unit.type() == kNalPps;
+    sets_.Add(unit);
+  }
+  return contents;
+}
+
+bool CopyVideoTrack::IsDecodable(const Contents& contents) {
+  if (contents.idr) waiting_for_key_ = !sets_.IsComplete();
+  return !waiting_for_key_;
+}
+
+bool CopyVideoTrack::BuildSample(bool with_parameter_sets) {
+  sample_.set_size(0);
+  for (const NalUnit& unit : units_) {
+    if (with_parameter_sets && unit.type() != kNalAccessUnitDelimiter) {
+      for (const NalUnit& set : sets_.Units()) {
+        if (!AppendWithLength(set, &sample_)) return false;
+      }
+      with_parameter_sets = false;
+    }
+    if (!AppendWithLength(unit, &sample_)) return false;
+  }
+  return true;
+}
+
+void CopyVideoTrack::NoteAttributes(int64_t time_us) {
+  if (uint64_t{width_} * height_ > uint64_t{largest_width_} * largest_height_) {
+    largest_width_ = width_;
+    largest_height_ = height_;
+  }
+  if (rotations_.empty() || rotations_.back().rotation != rotation_) {
+    rotations_.push_back({time_us, rotation_});
+  }
+}
+
+bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
+  ++report_->status.video_samples_received;
+  SplitAccessUnit(data, size, &units_);
+  const Contents contents = LookInto();
+  if (!contents.slice) {  // No picture: parameter sets alone go with the next one.
+    sets_came_alone_ |= contents.sps || contents.pps;
+    if (!contents.sps && !contents.pps) ++report_->status.video_samples_dropped;
+    return true;
+  }
+  if (!IsDecodable(contents)) {
+    ++report_->status.video_samples_dropped;
+    return true;
+  }
+  const bool lacks_sets = contents.idr && !(contents.sps && contents.pps);
+  if (!BuildSample(lacks_sets || sets_came_alone_)) {
+    return report_->Fail(WriterFailure::kVideo, "a picture is too large");
+  }
+  sets_came_alone_ = false;
+  if (!described_) {
+    described_ = true;
+    VideoTrackInfo info;
+    info.decoder_configuration = sets_.DecoderConfiguration();
+    info.width = width_;
+    info.height = height_;
+    info.ticks_per_second = kMicrosecondsPerSecond;
+    muxer_->DescribeVideo(info);
+  }
+  if (has_held_) {
+    if (time_us <= held_time_us_) {
+      time_us = held_time_us_ + 1;
+      ++report_->status.timestamps_raised;
+    }
+    if (!WriteHeld(time_us - held_time_us_)) return false;
+  }
+  NoteAttributes(time_us);
+  std::swap(held_, sample_);
+  has_held_ = true;
+  held_is_key_ = contents.idr;
+  held_time_us_ = time_us;
+  return true;
+}
+
+bool CopyVideoTrack::WriteHeld(int64_t duration_us) {
+  Mp4Sample sample;
+  sample.presentation_time = held_time_us_;
+  sample.decode_time = held_time_us_;
+  sample.duration = duration_us;
+  sample.is_key = held_is_key_;
+  sample.data = held_.data();
+  sample.size = held_.size();
+  has_held_ = false;
+  last_duration_us_ = duration_us;
+  end_us_ = held_time_us_ + duration_us;
+  return muxer_->WriteVideo(sample);
+}
+
+// One track is turned as a whole, so only a rotation that never changes can be told.
+void CopyVideoTrack::PresentTrack() {
+  const bool constant = rotations_.size() == 1;
+  muxer_->SetPresentation(largest_width_, largest_height_,
+                          constant ? rotations_.front().rotation : 0);
+  if (constant) return;
+  std::string ranges;
+  size_t count = 0;
+  for (size_t i = 0; i < rotations_.size(); ++i) {
+    if (rotations_[i].rotation == 0 || ++count > kMaxRangesTold) continue;
+    const int64_t until_us = i + 1 < rotations_.size() ? rotations_[i + 1].time_us : end_us_;
+    ranges += (ranges.empty() ? "" : ", ") + TimeText(rotations_[i].time_us) + " to " +
+              TimeText(until_us) + " by " + std::to_string(rotations_[i].rotation);
+  }
+  if (count > kMaxRangesTold) {
+    ranges += " and " + std::to_string(count - kMaxRangesTold) + " times more";
+  }
+  report_->Warn("the pictures should be turned clockwise from " + ranges +
+                " degrees, which copied video cannot tell: encode it to see them upright");
+}
+
+bool CopyVideoTrack::Finish(int64_t end_us) {
+  if (has_held_) {
+    int64_t duration_us = end_us - held_time_us_;
+    if (duration_us <= 0) {
+      duration_us = last_duration_us_ > 0 ? last_duration_us_ : kDefaultDurationUs;
+    }
+    if (!WriteHeld(duration_us)) return false;
+    PresentTrack();
+  }
+  const Mp4WriterStatus& status = report_->status;
+  if (status.video_samples_dropped != 0) {
+    report_->Warn(std::to_string(status.video_samples_dropped) +
+                  " video samples without a key frame or its parameter sets before them are left "
+                  "out");
+  }
+  if (!described_) report_->Warn("the record holds no video that can be shown");
+  return true;
+}
+
+}  // namespace kxrtc_host

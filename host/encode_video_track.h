@@ -1,0 +1,70 @@
+// Video made uniform: every picture decoded, turned upright, fitted into one canvas and encoded
+// anew at a constant frame rate.
+#ifndef HOST_ENCODE_VIDEO_TRACK_H_
+#define HOST_ENCODE_VIDEO_TRACK_H_
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "host/annex_b.h"
+#include "host/ffmpeg_handles.h"
+#include "host/h264_encoder.h"
+#include "host/mp4_muxer.h"
+#include "host/picture_decoder.h"
+#include "host/picture_layout.h"
+#include "host/video_track.h"
+#include "host/writer_status.h"
+#include "kx_utility/raw_buffer.h"
+
+namespace kxrtc_host {
+
+// Tick k of the output shows the newest picture that is not later than it. A picture that does not
+// decode leaves the last one in place and is counted; only a long series of them ends the run.
+class EncodeVideoTrack : public VideoTrack {
+ public:
+  static constexpr uint32_t kMaxUndecodableInARow = 1000;
+
+  // `encoder` is open with `settings`; the pointers outlive this.
+  EncodeVideoTrack(std::unique_ptr<H264Encoder> encoder, const EncoderSettings& settings,
+                   Mp4Muxer* muxer, WriterReport* report);
+
+  // Prepares the decoder and describes the track. False: the report tells why.
+  [[nodiscard]] bool Initialize();
+
+  void SetAttributes(uint32_t width, uint32_t height, int32_t rotation) override;
+  [[nodiscard]] bool Push(int64_t time_us, const uint8_t* data, uint32_t size) override;
+  [[nodiscard]] bool AdvanceTo(int64_t time_us) override;
+  [[nodiscard]] bool Finish(int64_t end_us) override;
+  int64_t end_us() const override;
+
+ private:
+  bool TakePictures();
+  bool ShowPicture(int64_t time_us, int32_t rotation);
+  bool NoteUndecodable();
+  int64_t TickTimeUs(int64_t tick) const;
+  bool EmitUntil(int64_t time_us);
+  bool EmitTick();
+  bool TakePackets();
+  bool WritePacket();
+
+  const std::unique_ptr<H264Encoder> encoder_;
+  const EncoderSettings settings_;
+  Mp4Muxer* const muxer_;
+  WriterReport* const report_;
+  PictureDecoder decoder_;
+  PictureLayout layout_;
+  FrameHandle decoded_;
+  FrameHandle shown_;  // What the next ticks show.
+  PacketHandle packet_;
+  bool has_picture_ = false;
+  int64_t last_time_us_ = -1;  // Of the last sample pushed.
+  int64_t next_tick_ = 0;
+  uint32_t undecodable_in_a_row_ = 0;
+  std::vector<NalUnit> units_;
+  kx_utility::RawBuffer sample_;
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_ENCODE_VIDEO_TRACK_H_

@@ -1,0 +1,75 @@
+// Output time as it arrives, and the time that is written.
+//
+// An audio frame of 1024 samples at 48 kHz lasts 64000/3 us, but arrives on a grid of 21333 us.
+// Stretching every timestamp by 64000/63999 puts audio exactly on multiples of 1024 samples and
+// keeps video beside it: counting samples for audio alone would part the two by 56 ms an hour.
+// Threads: any.
+#ifndef HOST_MEDIA_TIME_H_
+#define HOST_MEDIA_TIME_H_
+
+#include <cstdint>
+
+#include "kxrtc/recording/speaker_record_transcoder.h"
+
+namespace kxrtc_host {
+
+inline constexpr int64_t kAudioSampleRate = 48000;
+inline constexpr int64_t kSamplesPerAudioFrame = 1024;
+inline constexpr int64_t kMicrosecondsPerSecond = 1000000;
+
+// `ticks` * `numerator` / `denominator`, rounded to nearest, for ticks of either sign and without
+// overflow as long as the result fits. The two factors are positive and below 2^31.
+constexpr int64_t ScaleTime(int64_t ticks, int64_t numerator, int64_t denominator) {
+  int64_t whole = ticks / denominator;
+  int64_t rest = ticks % denominator;
+  if (rest < 0) {
+    rest += denominator;
+    --whole;
+  }
+  return whole * numerator + (rest * numerator + denominator / 2) / denominator;
+}
+
+// Microseconds as written for `timestamp_us` of output time.
+constexpr int64_t ExactMicroseconds(int64_t timestamp_us) {
+  return ScaleTime(timestamp_us, 64000, 63999);
+}
+
+// Audio samples at 48 kHz for `timestamp_us` of output time: frame k is exactly at 1024 * k.
+constexpr int64_t ExactAudioSamples(int64_t timestamp_us) {
+  return ScaleTime(timestamp_us, kSamplesPerAudioFrame, kxrtc::kAudioFrameDurationUs);
+}
+
+constexpr int64_t AudioSamplesToMicroseconds(int64_t samples) {
+  return ScaleTime(samples, kMicrosecondsPerSecond, kAudioSampleRate);
+}
+
+// Moves a timeline that starts far from 0 to its start: a transcoder that is started again goes on
+// with its old clock, and a player would show nothing for that long.
+// Threads: one at a time.
+class TimelineStart {
+ public:
+  // A start up to here is natural and stays: the first frames lie within a second.
+  static constexpr int64_t kFarFromZeroUs = 1000000;
+
+  // `timestamp_us` on the timeline of the file. The first call settles by how much all are moved:
+  // by whole audio frames, so that audio stays on its grid.
+  int64_t Rebase(int64_t timestamp_us) {
+    if (!started_) {
+      started_ = true;
+      if (timestamp_us > kFarFromZeroUs || timestamp_us < 0) {
+        moved_by_us_ = timestamp_us / kxrtc::kAudioFrameDurationUs * kxrtc::kAudioFrameDurationUs;
+      }
+    }
+    return timestamp_us - moved_by_us_;
+  }
+
+  int64_t moved_by_us() const { return moved_by_us_; }
+
+ private:
+  bool started_ = false;
+  int64_t moved_by_us_ = 0;
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_MEDIA_TIME_H_

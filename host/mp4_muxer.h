@@ -1,0 +1,121 @@
+// One video and one audio track in one MP4 file, the index in front, on libavformat.
+// Threads: an object belongs to one thread at a time.
+#ifndef HOST_MP4_MUXER_H_
+#define HOST_MP4_MUXER_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/ffmpeg_handles.h"
+#include "host/output_file.h"
+#include "host/output_file_io.h"
+#include "host/writer_status.h"
+
+namespace kxrtc_host {
+
+// Upper bounds that let the index be given its place before the samples are written. With
+// `video_samples` and `audio_frames` both 0 they are unknown: then the samples are moved back once
+// when the file is finished. Bounds that turn out too low cost the same, nothing else.
+struct SampleBounds {
+  uint64_t video_samples = 0;
+  uint64_t audio_frames = 0;
+  uint64_t bytes = 0;  // Of all samples.
+};
+
+struct VideoTrackInfo {
+  std::vector<uint8_t> decoder_configuration;  // AVCDecoderConfigurationRecord, 4-byte lengths.
+  uint32_t width = 0;                          // Pixels.
+  uint32_t height = 0;
+  uint32_t ticks_per_second = 0;  // Unit of the track's times, at least 10000.
+  uint32_t frame_rate = 0;        // 0: it varies.
+};
+
+struct AudioTrackInfo {
+  std::vector<uint8_t> audio_specific_config;
+  uint32_t channel_count = 0;
+};
+
+// One sample; times in the unit of its track, decode times rising.
+struct Mp4Sample {
+  int64_t presentation_time = 0;
+  int64_t decode_time = 0;
+  int64_t duration = 0;
+  bool is_key = false;
+  const uint8_t* data = nullptr;
+  uint32_t size = 0;
+};
+
+class Mp4Muxer {
+ public:
+  // What is kept in memory until both tracks are described.
+  static constexpr uint64_t kMaxWaitingBytes = 16 << 20;
+
+  // `file` is open and, like `report`, outlives the muxer.
+  Mp4Muxer(OutputFile* file, WriterReport* report, const SampleBounds& bounds);
+  ~Mp4Muxer();
+  Mp4Muxer(const Mp4Muxer&) = delete;
+  Mp4Muxer& operator=(const Mp4Muxer&) = delete;
+
+  // Each track is described once, before its first sample. Samples wait, up to a bound, until both
+  // are: a track that is described later than that is left out, with a warning.
+  void DescribeVideo(const VideoTrackInfo& info);
+  void DescribeAudio(const AudioTrackInfo& info);
+
+  // Writes in the order of the calls. False: the report tells why, and nothing else will succeed.
+  [[nodiscard]] bool WriteVideo(const Mp4Sample& sample) { return Write(kVideo, sample); }
+  [[nodiscard]] bool WriteAudio(const Mp4Sample& sample) { return Write(kAudio, sample); }
+
+  // How players shall show the video track: turned clockwise by `rotation` degrees, at that size
+  // before turning. Any time before Finish().
+  void SetPresentation(uint32_t width, uint32_t height, int32_t rotation);
+
+  // Writes what waits and the index. False as above; kNothing when there was no sample.
+  [[nodiscard]] bool Finish();
+
+ private:
+  enum Track { kVideo = 0, kAudio = 1, kTrackCount };
+  struct WaitingSample {
+    Track track;
+    Mp4Sample sample;  // Its data pointer is not used.
+    std::string bytes;
+  };
+  struct TrackCounts {
+    uint64_t samples = 0;
+    uint64_t bytes = 0;
+    uint64_t runs = 0;  // Of samples with none of the other track between them.
+  };
+
+  bool Write(Track track, const Mp4Sample& sample);
+  bool WriteNow(Track track, const Mp4Sample& sample);
+  bool KeepWaiting(Track track, const Mp4Sample& sample);
+  bool Begin();
+  void AddVideoStream();
+  void AddAudioStream();
+  bool WriteHeader();
+  bool WriteWaiting();
+  bool MakeRoomForIndex();
+  bool Check(const char* step, int result);
+
+  OutputFile* const file_;
+  WriterReport* const report_;
+  const SampleBounds bounds_;
+  OutputFileIoHandle io_;  // Outlives format_, which uses it.
+  FormatContextHandle format_;
+  PacketHandle packet_;
+  VideoTrackInfo video_;
+  AudioTrackInfo audio_;
+  bool described_[kTrackCount] = {};
+  bool begun_ = false;
+  AVStream* streams_[kTrackCount] = {};  // Null: the file has no such track.
+  std::vector<WaitingSample> waiting_;
+  uint64_t waiting_bytes_ = 0;
+  TrackCounts counts_[kTrackCount];
+  uint64_t left_out_[kTrackCount] = {};
+  int last_track_ = kTrackCount;
+  uint64_t reserved_ = 0;  // Bytes kept free for the index.
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_MP4_MUXER_H_

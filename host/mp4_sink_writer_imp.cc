@@ -1,0 +1,175 @@
+#include "host/mp4_sink_writer_imp.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/copy_video_track.h"
+#include "host/encode_video_track.h"
+#include "kx_utility/failure_log.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_utility::Here;
+using kx_utility::LogFormatted;
+
+constexpr uint32_t kMaxFrameRate = 1000;
+constexpr uint32_t kMaxPictureSize = 16384;
+constexpr uint32_t kMaxBitRateKbps = 1000000;
+
+}  // namespace
+
+Mp4SinkWriterImp::Mp4SinkWriterImp(const Mp4SinkWriterOptions& options) : options_(options) {}
+
+Mp4SinkWriterImp::~Mp4SinkWriterImp() {
+  // Nobody waits for a file any more that was not stopped.
+  Discard();
+  StopStreaming();
+}
+
+// Reports the failure that ended the run, once. Answers `ok`.
+bool Mp4SinkWriterImp::Settle(bool ok) {
+  if (!ok && !error_reported_ && observer_ != nullptr) {
+    error_reported_ = true;
+    observer_->OnError(kxrtc::kMp4SinkWriterFatalError);
+  }
+  return ok;
+}
+
+bool Mp4SinkWriterImp::CheckConfigs(const kxrtc::VideoConfig* video,
+                                    const kxrtc::AudioConfig* audio) {
+  if (video == nullptr || audio == nullptr || video->format != kxrtc::kVideoFormatCode ||
+      audio->format != kxrtc::kAudioFormatCode) {
+    return report_.Fail(WriterFailure::kRefused, "the video or audio format code is unknown");
+  }
+  if (video->width < 2 || video->width > kMaxPictureSize || video->height < 2 ||
+      video->height > kMaxPictureSize || (video->width | video->height) % 2 != 0 ||
+      video->frame_rate == 0 || video->frame_rate > kMaxFrameRate || video->bit_rate_kbps == 0 ||
+      video->bit_rate_kbps > kMaxBitRateKbps) {
+    return report_.Fail(WriterFailure::kRefused,
+                        "the picture size, frame rate or bit rate is out of range");
+  }
+  return true;
+}
+
+bool Mp4SinkWriterImp::StartStreaming(const char* output_path, const kxrtc::VideoConfig* video,
+                                      const kxrtc::AudioConfig* audio,
+                                      kxrtc::Mp4SinkWriterObserver* observer) {
+  if (started_) return report_.Fail(WriterFailure::kRefused, "the writer was started already");
+  observer_ = observer;
+  if (!CheckConfigs(video, audio)) return false;
+  if (!file_.Open(output_path == nullptr ? "" : output_path, options_.replace_existing)) {
+    return report_.Fail(WriterFailure::kRefused, file_.error_text());
+  }
+  muxer_ = std::make_unique<Mp4Muxer>(&file_, &report_, options_.bounds);
+  audio_track_ = std::make_unique<AudioTrack>(audio->channel_count, muxer_.get(), &report_);
+  started_ = MakeVideoTrack(*video);
+  return started_;
+}
+
+std::unique_ptr<H264Encoder> Mp4SinkWriterImp::OpenEncoder(const EncoderSettings& settings) {
+  auto encoder = std::make_unique<H264Encoder>();
+  std::vector<std::string> obstacles;
+  if (prefer_hardware_ && encoder->Open(options_.hardware_encoders, settings, &obstacles)) {
+    return encoder;
+  }
+  const bool in_software = encoder->Open(options_.software_encoders, settings, &obstacles);
+  for (const std::string& obstacle : obstacles) {
+    LogFormatted(kx_utility::LS_INFO, Here(), "falling back: %s", obstacle.c_str());
+  }
+  return in_software ? std::move(encoder) : nullptr;
+}
+
+bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
+  if (options_.video_mode == VideoMode::kEncode) {
+    EncoderSettings settings;
+    settings.width = video.width;
+    settings.height = video.height;
+    settings.frame_rate = video.frame_rate;
+    settings.bit_rate_kbps = video.bit_rate_kbps;
+    settings.preset = options_.preset;
+    settings.threads = options_.encoder_threads;
+    if (auto encoder = OpenEncoder(settings)) {
+      auto track =
+          std::make_unique<EncodeVideoTrack>(std::move(encoder), settings, muxer_.get(), &report_);
+      EncodeVideoTrack* const encode_track = track.get();
+      video_track_ = std::move(track);
+      return encode_track->Initialize();
+    }
+    report_.Warn("FFmpeg has no H.264 encoder that works here: the video is copied");
+  }
+  video_track_ = std::make_unique<CopyVideoTrack>(muxer_.get(), &report_);
+  return true;
+}
+
+bool Mp4SinkWriterImp::SetNewInputVideoAttributes(uint32_t width, uint32_t height,
+                                                  int32_t rotation_angle) {
+  if (!started_ || report_.failed()) return false;
+  video_track_->SetAttributes(width, height, rotation_angle);
+  return true;
+}
+
+bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+  if (!started_ || report_.failed() || data == nullptr) return false;
+  const int64_t time_us = ExactMicroseconds(timeline_.Rebase(timestamp_us));
+  return Settle(video_track_->Push(std::max<int64_t>(time_us, 0), data, size));
+}
+
+bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+  if (!started_ || report_.failed() || data == nullptr) return false;
+  const int64_t rebased_us = std::max<int64_t>(timeline_.Rebase(timestamp_us), 0);
+  media_time_us_.store(ExactMicroseconds(rebased_us), std::memory_order_relaxed);
+  return Settle(audio_track_->Push(rebased_us, data, size) &&
+                video_track_->AdvanceTo(ExactMicroseconds(rebased_us)));
+}
+
+bool Mp4SinkWriterImp::Finish() {
+  if (discard_.load(std::memory_order_acquire)) {
+    return report_.Fail(WriterFailure::kDiscarded, "stopped before the end");
+  }
+  if (report_.failed() || !video_track_->Finish(audio_track_->end_us())) return false;
+  audio_track_->Finish();
+  if (report_.status.timestamps_raised != 0) {
+    report_.Warn(std::to_string(report_.status.timestamps_raised) +
+                 " timestamps are not later than the one before and are raised");
+  }
+  report_.status.duration_us = std::max(audio_track_->end_us(), video_track_->end_us());
+  if (!muxer_->Finish()) return false;
+  if (!file_.Commit(options_.sync)) {
+    return report_.Fail(WriterFailure::kOutput, file_.error_text());
+  }
+  report_.status.file_size = file_.size();
+  report_.status.file_written = true;
+  return true;
+}
+
+void Mp4SinkWriterImp::StopStreaming() {
+  if (started_) {
+    started_ = false;
+    const bool finished = Finish();
+    // A stop that was asked for is no error of the writer.
+    (void)Settle(finished || report_.status.failure == WriterFailure::kDiscarded);
+  }
+  video_track_.reset();
+  audio_track_.reset();
+  muxer_.reset();
+  file_.Discard();
+  observer_ = nullptr;
+}
+
+bool Mp4SinkWriterImp::SetTRVVlogPath(const char* /*log_path*/) { return true; }
+
+bool Mp4SinkWriterImp::SetD3dManger(void* /*d3d11m*/, void* /*d3d9m*/) { return true; }
+
+bool Mp4SinkWriterImp::SetPreferHW(bool preferHW) {
+  prefer_hardware_ = preferHW;
+  return true;
+}
+
+bool Mp4SinkWriterImp::SetDx9Caps(int /*caps*/) { return false; }
+
+bool Mp4SinkWriterImp::GetDx9Caps(int* /*caps*/) { return false; }
+
+bool Mp4SinkWriterImp::GetDx9CapsType(int* /*type*/) { return false; }
+
+}  // namespace kxrtc_host

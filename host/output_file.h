@@ -1,0 +1,56 @@
+// A file that appears under its name only when it is complete.
+// Threads: an object belongs to one thread at a time.
+#ifndef HOST_OUTPUT_FILE_H_
+#define HOST_OUTPUT_FILE_H_
+
+#include <cstdint>
+#include <string>
+
+namespace kxrtc_host {
+
+// Writes into a hidden file of its own beside the target; Commit() gives it its name, and without
+// that nothing is left behind.
+class OutputFile {
+ public:
+  OutputFile() = default;
+  ~OutputFile();  // Calls Discard().
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  // Creates the hidden file. On false error_text() says why: the target exists and
+  // `replace_existing` is not set, it is no regular file, or its folder cannot be written.
+  [[nodiscard]] bool Open(const std::string& path, bool replace_existing);
+
+  // Writes or reads all of `size` bytes at `position`. False: error_text() and error_number().
+  [[nodiscard]] bool WriteAt(uint64_t position, const void* data, uint64_t size);
+  [[nodiscard]] bool ReadAt(uint64_t position, void* data, uint64_t size);
+
+  // Syncs the content to the disk (unless `sync` is false) and renames. Never replaces a target
+  // that appeared in the meantime unless asked. On false nothing is left and error_text() says why.
+  [[nodiscard]] bool Commit(bool sync);
+
+  // Removes the hidden file. Harmless when there is none.
+  void Discard();
+
+  uint64_t size() const { return size_; }
+  const std::string& error_text() const { return error_text_; }
+  int error_number() const { return error_number_; }
+
+ private:
+  bool FailWith(const std::string& what, int error_number);
+  bool CheckTarget();
+  bool Rename();
+
+  int fd_ = -1;
+  uint64_t size_ = 0;  // One past the last byte written.
+  bool replace_existing_ = false;
+  std::string path_;
+  std::string folder_;
+  std::string temporary_path_;
+  std::string error_text_;
+  int error_number_ = 0;
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_OUTPUT_FILE_H_

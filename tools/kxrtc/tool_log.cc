@@ -1,0 +1,45 @@
+#include "tools/kxrtc/tool_log.h"
+
+#include "rtc_transcoder/api/rtc_transcoder.h"
+
+namespace kxrtc_tool {
+namespace {
+
+constexpr int kPrefixParts = 4;  // "[tag][severity][function][line]" stands before the text.
+
+std::string TextOf(const std::string& statement) {
+  size_t begin = 0;
+  for (int part = 0; part < kPrefixParts; ++part) {
+    const size_t end = statement.find(']', begin);
+    if (end == std::string::npos) return statement;
+    begin = end + 1;
+  }
+  const size_t end = statement.find_last_not_of('\n');
+  return end < begin || end == std::string::npos ? "" : statement.substr(begin, end + 1 - begin);
+}
+
+}  // namespace
+
+ToolLog::ToolLog() { SetLogSink(this); }
+
+ToolLog::~ToolLog() { SetLogSink(nullptr); }
+
+std::string ToolLog::first_error() const {
+  const std::lock_guard<std::mutex> guard(lock_);
+  return first_error_;
+}
+
+void ToolLog::Clear() {
+  const std::lock_guard<std::mutex> guard(lock_);
+  first_error_.clear();
+}
+
+void ToolLog::OnLogMessage(const char* message, kx_utility::LoggingSeverity severity) {
+  if (severity != kx_utility::LS_ERROR) return;
+  const std::lock_guard<std::mutex> guard(lock_);
+  if (first_error_.empty()) first_error_ = TextOf(message);
+}
+
+void ToolLog::SetDumpScopeLog(bool /*enable*/) {}
+
+}  // namespace kxrtc_tool
