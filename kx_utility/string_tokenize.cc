@@ -1,0 +1,21 @@
+#include "kx_utility/string_tokenize.h"
+
+#include <regex>
+
+#include "kx_utility/failure_log.h"
+
+namespace kx_utility {
+
+std::vector<std::string> StringTokenize(const std::string& text, const std::string& delimiter) {
+  constexpr int kBetweenMatches = -1;
+  try {
+    const std::regex expression(delimiter, std::regex::ECMAScript);
+    return {std::sregex_token_iterator(text.begin(), text.end(), expression, kBetweenMatches),
+            std::sregex_token_iterator()};
+  } catch (const std::regex_error&) {
+    (void)FailedIn("std::regex");
+    return {};
+  }
+}
+
+}  // namespace kx_utility
