@@ -7,32 +7,20 @@
 #include <string>
 #include <vector>
 
+#include "tests/testing/bit_string.h"
 #include "tests/testing/log_capture.h"
 
 namespace kx_utility {
 namespace {
 
+using ::kx_testing::BitString;
 using ::kx_testing::ScopedLogCapture;
+using ::kx_testing::ToBits;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Bytes = std::vector<uint8_t>;
 
-// "00100" with zeros up to the byte's end.
-Bytes FromBits(const std::string& bits) {
-  Bytes bytes((bits.size() + 7) / 8);
-  for (size_t i = 0; i < bits.size(); ++i) {
-    if (bits[i] == '1') bytes[i / 8] = static_cast<uint8_t>(bytes[i / 8] | 0x80 >> i % 8);
-  }
-  return bytes;
-}
-
-std::string ToBits(const Bytes& bytes) {
-  std::string bits;
-  for (const uint8_t byte : bytes) {
-    for (int i = 7; i >= 0; --i) bits += (byte >> i & 1) != 0 ? '1' : '0';
-  }
-  return bits;
-}
+Bytes FromBits(const std::string& bits) { return BitString(bits).Bytes(); }
 
 BitBuffer Reader(const Bytes& bytes) {
   return BitBuffer(bytes.data(), static_cast<uint32_t>(bytes.size()));
@@ -292,8 +280,6 @@ struct GolombCase {
   uint32_t value;
   int32_t signed_value;
 };
-std::string GolombName(const ::testing::TestParamInfo<GolombCase>& info) { return info.param.name; }
-
 class GolombTest : public ::testing::TestWithParam<GolombCase> {};
 TEST_P(GolombTest, ReadsAtEachBitOfAByte) {
   const GolombCase& param = GetParam();
@@ -342,7 +328,7 @@ INSTANTIATE_TEST_SUITE_P(
         GolombCase{"SuffixMissing", "001", false, 0, 0},
         GolombCase{"SuffixCut", "00010", false, 0, 0},
         GolombCase{"LongSuffixCut", kZeros31 + "1" + kOnes31.substr(1), false, 0, 0}),
-    GolombName);
+    [](const auto& param_info) { return param_info.param.name; });
 
 TEST(BitBufferTest, GolombFailuresAreSilent) {
   ScopedLogCapture log;

@@ -203,10 +203,6 @@ struct ByteCase {
   Bytes input;
   Bytes output;
 };
-template <typename Case>
-std::string CaseName(const ::testing::TestParamInfo<Case>& info) {
-  return info.param.name;
-}
 
 class ParseRbspTest : public ::testing::TestWithParam<ByteCase> {};
 TEST_P(ParseRbspTest, RemovesEscapes) { EXPECT_EQ(Unescaped(GetParam().input), GetParam().output); }
@@ -220,7 +216,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ByteCase{"LargeByteBehindIsNotChecked", {0, 0, 3, 9}, {0, 0, 9}},
                       ByteCase{"EscapedThree", {0, 0, 3, 3}, {0, 0, 3}},
                       ByteCase{"UnescapedStartCodeStays", {0, 0, 1}, {0, 0, 1}}),
-    CaseName<ByteCase>);
+    [](const auto& param_info) { return param_info.param.name; });
 
 class WriteRbspTest : public ::testing::TestWithParam<ByteCase> {};
 TEST_P(WriteRbspTest, InsertsEscapes) { EXPECT_EQ(Escaped(GetParam().input), GetParam().output); }
@@ -233,7 +229,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ByteCase{"Three", {0, 0, 3}, {0, 0, 3, 3}},
                       ByteCase{"Four", {0, 0, 4}, {0, 0, 4}},
                       ByteCase{"OneZero", {7, 0, 1}, {7, 0, 1}}),
-    CaseName<ByteCase>);
+    [](const auto& param_info) { return param_info.param.name; });
 
 TEST(NalUnitTest, WriteRbspAppendsAndStartsItsZeroCountAnew) {
   kx_utility::RawBuffer buffer;
@@ -284,17 +280,17 @@ TEST(NalUnitTest, AFrameWithoutStartCodeIsValid) {
   EXPECT_TRUE(IsValid(Bytes(100, 0)));
 }
 
-class NaluTypeTest : public ::testing::TestWithParam<int> {};
-TEST_P(NaluTypeTest, DecidesOverValidityWhereverItStands) {
-  const int type = GetParam();
-  const bool accepted = (type >= 1 && type <= 15) || (type >= 19 && type <= 21);
-  const Bytes nalu = {static_cast<uint8_t>(0x60 | type), 0x11};
-  EXPECT_EQ(IsValid(Joined({kStartCode, nalu})), accepted);
-  EXPECT_EQ(IsValid(Joined({kStartCode, kDelta, kLongStartCode, nalu})), accepted);
-  EXPECT_EQ(IsValid(Joined({kStartCode, nalu, kStartCode, kDelta})), accepted);
-  EXPECT_EQ(IsKey(Joined({kStartCode, kSps, kStartCode, nalu})), type == 5);
+TEST(NalUnitTest, EachTypeDecidesWhereverItStands) {
+  for (int type = 0; type < 32; ++type) {
+    SCOPED_TRACE(type);
+    const bool accepted = (type >= 1 && type <= 15) || (type >= 19 && type <= 21);
+    const Bytes nalu = {static_cast<uint8_t>(0x60 | type), 0x11};
+    EXPECT_EQ(IsValid(Joined({kStartCode, nalu})), accepted);
+    EXPECT_EQ(IsValid(Joined({kStartCode, kDelta, kLongStartCode, nalu})), accepted);
+    EXPECT_EQ(IsValid(Joined({kStartCode, nalu, kStartCode, kDelta})), accepted);
+    EXPECT_EQ(IsKey(Joined({kStartCode, kSps, kStartCode, nalu})), type == 5);
+  }
 }
-INSTANTIATE_TEST_SUITE_P(AllTypes, NaluTypeTest, ::testing::Range(0, 32));
 
 // Every string of up to seven bytes over the bytes that matter.
 TEST(NalUnitTest, EqualsThePlainSearchOnEveryShortBuffer) {
