@@ -33,6 +33,10 @@ bool TaskHandler::PushTask(Task& task) {
   return false;
 }
 
+bool TaskHandler::TryPushTask(Task& task) {
+  return accepting_.load(std::memory_order_acquire) && queue_.enqueue(std::move(task));
+}
+
 bool TaskHandler::WaitAllTasksDoneAndFinalize() {
   accepting_.store(false, std::memory_order_release);
   while (queue_.size() != 0 || deferred_count_.load(std::memory_order_acquire) != 0) {

@@ -46,6 +46,9 @@ class KX_EXPORT TaskHandler : public Runnable {
   // runs behind everything that was queued before it.
   bool PushTask(Task& task);
 
+  // The same without waiting: false, `task` untouched, also when the queue is full.
+  bool TryPushTask(Task& task);
+
   // Accepts nothing more, waits without limit until every task has run, then finalizes. Always
   // true.
   bool WaitAllTasksDoneAndFinalize();

@@ -128,6 +128,21 @@ TEST_F(TaskHandlerTest, FullQueueDelaysTheProducerUntilThereIsRoom) {
   EXPECT_EQ(kQueueCapacity, order.back());
 }
 
+TEST_F(TaskHandlerTest, TryPushTaskRefusesInsteadOfWaitingForRoom) {
+  TaskHandler::Task task(7, [] { return true; });
+  EXPECT_FALSE(handler.TryPushTask(task));
+  handler.Initialize(nullptr, 1);
+  Occupy();
+  for (int i = 0; i < kQueueCapacity; ++i) ASSERT_TRUE(PushNumber(i));
+  EXPECT_FALSE(handler.TryPushTask(task));
+  EXPECT_TRUE(task.second);
+  release.Set();
+  while (!handler.TryPushTask(task)) std::this_thread::yield();
+  EXPECT_FALSE(task.second);
+  handler.WaitAllTasksDoneAndFinalize();
+  EXPECT_EQ(static_cast<size_t>(kQueueCapacity), order.size());
+}
+
 TEST_F(TaskHandlerTest, FullQueueRefusesOnceTheHandlerAcceptsNothingMore) {
   handler.Initialize(nullptr, 1);
   Occupy();

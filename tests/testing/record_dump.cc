@@ -1,0 +1,94 @@
+#include "tests/testing/record_dump.h"
+
+#include <cstdint>
+
+#include "tests/testing/temp_dir.h"
+
+namespace kx_testing {
+namespace {
+
+constexpr size_t kHeaderSize = 12;
+
+uint64_t BigEndian(const std::string& bytes, size_t at, size_t width) {
+  uint64_t value = 0;
+  for (size_t i = 0; i < width; ++i) value = value << 8 | static_cast<uint8_t>(bytes[at + i]);
+  return value;
+}
+
+// The payload's size; -1 for a type that no record has.
+int PayloadSize(uint64_t type) {
+  switch (type) {
+    case 0xEEDDCC01:
+    case 0xEEDDCC02:
+      return 0;
+    case 0xEEDDCC03:
+      return 4;
+    case 0xEEDDCC04:
+    case 0xEEDDCC06:
+    case 0xEEDDCC07:
+      return 12;
+    default:
+      return -1;
+  }
+}
+
+std::string Frame(const std::string& index, size_t at, const std::string& file) {
+  const uint64_t position = BigEndian(index, at, 8);
+  const uint64_t size = BigEndian(index, at + 8, 4);
+  if (position > file.size() || size > file.size() - position) return "outside";
+  return file.substr(position, size);
+}
+
+}  // namespace
+
+std::vector<std::string> DumpIndex(const std::string& index, const std::string& video,
+                                   const std::string& audio) {
+  std::vector<std::string> lines;
+  size_t at = 0;
+  while (at < index.size()) {
+    const std::string rest = "rest of " + std::to_string(index.size() - at) + " bytes";
+    if (index.size() - at < kHeaderSize) return lines.push_back(rest), lines;
+    const uint64_t type = BigEndian(index, at, 4);
+    const int payload_size = PayloadSize(type);
+    if (payload_size < 0) return lines.push_back("type " + std::to_string(type)), lines;
+    const size_t payload = at + kHeaderSize;
+    if (index.size() - payload < static_cast<size_t>(payload_size)) {
+      return lines.push_back(rest), lines;
+    }
+    if (type == 0xEEDDCC01) lines.push_back("start");
+    if (type == 0xEEDDCC02) lines.push_back("stop");
+    if (type == 0xEEDDCC03) {
+      lines.push_back("channel " + std::to_string(BigEndian(index, payload, 4)));
+    }
+    if (type == 0xEEDDCC04) {
+      lines.push_back("attributes " + std::to_string(BigEndian(index, payload + 4, 4)) + "x" +
+                      std::to_string(BigEndian(index, payload + 8, 4)) + " r" +
+                      std::to_string(BigEndian(index, payload, 4)));
+    }
+    if (type == 0xEEDDCC06) lines.push_back("video " + Frame(index, payload, video));
+    if (type == 0xEEDDCC07) lines.push_back("audio " + Frame(index, payload, audio));
+    at = payload + static_cast<size_t>(payload_size);
+  }
+  return lines;
+}
+
+std::vector<std::string> DumpRecord(const std::string& folder) {
+  return DumpIndex(ReadFile(folder + "SpeakeRecord.index"), ReadFile(folder + "SpeakeRecord.264"),
+                   ReadFile(folder + "SpeakeRecord.aac"));
+}
+
+std::vector<long long> DumpTimes(const std::string& index) {
+  std::vector<long long> times;
+  size_t at = 0;
+  while (index.size() - at >= kHeaderSize) {
+    const int payload_size = PayloadSize(BigEndian(index, at, 4));
+    if (payload_size < 0 || index.size() - at - kHeaderSize < static_cast<size_t>(payload_size)) {
+      break;
+    }
+    times.push_back(static_cast<long long>(BigEndian(index, at + 4, 8)));
+    at += kHeaderSize + static_cast<size_t>(payload_size);
+  }
+  return times;
+}
+
+}  // namespace kx_testing
