@@ -1,0 +1,15 @@
+// What the test program holds of the system's resources at this moment.
+#ifndef TESTS_TESTING_PROCESS_RESOURCES_H_
+#define TESTS_TESTING_PROCESS_RESOURCES_H_
+
+#include <cstddef>
+
+namespace kx_testing {
+
+size_t CountOpenFiles();
+size_t CountThreads();
+size_t ResidentBytes();
+
+}  // namespace kx_testing
+
+#endif  // TESTS_TESTING_PROCESS_RESOURCES_H_
