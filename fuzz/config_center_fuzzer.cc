@@ -1,10 +1,9 @@
 // The input is the configuration file. Whatever it holds: nothing is thrown, the severity is one of
 // the six, a failed load gives all defaults, and a key that does not occur gives its default.
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
+#include "fuzz/fuzz_folder.h"
 #include "fuzz/fuzz_input.h"
 #include "kxrtc/config/config_center.h"
 
@@ -13,26 +12,23 @@ namespace {
 using kx_fuzz::Check;
 using kxrtc::ConfigCenter;
 
-// Works in a new folder, removed at the end, whose "out" directory takes the file.
+// The working directory of the target: its "out" folder takes the file.
 class Workplace {
  public:
   Workplace() {
-    const bool in_memory = std::filesystem::is_directory("/dev/shm");
-    std::string folder = in_memory ? "/dev/shm/kxrtc_fuzz_XXXXXX" : "/tmp/kxrtc_fuzz_XXXXXX";
-    Check(mkdtemp(folder.data()) != nullptr, "a folder can be made");
-    folder_ = folder;
     former_ = std::filesystem::current_path();
-    std::filesystem::current_path(folder_);
+    std::filesystem::current_path(folder_.path());
     std::filesystem::create_directory("out");
   }
   ~Workplace() {
     std::error_code ignored;  // There is nobody left to tell.
     std::filesystem::current_path(former_, ignored);
-    std::filesystem::remove_all(folder_, ignored);
   }
 
+  void WriteConfig(const std::string& text) const { folder_.Write("out/kxrtc_config.cfg", text); }
+
  private:
-  std::filesystem::path folder_;
+  kx_fuzz::FuzzFolder folder_;
   std::filesystem::path former_;
 };
 
@@ -50,7 +46,7 @@ bool HasDefaults(const ConfigCenter& config) {
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const Workplace workplace;
   const std::string text(reinterpret_cast<const char*>(data), size);
-  std::ofstream("out/kxrtc_config.cfg", std::ios::binary | std::ios::trunc) << text;
+  workplace.WriteConfig(text);
 
   ConfigCenter config;
   const bool loaded = config.LoadConfigFile();

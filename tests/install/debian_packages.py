@@ -12,7 +12,7 @@ from pathlib import Path
 EXPECTED = {
     "librtc-transcoder0": (
         [r"/usr/lib/librtc_transcoder\.so\.0", r"/usr/lib/librtc_transcoder\.so\.0\.[0-9.]+"],
-        ["libc6", "libstdc++6"]),
+        ["libc6", "libjsoncpp25", "libstdc++6"]),
     "librtc-transcoder-dev": (
         [r"/usr/lib/librtc_transcoder\.so", r"/usr/lib/pkgconfig/rtc_transcoder\.pc",
          r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder-config\.cmake",
