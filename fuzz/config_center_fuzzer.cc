@@ -6,30 +6,23 @@
 #include "fuzz/fuzz_folder.h"
 #include "fuzz/fuzz_input.h"
 #include "kxrtc/config/config_center.h"
+#include "tests/testing/working_dir.h"
 
 namespace {
 
 using kx_fuzz::Check;
 using kxrtc::ConfigCenter;
 
-// The working directory of the target: its "out" folder takes the file.
+// The folder whose "out" directory takes the file.
 class Workplace {
  public:
-  Workplace() {
-    former_ = std::filesystem::current_path();
-    std::filesystem::current_path(folder_.path());
-    std::filesystem::create_directory("out");
-  }
-  ~Workplace() {
-    std::error_code ignored;  // There is nobody left to tell.
-    std::filesystem::current_path(former_, ignored);
-  }
+  Workplace() { std::filesystem::create_directory(folder_.path() + "/out"); }
 
+  const std::string& path() const { return folder_.path(); }
   void WriteConfig(const std::string& text) const { folder_.Write("out/kxrtc_config.cfg", text); }
 
  private:
   kx_fuzz::FuzzFolder folder_;
-  std::filesystem::path former_;
 };
 
 bool HasDefaults(const ConfigCenter& config) {
@@ -45,6 +38,8 @@ bool HasDefaults(const ConfigCenter& config) {
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const Workplace workplace;
+  // Left again, because the engine reads its corpus between the runs.
+  const kx_testing::ScopedWorkingDir inside(workplace.path());
   const std::string text(reinterpret_cast<const char*>(data), size);
   workplace.WriteConfig(text);
 

@@ -19,6 +19,8 @@ for name in "${targets[@]}"; do
   grown=build/fuzz/corpus/$name
   mkdir -p "$found" "$grown"
   echo "== $name"
-  "build/fuzz/fuzz/$name" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=1024 \
+  dictionary=()
+  [ ! -f "fuzz/$name.dict" ] || dictionary=("-dict=fuzz/$name.dict")
+  "build/fuzz/fuzz/$name" "${dictionary[@]}" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=1024 \
     -print_final_stats=1 -artifact_prefix="$found/" "$grown" "fuzz/corpus/$name"
 done
