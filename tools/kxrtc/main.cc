@@ -6,12 +6,14 @@
 
 #include "tools/kxrtc/estimate_command.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/record_command.h"
 #include "tools/kxrtc/transcode_command.h"
 
 namespace {
 
 constexpr char kFooter[] =
     "Examples:\n"
+    "  kxrtc record talk.json ~/records/monday       play a scripted conference and record it\n"
     "  kxrtc transcode ~/records/monday monday.mp4   make an MP4 of a record\n"
     "  kxrtc estimate ~/records/monday               how large the MP4 will be\n";
 
@@ -23,6 +25,7 @@ int Run(int argc, char** argv) {
   app.fallthrough();
   app.footer(kFooter);
 
+  kxrtc_tool::AddRecordCommand(app, &exit_status);
   kxrtc_tool::AddTranscodeCommand(app, &exit_status);
   kxrtc_tool::AddEstimateCommand(app, &exit_status);
 

@@ -1,0 +1,268 @@
+#include "host/conference/conference.h"
+
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+
+#include "host/ffmpeg_log.h"
+#include "kx_utility/file.h"
+#include "kxrtc/recording/speaker_record_format.h"
+
+namespace kxrtc_host {
+namespace {
+
+constexpr int64_t kRhythmUs = 100000;  // Of voice activity and progress.
+constexpr int64_t kStartTimeoutUs = 5000000;
+constexpr int64_t kStartPollUs = 5000;
+constexpr uint64_t kScarceBytes = 1 << 20;
+
+constexpr const char* kExtensions[] = {kxrtc::kDescriptorFileExtension, kxrtc::kIndexFileExtension,
+                                       kxrtc::kVideoFileExtension, kxrtc::kAudioFileExtension};
+
+bool IsDiskFull(const std::string& folder) {
+  struct statvfs info = {};
+  return statvfs(folder.c_str(), &info) == 0 &&
+         uint64_t{info.f_bavail} * info.f_frsize < kScarceBytes;
+}
+
+}  // namespace
+
+Conference::Conference(const Scenario& scenario, const ConferenceOptions& options,
+                       ConferenceObserver* observer)
+    : scenario_(scenario),
+      options_(options),
+      observer_(observer),
+      duration_us_(options.duration_us ? options.duration_us : scenario.duration_us),
+      audio_factory_(&room_, &clock_, options.tap) {
+  ConferenceSite site;
+  site.clock = &clock_;
+  site.room = &room_;
+  site.recorder = &recorder_;
+  site.tap = options.tap;
+  site.notices = &notices_;
+  for (size_t i = 0; i < scenario.participants.size(); ++i) {
+    const ScenarioParticipant& participant = scenario.participants[i];
+    members_.push_back(std::make_unique<ConferenceMember>(participant, i, site));
+    for (const ScenarioEvent& event : participant.events) {
+      events_.push_back({event.at_us, i, event.action});
+    }
+  }
+  std::stable_sort(events_.begin(), events_.end(),
+                   [](const DueEvent& a, const DueEvent& b) { return a.at_us < b.at_us; });
+}
+
+Conference::~Conference() { Finish(); }
+
+void Conference::RequestStop() {
+  stop_.Raise();
+  for (const auto& member : members_) member->Interrupt();
+}
+
+ConferenceOutcome Conference::Run(std::string* error) {
+  SendFFmpegLogToLibraryLog();
+  ConferenceOutcome outcome = PrepareFolder(error);
+  if (outcome == ConferenceOutcome::kComplete) outcome = OpenSources(error);
+  if (outcome == ConferenceOutcome::kComplete) outcome = StartRecorder(error);
+  if (outcome == ConferenceOutcome::kComplete) outcome = Play(error);
+  Finish();
+  return outcome;
+}
+
+// Opens the members' sources side by side: a live one may take its time.
+ConferenceOutcome Conference::OpenSources(std::string* error) {
+  std::vector<MediaProblem> problems(members_.size(), MediaProblem::kNone);
+  std::vector<std::string> errors(members_.size());
+  std::vector<std::thread> threads;
+  for (size_t i = 0; i < members_.size(); ++i) {
+    threads.emplace_back([this, i, &problems, &errors] {
+      problems[i] = members_[i]->Open(options_.open_timeout_us, &errors[i]);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  if (stop_.IsRaised()) return ConferenceOutcome::kCancelled;
+  for (size_t i = 0; i < members_.size(); ++i) {
+    if (problems[i] == MediaProblem::kNone) continue;
+    *error = errors[i];
+    return problems[i] == MediaProblem::kWrongCodec ? ConferenceOutcome::kSourceRefused
+                                                    : ConferenceOutcome::kSourceUnreadable;
+  }
+  return ConferenceOutcome::kComplete;
+}
+
+ConferenceOutcome Conference::PrepareFolder(std::string* error) {
+  std::error_code code;
+  std::filesystem::create_directories(options_.folder, code);
+  if (!std::filesystem::is_directory(options_.folder, code)) {
+    *error = options_.folder + ": is no folder and cannot be made one";
+    return ConferenceOutcome::kFolderFailed;
+  }
+  for (const char* extension : kExtensions) {
+    const std::string path = kxrtc::SpeakerRecordFilePath(options_.folder, extension);
+    const auto status = std::filesystem::symlink_status(path, code);
+    if (!options_.replace_record && std::filesystem::exists(status)) {
+      *error = options_.folder + ": holds a record already";
+      return ConferenceOutcome::kRecordExists;
+    }
+  }
+  return ConferenceOutcome::kComplete;
+}
+
+ConferenceOutcome Conference::StartRecorder(std::string* error) {
+  if (options_.replace_record) {
+    for (const char* extension : kExtensions) {
+      (void)kx_utility::RemoveFile(  // Most often there is none.
+          kxrtc::SpeakerRecordFilePath(options_.folder, extension));
+    }
+  }
+  const auto failed = [&](const std::string& what) {
+    const std::vector<std::string> errors = recorder_log_.TakeErrors();
+    *error = options_.folder + ": " + what + (errors.empty() ? "" : " (" + errors.front() + ")");
+    if (IsDiskFull(options_.folder)) *error += ", no space left on the device";
+    return ConferenceOutcome::kStartFailed;
+  };
+  if (!recorder_.Initialize(options_.folder, &audio_factory_, nullptr) ||
+      !follower_.Open(options_.folder)) {
+    return failed("the record cannot be created");
+  }
+  AnnounceLocalMicrophone();
+  if (!recorder_.StartRecording()) return failed("the recording cannot be started");
+  const int64_t deadline_us = clock_.NowUs() + kStartTimeoutUs;
+  while (follower_.Follow() && !follower_.counts().session_open) {
+    if (clock_.NowUs() > deadline_us) break;
+    std::this_thread::sleep_for(std::chrono::microseconds(kStartPollUs));
+  }
+  if (!follower_.counts().session_open) return failed("the recording does not start");
+  return ConferenceOutcome::kComplete;
+}
+
+ConferenceOutcome Conference::Play(std::string* error) {
+  start_us_ = clock_.NowUs();
+  observer_->OnStarted();
+  int64_t next_tick_us = 0;
+  for (;;) {
+    const int64_t now_us = TimeUs();
+    while (next_event_ < events_.size() && events_[next_event_].at_us <= now_us) {
+      Carry(events_[next_event_++]);
+    }
+    if (now_us >= next_tick_us) {
+      AnnounceVoices();
+      Report();
+      if (RecordingFailed(error)) return ConferenceOutcome::kWriteFailed;
+      next_tick_us += (now_us - next_tick_us) / kRhythmUs * kRhythmUs + kRhythmUs;
+    }
+    if (IsOver(TimeUs())) return ConferenceOutcome::kComplete;
+    int64_t wake_us = next_tick_us;
+    if (next_event_ < events_.size()) wake_us = std::min(wake_us, events_[next_event_].at_us);
+    if (duration_us_) wake_us = std::min(wake_us, *duration_us_);
+    if (stop_.WaitUntil(clock_.At(start_us_ + wake_us))) return ConferenceOutcome::kComplete;
+  }
+}
+
+// Media end before the recorder does: its own end releases the mixer that they feed.
+void Conference::Finish() {
+  for (const auto& member : members_) member->Stop();
+  const bool started = follower_.counts().session_open;
+  if (started && audio_factory_.mixer() != nullptr && audio_factory_.mixer()->IsRunning()) {
+    (void)recorder_.StopRecording();  // Fails only when it is not initialized.
+  }
+  if (audio_factory_.mixer() != nullptr && started) progress_.time_us = TimeUs();
+  (void)recorder_.Finalize();  // Always true.
+  if (!started) return;
+  (void)follower_.Follow();  // Whatever can be counted.
+  progress_.counts = follower_.counts();
+  progress_.queued_tasks = 0;
+}
+
+void Conference::Carry(const DueEvent& event) {
+  ConferenceMember& member = *members_[event.member];
+  const ParticipantState before = member.state();
+  if (!member.Apply(event.action)) return;  // The scenario was checked; nothing to do.
+  const ParticipantState& after = member.state();
+  if (before.camera_on != after.camera_on || before.share_on != after.share_on) {
+    AnnounceVideo(member.participant().local);
+  }
+  // The planned moment, so that all who join at one time are exactly together.
+  member.Follow(start_us_ + event.at_us);
+  if (member.participant().local) AnnounceLocalMicrophone();
+  AnnounceVoices();
+  observer_->OnAction(TimeUs(), member.participant(), event.action);
+}
+
+void Conference::AnnounceVideo(bool local) {
+  std::vector<VideoChannel> channels;
+  for (const auto& member : members_) {
+    if (member->participant().local == local) member->AppendChannels(&channels);
+  }
+  std::vector<uint32_t> ssrcs;
+  std::vector<uint32_t> user_ids;
+  std::vector<kxrtc::PeerConnectionConductor::media_type> types;
+  for (const VideoChannel& channel : channels) {
+    ssrcs.push_back(channel.ssrc);
+    user_ids.push_back(channel.user_id);
+    types.push_back(channel.type);
+  }
+  (void)recorder_.UpdateVideoSsrcMapping(local, ssrcs.data(), user_ids.data(), types.data(),
+                                         static_cast<uint32_t>(channels.size()));
+}
+
+void Conference::AnnounceVoices() {
+  std::vector<uint32_t> user_ids;
+  std::vector<uint8_t> speaking;
+  for (const Voice& voice : room_.Voices()) {
+    user_ids.push_back(voice.user_id);
+    speaking.push_back(voice.speaking ? 1 : 0);
+  }
+  (void)recorder_.UpdateVoiceActivity(user_ids.data(), speaking.data(),
+                                      static_cast<uint32_t>(user_ids.size()));
+}
+
+void Conference::AnnounceLocalMicrophone() {
+  for (const auto& member : members_) {
+    if (!member->participant().local || local_muted_ == !member->IsMicrophoneOpen()) continue;
+    local_muted_ = !member->IsMicrophoneOpen();
+    (void)recorder_.MuteLocalMicrophone(local_muted_);
+  }
+}
+
+const ScenarioParticipant* Conference::FindParticipant(uint32_t user_id) const {
+  for (const ScenarioParticipant& participant : scenario_.participants) {
+    if (participant.user_id == user_id) return &participant;
+  }
+  return nullptr;
+}
+
+void Conference::Report() {
+  const int64_t time_us = TimeUs();
+  for (const RecorderSelection& selection : recorder_log_.TakeSelections()) {
+    observer_->OnSelection(time_us, selection, FindParticipant(selection.user_id));
+  }
+  for (const std::string& text : notices_.Take()) observer_->OnNotice(time_us, text);
+  for (const std::string& text : recorder_log_.TakeErrors()) {
+    observer_->OnNotice(time_us, "recorder: " + text);
+  }
+  (void)follower_.Follow();  // Counted again at the next tick.
+  progress_.time_us = time_us;
+  progress_.counts = follower_.counts();
+  observer_->OnProgress(progress_);
+}
+
+bool Conference::IsOver(int64_t time_us) const {
+  if (duration_us_) return time_us >= *duration_us_;
+  if (next_event_ < events_.size()) return false;
+  return std::all_of(members_.begin(), members_.end(),
+                     [](const auto& member) { return member->IsIdle(); });
+}
+
+// A recorder that cannot write stops its mixer by itself.
+bool Conference::RecordingFailed(std::string* error) {
+  if (audio_factory_.mixer()->IsRunning()) return false;
+  *error = options_.folder + ": the record could not be written any further";
+  if (IsDiskFull(options_.folder)) *error += ", no space left on the device";
+  return true;
+}
+
+}  // namespace kxrtc_host

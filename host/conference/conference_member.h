@@ -1,0 +1,84 @@
+// One participant of the running conference: the feeds of camera, share and microphone, and what
+// is switched on.
+// Threads: the control thread of the conference; Interrupt() any.
+#ifndef HOST_CONFERENCE_CONFERENCE_MEMBER_H_
+#define HOST_CONFERENCE_CONFERENCE_MEMBER_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/conference/audio_room.h"
+#include "host/conference/conference_clock.h"
+#include "host/conference/media_feed.h"
+#include "host/conference/participant_state.h"
+#include "host/conference/scenario.h"
+#include "kxrtc/recording/peer_connection_conductor.h"
+
+namespace kxrtc_host {
+
+// What all members share; outlives them.
+struct ConferenceSite {
+  const ConferenceClock* clock = nullptr;
+  AudioRoom* room = nullptr;
+  kxrtc::VideoFrameRelayCallback* recorder = nullptr;
+  MediaTap* tap = nullptr;  // May be null.
+  Notices* notices = nullptr;
+};
+
+// One entry of a video mapping.
+struct VideoChannel {
+  uint32_t ssrc;
+  uint32_t user_id;
+  kxrtc::PeerConnectionConductor::media_type type;
+};
+
+class ConferenceMember {
+ public:
+  // `participant` outlives the member; `index` is its place in the scenario.
+  ConferenceMember(const ScenarioParticipant& participant, size_t index,
+                   const ConferenceSite& site);
+
+  // Opens all sources, one after the other.
+  [[nodiscard]] MediaProblem Open(int64_t timeout_us, std::string* error);
+  void Interrupt();
+
+  // Carries out an action in two steps, between which the video mapping is announced: first what
+  // goes off is silenced, then what comes on begins, files with their beginning at `now_us`.
+  // False, and nothing happens, when the action does not fit.
+  [[nodiscard]] bool Apply(ScenarioAction action);
+  void Follow(int64_t now_us);
+
+  // Ends all media.
+  void Stop();
+
+  // Appends the channels that are on.
+  void AppendChannels(std::vector<VideoChannel>* channels) const;
+
+  const ScenarioParticipant& participant() const { return participant_; }
+  const ParticipantState& state() const { return state_; }
+  bool IsMicrophoneOpen() const { return state_.present && !state_.muted; }
+
+  // Nothing more comes from what is on.
+  bool IsIdle() const;
+
+ private:
+  using Feed = std::unique_ptr<MediaFeed>;
+
+  bool IsPlaying(const Feed& feed) const;
+  void FollowFeed(const Feed& feed, int64_t now_us);
+
+  const ScenarioParticipant& participant_;
+  AudioRoom* const room_;
+  const uint32_t camera_ssrc_;
+  const uint32_t share_ssrc_;
+  ParticipantState state_;
+  Feed camera_;
+  Feed share_;
+  Feed microphone_;
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_CONFERENCE_CONFERENCE_MEMBER_H_

@@ -1,0 +1,123 @@
+// Plays one source into the conference in real time: access units to the recorder's video entry,
+// decoded sound into a track of the audio room.
+// Threads: Open(), Start(), Stop() and destruction belong to one control thread; the other
+// operations any. Two threads of its own run between Start() and Stop(): one reads ahead, one sends
+// each picture at its time.
+#ifndef HOST_CONFERENCE_MEDIA_FEED_H_
+#define HOST_CONFERENCE_MEDIA_FEED_H_
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/conference/audio_decoder.h"
+#include "host/conference/conference_clock.h"
+#include "host/conference/media_source.h"
+#include "host/conference/media_tap.h"
+#include "host/conference/notices.h"
+#include "host/conference/paced_queue.h"
+#include "host/conference/sound_track.h"
+#include "host/conference/source_clock.h"
+#include "host/conference/stop_signal.h"
+#include "host/conference/video_normalizer.h"
+#include "kxrtc/recording/video_frame_relay.h"
+
+namespace kxrtc_host {
+
+// Where the media of a feed go to. What the pointers show outlives the feed.
+struct FeedOutlet {
+  kxrtc::VideoFrameRelayCallback* video = nullptr;  // Null: no video is wanted.
+  uint32_t ssrc = 0;
+  SoundTrack* audio = nullptr;  // Null: no sound is wanted.
+  bool audio_required = false;
+  MediaTap* tap = nullptr;  // May be null.
+};
+
+class MediaFeed {
+ public:
+  // `clock` and `notices` outlive the feed.
+  MediaFeed(const MediaSpec& media, const FeedOutlet& outlet, const ConferenceClock* clock,
+            Notices* notices);
+  ~MediaFeed();  // Calls Stop().
+  MediaFeed(const MediaFeed&) = delete;
+  MediaFeed& operator=(const MediaFeed&) = delete;
+
+  // Opens the source and prepares its streams; a live source begins to be read, so that it does not
+  // pile up. Anything but kNone: `*error` tells why in one line.
+  [[nodiscard]] MediaProblem Open(int64_t timeout_us, std::string* error);
+
+  // Makes an Open() on another thread give up.
+  void Interrupt() { source_.Interrupt(); }
+
+  // Begins to play a file with its beginning at `origin_us` on the conference's clock. A source
+  // that is playing goes on as it is.
+  void Start(int64_t origin_us);
+
+  // Ends the playing; a file begins anew at the next Start(). A live source is closed.
+  void Stop();
+
+  // Whether pictures are sent. They begin with a key frame.
+  void SetSending(bool sending) { sending_.store(sending, std::memory_order_relaxed); }
+
+  bool live() const { return media_.live; }
+  bool has_audio() const { return has_audio_.load(std::memory_order_relaxed); }
+
+  // Nothing more comes and everything was sent.
+  bool HasEnded() const;
+
+ private:
+  MediaProblem OpenStreams(int64_t timeout_us, std::string* error);
+  void StartThreads();
+  void ReadLoop();
+  bool ReadOne();  // False at the end.
+  bool StartOver();
+  void WaitForRoom();
+  int64_t DueAt(int64_t media_us);
+  void TakeVideo();
+  bool Enqueue(VideoFrame* frame);
+  void TakeAudio();
+  void PlaceAudio(int64_t due_us, const float* interleaved, size_t samples);
+  void SendLoop();
+  void Send(const VideoFrame& frame);
+  void Notice(const std::string& text);
+
+  const MediaSpec media_;
+  const FeedOutlet outlet_;
+  const ConferenceClock* const clock_;
+  Notices* const notices_;
+
+  // Of the reading thread while it runs.
+  MediaSource source_;
+  VideoNormalizer normalizer_;
+  AudioDecoder decoder_;
+  PacketHandle packet_;
+  std::vector<VideoFrame> frames_;
+  FileClock file_clock_;
+  LiveClock live_clock_;
+  int64_t loop_offset_us_ = 0;  // Length of the rounds that were played.
+  int64_t media_end_us_ = 0;    // Where the media read so far end.
+  int64_t video_read_us_ = 0;   // Up to here the streams were read, on the conference's clock.
+  int64_t audio_read_us_ = 0;
+  int64_t next_sample_ = 0;  // Where the sound continues; valid with `audio_placed_`.
+  bool audio_placed_ = false;
+  bool skips_to_key_frame_ = false;  // Live video was lost.
+  bool overflow_noticed_ = false;
+  bool damage_noticed_ = false;
+
+  bool open_ = false;
+  std::atomic<bool> has_audio_{false};
+  std::atomic<bool> sending_{false};
+  std::atomic<bool> at_end_{false};
+  std::atomic<int64_t> sound_end_us_{0};  // With `at_end_`: when the last sound is over.
+  std::unique_ptr<PacedQueue> queue_;
+  std::unique_ptr<StopSignal> stop_;
+  std::thread reader_;
+  std::thread sender_;
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_CONFERENCE_MEDIA_FEED_H_

@@ -1,0 +1,71 @@
+// One file or live stream, opened with libavformat and read packet by packet.
+// Threads: one thread at a time uses an object; Interrupt() may be called from any.
+#ifndef HOST_CONFERENCE_MEDIA_SOURCE_H_
+#define HOST_CONFERENCE_MEDIA_SOURCE_H_
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "host/conference/ffmpeg_input_handles.h"
+#include "host/conference/scenario.h"
+
+namespace kxrtc_host {
+
+enum class MediaProblem { kNone, kUnreadable, kWrongCodec };
+
+// Which streams of a source are wanted.
+struct MediaNeeds {
+  bool video = false;  // Has to be there.
+  bool audio = false;
+  bool audio_required = false;
+};
+
+class MediaSource {
+ public:
+  enum class Kind { kVideo, kAudio, kEnd, kFailed };
+
+  ~MediaSource();
+
+  // Opens `media` and finds its streams within `timeout_us`. Anything but kNone: `*error` tells
+  // why in one line that names the source, and nothing is open.
+  [[nodiscard]] MediaProblem Open(const MediaSpec& media, const MediaNeeds& needs,
+                                  int64_t timeout_us, std::string* error);
+  void Close();
+
+  // Reads the next packet of a wanted stream. kVideo and kAudio: `*packet` holds it with its times
+  // in microseconds since the beginning of the source, for a live source since an arbitrary moment;
+  // video is timed in the order of decoding. kEnd and kFailed: nothing more comes, `*error` tells
+  // of a failure. Waits for a live source.
+  [[nodiscard]] Kind Read(AVPacket* packet, std::string* error);
+
+  // Makes Open() and Read(), also later ones, give up. Close() forgets it.
+  void Interrupt() { interrupted_.store(true, std::memory_order_release); }
+
+  const AVStream* video() const { return video_; }  // Null when there is none.
+  const AVStream* audio() const { return audio_; }
+
+  // Some pictures are shown in another order than they are decoded in.
+  bool reorders_pictures() const { return reorders_; }
+
+ private:
+  void Reset();
+  MediaProblem FindStreams(const MediaSpec& media, const MediaNeeds& needs, std::string* error);
+  int64_t VideoTime(const AVPacket& packet);
+  static int ShouldStop(void* self);
+
+  FormatInputHandle input_;
+  AVStream* video_ = nullptr;
+  AVStream* audio_ = nullptr;
+  double frame_rate_ = 0;      // For video without timing.
+  int64_t origin_us_ = 0;      // Time of the source's first packet.
+  int64_t reorder_us_ = -1;    // How long the first picture waits to be shown; -1: not known.
+  int64_t next_video_us_ = 0;  // Where a picture without a time goes.
+  bool reorders_ = false;
+  std::atomic<bool> interrupted_{false};
+  std::atomic<int64_t> deadline_us_{0};  // On libavutil's relative clock; 0: none.
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_CONFERENCE_MEDIA_SOURCE_H_

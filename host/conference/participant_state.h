@@ -1,0 +1,29 @@
+// What one participant has switched on at a moment of the conference.
+// Threads: plain data.
+#ifndef HOST_CONFERENCE_PARTICIPANT_STATE_H_
+#define HOST_CONFERENCE_PARTICIPANT_STATE_H_
+
+#include "host/conference/scenario.h"
+
+namespace kxrtc_host {
+
+struct ParticipantState {
+  bool present = false;
+  bool camera_on = false;
+  bool share_on = false;
+  bool muted = false;
+
+  // Carries out `action` of `participant`: null when it fits the state, else what is wrong with it
+  // (the state is then untouched). Who joins has the camera on, where there is one, the share off
+  // and the microphone open.
+  const char* Apply(const ScenarioParticipant& participant, ScenarioAction action);
+
+  bool operator==(const ParticipantState& other) const {
+    return present == other.present && camera_on == other.camera_on && share_on == other.share_on &&
+           muted == other.muted;
+  }
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_CONFERENCE_PARTICIPANT_STATE_H_

@@ -1,0 +1,45 @@
+// Places the times of a source on the conference's clock.
+// Threads: an object belongs to one thread at a time.
+#ifndef HOST_CONFERENCE_SOURCE_CLOCK_H_
+#define HOST_CONFERENCE_SOURCE_CLOCK_H_
+
+#include <cstdint>
+
+namespace kxrtc_host {
+
+// So much later than its own time everything is sent: room for reading ahead, for decoding and for
+// the jitter of live streams. The same for all sources, so that they stay together.
+inline constexpr int64_t kPlayoutDelayUs = 200000;
+
+// A file: its beginning is at a given moment.
+class FileClock {
+ public:
+  explicit FileClock(int64_t origin_us = 0) : origin_us_(origin_us) {}
+  int64_t DueAt(int64_t media_us) const { return origin_us_ + media_us + kPlayoutDelayUs; }
+
+ private:
+  int64_t origin_us_;
+};
+
+// A live stream: the packets that come through fastest tell how its clock lies to ours, since delay
+// only ever adds. The estimate forgets slowly, so that it also follows a sender with a slow clock,
+// and starts anew when the sender's time jumps or everything comes too late for a while.
+class LiveClock {
+ public:
+  static constexpr int64_t kJumpUs = 3000000;
+  static constexpr int64_t kForgetPerSecondUs = 200;
+  static constexpr int64_t kMaxLateUs = 1000000;
+
+  // When the media of time `media_us`, which arrived at `arrival_us`, is due.
+  int64_t DueAt(int64_t media_us, int64_t arrival_us);
+
+ private:
+  bool started_ = false;
+  int64_t offset_us_ = 0;        // Arrival less media time of the fastest packet.
+  int64_t last_arrival_us_ = 0;  // To forget by.
+  int64_t late_since_us_ = -1;   // Arrival of the first of a run of packets past their time.
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_CONFERENCE_SOURCE_CLOCK_H_
