@@ -1,103 +1,122 @@
-// A bounded lock-free queue for any number of producers and consumers: a ring of cells, each with a
-// sequence number that tells whose turn it is.
+// A ring of cells between any number of producers and consumers, without locks.
+//
+// Each cell carries a sequence number that says whose turn it is: the position that may fill it, or
+// that position plus one when its item may be taken. A side claims a position by compare-and-swap
+// and hands the cell over by a release store of its sequence, which the other side's first read of
+// the sequence acquires.
+// Threads: any, for every operation; construction and destruction exclude all others.
 #ifndef KX_UTILITY_MPMC_BOUNDED_QUEUE_H_
 #define KX_UTILITY_MPMC_BOUNDED_QUEUE_H_
 
-#include <algorithm>
 #include <atomic>
-#include <cassert>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <utility>
 
 namespace kx_utility {
 
-// Threads: enqueue() and dequeue() from any number of threads at once; neither blocks. A cell
-// passes to the other side with a release store of its sequence and an acquire load of it.
-// Intended: positions and sequences are 32-bit, compared as unsigned numbers and never reset. So a
-// call that meets a full or empty queue just where a position wraps (once in 2^32 items) waits for
-// the other side instead of returning false.
+// T needs a default constructor and a move assignment. The cells are allocated once.
 template <typename T>
 class mpmc_bounded_queue {
  public:
-  // `capacity` is a power of two of at least 2.
-  explicit mpmc_bounded_queue(uint32_t capacity)
-      : capacity_(capacity), cells_(std::make_unique<Cell[]>(capacity)), mask_(capacity - 1) {
-    assert(capacity >= 2 && (capacity & (capacity - 1)) == 0);
-    for (uint32_t i = 0; i < capacity; ++i) cells_[i].sequence.store(i, std::memory_order_relaxed);
-  }
+  // `capacity` is a power of two from 2 up; anything else is a programming error and aborts. (A
+  // ring of one cell cannot tell full from empty.)
+  explicit mpmc_bounded_queue(uint32_t capacity) : mpmc_bounded_queue(capacity, 0) {}
   mpmc_bounded_queue(const mpmc_bounded_queue&) = delete;
   mpmc_bounded_queue& operator=(const mpmc_bounded_queue&) = delete;
 
-  // False, `item` untouched, when the queue is full.
+  // Moves `item` into the ring; false, with `item` untouched, when the ring is full. Never blocks.
   [[nodiscard]] bool enqueue(T&& item) {
     uint32_t position = enqueue_position_.load(std::memory_order_relaxed);
-    Cell* cell = nullptr;
-    for (;;) {
-      cell = &cells_[position & mask_];
-      const uint32_t sequence = cell->sequence.load(std::memory_order_acquire);
-      if (sequence == position) {
-        if (enqueue_position_.compare_exchange_weak(position, position + 1,
-                                                    std::memory_order_relaxed)) {
-          break;
-        }
-      } else if (sequence < position) {
-        return false;
-      } else {
-        position = enqueue_position_.load(std::memory_order_relaxed);
-      }
-    }
+    Cell* cell = Claim(&enqueue_position_, &position, 0);
+    if (cell == nullptr) return false;
     cell->item = std::move(item);
     cell->sequence.store(position + 1, std::memory_order_release);
     return true;
   }
 
-  // False, `out` untouched, when the queue is empty.
+  // Moves the oldest item to `out`; false, with `out` untouched, when the ring is empty. Never
+  // blocks.
   [[nodiscard]] bool dequeue(T& out) {
     uint32_t position = dequeue_position_.load(std::memory_order_relaxed);
-    Cell* cell = nullptr;
-    for (;;) {
-      cell = &cells_[position & mask_];
-      const uint32_t sequence = cell->sequence.load(std::memory_order_acquire);
-      if (sequence == position + 1) {
-        if (dequeue_position_.compare_exchange_weak(position, position + 1,
-                                                    std::memory_order_relaxed)) {
-          break;
-        }
-      } else if (sequence < position + 1) {
-        return false;
-      } else {
-        position = dequeue_position_.load(std::memory_order_relaxed);
-      }
-    }
+    Cell* cell = Claim(&dequeue_position_, &position, 1);
+    if (cell == nullptr) return false;
     out = std::move(cell->item);
-    cell->sequence.store(position + mask_ + 1, std::memory_order_release);
+    cell->sequence.store(position + 1 + mask_, std::memory_order_release);
     return true;
   }
 
-  // Items queued at some instant during the call; exact when nothing else touches the queue.
+  // The number of items claimed by producers and not yet by consumers, at most the capacity. Exact
+  // while nobody else uses the queue, else a moment's view. Who sees 0 here also sees what the
+  // consumer did before it took the last item.
   uint32_t size() const {
     const uint32_t dequeued = dequeue_position_.load(std::memory_order_acquire);
     const uint32_t enqueued = enqueue_position_.load(std::memory_order_acquire);
-    return enqueued > dequeued ? std::min(enqueued - dequeued, capacity_) : 0;
+    // Intended: compared as they are, also where the 32-bit positions start over.
+    const uint32_t count = enqueued > dequeued ? enqueued - dequeued : 0;
+    return count < capacity_ ? count : capacity_;
+  }
+
+  uint32_t capacity() const { return capacity_; }
+
+ protected:
+  // Starts at another position, a multiple of the capacity: how tests reach the end of 32 bits.
+  mpmc_bounded_queue(uint32_t capacity, uint32_t first_position)
+      : capacity_(CheckedCapacity(capacity)),
+        cells_(std::make_unique<Cell[]>(capacity)),
+        mask_(capacity - 1),
+        enqueue_position_(first_position),
+        dequeue_position_(first_position) {
+    for (uint32_t i = 0; i < capacity; ++i) {
+      cells_[i].sequence.store(first_position + i, std::memory_order_relaxed);
+    }
   }
 
  private:
   static constexpr size_t kCacheLine = 64;
 
-  struct Cell {
-    std::atomic<uint32_t> sequence;
-    T item;
+  // Neighbours do not share a cache line: whoever fills one cell leaves the next one alone.
+  struct alignas(kCacheLine) Cell {
+    std::atomic<uint32_t> sequence{0};
+    T item{};
   };
 
-  // Four groups on cache lines of their own, so that producers and consumers do not share one.
-  alignas(kCacheLine) const uint32_t capacity_;
+  static uint32_t CheckedCapacity(uint32_t capacity) {
+    const bool power_of_two = (capacity & (capacity - 1)) == 0;
+    if (capacity < 2 || !power_of_two) std::abort();
+    return capacity;
+  }
+
+  // Advances `*next` from `*position` by one when the cell there is `lead` ahead of its position,
+  // and returns the cell; null when the ring is full (lead 0) or empty (lead 1).
+  Cell* Claim(std::atomic<uint32_t>* next, uint32_t* position, uint32_t lead) {
+    for (;;) {
+      Cell* cell = &cells_[*position & mask_];
+      const uint32_t sequence = cell->sequence.load(std::memory_order_acquire);
+      const uint32_t wanted = *position + lead;
+      if (sequence == wanted) {
+        if (next->compare_exchange_weak(*position, *position + 1, std::memory_order_release,
+                                        std::memory_order_relaxed)) {
+          return cell;
+        }
+        continue;  // `*position` is what the swap found.
+      }
+      // Intended: compared as unsigned numbers that start over after 2^32 items.
+      if (sequence < wanted) return nullptr;
+      const uint32_t reread = next->load(std::memory_order_relaxed);
+      // Nobody got there first: the sequence only looks larger because the numbers start over here.
+      if (reread == *position) return nullptr;
+      *position = reread;
+    }
+  }
+
+  const uint32_t capacity_;
   alignas(kCacheLine) const std::unique_ptr<Cell[]> cells_;
   const uint32_t mask_;
-  alignas(kCacheLine) std::atomic<uint32_t> enqueue_position_{0};
-  alignas(kCacheLine) std::atomic<uint32_t> dequeue_position_{0};
-  char padding_[kCacheLine - sizeof(std::atomic<uint32_t>)];
+  alignas(kCacheLine) std::atomic<uint32_t> enqueue_position_;
+  alignas(kCacheLine) std::atomic<uint32_t> dequeue_position_;
 };
 
 }  // namespace kx_utility

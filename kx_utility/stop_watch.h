@@ -1,8 +1,10 @@
 // Stopwatches for log times, progress and the timestamps of a recording.
-// Threads: a watch that is not changed meanwhile may be read from any thread.
+// Threads: a watch may be read from any thread. A reading beside a change is that of the watch
+// before, after or amid the change, never a data race. Changes come from one thread at a time.
 #ifndef KX_UTILITY_STOP_WATCH_H_
 #define KX_UTILITY_STOP_WATCH_H_
 
+#include <atomic>
 #include <cstdint>
 
 #include "kx_utility/export.h"
@@ -28,9 +30,9 @@ class KX_EXPORT StopWatch {
   double TimeInSecondsDouble() const;
 
  private:
-  bool running_ = true;
-  int64_t start_us_;
-  int64_t stop_us_;
+  std::atomic<bool> running_{true};
+  std::atomic<int64_t> start_us_;
+  std::atomic<int64_t> stop_us_;
 };
 
 // A StopWatch that cannot be stopped from outside.
@@ -59,9 +61,9 @@ class KX_EXPORT HighResolutionStopWatch {
   double TimeInSecondsDouble() const;  // Intended: as in StopWatch.
 
  private:
-  bool running_ = false;
-  int64_t start_ns_ = 0;
-  int64_t stop_ns_ = 0;
+  std::atomic<bool> running_{false};
+  std::atomic<int64_t> start_ns_{0};
+  std::atomic<int64_t> stop_ns_{0};
 };
 
 }  // namespace kx_utility

@@ -24,7 +24,7 @@ bool TaskHandler::PushTask(Task& task) {
   while (accepting_.load(std::memory_order_acquire)) {
     if (queue_.enqueue(std::move(task))) return true;
     if (worker_id_.load(std::memory_order_relaxed) == std::this_thread::get_id()) {
-      deferred_.push_back({dequeued_count_ + queue_.size(), std::move(task)});
+      deferred_.push_back({dequeued_count_ + queue_.capacity(), std::move(task)});
       deferred_count_.fetch_add(1, std::memory_order_release);
       return true;
     }
@@ -39,7 +39,9 @@ bool TaskHandler::TryPushTask(Task& task) {
 
 bool TaskHandler::WaitAllTasksDoneAndFinalize() {
   accepting_.store(false, std::memory_order_release);
-  while (queue_.size() != 0 || deferred_count_.load(std::memory_order_acquire) != 0) {
+  // The size first: who sees the queue empty also sees what its tasks have set aside.
+  while ((queue_.size() != 0 || deferred_count_.load(std::memory_order_acquire) != 0) &&
+         worker_.IsRunning()) {
     Thread::Sleep(1);
   }
   return Finalize();

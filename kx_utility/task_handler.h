@@ -49,8 +49,8 @@ class KX_EXPORT TaskHandler : public Runnable {
   // The same without waiting: false, `task` untouched, also when the queue is full.
   bool TryPushTask(Task& task);
 
-  // Accepts nothing more, waits without limit until every task has run, then finalizes. Always
-  // true.
+  // Accepts nothing more, waits without limit until every task has run, then finalizes. Waits no
+  // longer than the worker lives: after Stop() nobody would run what is queued. Always true.
   bool WaitAllTasksDoneAndFinalize();
 
   // Accepts nothing more, lets the running task finish and drops the queued ones. Always true;

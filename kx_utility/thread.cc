@@ -21,6 +21,7 @@ bool Thread::Start(Runnable* runnable) {
   try {
     thread_ = std::make_unique<std::thread>(&Thread::PreRun, init_.get());
   } catch (const std::system_error& error) {
+    init_.reset();
     running_.store(false, std::memory_order_release);
     throw std::system_error(error.code(), "thread constructor failed");
   }

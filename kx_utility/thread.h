@@ -30,7 +30,8 @@ class KX_EXPORT Thread {
 
   // Runs runnable->Run(this) on a new thread. False, and nothing happens, when one is running.
   // `runnable` is borrowed until Stop() returns. Throws std::system_error "thread constructor
-  // failed" when the system has no thread to give.
+  // failed" when the system has no thread to give; then nothing was started and `runnable` is
+  // forgotten.
   bool Start(Runnable* runnable);
 
   // Calls the runnable's Stop() and joins the thread. Harmless when nothing was started.

@@ -1,18 +1,20 @@
 #include "kx_utility/mpmc_bounded_queue.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <algorithm>
-#include <atomic>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
 namespace kx_utility {
 namespace {
 
-TEST(MpmcBoundedQueueTest, HandsItemsOutInOrder) {
+using ::testing::Each;
+
+TEST(MpmcBoundedQueueTest, GivesItemsBackInOrder) {
   mpmc_bounded_queue<int> queue(4);
+  EXPECT_EQ(4u, queue.capacity());
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(queue.enqueue(int{i}));
   EXPECT_EQ(3u, queue.size());
   for (int i = 0; i < 3; ++i) {
@@ -23,66 +25,141 @@ TEST(MpmcBoundedQueueTest, HandsItemsOutInOrder) {
   EXPECT_EQ(0u, queue.size());
 }
 
-TEST(MpmcBoundedQueueTest, RefusesWhenFullOrEmptyWithoutTouchingTheItem) {
-  mpmc_bounded_queue<std::unique_ptr<int>> queue(2);
-  std::unique_ptr<int> out = std::make_unique<int>(9);
-  EXPECT_FALSE(queue.dequeue(out));
-  EXPECT_EQ(9, *out);
-  EXPECT_TRUE(queue.enqueue(std::make_unique<int>(1)));
-  EXPECT_TRUE(queue.enqueue(std::make_unique<int>(2)));
-  auto third = std::make_unique<int>(3);
-  EXPECT_FALSE(queue.enqueue(std::move(third)));
-  EXPECT_EQ(3, *third);
+TEST(MpmcBoundedQueueTest, LeavesTheItemAloneWhenFullOrEmpty) {
+  mpmc_bounded_queue<std::string> queue(2);
+  std::string item = "kept";
+  EXPECT_FALSE(queue.dequeue(item));
+  EXPECT_EQ("kept", item);
+  EXPECT_TRUE(queue.enqueue("a"));
+  EXPECT_TRUE(queue.enqueue("b"));
+  EXPECT_FALSE(queue.enqueue(std::move(item)));
+  EXPECT_EQ("kept", item);
   EXPECT_EQ(2u, queue.size());
-  EXPECT_TRUE(queue.dequeue(out));
-  EXPECT_EQ(1, *out);
-  EXPECT_TRUE(queue.enqueue(std::move(third)));
+  EXPECT_TRUE(queue.dequeue(item));
+  EXPECT_EQ("a", item);
+  EXPECT_TRUE(queue.enqueue("c"));
+  EXPECT_TRUE(queue.dequeue(item));
+  EXPECT_EQ("b", item);
 }
 
-TEST(MpmcBoundedQueueTest, GoesRoundManyTimes) {
-  mpmc_bounded_queue<int> queue(2);
-  ASSERT_TRUE(queue.enqueue(0));
-  for (int i = 1; i < 1000; ++i) {
-    int item = -1;
-    ASSERT_TRUE(queue.enqueue(int{i}));
-    ASSERT_FALSE(queue.enqueue(-1));
-    ASSERT_TRUE(queue.dequeue(item));
-    ASSERT_EQ(i - 1, item);
+TEST(MpmcBoundedQueueTest, CarriesItemsThatOnlyMove) {
+  mpmc_bounded_queue<std::unique_ptr<int>> queue(2);
+  EXPECT_TRUE(queue.enqueue(std::make_unique<int>(7)));
+  std::unique_ptr<int> item;
+  EXPECT_TRUE(queue.dequeue(item));
+  EXPECT_EQ(7, *item);
+}
+
+TEST(MpmcBoundedQueueTest, DestroysWhatIsStillQueued) {
+  const auto item = std::make_shared<int>(1);
+  {
+    mpmc_bounded_queue<std::shared_ptr<int>> queue(2);
+    EXPECT_TRUE(queue.enqueue(std::shared_ptr<int>(item)));
+    EXPECT_EQ(2, item.use_count());
+  }
+  EXPECT_EQ(1, item.use_count());
+}
+
+TEST(MpmcBoundedQueueTest, KeepsTheTwoPositionsAndTheCellsOnCacheLinesOfTheirOwn) {
+  EXPECT_EQ(4u * 64, sizeof(mpmc_bounded_queue<int>));
+  EXPECT_EQ(64u, alignof(mpmc_bounded_queue<int>));
+}
+
+class QueueCapacityDeathTest : public ::testing::TestWithParam<uint32_t> {};
+
+TEST_P(QueueCapacityDeathTest, Aborts) { EXPECT_DEATH(mpmc_bounded_queue<int>{GetParam()}, ""); }
+
+INSTANTIATE_TEST_SUITE_P(Capacities, QueueCapacityDeathTest, ::testing::Values(0, 1, 3, 6, 4095),
+                         ::testing::PrintToStringParamName());
+
+// Starts close to the place where the 32-bit positions start over.
+struct LateQueue : mpmc_bounded_queue<int> {
+  explicit LateQueue(uint32_t capacity) : mpmc_bounded_queue(capacity, 0u - capacity) {}
+};
+
+TEST(MpmcBoundedQueueTest, KeepsOrderAndNeverBlocksWherePositionsStartOver) {
+  constexpr int kCapacity = 4;
+  for (int ahead = 0; ahead <= kCapacity; ++ahead) {
+    LateQueue queue(kCapacity);
+    int next_in = 0;
+    int next_out = 0;
+    while (next_in < ahead) EXPECT_TRUE(queue.enqueue(int{next_in++}));
+    for (int step = 0; step < 4 * kCapacity; ++step) {
+      int item = -1;
+      if (ahead == kCapacity) {
+        EXPECT_FALSE(queue.enqueue(99)) << "full, step " << step;
+      } else {
+        EXPECT_TRUE(queue.enqueue(int{next_in++}));
+      }
+      ASSERT_TRUE(queue.dequeue(item));
+      ASSERT_EQ(next_out++, item);
+      if (ahead == 0) {
+        EXPECT_FALSE(queue.dequeue(item)) << "empty, step " << step;
+      }
+      if (ahead == kCapacity) {
+        EXPECT_TRUE(queue.enqueue(int{next_in++}));
+      }
+    }
   }
 }
 
-TEST(MpmcBoundedQueueTest, KeepsEachItemOnceAmongManyThreads) {
-  constexpr int kProducers = 3, kConsumers = 3, kEach = 20000;
-  mpmc_bounded_queue<int> queue(64);
-  std::vector<std::atomic<int>> seen(kProducers * kEach);
-  std::atomic<int> taken{0};
+TEST(MpmcBoundedQueueTest, CountsItemsByUnsignedComparisonAlsoWherePositionsStartOver) {
+  LateQueue queue(4);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(queue.enqueue(int{i}));
+  EXPECT_EQ(3u, queue.size());
+  EXPECT_TRUE(queue.enqueue(3));
+  EXPECT_EQ(0u, queue.size());  // The enqueue position has started over, the other one has not.
+  int item = -1;
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(queue.dequeue(item));
+  EXPECT_TRUE(queue.enqueue(4));
+  EXPECT_EQ(1u, queue.size());
+}
+
+// Items are producer * count + number.
+void ExpectEachItemOnce(int producers, int consumers, int count, uint32_t capacity) {
+  mpmc_bounded_queue<int> queue(capacity);
+  std::atomic<int> left{producers * count};
+  std::vector<std::vector<int>> taken(consumers);
   std::vector<std::thread> threads;
-  for (int p = 0; p < kProducers; ++p) {
-    threads.emplace_back([&, p] {
-      for (int i = 0; i < kEach; ++i) {
-        while (!queue.enqueue(p * kEach + i)) std::this_thread::yield();
+  for (int producer = 0; producer < producers; ++producer) {
+    threads.emplace_back([&queue, producer, count] {
+      for (int i = 0; i < count; ++i) {
+        while (!queue.enqueue(producer * count + i)) std::this_thread::yield();
       }
     });
   }
-  for (int c = 0; c < kConsumers; ++c) {
-    threads.emplace_back([&] {
-      std::vector<int> last(kProducers, -1);
-      while (taken < kProducers * kEach) {
-        int item = 0;
+  for (std::vector<int>& mine : taken) {
+    threads.emplace_back([&queue, &left, &mine] {
+      while (left.load(std::memory_order_relaxed) > 0) {
+        int item = -1;
         if (!queue.dequeue(item)) {
           std::this_thread::yield();
           continue;
         }
-        ++taken;
-        ++seen[item];
-        EXPECT_LT(last[item / kEach], item);  // One producer's items come in its order.
-        last[item / kEach] = item;
+        mine.push_back(item);
+        left.fetch_sub(1, std::memory_order_relaxed);
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_TRUE(std::all_of(seen.begin(), seen.end(), [](const auto& count) { return count == 1; }));
-  EXPECT_EQ(0u, queue.size());
+
+  std::vector<int> times(static_cast<size_t>(producers) * count, 0);
+  for (const std::vector<int>& mine : taken) {
+    std::vector<int> last(producers, -1);
+    for (const int item : mine) {
+      ++times[item];
+      EXPECT_GT(item, last[item / count]) << "a consumer sees each producer's items in order";
+      last[item / count] = item;
+    }
+  }
+  EXPECT_THAT(times, Each(1));
+}
+
+TEST(MpmcBoundedQueueTest, HandsEachItemOverOnceBetweenManyThreads) {
+  ExpectEachItemOnce(1, 1, 20000, 2);
+  ExpectEachItemOnce(4, 1, 5000, 64);
+  ExpectEachItemOnce(1, 4, 20000, 64);
+  ExpectEachItemOnce(4, 4, 5000, 8);
 }
 
 }  // namespace

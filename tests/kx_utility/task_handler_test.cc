@@ -179,6 +179,82 @@ TEST_F(TaskHandlerTest, TaskThatPushesOntoTheFullQueueRunsBehindWhatWasQueued) {
   EXPECT_THAT(std::vector<int>(order.end() - 3, order.end()), ElementsAre(-1, -2, kQueueCapacity));
 }
 
+TEST_F(TaskHandlerTest, FinalizeDropsWhatATaskPushedOntoTheFullQueue) {
+  handler.Initialize(nullptr, 1);
+  auto owned = std::make_shared<int>(0);
+  ASSERT_TRUE(Push([&, this] {
+    for (int i = 0; i < kQueueCapacity; ++i) EXPECT_TRUE(PushNumber(i));
+    EXPECT_TRUE(Push([owned] { return true; }));
+    occupied.Set();
+    while (!handler.IsStopThread()) std::this_thread::yield();
+    return true;
+  }));
+  ASSERT_TRUE(occupied.Wait(kDeadlineMs));
+  EXPECT_EQ(2, owned.use_count());
+  handler.Finalize();
+  EXPECT_EQ(1, owned.use_count());
+  EXPECT_THAT(order, IsEmpty());
+  handler.Initialize(nullptr, 1);
+  ASSERT_TRUE(PushNumber(7));
+  handler.WaitAllTasksDoneAndFinalize();
+  EXPECT_THAT(order, ElementsAre(7));
+}
+
+TEST_F(TaskHandlerTest, TaskThatWasSetAsideMayPushOntoTheFullQueueAgain) {
+  handler.Initialize(nullptr, 1);
+  ASSERT_TRUE(Push([this] {
+    for (int i = 0; i < kQueueCapacity; ++i) EXPECT_TRUE(PushNumber(i));
+    return Push([this] {
+      for (int i = 0; i <= kQueueCapacity; ++i) EXPECT_TRUE(PushNumber(kQueueCapacity + i));
+      release.Set();
+      return true;
+    });
+  }));
+  ASSERT_TRUE(release.Wait(kDeadlineMs));
+  handler.WaitAllTasksDoneAndFinalize();
+  ASSERT_EQ(2u * kQueueCapacity + 1, order.size());
+  for (size_t i = 0; i < order.size(); ++i) EXPECT_EQ(static_cast<int>(i), order[i]);
+}
+
+TEST_F(TaskHandlerTest, TaskOfOneHandlerWaitsForRoomInAnother) {
+  TaskHandler other;
+  other.Initialize(nullptr, 1);
+  handler.Initialize(nullptr, 1);
+  Occupy();
+  for (int i = 0; i < kQueueCapacity; ++i) ASSERT_TRUE(PushNumber(i));
+  TaskHandler::Task task(0, [this] { return PushNumber(kQueueCapacity); });
+  ASSERT_TRUE(other.PushTask(task));
+  release.Set();
+  other.WaitAllTasksDoneAndFinalize();
+  handler.WaitAllTasksDoneAndFinalize();
+  ASSERT_EQ(kQueueCapacity + 1u, order.size());
+  EXPECT_EQ(kQueueCapacity, order.back());
+}
+
+TEST_F(TaskHandlerTest, WaitEndsWhenTheWorkerWasStoppedFromOutside) {
+  handler.Initialize(nullptr, 1);
+  Occupy();
+  ASSERT_TRUE(PushNumber(1));
+  handler.Stop();
+  release.Set();
+  EXPECT_TRUE(handler.WaitAllTasksDoneAndFinalize());
+  EXPECT_THAT(order, IsEmpty());
+}
+
+TEST_F(TaskHandlerTest, DestroysATaskBeforeTheNextOneRuns) {
+  handler.Initialize(nullptr, 1);
+  Occupy();
+  auto owned = std::make_shared<int>(0);
+  const std::weak_ptr<int> watched = owned;
+  bool destroyed = false;
+  ASSERT_TRUE(Push([owned] { return true; }));
+  owned.reset();
+  ASSERT_TRUE(Push([&] { return destroyed = watched.expired(); }));
+  release.Set();
+  handler.WaitAllTasksDoneAndFinalize();
+  EXPECT_TRUE(destroyed);
+}
+
 TEST_F(TaskHandlerTest, TaskMayPushAnotherOne) {
   handler.Initialize(nullptr, 1);
   ASSERT_TRUE(Push([this] {
