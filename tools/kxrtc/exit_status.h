@@ -17,6 +17,8 @@ enum ExitStatus : int {
   kExitScenarioInvalid = 9,    // The scenario is not as docs/scenario.md describes it.
   kExitSourceUnreadable = 10,  // A participant's media cannot be opened.
   kExitSourceRefused = 11,     // A participant's video is not H.264.
+  kExitWarningsFound = 12,     // kxrtc verify: warnings, no errors.
+  kExitErrorsFound = 13,       // kxrtc verify: errors.
   kExitInterrupted = 130,      // Ctrl-C; there is no output.
   kExitTerminated = 143,       // SIGTERM; there is no output.
 };

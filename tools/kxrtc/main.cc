@@ -4,10 +4,15 @@
 #include <exception>
 #include <string>
 
+#include "tools/kxrtc/dump_command.h"
 #include "tools/kxrtc/estimate_command.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/info_command.h"
 #include "tools/kxrtc/record_command.h"
+#include "tools/kxrtc/repair_command.h"
+#include "tools/kxrtc/report_command.h"
 #include "tools/kxrtc/transcode_command.h"
+#include "tools/kxrtc/verify_command.h"
 
 namespace {
 
@@ -15,7 +20,11 @@ constexpr char kFooter[] =
     "Examples:\n"
     "  kxrtc record talk.json ~/records/monday       play a scripted conference and record it\n"
     "  kxrtc transcode ~/records/monday monday.mp4   make an MP4 of a record\n"
-    "  kxrtc estimate ~/records/monday               how large the MP4 will be\n";
+    "  kxrtc estimate ~/records/monday               how large the MP4 will be\n"
+    "  kxrtc info ~/records/monday                   what a record holds\n"
+    "  kxrtc verify ~/records/monday                 what is wrong with it\n"
+    "  kxrtc repair ~/records/monday new-folder      make a torn record whole\n"
+    "  kxrtc report ~/records/monday monday.html     all of that as a page\n";
 
 int Run(int argc, char** argv) {
   int exit_status = kxrtc_tool::kExitOk;
@@ -28,6 +37,11 @@ int Run(int argc, char** argv) {
   kxrtc_tool::AddRecordCommand(app, &exit_status);
   kxrtc_tool::AddTranscodeCommand(app, &exit_status);
   kxrtc_tool::AddEstimateCommand(app, &exit_status);
+  kxrtc_tool::AddInfoCommand(app, &exit_status);
+  kxrtc_tool::AddDumpCommand(app, &exit_status);
+  kxrtc_tool::AddVerifyCommand(app, &exit_status);
+  kxrtc_tool::AddRepairCommand(app, &exit_status);
+  kxrtc_tool::AddReportCommand(app, &exit_status);
 
   try {
     app.parse(argc, argv);

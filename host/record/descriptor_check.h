@@ -1,0 +1,26 @@
+// Reads a descriptor of any condition and compares it with what the index holds.
+// Threads: any.
+#ifndef HOST_RECORD_DESCRIPTOR_CHECK_H_
+#define HOST_RECORD_DESCRIPTOR_CHECK_H_
+
+#include <cstdint>
+#include <optional>
+
+#include "host/record/record_file.h"
+#include "host/record/record_summary.h"
+
+namespace kxrtc_host {
+
+// A whole descriptor of `sessions` sessions is never larger; nothing larger is parsed.
+uint64_t MaxDescriptorSize(uint64_t sessions);
+
+// The descriptor's findings and `summary->descriptor`. The sessions are compared with those that
+// the summary holds already.
+void CheckDescriptor(const RecordFile& file, RecordSummary* summary);
+
+// Only the channel count, from whatever parses; none otherwise.
+std::optional<uint32_t> ReadAudioChannelCount(const RecordFile& file, uint64_t sessions);
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_RECORD_DESCRIPTOR_CHECK_H_

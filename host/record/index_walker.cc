@@ -1,0 +1,122 @@
+#include "host/record/index_walker.h"
+
+#include <algorithm>
+
+#include "kx_utility/byte_buffer.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_utility::ByteBufferReader;
+using kxrtc::kSpeakerRecordHeaderSize;
+
+ByteBufferReader ReaderOf(const uint8_t* bytes, uint32_t size) {
+  return ByteBufferReader(reinterpret_cast<const char*>(bytes), size);
+}
+
+bool ReadPayload(IndexRecord* record) {
+  ByteBufferReader reader = ReaderOf(record->bytes.data() + kSpeakerRecordHeaderSize,
+                                     record->size - kSpeakerRecordHeaderSize);
+  switch (record->header.type) {
+    case kxrtc::kNewChannel:
+      return kxrtc::ReadRecord(&reader, &record->channel);
+    case kxrtc::kNewVideoAttributes:
+      return kxrtc::ReadRecord(&reader, &record->attributes);
+    case kxrtc::kVideoData:
+    case kxrtc::kAudioData:
+      return kxrtc::ReadRecord(&reader, &record->data);
+    default:
+      return true;
+  }
+}
+
+}  // namespace
+
+const char* RecordTypeName(uint32_t type) {
+  switch (type) {
+    case kxrtc::kStartRecording:
+      return "start";
+    case kxrtc::kStopRecording:
+      return "stop";
+    case kxrtc::kNewChannel:
+      return "channel";
+    case kxrtc::kNewVideoAttributes:
+      return "attributes";
+    case kxrtc::kVideoData:
+      return "video";
+    case kxrtc::kAudioData:
+      return "audio";
+    default:
+      return "unknown";
+  }
+}
+
+IndexWalker::Look IndexWalker::LookAt(uint64_t position, IndexRecord* record) const {
+  const uint64_t left = index_->size() - position;
+  if (left < kSpeakerRecordHeaderSize) return Look::kCut;
+  const uint8_t* bytes = index_->View(position, kSpeakerRecordHeaderSize);
+  if (bytes == nullptr) return Look::kChanged;
+  *record = {};
+  ByteBufferReader reader = ReaderOf(bytes, kSpeakerRecordHeaderSize);
+  if (!kxrtc::ReadRecord(&reader, &record->header)) return Look::kChanged;
+  uint32_t payload_size = 0;
+  if (!kxrtc::GetRecordPayloadSize(record->header.type, &payload_size)) return Look::kNoRecord;
+  record->offset = position;
+  record->size = kSpeakerRecordHeaderSize + payload_size;
+  if (left < record->size) return Look::kCut;
+  bytes = index_->View(position, record->size);
+  if (bytes == nullptr) return Look::kChanged;
+  std::copy(bytes, bytes + record->size, record->bytes.begin());
+  return ReadPayload(record) ? Look::kRecord : Look::kChanged;
+}
+
+IndexWalker::Step IndexWalker::Next(IndexRecord* record) {
+  skipped_bytes_ = 0;
+  if (position_ >= index_->size()) return Step::kEnd;
+  switch (LookAt(position_, record)) {
+    case Look::kRecord:
+      position_ += record->size;
+      return Step::kRecord;
+    case Look::kNoRecord:
+      return SkipGarbage(record);
+    case Look::kChanged:
+      position_ = index_->size();
+      return Step::kChanged;
+    case Look::kCut:
+      break;
+  }
+  record->offset = position_;
+  skipped_bytes_ = index_->size() - position_;
+  position_ = index_->size();
+  return Step::kTruncated;
+}
+
+// Chance makes four bytes look like a type now and then: a record is believed once another one, or
+// the end of the file, stands right behind it.
+IndexWalker::Step IndexWalker::SkipGarbage(IndexRecord* record) {
+  const uint64_t start = position_;
+  while (++position_ < index_->size()) {
+    IndexRecord candidate;
+    IndexRecord next;
+    const Look look = LookAt(position_, &candidate);
+    if (look == Look::kChanged) {
+      position_ = index_->size();
+      return Step::kChanged;
+    }
+    if (look == Look::kCut && index_->size() - position_ < kSpeakerRecordHeaderSize) {
+      position_ = index_->size();
+      break;
+    }
+    if (look != Look::kRecord) continue;
+    const uint64_t behind = position_ + candidate.size;
+    if (behind == index_->size()) break;
+    const Look look_behind = LookAt(behind, &next);
+    if (look_behind == Look::kRecord || look_behind == Look::kCut) break;
+  }
+  *record = {};
+  record->offset = start;
+  skipped_bytes_ = position_ - start;
+  return Step::kGarbage;
+}
+
+}  // namespace kxrtc_host

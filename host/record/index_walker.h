@@ -1,0 +1,68 @@
+// Walks the records of an index file in file order with bounded memory, and goes on behind bytes
+// that are no record.
+// Threads: an object belongs to one thread at a time.
+#ifndef HOST_RECORD_INDEX_WALKER_H_
+#define HOST_RECORD_INDEX_WALKER_H_
+
+#include <array>
+#include <cstdint>
+
+#include "host/record/record_file.h"
+#include "kxrtc/recording/speaker_record_format.h"
+
+namespace kxrtc_host {
+
+inline constexpr uint32_t kMaxRecordSize =
+    kxrtc::kSpeakerRecordHeaderSize + kxrtc::kNewVideoAttributesRecordSize;
+
+struct IndexRecord {
+  uint64_t offset = 0;                          // Of the header in the index file.
+  uint32_t size = 0;                            // Header and payload.
+  std::array<uint8_t, kMaxRecordSize> bytes{};  // As they stand in the file.
+  kxrtc::SpeakerRecordHeader header;
+  kxrtc::NewChannelRecord channel;             // kNewChannel only.
+  kxrtc::NewVideoAttributesRecord attributes;  // kNewVideoAttributes only.
+  kxrtc::MediaDataRecord data;                 // kVideoData and kAudioData only.
+
+  bool IsMedia() const {
+    return header.type == kxrtc::kVideoData || header.type == kxrtc::kAudioData;
+  }
+};
+
+// "start", "stop", "channel", "attributes", "video", "audio" or "unknown".
+const char* RecordTypeName(uint32_t type);
+
+class IndexWalker {
+ public:
+  enum class Step {
+    kRecord,     // The record was stored.
+    kGarbage,    // Bytes that are no record; a record follows, or the end.
+    kTruncated,  // The file ends inside a record. The end.
+    kChanged,    // The file became shorter than it was, or cannot be read on. The end.
+    kEnd,        // The file ended behind a whole record.
+  };
+
+  // `index` is borrowed and must be open.
+  explicit IndexWalker(RecordFile* index) : index_(index) {}
+
+  // The next step. kGarbage and kTruncated store the place and length of the bytes concerned in
+  // `record->offset` and skipped_bytes().
+  [[nodiscard]] Step Next(IndexRecord* record);
+
+  uint64_t position() const { return position_; }
+  uint64_t skipped_bytes() const { return skipped_bytes_; }
+
+ private:
+  enum class Look { kRecord, kNoRecord, kCut, kChanged };
+
+  Look LookAt(uint64_t position, IndexRecord* record) const;
+  Step SkipGarbage(IndexRecord* record);
+
+  RecordFile* index_;
+  uint64_t position_ = 0;
+  uint64_t skipped_bytes_ = 0;
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_RECORD_INDEX_WALKER_H_

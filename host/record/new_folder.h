@@ -1,0 +1,64 @@
+// A folder that appears under its name only when it is complete: its files are written into a
+// temporary folder beside it, synced, and the folder is renamed.
+// Threads: an object belongs to one thread at a time.
+#ifndef HOST_RECORD_NEW_FOLDER_H_
+#define HOST_RECORD_NEW_FOLDER_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/record/record_file.h"
+
+namespace kxrtc_host {
+
+class NewFolder {
+ public:
+  NewFolder() = default;
+  ~NewFolder();  // Discards what was not committed.
+  NewFolder(const NewFolder&) = delete;
+  NewFolder& operator=(const NewFolder&) = delete;
+
+  // Makes the temporary folder. False when `path` exists already, in whatever form, or its parent
+  // does not.
+  [[nodiscard]] bool Create(const std::string& path);
+
+  // Begins the next file; the former one ends.
+  [[nodiscard]] bool BeginFile(const std::string& name);
+
+  // Appends to the present file. Small pieces are collected.
+  [[nodiscard]] bool Append(const char* data, size_t size);
+
+  // Appends the first `size` bytes of `source`, and leaves out what the disk left out of it.
+  [[nodiscard]] bool Copy(const RecordFile& source, uint64_t size);
+
+  // Without it nothing waits for the disk; a crash of the machine may then lose the folder.
+  void set_sync(bool sync) { sync_ = sync; }
+
+  // Syncs everything and gives the folder its name. False also when the name was taken meanwhile.
+  [[nodiscard]] bool Commit();
+
+  // The reason of the latest failure.
+  const std::string& error() const { return error_; }
+
+ private:
+  bool Fail(const std::string& what);
+  bool EndFile();
+  bool Flush();
+  bool WriteAll(const char* data, size_t size);
+  bool CopyRange(const RecordFile& source, uint64_t begin, uint64_t end);
+  bool SyncFolder(const std::string& path);
+  void Discard();
+
+  std::string path_;
+  std::string temporary_;  // Empty when there is none.
+  std::vector<std::string> files_;
+  std::string buffer_;
+  int descriptor_ = -1;
+  bool sync_ = true;
+  std::string error_;
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_RECORD_NEW_FOLDER_H_

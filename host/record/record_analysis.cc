@@ -1,0 +1,159 @@
+#include "host/record/record_analysis.h"
+
+#include <algorithm>
+
+#include "host/record/audio_check.h"
+#include "host/record/clock_check.h"
+#include "host/record/data_check.h"
+#include "host/record/descriptor_check.h"
+#include "host/record/dry_run.h"
+#include "host/record/index_walker.h"
+#include "host/record/record_file.h"
+#include "host/record/replay_model.h"
+#include "host/record/structure_check.h"
+#include "host/record/text.h"
+#include "host/record/video_check.h"
+#include "rtc_transcoder/api/rtc_transcoder.h"
+
+namespace kxrtc_host {
+namespace {
+
+class Analysis {
+ public:
+  Analysis(RecordFiles* files, RecordSummary* summary)
+      : files_(files),
+        summary_(summary),
+        structure_(summary),
+        clock_(summary),
+        video_data_(kxrtc::kVideoFileExtension, files->video.size(), &summary->findings),
+        audio_data_(kxrtc::kAudioFileExtension, files->audio.size(), &summary->findings),
+        video_(&files->video, summary),
+        audio_(&files->audio, summary),
+        replay_(summary) {}
+
+  void Run() {
+    IndexWalker walker(&files_->index);
+    IndexRecord record;
+    for (;;) {
+      const IndexWalker::Step step = walker.Next(&record);
+      if (step == IndexWalker::Step::kEnd) break;
+      if (step == IndexWalker::Step::kRecord) {
+        OnRecord(record);
+        continue;
+      }
+      structure_.OnStep(step, record, walker.skipped_bytes());
+      replay_.OnBrokenIndex();
+    }
+    structure_.Finish();
+    clock_.Finish();
+    video_data_.Finish();
+    audio_data_.Finish();
+    replay_.Finish();
+  }
+
+ private:
+  void OnRecord(const IndexRecord& record) {
+    structure_.OnRecord(record);
+    clock_.OnRecord(record);
+    bool inside_file = false;
+    bool is_key = false;
+    switch (record.header.type) {
+      case kxrtc::kNewChannel:
+        video_.OnNewChannel();
+        break;
+      case kxrtc::kNewVideoAttributes:
+        video_.OnAttributes(record);
+        break;
+      case kxrtc::kVideoData:
+        inside_file = video_data_.OnRecord(record);
+        is_key = inside_file && video_.OnFrame(record);
+        CountVideo(record, is_key);
+        break;
+      case kxrtc::kAudioData:
+        inside_file = audio_data_.OnRecord(record);
+        if (inside_file) audio_.OnFrame(record);
+        CountAudio(record);
+        break;
+      default:
+        break;
+    }
+    replay_.OnRecord(record, inside_file, is_key);
+  }
+
+  void CountVideo(const IndexRecord& record, bool is_key) {
+    summary_->largest_frame = std::max<uint64_t>(summary_->largest_frame, record.data.size);
+    ChannelTotals& totals = summary_->channels[structure_.media_type()];
+    ++totals.video_frames;
+    totals.video_bytes += record.data.size;
+    SessionSummary* session = structure_.session();
+    if (session == nullptr) return;
+    ++session->video_frames;
+    session->video_bytes += record.data.size;
+    if (is_key) ++session->key_frames;
+  }
+
+  void CountAudio(const IndexRecord& record) {
+    summary_->largest_frame = std::max<uint64_t>(summary_->largest_frame, record.data.size);
+    SessionSummary* session = structure_.session();
+    if (session == nullptr) return;
+    ++session->audio_frames;
+    session->audio_bytes += record.data.size;
+  }
+
+  RecordFiles* files_;
+  RecordSummary* summary_;
+  StructureCheck structure_;
+  ClockCheck clock_;
+  DataCheck video_data_;
+  DataCheck audio_data_;
+  VideoCheck video_;
+  AudioCheck audio_;
+  ReplayModel replay_;
+};
+
+void ReportUnopened(const RecordFile& file, FindingList* findings) {
+  if (file.is_open()) return;
+  const bool is_missing = file.state() == RecordFile::State::kMissing;
+  findings->Add(is_missing ? FindingCode::kFileMissing : FindingCode::kFileUnreadable, std::nullopt,
+                file.path() + ": " + file.error());
+}
+
+uint64_t EstimateBytes(const std::string& folder) {
+  void* handle = nullptr;
+  CreateSpeakerRecordTranscoder(&handle);
+  long long size = 0;
+  const bool estimated = static_cast<kxrtc::SpeakerRecordTranscoder*>(handle)->EstimateOutputSize(
+      folder.c_str(), &size);
+  ReleaseSpeakerRecordTranscoder(handle);
+  return estimated && size > 0 ? static_cast<uint64_t>(size) : 0;
+}
+
+}  // namespace
+
+RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& options) {
+  RecordSummary summary;
+  summary.folder = RecordFolderPath(folder);
+  RecordFiles files;
+  files.Open(folder);
+  for (const RecordFile* file : {&files.index, &files.video, &files.audio, &files.descriptor}) {
+    ReportUnopened(*file, &summary.findings);
+  }
+  summary.sizes = {files.index.size(), files.video.size(), files.audio.size(),
+                   files.descriptor.size()};
+  if (!files.index.is_open()) {
+    summary.replay.failure = "there is no index";
+    summary.findings.Add(FindingCode::kReplayFailed, std::nullopt, "there is no index");
+    return summary;
+  }
+  Analysis(&files, &summary).Run();
+  CheckDescriptor(files.descriptor, &summary);
+  if (summary.descriptor.parsed) summary.estimate_bytes = EstimateBytes(summary.folder);
+  if (options.run_replay) CompareWithReplay(&summary);
+  if (!summary.replay.completes) {
+    summary.findings.Add(FindingCode::kReplayFailed, std::nullopt,
+                         "the record cannot be transcoded to its end: " + summary.replay.failure);
+  }
+  return summary;
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,111 @@
+#include "host/record/record_dump.h"
+
+#include <json/value.h>
+
+#include "host/record/index_walker.h"
+#include "host/record/record_documents.h"
+#include "host/record/record_file.h"
+#include "host/record/text.h"
+
+namespace kxrtc_host {
+namespace {
+
+std::string PayloadText(const IndexRecord& record) {
+  switch (record.header.type) {
+    case kxrtc::kNewChannel:
+      return Text("media_type=%u (%s)", record.channel.media_type,
+                  MediaTypeText(record.channel.media_type).c_str());
+    case kxrtc::kNewVideoAttributes:
+      return Text("%ux%u rotation=%d", record.attributes.width, record.attributes.height,
+                  record.attributes.rotation_angle);
+    case kxrtc::kVideoData:
+    case kxrtc::kAudioData:
+      return Text("position=%llu size=%u",
+                  static_cast<unsigned long long>(record.data.start_position), record.data.size);
+    default:
+      return "";
+  }
+}
+
+class Listing {
+ public:
+  Listing(const DumpOptions& options, std::FILE* out) : options_(options), out_(out) {}
+
+  void Begin() {
+    if (options_.json) {
+      std::fputs("{\"document\":\"kxrtc.dump\",\"records\":[", out_);
+    } else {
+      std::fprintf(out_, "%12s  %-10s  %20s  %s\n", "OFFSET", "TYPE", "TIME", "PAYLOAD");
+    }
+  }
+
+  void Add(const IndexRecord& record) {
+    const int64_t time_us = record.header.record_timestamp_us;
+    if (time_us < options_.from_us || time_us > options_.to_us) return;
+    if (options_.json) return AddJson(RecordElement(record));
+    std::fprintf(out_, "%12llu  %-10s  %20s  %s\n", static_cast<unsigned long long>(record.offset),
+                 RecordTypeName(record.header.type), SecondsText(time_us).c_str(),
+                 PayloadText(record).c_str());
+  }
+
+  void AddBroken(const char* kind, uint64_t offset, uint64_t bytes) {
+    if (options_.json) {
+      Json::Value value;
+      value["offset"] = Json::Value::UInt64{offset};
+      value["type"] = kind;
+      value["bytes"] = Json::Value::UInt64{bytes};
+      return AddJson(value);
+    }
+    std::fprintf(out_, "%12llu  %-10s  %20s  %llu bytes\n", static_cast<unsigned long long>(offset),
+                 kind, "-", static_cast<unsigned long long>(bytes));
+  }
+
+  void End(bool whole) {
+    if (!options_.json) return;
+    std::fprintf(out_, "\n],\"version\":%d,\"whole\":%s}\n", kDocumentVersion,
+                 whole ? "true" : "false");
+  }
+
+ private:
+  void AddJson(const Json::Value& value) {
+    std::fprintf(out_, "%s\n%s", has_elements_ ? "," : "", JsonText(value).c_str());
+    has_elements_ = true;
+  }
+
+  const DumpOptions& options_;
+  std::FILE* out_;
+  bool has_elements_ = false;
+};
+
+}  // namespace
+
+DumpResult DumpRecord(const std::string& folder, const DumpOptions& options, std::FILE* out) {
+  DumpResult result;
+  RecordFile index;
+  const std::string path =
+      kxrtc::SpeakerRecordFilePath(RecordFolderPath(folder), kxrtc::kIndexFileExtension);
+  if (index.Open(path) != RecordFile::State::kOpen) {
+    result.error = path + ": " + index.error();
+    return result;
+  }
+  result.readable = result.whole = true;
+  Listing listing(options, out);
+  listing.Begin();
+  IndexWalker walker(&index);
+  IndexRecord record;
+  IndexWalker::Step step = IndexWalker::Step::kEnd;
+  while ((step = walker.Next(&record)) != IndexWalker::Step::kEnd) {
+    if (step == IndexWalker::Step::kRecord) {
+      listing.Add(record);
+      continue;
+    }
+    result.whole = false;
+    if (step == IndexWalker::Step::kChanged) break;
+    listing.AddBroken(step == IndexWalker::Step::kGarbage ? "garbage" : "truncated", record.offset,
+                      walker.skipped_bytes());
+  }
+  listing.End(result.whole);
+  return result;
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,206 @@
+#include "host/record/record_repair.h"
+
+#include <json/json.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+
+#include "host/record/audio_check.h"
+#include "host/record/descriptor_check.h"
+#include "host/record/new_folder.h"
+#include "host/record/record_file.h"
+#include "host/record/text.h"
+
+namespace kxrtc_host {
+namespace {
+
+unsigned long long Ull(uint64_t value) { return value; }
+
+std::string FileName(const char* extension) { return kxrtc::SpeakerRecordFilePath("", extension); }
+
+// True when `path` or the folder it is to be made in lies in `folder`.
+bool LiesIn(const std::string& folder, std::string path) {
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  const size_t slash = path.rfind('/');
+  const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  char resolved_folder[PATH_MAX];
+  char resolved_parent[PATH_MAX];
+  if (::realpath(folder.c_str(), resolved_folder) == nullptr) return false;
+  if (::realpath(parent.c_str(), resolved_parent) == nullptr) return false;
+  const std::string inside = RecordFolderPath(resolved_folder);
+  return RecordFolderPath(resolved_parent).compare(0, inside.size(), inside) == 0;
+}
+
+class Repair {
+ public:
+  Repair(const std::string& source, const std::string& target, const RepairOptions& options)
+      : source_(source), target_(target), options_(options) {}
+
+  RepairResult Run() {
+    result_.repaired = OpenSource() && CreateTarget() && WriteIndex() && WriteData() &&
+                       WriteDescriptor() && Check(folder_.Commit());
+    return std::move(result_);
+  }
+
+ private:
+  bool Fail(const std::string& error) {
+    result_.error = error;
+    return false;
+  }
+
+  bool Check(bool done) { return done || Fail(folder_.error()); }
+
+  bool OpenSource() {
+    files_.Open(source_);
+    if (!files_.index.is_open()) return Fail(files_.index.path() + ": " + files_.index.error());
+    for (const RecordFile* file : {&files_.video, &files_.audio}) {
+      // Without its data a frame is lost like one behind the end of the file; anything else than a
+      // missing file is for the user to sort out.
+      if (file->state() == RecordFile::State::kUnreadable) {
+        return Fail(file->path() + ": " + file->error());
+      }
+    }
+    return true;
+  }
+
+  bool CreateTarget() {
+    if (LiesIn(RecordFolderPath(source_), target_)) {
+      result_.target_refused = true;
+      return Fail(target_ + ": lies inside the record that is to stay untouched");
+    }
+    folder_.set_sync(options_.sync);
+    if (folder_.Create(target_)) return true;
+    result_.target_refused = true;
+    return Check(false);
+  }
+
+  bool WriteIndex() {
+    IndexRewriter rewriter(files_.video.size(), files_.audio.size(), &result_.changes);
+    IndexWalker walker(&files_.index);
+    IndexRecord record;
+    std::string out;
+    if (!Check(folder_.BeginFile(FileName(kxrtc::kIndexFileExtension)))) return false;
+    for (;;) {
+      const IndexWalker::Step step = walker.Next(&record);
+      if (step == IndexWalker::Step::kEnd) break;
+      if (step == IndexWalker::Step::kChanged) {
+        return Fail(files_.index.path() + ": became shorter while it was read");
+      }
+      if (step != IndexWalker::Step::kRecord) {
+        rewriter.OnGarbage(record.offset, walker.skipped_bytes());
+        continue;
+      }
+      out.clear();
+      const uint64_t audio_frames = rewriter.kept().audio_frames;
+      rewriter.OnRecord(record, &out);
+      if (audio_frames == 0 && rewriter.kept().audio_frames == 1) first_audio_ = record.data;
+      if (!Check(folder_.Append(out.data(), out.size()))) return false;
+    }
+    out.clear();
+    rewriter.Finish(&out);
+    result_.kept = rewriter.kept();
+    sessions_ = rewriter.sessions();
+    contains_desktop_ = rewriter.contains_desktop();
+    result_.sessions = sessions_.size();
+    if (rewriter.has_too_many_sessions()) return Fail("more sessions than a descriptor can list");
+    if (sessions_.empty()) return Fail("the index holds no whole record: there is nothing to keep");
+    return Check(folder_.Append(out.data(), out.size()));
+  }
+
+  bool CopyData(const RecordFile& file, const char* extension, uint64_t end) {
+    if (end < file.size()) {
+      result_.changes.Add({RepairChange::Kind::kLost, end, std::nullopt,
+                           Text("%llu bytes at the end of %s that belong to no frame",
+                                Ull(file.size() - end), extension)});
+    }
+    return Check(folder_.BeginFile(FileName(extension)) && (end == 0 || folder_.Copy(file, end)));
+  }
+
+  bool WriteData() {
+    return CopyData(files_.video, kxrtc::kVideoFileExtension, result_.kept.video_end) &&
+           CopyData(files_.audio, kxrtc::kAudioFileExtension, result_.kept.audio_end);
+  }
+
+  bool FindChannels() {
+    if (options_.audio_channels) {
+      result_.audio_channels = *options_.audio_channels;
+      result_.channel_source = ChannelSource::kOption;
+      return true;
+    }
+    if (const auto channels = ReadAudioChannelCount(files_.descriptor, sessions_.size())) {
+      result_.audio_channels = *channels;
+      result_.channel_source = ChannelSource::kDescriptor;
+      return true;
+    }
+    AudioFormat format;
+    uint32_t frame_bytes = 0;
+    const uint8_t* bytes = first_audio_.size < kAdtsHeaderSize
+                               ? nullptr
+                               : files_.audio.View(first_audio_.start_position, kAdtsHeaderSize);
+    if (bytes != nullptr && ReadAdtsHeader(bytes, &format, &frame_bytes) && format.channels > 0) {
+      result_.audio_channels = format.channels;
+      result_.channel_source = ChannelSource::kAudioFrames;
+      return true;
+    }
+    return Fail(
+        "neither the descriptor nor the audio frames tell the number of audio channels: give it "
+        "with --channels");
+  }
+
+  bool WriteDescriptor() {
+    if (!FindChannels()) return false;
+    kxrtc::SpeakerRecordOverall overall;
+    overall.record_session_count = static_cast<uint32_t>(sessions_.size());
+    overall.contain_video = result_.kept.video_frames > 0 ? 1 : 0;
+    overall.contain_desktop = contains_desktop_ ? 1 : 0;
+    overall.audio_channel_count = result_.audio_channels;
+    const std::string text = RenderDescriptor(overall, sessions_);
+    return Check(folder_.BeginFile(FileName(kxrtc::kDescriptorFileExtension)) &&
+                 folder_.Append(text.data(), text.size()));
+  }
+
+  const std::string& source_;
+  const std::string& target_;
+  const RepairOptions& options_;
+  RepairResult result_;
+  RecordFiles files_;
+  NewFolder folder_;
+  std::vector<kxrtc::SpeakerRecordSession> sessions_;
+  bool contains_desktop_ = false;
+  kxrtc::MediaDataRecord first_audio_;
+};
+
+}  // namespace
+
+const char* ChannelSourceName(ChannelSource source) {
+  switch (source) {
+    case ChannelSource::kOption:
+      return "option";
+    case ChannelSource::kDescriptor:
+      return "descriptor";
+    case ChannelSource::kAudioFrames:
+      return "audio frames";
+    case ChannelSource::kNone:
+      break;
+  }
+  return "";
+}
+
+std::string RenderDescriptor(const kxrtc::SpeakerRecordOverall& overall,
+                             const std::vector<kxrtc::SpeakerRecordSession>& sessions) {
+  Json::Value root;
+  kxrtc::SpeakerRecordOverallToJson(overall, &root["speaker_record_overall"]);
+  Json::Value& list = root["speaker_record_session"];
+  for (const kxrtc::SpeakerRecordSession& session : sessions) {
+    kxrtc::SpeakerRecordSessionToJson(session, &list.append(Json::Value()));
+  }
+  return root.toStyledString();
+}
+
+RepairResult RepairRecord(const std::string& source, const std::string& target,
+                          const RepairOptions& options) {
+  return Repair(source, target, options).Run();
+}
+
+}  // namespace kxrtc_host

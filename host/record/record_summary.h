@@ -1,0 +1,156 @@
+// What an analysis of a record finds out. Lists that a hostile record could grow without end are
+// cut at a limit, and the count beside them goes on.
+// Threads: plain values.
+#ifndef HOST_RECORD_RECORD_SUMMARY_H_
+#define HOST_RECORD_RECORD_SUMMARY_H_
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/record/finding.h"
+
+namespace kxrtc_host {
+
+// Times are recorder time unless a name says output time; both microseconds.
+
+inline constexpr size_t kMaxSessions = 60000;  // More do not fit into a descriptor.
+inline constexpr size_t kMaxSwitches = 10000;
+inline constexpr size_t kMaxVideoFormats = 64;
+
+struct SessionSummary {
+  int64_t start_us = 0;
+  int64_t end_us = 0;
+  bool closed = false;  // A stop record ends it.
+  uint64_t video_frames = 0;
+  uint64_t audio_frames = 0;
+  uint64_t key_frames = 0;
+  uint64_t video_bytes = 0;
+  uint64_t audio_bytes = 0;
+  uint32_t switches = 0;
+};
+
+struct ChannelSwitch {
+  int64_t time_us = 0;
+  uint32_t media_type = 0;
+};
+
+// Sums over the stretches of one media type.
+struct ChannelTotals {
+  uint64_t switches = 0;
+  int64_t duration_us = 0;
+  uint64_t video_frames = 0;
+  uint64_t video_bytes = 0;
+};
+
+// One kind of picture, from a sequence parameter set (ITU-T H.264, 7.3.2.1.1).
+struct VideoFormat {
+  uint32_t profile_idc = 0;
+  uint32_t level_idc = 0;
+  uint32_t width = 0;  // Pixels, after cropping.
+  uint32_t height = 0;
+
+  bool operator<(const VideoFormat& other) const;
+};
+
+// From the ADTS header of the first audio frame (ISO/IEC 14496-3, 1.A.2.2).
+struct AudioFormat {
+  bool is_adts = false;
+  uint32_t sample_rate = 0;
+  uint32_t channels = 0;
+  uint32_t object_type = 0;  // 2 is AAC-LC.
+};
+
+struct DescriptorSummary {
+  bool parsed = false;  // The document and its overall object.
+  uint32_t session_count = 0;
+  uint32_t contain_video = 0;
+  uint32_t contain_desktop = 0;
+  std::optional<uint32_t> audio_channel_count;
+};
+
+struct FileSizes {
+  uint64_t index = 0;
+  uint64_t video = 0;
+  uint64_t audio = 0;
+  uint64_t descriptor = 0;
+};
+
+enum class FillerReason { kNone, kAudioOnly, kWaitingForKeyFrame, kGap };
+
+// "audio only", "waiting for a key frame", "gap over 5 s".
+const char* FillerReasonName(FillerReason reason);
+
+// A stretch of the MP4 with one kind of picture.
+struct OutputSpan {
+  int64_t start_us = 0;  // Output time.
+  int64_t end_us = 0;
+  FillerReason filler = FillerReason::kNone;
+  uint32_t media_type = 0;  // Of the channel in force.
+  int64_t time_us = 0;      // Recorder time of its start.
+};
+
+struct OutputMark {
+  int64_t output_us = 0;
+  int64_t time_us = 0;
+  uint32_t media_type = 0;
+};
+
+// Sums of one slice of output time.
+struct OutputBucket {
+  uint64_t video_bytes = 0;
+  uint64_t audio_bytes = 0;
+  uint32_t video_frames = 0;
+  uint32_t key_frames = 0;
+};
+
+// What the transcoder will make of the record.
+struct ReplayPrediction {
+  bool completes = false;
+  std::string failure;         // Where and why it stops, when it does not complete.
+  int64_t duration_us = 0;     // Output time.
+  uint64_t video_samples = 0;  // Filler included.
+  uint64_t audio_samples = 0;
+  uint64_t filler_insertions = 0;  // Of the whole clip.
+  int64_t filler_us = 0;           // Output time shown as filler.
+  uint64_t dropped_frames = 0;     // Delta frames without their key frame.
+  int64_t largest_offset_us = 0;   // Of a picture behind the sound recorded at the same time.
+  int64_t largest_offset_time_us = 0;
+  uint64_t call_digest = 0;  // Of all calls into the writer, in order.
+  std::vector<OutputSpan> spans;
+  uint64_t span_count = 0;
+  std::vector<OutputMark> switches;
+  std::vector<OutputMark> sessions;
+  std::vector<int64_t> key_frames_us;  // Output time.
+  uint64_t key_frame_count = 0;
+  int64_t bucket_us = 0;  // Width of a bucket.
+  std::vector<OutputBucket> buckets;
+  bool has_dry_run = false;  // The real replay ran and agreed or not.
+};
+
+struct RecordSummary {
+  std::string folder;
+  FileSizes sizes;
+  uint64_t index_records = 0;
+  int64_t duration_us = 0;  // Of all sessions together.
+  uint64_t estimate_bytes = 0;
+  std::vector<SessionSummary> sessions;
+  uint64_t session_count = 0;
+  std::vector<ChannelSwitch> switches;
+  uint64_t switch_count = 0;
+  std::map<uint32_t, ChannelTotals> channels;     // By media type.
+  std::map<VideoFormat, uint64_t> video_formats;  // Key frames that carried it.
+  AudioFormat audio;
+  double audio_interval_us = 0;  // Mean distance of two audio frames, 0 when unknown.
+  SessionSummary totals;         // Sums of all sessions; no times.
+  uint64_t largest_frame = 0;    // Bytes, of one video or audio frame inside its file.
+  DescriptorSummary descriptor;
+  ReplayPrediction replay;
+  FindingList findings;
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_RECORD_RECORD_SUMMARY_H_

@@ -1,0 +1,207 @@
+#include "host/record/replay_model.h"
+
+#include <algorithm>
+
+#include "host/record/text.h"
+#include "kxrtc/recording/speaker_record_transcoder.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kxrtc::kAudioFrameDurationUs;
+
+constexpr int64_t kMinVideoSpacingUs = 10000;
+constexpr int64_t kGapLimitUs = 5000000;
+constexpr int64_t kGapLimitWaitingUs = 500000;
+constexpr int kIconFrameCount = 8;
+constexpr int64_t kIconSpacingUs = 10000;
+constexpr uint32_t kIconWidth = 640;
+constexpr uint32_t kIconHeight = 360;
+
+FindingCode CodeOf(FillerReason reason) {
+  switch (reason) {
+    case FillerReason::kGap:
+      return FindingCode::kReplayFillerGap;
+    case FillerReason::kWaitingForKeyFrame:
+      return FindingCode::kReplayFillerWaiting;
+    case FillerReason::kAudioOnly:
+    case FillerReason::kNone:
+      break;
+  }
+  return FindingCode::kReplayFillerAudioOnly;
+}
+
+}  // namespace
+
+void ReplayModel::Fail(const std::string& reason) {
+  failed_ = true;
+  prediction_->failure = reason;
+}
+
+void ReplayModel::OnBrokenIndex() {
+  if (!failed_) Fail("the index goes on with bytes that are no record");
+}
+
+void ReplayModel::OnRecord(const IndexRecord& record, bool inside_file, bool is_key) {
+  if (failed_) return;
+  const uint32_t type = record.header.type;
+  const std::string where =
+      Text("at index offset %llu: ", static_cast<unsigned long long>(record.offset));
+  if (!in_session_) {
+    if (type != kxrtc::kStartRecording) return Fail(where + "a session without start record");
+    in_session_ = saw_session_ = need_key_frame_ = true;
+    icon_active_ = false;
+    anchor_us_ = record.header.record_timestamp_us;
+    timeline_.Break();
+    if (prediction_->sessions.size() < kMaxMarks) {
+      prediction_->sessions.push_back({audio_clock_us_, anchor_us_, media_type_});
+    }
+    return;
+  }
+  if (record.IsMedia() && !inside_file) return Fail(where + "the frame is not in its file");
+  switch (type) {
+    case kxrtc::kStopRecording:
+      in_session_ = false;
+      return;
+    case kxrtc::kNewChannel:
+      return OnChannel(record);
+    case kxrtc::kNewVideoAttributes:
+      if (media_type_ == 0) return Fail(where + "attributes without a video channel");
+      attributes_ = record.attributes;
+      return SetAttributes(false);
+    case kxrtc::kVideoData:
+      if (media_type_ == 0) return Fail(where + "a video frame without a video channel");
+      return OnVideo(record, is_key);
+    case kxrtc::kAudioData:
+      return OnAudio(record);
+    default:
+      return Fail(where + "an unexpected record type");
+  }
+}
+
+void ReplayModel::SetAttributes(bool icon) {
+  icon_active_ = icon;
+  if (icon) {
+    digest_.AddAttributes(kIconWidth, kIconHeight, 0);
+  } else {
+    digest_.AddAttributes(attributes_.width, attributes_.height, attributes_.rotation_angle);
+  }
+}
+
+int64_t ReplayModel::OutputTimeOf(int64_t time_us) const {
+  return SaturatedAdd(std::max<int64_t>(0, SaturatedSubtract(time_us, anchor_us_)),
+                      audio_clock_us_);
+}
+
+int64_t ReplayModel::PushVideo(int64_t time_us) {
+  last_video_us_ =
+      std::max(OutputTimeOf(time_us), SaturatedAdd(last_video_us_, kMinVideoSpacingUs));
+  digest_.AddVideo(last_video_us_);
+  video_pushed_ = true;
+  ++prediction_->video_samples;
+  return last_video_us_;
+}
+
+void ReplayModel::PushIcons(int64_t time_us, FillerReason reason) {
+  ++prediction_->filler_insertions;
+  for (int i = 0; i < kIconFrameCount; ++i) {
+    const int64_t output_us = PushVideo(SaturatedAdd(time_us, i * kIconSpacingUs));
+    if (i == 0) timeline_.Show(output_us, reason, media_type_, time_us);
+  }
+}
+
+void ReplayModel::OnChannel(const IndexRecord& record) {
+  EndDrops();
+  const int64_t time_us = record.header.record_timestamp_us;
+  media_type_ = record.channel.media_type;
+  in_gap_ = false;
+  timeline_.Break();
+  if (prediction_->switches.size() < kMaxMarks) {
+    prediction_->switches.push_back({OutputTimeOf(time_us), time_us, media_type_});
+  }
+  if (media_type_ == 0) {
+    SetAttributes(true);
+    PushIcons(time_us, FillerReason::kAudioOnly);
+  }
+  need_key_frame_ = true;
+}
+
+void ReplayModel::EndDrops() {
+  if (drops_ == 0) return;
+  summary_->findings.Add(FindingCode::kReplayDroppedFrames, first_drop_us_,
+                         Text("%llu delta frames are dropped because their key frame is missing",
+                              static_cast<unsigned long long>(drops_)));
+  drops_ = 0;
+}
+
+void ReplayModel::OnVideo(const IndexRecord& record, bool is_key) {
+  const int64_t time_us = record.header.record_timestamp_us;
+  in_gap_ = false;
+  if (need_key_frame_) {
+    if (!is_key) {
+      if (drops_++ == 0) first_drop_us_ = time_us;
+      ++prediction_->dropped_frames;
+      return;
+    }
+    EndDrops();
+    if (icon_active_) SetAttributes(false);
+    need_key_frame_ = false;
+  }
+  const int64_t ideal_us = OutputTimeOf(time_us);
+  const int64_t output_us = PushVideo(time_us);
+  const int64_t offset_us = SaturatedSubtract(output_us, ideal_us);
+  if (offset_us > prediction_->largest_offset_us) {
+    prediction_->largest_offset_us = offset_us;
+    prediction_->largest_offset_time_us = time_us;
+  }
+  timeline_.Show(output_us, FillerReason::kNone, media_type_, time_us);
+  timeline_.AddVideo(output_us, record.data.size, is_key);
+}
+
+void ReplayModel::OnAudio(const IndexRecord& record) {
+  const int64_t time_us = record.header.record_timestamp_us;
+  anchor_us_ = time_us;
+  audio_clock_us_ = SaturatedAdd(audio_clock_us_, kAudioFrameDurationUs);
+  digest_.AddAudio(audio_clock_us_, record.data.size);
+  ++prediction_->audio_samples;
+  timeline_.AddAudio(audio_clock_us_, record.data.size);
+  const int64_t limit_us = need_key_frame_ ? kGapLimitWaitingUs : kGapLimitUs;
+  if (video_pushed_ && audio_clock_us_ <= SaturatedAdd(last_video_us_, limit_us)) return;
+  in_gap_ = in_gap_ || !need_key_frame_;
+  FillerReason reason = FillerReason::kWaitingForKeyFrame;
+  if (in_gap_) reason = FillerReason::kGap;
+  if (media_type_ == 0) reason = FillerReason::kAudioOnly;
+  if (!icon_active_) SetAttributes(true);
+  PushIcons(time_us, reason);
+  need_key_frame_ = true;
+}
+
+void ReplayModel::ReportFiller() {
+  for (const OutputSpan& span : prediction_->spans) {
+    if (span.filler == FillerReason::kNone) continue;
+    summary_->findings.Add(
+        CodeOf(span.filler), span.time_us,
+        Text("the MP4 shows the icon from %s to %s: %s", SecondsText(span.start_us).c_str(),
+             SecondsText(span.end_us).c_str(), FillerReasonName(span.filler)));
+  }
+  if (prediction_->largest_offset_us >= kNoticeableOffsetUs) {
+    summary_->findings.Add(FindingCode::kReplayOffset, prediction_->largest_offset_time_us,
+                           Text("pictures are up to %s behind their sound",
+                                SecondsText(prediction_->largest_offset_us).c_str()));
+  }
+}
+
+void ReplayModel::Finish() {
+  EndDrops();
+  if (!failed_ && in_session_) Fail("the index ends without a stop record");
+  if (!failed_ && !saw_session_) Fail("the index holds no session");
+  prediction_->completes = !failed_;
+  prediction_->call_digest = digest_.value();
+  const int64_t audio_end_us =
+      prediction_->audio_samples == 0 ? 0 : SaturatedAdd(audio_clock_us_, kAudioFrameDurationUs);
+  prediction_->duration_us = std::max(audio_end_us, last_video_us_);
+  timeline_.Finish(prediction_->duration_us);
+  ReportFiller();
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,71 @@
+// Predicts what the transcoder makes of a record, record by record: the same rules that its replay
+// follows, with a reason for each stretch of filler. The dry run compares it with the real replay.
+// Threads: an object belongs to one thread at a time.
+#ifndef HOST_RECORD_REPLAY_MODEL_H_
+#define HOST_RECORD_REPLAY_MODEL_H_
+
+#include <cstdint>
+#include <string>
+
+#include "host/record/call_digest.h"
+#include "host/record/index_walker.h"
+#include "host/record/output_timeline.h"
+#include "host/record/record_summary.h"
+
+namespace kxrtc_host {
+
+// Pictures this far behind their sound are worth a finding.
+inline constexpr int64_t kNoticeableOffsetUs = 100000;
+
+class ReplayModel {
+ public:
+  // `summary` is borrowed: the prediction and findings are written.
+  explicit ReplayModel(RecordSummary* summary)
+      : summary_(summary), prediction_(&summary->replay), timeline_(&summary->replay) {}
+
+  // The next record. `inside_file` and `is_key` concern media records.
+  void OnRecord(const IndexRecord& record, bool inside_file, bool is_key);
+
+  // The index goes on with bytes that are no record.
+  void OnBrokenIndex();
+
+  void Finish();
+
+ private:
+  void Fail(const std::string& reason);
+  void OnChannel(const IndexRecord& record);
+  void OnVideo(const IndexRecord& record, bool is_key);
+  void OnAudio(const IndexRecord& record);
+  void EndDrops();
+  void SetAttributes(bool icon);
+  void PushIcons(int64_t time_us, FillerReason reason);
+  int64_t PushVideo(int64_t time_us);
+  int64_t OutputTimeOf(int64_t time_us) const;
+  void ReportFiller();
+
+  RecordSummary* summary_;
+  ReplayPrediction* prediction_;
+  OutputTimeline timeline_;
+  CallDigest digest_;
+  bool failed_ = false;
+  bool in_session_ = false;
+  bool saw_session_ = false;
+
+  // The state of the replay.
+  int64_t anchor_us_ = 0;       // Recorder time.
+  int64_t audio_clock_us_ = 0;  // Output time.
+  int64_t last_video_us_ = 0;   // Output time.
+  uint32_t media_type_ = 0;
+  kxrtc::NewVideoAttributesRecord attributes_;
+  bool video_pushed_ = false;
+  bool need_key_frame_ = true;
+  bool icon_active_ = false;
+
+  bool in_gap_ = false;        // Filled because no frame came; none has come since.
+  uint64_t drops_ = 0;         // Of the present run.
+  int64_t first_drop_us_ = 0;  // Recorder time.
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_RECORD_REPLAY_MODEL_H_

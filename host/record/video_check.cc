@@ -1,0 +1,119 @@
+#include "host/record/video_check.h"
+
+#include <algorithm>
+
+#include "host/record/text.h"
+#include "kxrtc/media/video/h264/nal_unit.h"
+#include "kxrtc/media/video/h264/sps_parser.h"
+
+namespace kxrtc_host {
+namespace {
+
+constexpr uint8_t kNalTypeSps = 7;            // ITU-T H.264, table 7-1.
+constexpr uint32_t kMinSpsBytes = 4;          // Header, profile, constraints, level.
+constexpr uint32_t kMaxParameterSet = 65536;  // Larger ones are not parsed.
+
+unsigned long long Ull(uint64_t value) { return value; }
+
+}  // namespace
+
+void VideoCheck::OnNewChannel() {
+  expects_key_frame_ = true;
+  has_attributes_ = false;
+}
+
+void VideoCheck::OnAttributes(const IndexRecord& record) {
+  attributes_ = record.attributes;
+  has_attributes_ = true;
+  const bool is_plausible =
+      attributes_.width > 0 && attributes_.height > 0 && attributes_.width <= kMaxPictureSide &&
+      attributes_.height <= kMaxPictureSide && attributes_.rotation_angle % 90 == 0;
+  if (is_plausible) return;
+  summary_->findings.Add(FindingCode::kVideoAttributes, record.header.record_timestamp_us,
+                         Text("attributes %ux%u rotation %d are not those of a picture",
+                              attributes_.width, attributes_.height, attributes_.rotation_angle));
+}
+
+bool VideoCheck::ReadFrame(const IndexRecord& record) {
+  const uint32_t wanted = std::min(record.data.size, kMaxFrameBytesRead);
+  if (wanted < record.data.size) {
+    summary_->findings.Add(FindingCode::kVideoFrameTooLarge, record.header.record_timestamp_us,
+                           Text("the frame at %llu of .264 has %u bytes; only the first %u were "
+                                "checked",
+                                Ull(record.data.start_position), record.data.size, wanted));
+  }
+  frame_.resize(wanted);
+  if (file_->Read(record.data.start_position, frame_.data(), wanted) == wanted) return true;
+  summary_->findings.Add(FindingCode::kFileChanged, record.header.record_timestamp_us,
+                         "the file .264 became shorter while it was read");
+  return false;
+}
+
+bool VideoCheck::OnFrame(const IndexRecord& record) {
+  if (!ReadFrame(record)) return false;
+  const int64_t time_us = record.header.record_timestamp_us;
+  const bool is_key = kxrtc::H264::IsKeyFrame(frame_.data(), static_cast<uint32_t>(frame_.size()));
+  if (expects_key_frame_ && !is_key) {
+    summary_->findings.Add(FindingCode::kVideoNoKeyAfterSwitch, time_us,
+                           "the first frame of the channel is no key frame");
+  }
+  if (expects_key_frame_ && !has_attributes_) {
+    summary_->findings.Add(FindingCode::kVideoNoAttributes, time_us,
+                           "no attributes record stands before the first frame of the channel");
+  }
+  expects_key_frame_ = false;
+  CheckNalUnits(time_us, record.data.start_position);
+  return is_key;
+}
+
+void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position) {
+  const auto size = static_cast<uint32_t>(frame_.size());
+  if (size == 0) return;
+  const auto nal_units = kxrtc::H264::FindNaluIndices(frame_.data(), size);
+  if (nal_units.empty()) {
+    summary_->findings.Add(FindingCode::kVideoNoStartCode, time_us,
+                           Text("the frame at %llu of .264 holds no NAL unit", Ull(position)));
+    return;
+  }
+  if (!kxrtc::H264::IsValidFrame(frame_.data(), size)) {
+    summary_->findings.Add(
+        FindingCode::kVideoInvalidNal, time_us,
+        Text("the frame at %llu of .264 holds a NAL unit of a type that belongs in no frame",
+             Ull(position)));
+  }
+  for (const auto& nal_unit : nal_units) {
+    const uint8_t* bytes = frame_.data() + nal_unit.payload_start_offset;
+    if (nal_unit.payload_size == 0 || kxrtc::H264::ParseNaluType(bytes[0]) != kNalTypeSps) continue;
+    CheckParameterSet(bytes, nal_unit.payload_size, time_us);
+  }
+}
+
+void VideoCheck::CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64_t time_us) {
+  const bool is_new = last_parameter_set_.size() != size ||
+                      !std::equal(last_parameter_set_.begin(), last_parameter_set_.end(), nal_unit);
+  if (is_new && size <= kMaxParameterSet) {
+    last_parameter_set_.assign(nal_unit, nal_unit + size);
+    kxrtc::SpsParser::SpsState state{};
+    last_format_valid_ =
+        size >= kMinSpsBytes && kxrtc::SpsParser::ParseSps(nal_unit + 1, size - 1, state);
+    if (last_format_valid_) last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
+  }
+  if (size > kMaxParameterSet || !last_format_valid_) {
+    summary_->findings.Add(FindingCode::kVideoBadSps, time_us,
+                           "a sequence parameter set cannot be parsed");
+    return;
+  }
+  auto& formats = summary_->video_formats;
+  if (formats.size() < kMaxVideoFormats || formats.count(last_format_) > 0) {
+    ++formats[last_format_];
+  }
+  if (has_attributes_ &&
+      (attributes_.width != last_format_.width || attributes_.height != last_format_.height)) {
+    summary_->findings.Add(
+        FindingCode::kVideoSizeMismatch, time_us,
+        Text("the attributes record says %ux%u, the parameter set %ux%u", attributes_.width,
+             attributes_.height, last_format_.width, last_format_.height));
+  }
+}
+
+}  // namespace kxrtc_host

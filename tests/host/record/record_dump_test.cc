@@ -1,0 +1,99 @@
+#include "host/record/record_dump.h"
+
+#include <gmock/gmock.h>
+#include <json/json.h>
+
+#include "host/record/record_documents.h"
+#include "tests/testing/record_samples.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_testing::RecordBuilder;
+using kx_testing::TempDir;
+using testing::HasSubstr;
+
+std::string Dump(const std::string& folder, const DumpOptions& options, DumpResult* result) {
+  std::FILE* file = std::tmpfile();
+  *result = DumpRecord(folder, options, file);
+  std::string text(static_cast<size_t>(std::ftell(file)), '\0');
+  std::rewind(file);
+  EXPECT_EQ(std::fread(&text[0], 1, text.size(), file), text.size());
+  std::fclose(file);
+  return text;
+}
+
+Json::Value DumpJson(const std::string& folder, DumpOptions options, DumpResult* result) {
+  options.json = true;
+  const std::string text = Dump(folder, options, result);
+  Json::Value root;
+  std::string problem;
+  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &root, &problem)) << problem;
+  return root;
+}
+
+TEST(RecordDumpTest, ListsEveryRecordWithItsPayload) {
+  const TempDir dir;
+  RecordBuilder(dir)
+      .Start(0)
+      .Channel(1, 3)
+      .Attributes(2, 640, 360, 90)
+      .Key(1500000)
+      .Stop(4)
+      .Write();
+  DumpResult result;
+  const std::string text = Dump(dir.path(), {}, &result);
+  EXPECT_TRUE(result.readable);
+  EXPECT_TRUE(result.whole);
+  EXPECT_THAT(text, HasSubstr("           0  start                 0.000000 s  \n"));
+  EXPECT_THAT(text, HasSubstr("media_type=3 (desktop)"));
+  EXPECT_THAT(text, HasSubstr("640x360 rotation=90"));
+  EXPECT_THAT(text, HasSubstr("1.500000 s  position=0 size=8"));
+}
+
+TEST(RecordDumpTest, ShowsOnlyTheTimesAskedFor) {
+  const TempDir dir;
+  RecordBuilder(dir).Start(0).Audio(10).Audio(20).Audio(30).Stop(40).Write();
+  DumpOptions options;
+  options.from_us = 10;
+  options.to_us = 20;
+  DumpResult result;
+  const Json::Value document = DumpJson(dir.path(), options, &result);
+  EXPECT_EQ(document["records"].size(), 2u);
+  EXPECT_EQ(document["records"][0]["time_us"].asInt64(), 10);
+  EXPECT_EQ(document["records"][1]["payload"]["size"].asUInt(), 5u);
+}
+
+TEST(RecordDumpTest, WritesAVersionedDocument) {
+  const TempDir dir;
+  RecordBuilder(dir).Write();
+  DumpResult result;
+  const Json::Value document = DumpJson(dir.path(), {}, &result);
+  EXPECT_EQ(document["document"].asString(), "kxrtc.dump");
+  EXPECT_EQ(document["version"].asInt(), kDocumentVersion);
+  EXPECT_TRUE(document["records"].isArray());
+  EXPECT_TRUE(document["whole"].asBool());
+}
+
+TEST(RecordDumpTest, NamesBytesThatAreNoRecord) {
+  const TempDir dir;
+  RecordBuilder(dir).RawIndex(std::string(20, 'x')).Start(0).Stop(1).RawIndex("tail").Write();
+  DumpResult result;
+  const Json::Value document = DumpJson(dir.path(), {}, &result);
+  EXPECT_FALSE(result.whole);
+  EXPECT_EQ(document["records"][0]["type"].asString(), "garbage");
+  EXPECT_EQ(document["records"][0]["bytes"].asUInt(), 20u);
+  EXPECT_EQ(document["records"][3]["type"].asString(), "truncated");
+}
+
+TEST(RecordDumpTest, ExplainsAMissingIndex) {
+  const TempDir dir;
+  DumpResult result;
+  EXPECT_EQ(Dump(dir.path(), {}, &result), "");
+  EXPECT_FALSE(result.readable);
+  EXPECT_THAT(result.error, HasSubstr("No such file or directory"));
+}
+
+}  // namespace
+}  // namespace kxrtc_host

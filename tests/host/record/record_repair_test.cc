@@ -1,0 +1,204 @@
+#include "host/record/record_repair.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "host/record/record_analysis.h"
+#include "kxrtc/recording/speaker_record_descriptor.h"
+#include "tests/testing/record_samples.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_testing::kCamera;
+using kx_testing::ReadRecord;
+using kx_testing::RecordBuilder;
+using kx_testing::TempDir;
+using kx_testing::TwoSessions;
+using testing::HasSubstr;
+
+std::vector<std::string> Names(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    names.push_back(entry.path().filename());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+TEST(RecordRepairTest, CopiesAValidRecordByteForByte) {
+  const TempDir dir;
+  const TempDir target;
+  TwoSessions(dir).Write();
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  ASSERT_TRUE(result.repaired) << result.error;
+  const auto before = ReadRecord(dir.path());
+  const auto after = ReadRecord(target.File("new/"));
+  EXPECT_EQ(after.at(".index"), before.at(".index"));
+  EXPECT_EQ(after.at(".264"), before.at(".264"));
+  EXPECT_EQ(after.at(".aac"), before.at(".aac"));
+  EXPECT_EQ(result.changes.lost + result.changes.added, 0u);
+  EXPECT_EQ(AnalyseRecord(target.File("new"), {}).findings.Verdict(), Severity::kInfo);
+}
+
+TEST(RecordRepairTest, MakesATornRecordPlayToItsEnd) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder builder = TwoSessions(dir);
+  builder.Start(3000000).Channel(3000001, kCamera).Attributes(3000002, 640, 360).Key(3000003);
+  builder.DataRecord(0xEEDDCC06, 3000004, builder.video().size(), 100);
+  builder.RawVideo("half of the frame").RawIndex("\xEE\xDD").RawAudio("stale").Write();
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  ASSERT_TRUE(result.repaired) << result.error;
+  EXPECT_EQ(result.sessions, 3u);
+  EXPECT_EQ(result.kept.video_frames, 4u);
+  EXPECT_EQ(result.changes.lost, 4u);   // A frame, the cut record, two stale tails.
+  EXPECT_EQ(result.changes.added, 1u);  // The stop record.
+  const RecordSummary summary = AnalyseRecord(target.File("new"), {});
+  EXPECT_EQ(summary.findings.Verdict(), Severity::kInfo);
+  EXPECT_TRUE(summary.replay.has_dry_run);
+  EXPECT_TRUE(summary.replay.completes);
+}
+
+TEST(RecordRepairTest, NeverTouchesTheSource) {
+  const TempDir dir;
+  const TempDir target;
+  TwoSessions(dir).RawIndex("torn").Write();
+  const auto before = ReadRecord(dir.path());
+  ASSERT_TRUE(RepairRecord(dir.path(), target.File("new"), {}).repaired);
+  EXPECT_EQ(ReadRecord(dir.path()), before);
+  EXPECT_EQ(Names(dir.path()).size(), 4u);
+}
+
+TEST(RecordRepairTest, RefusesATargetThatExists) {
+  const TempDir dir;
+  const TempDir target;
+  TwoSessions(dir).Write();
+  const RepairResult folder = RepairRecord(dir.path(), target.path(), {});
+  EXPECT_FALSE(folder.repaired);
+  EXPECT_TRUE(folder.target_refused);
+  EXPECT_THAT(folder.error, HasSubstr("exists already"));
+  std::filesystem::create_symlink("/nowhere", target.File("link"));
+  EXPECT_FALSE(RepairRecord(dir.path(), target.File("link"), {}).repaired);
+  EXPECT_THAT(Names(target.path()), testing::ElementsAre("link"));
+}
+
+TEST(RecordRepairTest, RefusesATargetInsideTheSource) {
+  const TempDir dir;
+  TwoSessions(dir).Write();
+  const RepairResult result = RepairRecord(dir.path(), dir.File("new"), {});
+  EXPECT_FALSE(result.repaired);
+  EXPECT_THAT(result.error, HasSubstr("lies inside the record"));
+  EXPECT_EQ(Names(dir.path()).size(), 4u);
+}
+
+TEST(RecordRepairTest, ExplainsAMissingParentFolder) {
+  const TempDir dir;
+  const TempDir target;
+  TwoSessions(dir).Write();
+  const RepairResult result = RepairRecord(dir.path(), target.File("a/b"), {});
+  EXPECT_FALSE(result.repaired);
+  EXPECT_THAT(result.error, HasSubstr("No such file or directory"));
+}
+
+TEST(RecordRepairTest, ExplainsARecordWithNothingToKeep) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder(dir).RawIndex("torn").Write();
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  EXPECT_FALSE(result.repaired);
+  EXPECT_THAT(result.error, HasSubstr("nothing to keep"));
+  EXPECT_TRUE(Names(target.path()).empty());
+}
+
+TEST(RecordRepairTest, TakesTheChannelCountFromTheBestPlace) {
+  const TempDir dir;
+  const TempDir target;
+  TwoSessions(dir).AudioChannels(1).Write();
+  RepairOptions options;
+  options.audio_channels = 6;
+  RepairResult result = RepairRecord(dir.path(), target.File("option"), options);
+  EXPECT_EQ(result.audio_channels, 6u);
+  EXPECT_EQ(result.channel_source, ChannelSource::kOption);
+  result = RepairRecord(dir.path(), target.File("descriptor"), {});
+  EXPECT_EQ(result.audio_channels, 1u);
+  EXPECT_EQ(result.channel_source, ChannelSource::kDescriptor);
+  std::filesystem::remove(dir.File("SpeakeRecord.desc"));
+  result = RepairRecord(dir.path(), target.File("frames"), {});
+  EXPECT_EQ(result.audio_channels, 2u);
+  EXPECT_EQ(result.channel_source, ChannelSource::kAudioFrames);
+}
+
+TEST(RecordRepairTest, AsksForTheChannelCountThatNothingTells) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder(dir).Start(0).Audio(21333, "raw audio").Stop(30000).Write();
+  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), "{");
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  EXPECT_FALSE(result.repaired);
+  EXPECT_THAT(result.error, HasSubstr("--channels"));
+  EXPECT_TRUE(Names(target.path()).empty());
+}
+
+TEST(RecordRepairTest, LeavesNothingBehindWhenTheDiskIsFull) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder builder = TwoSessions(dir);
+  builder.Start(3000000).Audio(3000001, std::string(100000, 'a')).Stop(3000002).Write();
+  struct rlimit before {};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  const struct rlimit tight = {50000, before.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_FALSE(result.repaired);
+  EXPECT_THAT(result.error, HasSubstr("File too large"));
+  EXPECT_TRUE(Names(target.path()).empty());
+}
+
+TEST(RecordRepairTest, KeepsTheHolesOfAHugeSparseFile) {
+  const TempDir dir;
+  const TempDir target;
+  constexpr uint64_t kFar = uint64_t{1} << 33;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3);
+  builder.DataRecord(0xEEDDCC06, 4, kFar, 8).Stop(5).Write();
+  {
+    std::fstream video(dir.File("SpeakeRecord.264"), std::ios::in | std::ios::out);
+    video.seekp(static_cast<std::streamoff>(kFar));
+    video << kx_testing::KeyFrame();
+  }
+  ASSERT_TRUE(RepairRecord(dir.path(), target.File("new"), {}).repaired);
+  const std::string copy = target.File("new/SpeakeRecord.264");
+  EXPECT_EQ(std::filesystem::file_size(copy), kFar + 8);
+  struct stat status {};
+  ASSERT_EQ(::stat(copy.c_str(), &status), 0);
+  EXPECT_LT(status.st_blocks, 4096);
+}
+
+TEST(RecordRepairTest, RendersTheDescriptorAsTheRecorderDoes) {
+  const TempDir dir;
+  kxrtc::SpeakerRecordDescWriter writer;
+  ASSERT_TRUE(writer.Initialize(dir.File("desc")));
+  writer.SetAudioFormat(2, 0, 0);
+  std::vector<kxrtc::SpeakerRecordSession> sessions;
+  for (int64_t start_us = 0; start_us < 5; ++start_us) {
+    writer.OnRecordStart(start_us * 1000);
+    writer.OnVideoSwitch(start_us == 2, start_us * 1000 + 1);
+    writer.OnRecordVideoFrame(start_us * 1000 + 2);
+    writer.OnRecordAudioFrame(start_us * 1000 + 3);
+    writer.OnRecordStop(start_us * 1000 + 4);
+    sessions.push_back({start_us * 1000, start_us * 1000 + 4, 1, 1, 1});
+  }
+  writer.Finalize();
+  EXPECT_EQ(RenderDescriptor({5, 1, 1, 2}, sessions), kx_testing::ReadFile(dir.File("desc")));
+}
+
+}  // namespace
+}  // namespace kxrtc_host

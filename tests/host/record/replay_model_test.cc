@@ -1,0 +1,149 @@
+#include "host/record/replay_model.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "host/record/dry_run.h"
+#include "host/record/record_analysis.h"
+#include "tests/testing/record_samples.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_testing::kCamera;
+using kx_testing::kDesktop;
+using kx_testing::RecordBuilder;
+using kx_testing::TempDir;
+using testing::ElementsAre;
+
+ReplayPrediction Predict(const TempDir& dir, const RecordBuilder& builder) {
+  builder.Write();
+  const RecordSummary summary = AnalyseRecord(dir.path(), {});
+  EXPECT_TRUE(summary.replay.has_dry_run);
+  EXPECT_EQ(summary.findings.count(FindingCode::kReplayMismatch), 0u);
+  return summary.replay;
+}
+
+// "camera 0 to 5", "gap over 5 s 5 to 9", in milliseconds of output time.
+std::vector<std::string> SpanTexts(const ReplayPrediction& replay) {
+  std::vector<std::string> texts;
+  for (const OutputSpan& span : replay.spans) {
+    std::string text = FillerReasonName(span.filler);
+    if (text.empty()) text = span.media_type == kDesktop ? "desktop" : "camera";
+    texts.push_back(text + " " + std::to_string(span.start_us / 1000) + " to " +
+                    std::to_string(span.end_us / 1000));
+  }
+  return texts;
+}
+
+TEST(ReplayModelTest, PredictsAnAudioOnlyRecord) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0);
+  for (int i = 1; i <= 50; ++i) builder.Audio(i * 21333);
+  const ReplayPrediction replay = Predict(dir, builder.Stop(51 * 21333));
+  EXPECT_THAT(SpanTexts(replay), ElementsAre("audio only 21 to 1087"));
+  EXPECT_EQ(replay.duration_us, 51 * 21333);
+  EXPECT_EQ(replay.audio_samples, 50u);
+  EXPECT_EQ(replay.video_samples, replay.filler_insertions * 8);
+}
+
+TEST(ReplayModelTest, NamesTheGapOfAStaticShare) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kDesktop).Attributes(2, 640, 360).Key(3);
+  for (int i = 1; i <= 400; ++i) builder.Audio(i * 21333);
+  builder.Delta(401 * 21333);
+  for (int i = 402; i <= 430; ++i) builder.Audio(i * 21333);
+  const ReplayPrediction replay = Predict(dir, builder.Key(431 * 21333).Stop(432 * 21333));
+  EXPECT_THAT(SpanTexts(replay),
+              ElementsAre("desktop 10 to 5013", "gap over 5 s 5013 to 9045",
+                          "waiting for a key frame 9045 to 9173", "desktop 9173 to 9173"));
+  EXPECT_EQ(replay.dropped_frames, 1u);
+}
+
+TEST(ReplayModelTest, BreaksTheTimelineAtSwitches) {
+  const TempDir dir;
+  const ReplayPrediction replay = Predict(dir, kx_testing::TwoSessions(dir));
+  EXPECT_EQ(replay.switches.size(), 3u);
+  EXPECT_EQ(replay.sessions.size(), 2u);
+  EXPECT_EQ(replay.key_frame_count, 2u);
+}
+
+TEST(ReplayModelTest, MeasuresHowFarPicturesFallBehind) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3).Audio(10000);
+  builder.Delta(900000).Audio(900001).Delta(900002);
+  // The second picture lands 10 ms behind the first, 910000 + 1333; its sound is at 42666.
+  const ReplayPrediction replay = Predict(dir, builder.Stop(900003));
+  EXPECT_EQ(replay.largest_offset_us, 21333 + 890000 + 10000 - (42666 + 1));
+  EXPECT_EQ(replay.largest_offset_time_us, 900002);
+}
+
+TEST(ReplayModelTest, KeepsSpansAndBucketsBounded) {
+  ReplayPrediction prediction;
+  OutputTimeline timeline(&prediction);
+  for (int i = 0; i < 100000; ++i) {
+    timeline.Show(i * int64_t{1000000}, FillerReason::kNone, i % 2 ? kCamera : kDesktop, 0);
+    timeline.AddVideo(i * int64_t{1000000}, 10, true);
+  }
+  timeline.Finish(int64_t{100000} * 1000000);
+  EXPECT_EQ(prediction.spans.size(), kMaxSpans);
+  EXPECT_EQ(prediction.span_count, 100000u);
+  EXPECT_LE(prediction.buckets.size(), kMaxBuckets);
+  uint64_t bytes = 0;
+  for (const OutputBucket& bucket : prediction.buckets) bytes += bucket.video_bytes;
+  EXPECT_EQ(bytes, 1000000u);
+  EXPECT_EQ(prediction.key_frames_us.size(), kMaxMarks);
+  EXPECT_EQ(prediction.key_frame_count, 100000u);
+}
+
+// Records of any order and timing, valid or not: the real replay makes the same calls.
+TEST(ReplayModelTest, AgreesWithTheReplayOnRandomRecords) {
+  std::mt19937_64 random(20240607);
+  for (int round = 0; round < 300; ++round) {
+    const TempDir dir;
+    RecordBuilder builder(dir);
+    int64_t time_us = static_cast<int64_t>(random() % 1000);
+    builder.Start(time_us);
+    const int records = static_cast<int>(random() % 120);
+    for (int i = 0; i < records; ++i) {
+      const int64_t steps[] = {1, 21333, 40000, 600000, -50000, 6000000};
+      time_us += steps[random() % 20 < 17 ? random() % 3 : random() % 6];
+      switch (random() % 32) {
+        case 0:
+          builder.Channel(time_us, kCamera);
+          break;
+        case 1:
+          builder.Channel(time_us, random() % 4 ? kDesktop : 0);
+          break;
+        case 2:
+          if (random() % 4 == 0) builder.Stop(time_us).Start(time_us + 5);
+          break;
+        case 3:
+          builder.Attributes(time_us, 320, 180, 90);
+          break;
+        case 4:
+          if (random() % 20 == 0) builder.RawIndex("garbage");
+          break;
+        default:
+          if (random() % 3) {
+            builder.Audio(time_us);
+          } else if (random() % 4) {
+            builder.Delta(time_us);
+          } else {
+            builder.Key(time_us);
+          }
+      }
+    }
+    builder.Stop(time_us + 1).Write();
+    const RecordSummary summary = AnalyseRecord(dir.path(), {});
+    const bool agrees = summary.findings.count(FindingCode::kReplayMismatch) == 0;
+    ASSERT_TRUE(agrees) << "round " << round << ": " << summary.replay.failure;
+  }
+}
+
+}  // namespace
+}  // namespace kxrtc_host

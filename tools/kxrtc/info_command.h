@@ -1,0 +1,16 @@
+// kxrtc info: what a record holds.
+#ifndef TOOLS_KXRTC_INFO_COMMAND_H_
+#define TOOLS_KXRTC_INFO_COMMAND_H_
+
+namespace CLI {
+class App;
+}
+
+namespace kxrtc_tool {
+
+// Adds the subcommand; it stores its ExitStatus through `exit_status`, which outlives `app`.
+void AddInfoCommand(CLI::App& app, int* exit_status);
+
+}  // namespace kxrtc_tool
+
+#endif  // TOOLS_KXRTC_INFO_COMMAND_H_

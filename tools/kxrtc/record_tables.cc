@@ -1,0 +1,169 @@
+#include "tools/kxrtc/record_tables.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <string>
+
+#include "host/record/text.h"
+
+namespace kxrtc_tool {
+namespace {
+
+using kxrtc_host::BytesText;
+using kxrtc_host::SecondsText;
+
+constexpr size_t kMaxRows = 50;  // Of one table; --json has the rest.
+
+void PrintRest(uint64_t count) {
+  if (count > kMaxRows) std::printf("  ... and %" PRIu64 " more\n", count - kMaxRows);
+}
+
+std::string ProfileText(uint32_t profile_idc) {
+  switch (profile_idc) {
+    case 66:
+      return "Baseline";
+    case 77:
+      return "Main";
+    case 88:
+      return "Extended";
+    case 100:
+      return "High";
+    default:
+      return "profile " + std::to_string(profile_idc);
+  }
+}
+
+void PrintSessions(const kxrtc_host::RecordSummary& summary) {
+  std::printf("\n%8s  %18s  %18s  %8s  %8s  %8s  %s\n", "SESSION", "START", "END", "VIDEO", "AUDIO",
+              "SWITCHES", "ENDED");
+  size_t row = 0;
+  for (const kxrtc_host::SessionSummary& session : summary.sessions) {
+    if (++row > kMaxRows) break;
+    std::printf("%8zu  %18s  %18s  %8" PRIu64 "  %8" PRIu64 "  %8u  %s\n", row,
+                SecondsText(session.start_us).c_str(), SecondsText(session.end_us).c_str(),
+                session.video_frames, session.audio_frames, session.switches,
+                session.closed ? "yes" : "no stop record");
+  }
+  PrintRest(summary.session_count);
+}
+
+void PrintChannels(const kxrtc_host::RecordSummary& summary) {
+  std::printf("\n%-16s  %8s  %18s  %8s  %10s\n", "CHANNEL", "SWITCHES", "TIME", "FRAMES", "BYTES");
+  size_t row = 0;
+  for (const auto& [media_type, totals] : summary.channels) {
+    if (++row > kMaxRows) break;
+    std::printf("%-16s  %8" PRIu64 "  %18s  %8" PRIu64 "  %10s\n",
+                kxrtc_host::MediaTypeText(media_type).c_str(), totals.switches,
+                SecondsText(totals.duration_us).c_str(), totals.video_frames,
+                BytesText(totals.video_bytes).c_str());
+  }
+  PrintRest(summary.channels.size());
+}
+
+void PrintSwitches(const kxrtc_host::RecordSummary& summary) {
+  if (summary.switches.empty()) return;
+  std::printf("\n%18s  %s\n", "SWITCH AT", "TO");
+  size_t row = 0;
+  for (const kxrtc_host::ChannelSwitch& change : summary.switches) {
+    if (++row > kMaxRows) break;
+    std::printf("%18s  %s\n", SecondsText(change.time_us).c_str(),
+                kxrtc_host::MediaTypeText(change.media_type).c_str());
+  }
+  PrintRest(summary.switch_count);
+}
+
+void PrintFormats(const kxrtc_host::RecordSummary& summary) {
+  std::printf("\nvideo      ");
+  if (summary.video_formats.empty()) std::printf("no sequence parameter set");
+  const char* separator = "";
+  for (const auto& [format, count] : summary.video_formats) {
+    (void)count;
+    std::printf("%s%ux%u %s level %u.%u", separator, format.width, format.height,
+                ProfileText(format.profile_idc).c_str(), format.level_idc / 10,
+                format.level_idc % 10);
+    separator = ", ";
+  }
+  std::printf("\naudio      ");
+  if (summary.audio.is_adts) {
+    std::printf("AAC (object type %u), %u Hz, %u channels", summary.audio.object_type,
+                summary.audio.sample_rate, summary.audio.channels);
+  } else {
+    std::printf(summary.totals.audio_frames == 0 ? "none" : "without ADTS header");
+  }
+  if (summary.descriptor.audio_channel_count) {
+    std::printf(", descriptor says %u channels", *summary.descriptor.audio_channel_count);
+  }
+  std::printf("\n");
+}
+
+}  // namespace
+
+void PrintInfo(const kxrtc_host::RecordSummary& summary) {
+  std::printf("record     %s\n", summary.folder.c_str());
+  std::printf("duration   %s in %" PRIu64 " sessions\n", SecondsText(summary.duration_us).c_str(),
+              summary.session_count);
+  std::printf("frames     %" PRIu64 " video (%" PRIu64 " key), %" PRIu64 " audio\n",
+              summary.totals.video_frames, summary.totals.key_frames, summary.totals.audio_frames);
+  std::printf("files      .index %" PRIu64 ", .264 %" PRIu64 ", .aac %" PRIu64 ", .desc %" PRIu64
+              " bytes\n",
+              summary.sizes.index, summary.sizes.video, summary.sizes.audio,
+              summary.sizes.descriptor);
+  std::printf("MP4        about %" PRIu64 " bytes (%s)\n", summary.estimate_bytes,
+              BytesText(summary.estimate_bytes).c_str());
+  PrintFormats(summary);
+  PrintSessions(summary);
+  PrintChannels(summary);
+  PrintSwitches(summary);
+}
+
+void PrintFindings(const kxrtc_host::FindingList& findings) {
+  for (const kxrtc_host::Finding& finding : findings.Sorted()) {
+    std::printf(
+        "%-7s  %-28s  %18s  %s\n", SeverityName(kxrtc_host::FindingCodeSeverity(finding.code)),
+        FindingCodeName(finding.code),
+        finding.time_us ? SecondsText(*finding.time_us).c_str() : "-", finding.text.c_str());
+  }
+  for (size_t i = 0; i < kxrtc_host::kFindingCodeCount; ++i) {
+    const auto code = static_cast<kxrtc_host::FindingCode>(i);
+    if (findings.count(code) <= kxrtc_host::FindingList::kKeptPerCode) continue;
+    std::printf("%-7s  %-28s  %18s  %" PRIu64 " in all\n",
+                SeverityName(kxrtc_host::FindingCodeSeverity(code)), FindingCodeName(code), "...",
+                findings.count(code));
+  }
+}
+
+void PrintReplay(const kxrtc_host::ReplayPrediction& replay) {
+  std::printf("\nMP4: %s%s\n", replay.completes ? "complete" : "not possible: ",
+              replay.completes ? "" : replay.failure.c_str());
+  std::printf("  duration %s, %" PRIu64 " pictures, %" PRIu64 " audio frames\n",
+              SecondsText(replay.duration_us).c_str(), replay.video_samples, replay.audio_samples);
+  std::printf("  icon shown for %s, %" PRIu64 " delta frames dropped, pictures at most %s late\n",
+              SecondsText(replay.filler_us).c_str(), replay.dropped_frames,
+              SecondsText(replay.largest_offset_us).c_str());
+  std::printf("  %s\n", replay.has_dry_run ? "checked by a dry run of the replay"
+                                           : "predicted without a dry run of the replay");
+}
+
+void PrintRepair(const kxrtc_host::RepairResult& result) {
+  for (const kxrtc_host::RepairChange& change : result.changes.kept) {
+    std::printf("%-5s  index offset or position %12" PRIu64 "  %18s  %s\n",
+                change.kind == kxrtc_host::RepairChange::Kind::kLost ? "lost" : "added",
+                change.offset, change.time_us ? SecondsText(*change.time_us).c_str() : "-",
+                change.text.c_str());
+  }
+  const uint64_t changes = result.changes.lost + result.changes.added;
+  if (changes > result.changes.kept.size()) {
+    std::printf("... and %" PRIu64 " more\n", changes - result.changes.kept.size());
+  }
+  if (changes == 0) std::printf("index and data were valid: they are copied unchanged\n");
+  std::printf("kept %" PRIu64 " sessions, %" PRIu64 " index records, %" PRIu64
+              " video frames (%s), %" PRIu64 " audio frames (%s)\n",
+              result.sessions, result.kept.records, result.kept.video_frames,
+              BytesText(result.kept.video_end).c_str(), result.kept.audio_frames,
+              BytesText(result.kept.audio_end).c_str());
+  std::printf("lost %" PRIu64 ", added %" PRIu64 ", %u audio channels (from the %s)\n",
+              result.changes.lost, result.changes.added, result.audio_channels,
+              ChannelSourceName(result.channel_source));
+}
+
+}  // namespace kxrtc_tool
