@@ -1,6 +1,5 @@
 // A program outside of the tree: links the installed library and calls it.
 #include <cstdio>
-#include <string>
 
 #include "rtc_transcoder/api/rtc_transcoder.h"
 
@@ -19,8 +18,13 @@ class CountingSink : public kx_utility::LogSink {
 int main() {
   CountingSink sink;
   if (!SetLogSink(&sink)) return 1;
-  kx_utility::LogMessage(__FILE__, __func__, __LINE__, kx_utility::LS_INFO) << "linked";
+  void* object = nullptr;
+  if (!CreateSpeakerRecordTranscoder(&object)) return 1;
+  auto* transcoder = static_cast<kxrtc::SpeakerRecordTranscoder*>(object);
+  long long size = 0;
+  const bool has_size = transcoder->EstimateOutputSize("no/such/record/", &size);
+  const bool is_released = ReleaseSpeakerRecordTranscoder(object);
   SetLogSink(nullptr);
-  std::printf("%d message\n", sink.messages);
-  return sink.messages == 1 ? 0 : 1;
+  std::printf("%d messages\n", sink.messages);
+  return !has_size && is_released && sink.messages > 0 ? 0 : 1;
 }
