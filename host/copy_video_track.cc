@@ -13,9 +13,7 @@ constexpr size_t kMaxRangesTold = 8;
 
 }  // namespace
 
-void CopyVideoTrack::SetAttributes(uint32_t width, uint32_t height, int32_t rotation) {
-  width_ = width;
-  height_ = height;
+void CopyVideoTrack::SetAttributes(int32_t rotation) {
   rotation_ = NormalRotation(rotation);
   // The sets of another stream must not be taken for those of this one.
   sets_.Clear();
@@ -52,11 +50,7 @@ bool CopyVideoTrack::BuildSample(bool with_parameter_sets) {
   return true;
 }
 
-void CopyVideoTrack::NoteAttributes(int64_t time_us) {
-  if (uint64_t{width_} * height_ > uint64_t{largest_width_} * largest_height_) {
-    largest_width_ = width_;
-    largest_height_ = height_;
-  }
+void CopyVideoTrack::NoteRotation(int64_t time_us) {
   if (rotations_.empty() || rotations_.back().rotation != rotation_) {
     rotations_.push_back({time_us, rotation_});
   }
@@ -96,7 +90,7 @@ bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
     }
     if (!WriteHeld(time_us - held_time_us_)) return false;
   }
-  NoteAttributes(time_us);
+  NoteRotation(time_us);
   std::swap(held_, sample_);
   has_held_ = true;
   held_is_key_ = contents.idr;
@@ -119,10 +113,9 @@ bool CopyVideoTrack::WriteHeld(int64_t duration_us) {
 }
 
 // One track is turned as a whole, so only a rotation that never changes can be told.
-void CopyVideoTrack::PresentTrack() {
+void CopyVideoTrack::TellRotation() {
   const bool constant = rotations_.size() == 1;
-  muxer_->SetPresentation(largest_width_, largest_height_,
-                          constant ? rotations_.front().rotation : 0);
+  muxer_->SetRotation(constant ? rotations_.front().rotation : 0);
   if (constant) return;
   std::string ranges;
   size_t count = 0;
@@ -146,7 +139,7 @@ bool CopyVideoTrack::Finish(int64_t end_us) {
       duration_us = last_duration_us_ > 0 ? last_duration_us_ : kDefaultDurationUs;
     }
     if (!WriteHeld(duration_us)) return false;
-    PresentTrack();
+    TellRotation();
   }
   const Mp4WriterStatus& status = report_->status;
   if (status.video_samples_dropped != 0) {

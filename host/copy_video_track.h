@@ -20,10 +20,12 @@ namespace kxrtc_host {
 // up to the next one. A key frame without parameter sets of its own gets the newest.
 class CopyVideoTrack : public VideoTrack {
  public:
+  // `width` and `height` are what the file says about its pictures, which differ among themselves.
   // Both pointers outlive this.
-  CopyVideoTrack(Mp4Muxer* muxer, WriterReport* report) : muxer_(muxer), report_(report) {}
+  CopyVideoTrack(uint32_t width, uint32_t height, Mp4Muxer* muxer, WriterReport* report)
+      : width_(width), height_(height), muxer_(muxer), report_(report) {}
 
-  void SetAttributes(uint32_t width, uint32_t height, int32_t rotation) override;
+  void SetAttributes(int32_t rotation) override;
   [[nodiscard]] bool Push(int64_t time_us, const uint8_t* data, uint32_t size) override;
   [[nodiscard]] bool AdvanceTo(int64_t /*time_us*/) override { return true; }
   [[nodiscard]] bool Finish(int64_t end_us) override;
@@ -44,10 +46,12 @@ class CopyVideoTrack : public VideoTrack {
   Contents LookInto();
   bool IsDecodable(const Contents& contents);
   bool BuildSample(bool with_parameter_sets);
-  void NoteAttributes(int64_t time_us);
+  void NoteRotation(int64_t time_us);
   bool WriteHeld(int64_t duration_us);
-  void PresentTrack();
+  void TellRotation();
 
+  const uint32_t width_;
+  const uint32_t height_;
   Mp4Muxer* const muxer_;
   WriterReport* const report_;
   ParameterSets sets_;
@@ -55,11 +59,7 @@ class CopyVideoTrack : public VideoTrack {
   bool waiting_for_key_ = true;
   bool sets_came_alone_ = false;  // Since the last picture.
   bool described_ = false;
-  uint32_t width_ = 0;  // The attributes at hand.
-  uint32_t height_ = 0;
-  int32_t rotation_ = 0;
-  uint32_t largest_width_ = 0;
-  uint32_t largest_height_ = 0;
+  int32_t rotation_ = 0;  // The one at hand.
   std::vector<RotationChange> rotations_;
 
   // The last sample waits for the next one, which tells how long it lasts.

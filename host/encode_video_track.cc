@@ -52,8 +52,7 @@ bool EncodeVideoTrack::Initialize() {
   return true;
 }
 
-void EncodeVideoTrack::SetAttributes(uint32_t /*width*/, uint32_t /*height*/, int32_t rotation) {
-  // The size is the decoded picture's own.
+void EncodeVideoTrack::SetAttributes(int32_t rotation) {
   decoder_.SetRotation(NormalRotation(rotation));
 }
 

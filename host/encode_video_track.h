@@ -32,7 +32,7 @@ class EncodeVideoTrack : public VideoTrack {
   // Prepares the decoder and describes the track. False: the report tells why.
   [[nodiscard]] bool Initialize();
 
-  void SetAttributes(uint32_t width, uint32_t height, int32_t rotation) override;
+  void SetAttributes(int32_t rotation) override;
   [[nodiscard]] bool Push(int64_t time_us, const uint8_t* data, uint32_t size) override;
   [[nodiscard]] bool AdvanceTo(int64_t time_us) override;
   [[nodiscard]] bool Finish(int64_t end_us) override;

@@ -29,6 +29,10 @@ constexpr uint64_t kFreeBoxBytes = 8;
 // Beyond this the room would be given in vain: libavformat keeps it in 32 bits.
 constexpr uint64_t kMaxReserve = std::numeric_limits<int32_t>::max();
 
+// Room for the index is kept where the samples have at least so many times its size: what remains
+// free of it stays in the file.
+constexpr uint64_t kMinSamplesToIndex = 64;
+
 uint64_t IndexBytes(uint64_t video_samples, uint64_t audio_frames, uint64_t chunks) {
   return kIndexFixedBytes + video_samples * kIndexVideoSampleBytes +
          audio_frames * kIndexAudioFrameBytes + chunks * kIndexChunkBytes + kFreeBoxBytes;
@@ -40,7 +44,7 @@ uint64_t Reserve(const SampleBounds& bounds) {
   const uint64_t runs = 2 * (std::min(bounds.video_samples, bounds.audio_frames) + 1);
   const uint64_t bytes =
       IndexBytes(bounds.video_samples, bounds.audio_frames, runs + bounds.bytes / kChunkBytes);
-  return bytes <= kMaxReserve ? bytes : 0;
+  return bytes <= std::min(kMaxReserve, bounds.bytes / kMinSamplesToIndex) ? bytes : 0;
 }
 
 bool CopyExtradata(const std::vector<uint8_t>& bytes, AVCodecParameters* parameters) {
@@ -193,12 +197,9 @@ bool Mp4Muxer::WriteNow(Track track, const Mp4Sample& sample) {
   return true;
 }
 
-void Mp4Muxer::SetPresentation(uint32_t width, uint32_t height, int32_t rotation) {
+void Mp4Muxer::SetRotation(int32_t rotation) {
   AVStream* stream = streams_[kVideo];
-  if (stream == nullptr) return;
-  stream->codecpar->width = static_cast<int>(width);
-  stream->codecpar->height = static_cast<int>(height);
-  if (rotation == 0) return;
+  if (stream == nullptr || rotation == 0) return;
   auto* matrix = reinterpret_cast<int32_t*>(
       av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(int32_t)));
   if (matrix != nullptr) av_display_rotation_set(matrix, rotation);
@@ -225,7 +226,8 @@ bool Mp4Muxer::MakeRoomForIndex() {
                               'e',
                               'e'};
   if (!file_->WriteAt(place, free_box, sizeof(free_box))) return Check("index", AVERROR(EIO));
-  return Check("index", av_opt_set(format_->priv_data, "movflags", "+faststart", 0));
+  return Check("index", av_opt_set_int(format_->priv_data, "moov_size", 0, 0)) &&
+         Check("index", av_opt_set(format_->priv_data, "movflags", "+faststart", 0));
 }
 
 bool Mp4Muxer::Finish() {

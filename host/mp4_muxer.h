@@ -14,9 +14,9 @@
 
 namespace kxrtc_host {
 
-// Upper bounds that let the index be given its place before the samples are written. With
-// `video_samples` and `audio_frames` both 0 they are unknown: then the samples are moved back once
-// when the file is finished. Bounds that turn out too low cost the same, nothing else.
+// Upper bounds that let the index be given its place before the samples are written. Where they are
+// unknown (all 0), or the place would be large beside the samples, these are moved back once when
+// the file is finished. Bounds that turn out too low cost the same, nothing else.
 struct SampleBounds {
   uint64_t video_samples = 0;
   uint64_t audio_frames = 0;
@@ -66,9 +66,8 @@ class Mp4Muxer {
   [[nodiscard]] bool WriteVideo(const Mp4Sample& sample) { return Write(kVideo, sample); }
   [[nodiscard]] bool WriteAudio(const Mp4Sample& sample) { return Write(kAudio, sample); }
 
-  // How players shall show the video track: turned clockwise by `rotation` degrees, at that size
-  // before turning. Any time before Finish().
-  void SetPresentation(uint32_t width, uint32_t height, int32_t rotation);
+  // Players shall turn the video track clockwise by `rotation` degrees. Any time before Finish().
+  void SetRotation(int32_t rotation);
 
   // Writes what waits and the index. False as above; kNothing when there was no sample.
   [[nodiscard]] bool Finish();

@@ -98,14 +98,15 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
     }
     report_.Warn("FFmpeg has no H.264 encoder that works here: the video is copied");
   }
-  video_track_ = std::make_unique<CopyVideoTrack>(muxer_.get(), &report_);
+  video_track_ =
+      std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_);
   return true;
 }
 
-bool Mp4SinkWriterImp::SetNewInputVideoAttributes(uint32_t width, uint32_t height,
+bool Mp4SinkWriterImp::SetNewInputVideoAttributes(uint32_t /*width*/, uint32_t /*height*/,
                                                   int32_t rotation_angle) {
   if (!started_ || report_.failed()) return false;
-  video_track_->SetAttributes(width, height, rotation_angle);
+  video_track_->SetAttributes(rotation_angle);
   return true;
 }
 

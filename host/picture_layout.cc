@@ -26,6 +26,22 @@ FrameHandle MakePicture(uint32_t width, uint32_t height) {
   return picture;
 }
 
+// The scaler takes the full range of luma from the format alone.
+AVPixelFormat FormatWithRange(const AVFrame& picture) {
+  const auto format = static_cast<AVPixelFormat>(picture.format);
+  if (picture.color_range != AVCOL_RANGE_JPEG) return format;
+  switch (format) {
+    case AV_PIX_FMT_YUV420P:
+      return AV_PIX_FMT_YUVJ420P;
+    case AV_PIX_FMT_YUV422P:
+      return AV_PIX_FMT_YUVJ422P;
+    case AV_PIX_FMT_YUV444P:
+      return AV_PIX_FMT_YUVJ444P;
+    default:
+      return format;
+  }
+}
+
 void PaintBlack(AVFrame* picture) {
   for (int plane = 0; plane < kPlaneCount; ++plane) {
     const int rows = plane == 0 ? picture->height : picture->height / 2;
@@ -102,15 +118,10 @@ bool PictureLayout::Prepare(const AVFrame& picture, int32_t rotation) {
   const uint32_t height = sideways ? place_.width : place_.height;
   turned_ = rotation != 0 ? MakePicture(width, height) : nullptr;
   if (!PrepareCanvas() || (rotation != 0 && turned_ == nullptr)) return false;
-  scaler_.reset(sws_getContext(picture.width, picture.height,
-                               static_cast<AVPixelFormat>(picture.format), static_cast<int>(width),
-                               static_cast<int>(height), AV_PIX_FMT_YUV420P, SWS_BICUBIC, nullptr,
-                               nullptr, nullptr));
+  scaler_.reset(sws_getContext(picture.width, picture.height, FormatWithRange(picture),
+                               static_cast<int>(width), static_cast<int>(height),
+                               AV_PIX_FMT_YUV420P, SWS_BICUBIC, nullptr, nullptr, nullptr));
   if (scaler_ == nullptr) return false;
-  if (picture.color_range == AVCOL_RANGE_JPEG) {
-    const int* matrix = sws_getCoefficients(SWS_CS_DEFAULT);
-    (void)sws_setColorspaceDetails(scaler_.get(), matrix, 1, matrix, 0, 0, 1 << 16, 1 << 16);
-  }
   source_ = source;
   return true;
 }

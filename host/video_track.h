@@ -11,8 +11,9 @@ class VideoTrack {
  public:
   virtual ~VideoTrack() = default;
 
-  // For the samples that follow: pictures of that size in pixels, to be turned clockwise.
-  virtual void SetAttributes(uint32_t width, uint32_t height, int32_t rotation) = 0;
+  // The samples that follow may belong to another stream; their pictures are to be turned clockwise
+  // by `rotation` degrees. Their size is their own.
+  virtual void SetAttributes(int32_t rotation) = 0;
 
   // One access unit to be shown from `time_us` of the file on.
   [[nodiscard]] virtual bool Push(int64_t time_us, const uint8_t* data, uint32_t size) = 0;

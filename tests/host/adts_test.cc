@@ -1,0 +1,94 @@
+#include "host/adts.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "tests/testing/tiny_media.h"
+
+namespace kxrtc_host {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+bool Parse(const std::string& frame, AdtsHeader* header) {
+  const std::vector<uint8_t> bytes(frame.begin(), frame.end());
+  return ParseAdtsHeader(bytes.data(), static_cast<uint32_t>(bytes.size()), header);
+}
+
+TEST(ParseAdtsHeaderTest, ReadsAFrameWithoutChecksum) {
+  AdtsHeader header;
+  ASSERT_TRUE(Parse(kx_testing::WithAdts("frame", 2), &header));
+  EXPECT_EQ(header.header_size, 7u);
+  EXPECT_EQ(header.object_type, 2u);
+  EXPECT_EQ(header.sample_rate, 48000u);
+  EXPECT_EQ(header.channel_configuration, 2u);
+  EXPECT_EQ(header.raw_data_blocks, 1u);
+}
+
+TEST(ParseAdtsHeaderTest, AChecksumMakesTheHeaderLonger) {
+  std::string frame = kx_testing::WithAdts("frame", 6);
+  frame[1] = static_cast<char>(0xF0);
+  AdtsHeader header;
+  ASSERT_TRUE(Parse(frame, &header));
+  EXPECT_EQ(header.header_size, 9u);
+  EXPECT_EQ(header.channel_configuration, 6u);
+}
+
+struct NoAdtsCase {
+  const char* name;
+  size_t byte;
+  uint8_t value;
+};
+
+class NoAdtsTest : public ::testing::TestWithParam<NoAdtsCase> {};
+
+TEST_P(NoAdtsTest, IsNotTaken) {
+  std::string frame = kx_testing::WithAdts("frame");
+  frame[GetParam().byte] = static_cast<char>(GetParam().value);
+  AdtsHeader header;
+  header.sample_rate = 1;
+  EXPECT_FALSE(Parse(frame, &header));
+  EXPECT_EQ(header.sample_rate, 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, NoAdtsTest,
+                         ::testing::Values(NoAdtsCase{"FirstSyncByte", 0, 0xFE},
+                                           NoAdtsCase{"SecondSyncByte", 1, 0xE1},
+                                           NoAdtsCase{"Layer", 1, 0xF3},
+                                           NoAdtsCase{"FrequencyIndex13", 2, 0x40 | 13 << 2},
+                                           NoAdtsCase{"AnotherLength", 4, 9}),
+                         [](const auto& param) { return std::string(param.param.name); });
+
+TEST(ParseAdtsHeaderTest, NeedsTheWholeHeader) {
+  const std::string frame = kx_testing::WithAdts("");
+  AdtsHeader header;
+  for (size_t size = 0; size < frame.size(); ++size) {
+    EXPECT_FALSE(Parse(frame.substr(0, size), &header)) << size;
+  }
+  EXPECT_TRUE(Parse(frame, &header));
+}
+
+TEST(AudioSpecificConfigTest, DescribesLowComplexityAt48Kilohertz) {
+  EXPECT_THAT(AudioSpecificConfig(2, 48000, 1), ElementsAre(0x11, 0x88));
+  EXPECT_THAT(AudioSpecificConfig(2, 48000, 2), ElementsAre(0x11, 0x90));
+  EXPECT_THAT(AudioSpecificConfig(2, 48000, 8), ElementsAre(0x11, 0xB8));
+}
+
+TEST(AudioSpecificConfigTest, IsEmptyForWhatItCannotTell) {
+  EXPECT_THAT(AudioSpecificConfig(2, 48000, 0), IsEmpty());
+  EXPECT_THAT(AudioSpecificConfig(2, 48000, 7), IsEmpty());
+  EXPECT_THAT(AudioSpecificConfig(2, 48000, 9), IsEmpty());
+  EXPECT_THAT(AudioSpecificConfig(2, 48001, 2), IsEmpty());
+}
+
+TEST(ChannelCountTest, FollowsTheChannelConfiguration) {
+  EXPECT_EQ(ChannelCount(0), 0u);
+  EXPECT_EQ(ChannelCount(2), 2u);
+  EXPECT_EQ(ChannelCount(7), 8u);
+  EXPECT_EQ(ChannelCount(8), 0u);
+}
+
+}  // namespace
+}  // namespace kxrtc_host

@@ -1,0 +1,171 @@
+#include "host/output_file.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+
+#include "tests/testing/temp_dir.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_testing::ReadFile;
+using kx_testing::TempDir;
+using kx_testing::WriteFile;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+std::vector<std::string> Names(const TempDir& dir) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+    names.push_back(entry.path().filename().string());
+  }
+  return names;
+}
+
+TEST(OutputFileTest, AppearsUnderItsNameOnlyWhenItIsCommitted) {
+  TempDir dir;
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a:b.mp4"), false)) << file.error_text();
+  ASSERT_TRUE(file.WriteAt(4, "tail", 4));
+  ASSERT_TRUE(file.WriteAt(0, "head", 4));
+  EXPECT_FALSE(std::filesystem::exists(dir.File("a:b.mp4")));
+  char back[4];
+  ASSERT_TRUE(file.ReadAt(2, back, 4));
+  EXPECT_EQ(std::string(back, 4), "adta");
+  EXPECT_EQ(file.size(), 8u);
+  ASSERT_TRUE(file.Commit(true)) << file.error_text();
+  EXPECT_THAT(Names(dir), ElementsAre("a:b.mp4"));
+  EXPECT_EQ(ReadFile(dir.File("a:b.mp4")), "headtail");
+}
+
+TEST(OutputFileTest, HasThePermissionsOfAnyNewFile) {
+  TempDir dir;
+  const mode_t mask = umask(027);
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+  ASSERT_TRUE(file.Commit(false));
+  umask(mask);
+  struct stat info;
+  ASSERT_EQ(stat(dir.File("a.mp4").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777u, 0640u);
+}
+
+TEST(OutputFileTest, LeavesNothingWithoutACommit) {
+  TempDir dir;
+  {
+    OutputFile file;
+    ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+    ASSERT_TRUE(file.WriteAt(0, "x", 1));
+    EXPECT_EQ(Names(dir).size(), 1u);
+  }
+  EXPECT_THAT(Names(dir), IsEmpty());
+}
+
+TEST(OutputFileTest, KeepsAFileThatExists) {
+  TempDir dir;
+  WriteFile(dir.File("a.mp4"), "mine");
+  OutputFile file;
+  EXPECT_FALSE(file.Open(dir.File("a.mp4"), false));
+  EXPECT_EQ(file.error_text(), dir.File("a.mp4") + " exists already");
+  EXPECT_EQ(ReadFile(dir.File("a.mp4")), "mine");
+}
+
+TEST(OutputFileTest, KeepsALinkThatLeadsNowhere) {
+  TempDir dir;
+  ASSERT_EQ(symlink("nowhere", dir.File("a.mp4").c_str()), 0);
+  OutputFile file;
+  EXPECT_FALSE(file.Open(dir.File("a.mp4"), false));
+  EXPECT_EQ(file.error_text(), dir.File("a.mp4") + " exists already");
+}
+
+TEST(OutputFileTest, KeepsAFileThatAppearsMeanwhile) {
+  TempDir dir;
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+  WriteFile(dir.File("a.mp4"), "mine");
+  EXPECT_FALSE(file.Commit(true));
+  EXPECT_EQ(file.error_text(), dir.File("a.mp4") + " appeared meanwhile and is kept");
+  EXPECT_EQ(ReadFile(dir.File("a.mp4")), "mine");
+  EXPECT_THAT(Names(dir), ElementsAre("a.mp4"));
+}
+
+TEST(OutputFileTest, ReplacesAFileWhenAsked) {
+  TempDir dir;
+  WriteFile(dir.File("a.mp4"), "old");
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), true));
+  ASSERT_TRUE(file.WriteAt(0, "new!", 4));
+  EXPECT_EQ(ReadFile(dir.File("a.mp4")), "old");
+  ASSERT_TRUE(file.Commit(false)) << file.error_text();
+  EXPECT_EQ(ReadFile(dir.File("a.mp4")), "new!");
+}
+
+TEST(OutputFileTest, NeverReplacesWhatIsNoFile) {
+  TempDir dir;
+  OutputFile file;
+  EXPECT_FALSE(file.Open("/dev/null", true));
+  EXPECT_EQ(file.error_text(), "/dev/null is not a regular file");
+  std::filesystem::create_directory(dir.File("folder"));
+  EXPECT_FALSE(file.Open(dir.File("folder"), true));
+  EXPECT_EQ(file.error_text(), dir.File("folder") + " is a folder");
+  EXPECT_FALSE(file.Open(dir.path(), true));
+  EXPECT_EQ(file.error_text(), "\"" + dir.path() + "\" names no file");
+  EXPECT_FALSE(file.Open("", false));
+  EXPECT_EQ(file.error_text(), "\"\" names no file");
+}
+
+TEST(OutputFileTest, SaysWhyItCannotBegin) {
+  TempDir dir;
+  OutputFile file;
+  EXPECT_FALSE(file.Open(dir.File("missing/a.mp4"), false));
+  EXPECT_EQ(file.error_text(),
+            "cannot create a file in " + dir.File("missing/") + ": No such file or directory");
+}
+
+TEST(OutputFileTest, TakesTheLongestName) {
+  TempDir dir;
+  const std::string name(255, 'x');
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File(name), false)) << file.error_text();
+  ASSERT_TRUE(file.Commit(false)) << file.error_text();
+  EXPECT_THAT(Names(dir), ElementsAre(name));
+}
+
+TEST(OutputFileTest, AFailedWriteIsTold) {
+  TempDir dir;
+  rlimit before;
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto old_handler = signal(SIGXFSZ, SIG_IGN);
+  rlimit small = before;
+  small.rlim_cur = 4096;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  OutputFile file;
+  const bool opened = file.Open(dir.File("a.mp4"), false);
+  const std::string much(8192, 'x');
+  const bool written = file.WriteAt(0, much.data(), much.size());
+  setrlimit(RLIMIT_FSIZE, &before);
+  signal(SIGXFSZ, old_handler);
+  ASSERT_TRUE(opened);
+  EXPECT_FALSE(written);
+  EXPECT_EQ(file.error_number(), EFBIG);
+  EXPECT_EQ(file.error_text(), "cannot write " + dir.File("a.mp4") + ": File too large");
+}
+
+TEST(OutputFileTest, CannotBeCommittedTwice) {
+  TempDir dir;
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+  ASSERT_TRUE(file.Commit(false));
+  EXPECT_FALSE(file.Commit(false));
+  EXPECT_EQ(file.error_text(), "no file is open");
+}
+
+}  // namespace
+}  // namespace kxrtc_host

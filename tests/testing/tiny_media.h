@@ -1,0 +1,28 @@
+// Real H.264 and AAC of a few bytes, made in the test program without help from outside.
+#ifndef TESTS_TESTING_TINY_MEDIA_H_
+#define TESTS_TESTING_TINY_MEDIA_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kx_testing {
+
+// `frames` access units, Annex B, SPS and PPS before each key frame, no B-frames. The pictures are
+// of one grey, `luma`, brighter by one in each; a white square of a quarter of the width stands in
+// the upper left corner.
+std::vector<std::string> TinyVideo(int width, int height, int frames, int key_frame_distance = 250,
+                                   int luma = 60);
+
+// The access unit without its NAL units of type `nal_type`.
+std::string WithoutNal(const std::string& access_unit, int nal_type);
+
+// A raw frame of 1024 silent samples, 48000 a second.
+std::string SilentAudio(int channels = 2);
+
+// `frame` behind an ADTS header. `rate_index` 3 is 48000 Hz.
+std::string WithAdts(const std::string& frame, int channels = 2, int rate_index = 3);
+
+}  // namespace kx_testing
+
+#endif  // TESTS_TESTING_TINY_MEDIA_H_
