@@ -19,8 +19,12 @@ void* operator new(size_t size) {
   throw std::bad_alloc();
 }
 
+void* operator new[](size_t size) { return operator new(size); }
+
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory, size_t) noexcept { std::free(memory); }
 
 namespace kxrtc {
 namespace {
