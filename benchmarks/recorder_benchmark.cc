@@ -104,8 +104,10 @@ class Host {
 
   void Run(Clock::time_point start, int frames) {
     const int own = (participants_ - number_ + kHostThreads - 1) / kHostThreads;
-    costs_.recorder_us.reserve(static_cast<size_t>(frames * own));
-    costs_.copy_us.reserve(static_cast<size_t>(frames * own));
+    for (std::vector<float>* costs : {&costs_.recorder_us, &costs_.copy_us}) {
+      costs->resize(static_cast<size_t>(frames * own));  // Touched now: memory shall be flat later.
+      costs->clear();
+    }
     for (int i = 0; i < frames; ++i) {
       std::this_thread::sleep_until(
           start + std::chrono::microseconds(i * 1000000LL / kFramesPerSecond + number_ * 3000));
