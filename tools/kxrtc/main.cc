@@ -7,6 +7,7 @@
 #include "tools/kxrtc/dump_command.h"
 #include "tools/kxrtc/estimate_command.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/h264_command.h"
 #include "tools/kxrtc/info_command.h"
 #include "tools/kxrtc/record_command.h"
 #include "tools/kxrtc/repair_command.h"
@@ -24,7 +25,8 @@ constexpr char kFooter[] =
     "  kxrtc info ~/records/monday                   what a record holds\n"
     "  kxrtc verify ~/records/monday                 what is wrong with it\n"
     "  kxrtc repair ~/records/monday new-folder      make a torn record whole\n"
-    "  kxrtc report ~/records/monday monday.html     all of that as a page\n";
+    "  kxrtc report ~/records/monday monday.html     all of that as a page\n"
+    "  kxrtc h264 ~/records/monday/SpeakeRecord.264  list the NAL units of a stream\n";
 
 int Run(int argc, char** argv) {
   int exit_status = kxrtc_tool::kExitOk;
@@ -42,6 +44,7 @@ int Run(int argc, char** argv) {
   kxrtc_tool::AddVerifyCommand(app, &exit_status);
   kxrtc_tool::AddRepairCommand(app, &exit_status);
   kxrtc_tool::AddReportCommand(app, &exit_status);
+  kxrtc_tool::AddH264Command(app, &exit_status);
 
   try {
     app.parse(argc, argv);
