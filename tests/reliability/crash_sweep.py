@@ -1,0 +1,103 @@
+#!/usr/bin/env python3
+"""Kills a recording process at random instants under load and checks what can be had back.
+
+usage: crash_sweep.py RECORDING_LOAD KXRTC [RUNS [SEED]]     (20 runs)
+
+After each kill: at most the frame in flight of each stream is lost, `kxrtc repair` keeps every whole
+frame, an independent reader finds nothing wrong with the repaired record, and every tenth one is
+transcoded and decoded by ffmpeg without a message.
+"""
+
+import random
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+from media import decode_messages, make_media, read_record, run
+
+DECODE_EVERY = 10
+LONGEST_LIFE_S = 0.3
+STREAMS = {"video": ".264", "audio": ".aac"}
+
+
+def kill_at_random(load, folder, media, generator):
+    process = subprocess.Popen([load, f"{folder}/", *media], stdout=subprocess.PIPE)
+    process.stdout.readline()
+    time.sleep(generator.uniform(0, LONGEST_LIFE_S))
+    process.kill()
+    process.wait()
+
+
+def bytes_in_flight(folder, record):
+    """Bytes behind the last whole frame of each data file."""
+    tails = {}
+    for kind, extension in STREAMS.items():
+        ends = [position + size for name, _, position, size in record["frames"] if name == kind]
+        size = Path(f"{folder}/SpeakeRecord{extension}").stat().st_size
+        tails[kind] = size - max(ends, default=0)
+    return tails
+
+
+def largest_frame(path, marker):
+    pieces = Path(path).read_bytes().split(marker)[1:]
+    return max(len(piece) + len(marker) for piece in pieces)
+
+
+def check_run(folder, kxrtc, limits, decode):
+    """Returns (frames kept, breaches)."""
+    torn = read_record(f"{folder}/", with_frames=True)
+    breaches = [f"{kind}: {tail} bytes in flight, a frame has at most {limits[kind]}"
+                for kind, tail in bytes_in_flight(folder, torn).items() if tail > limits[kind]]
+    repaired_folder = Path(folder).with_name("repaired")
+    result = run(kxrtc, "repair", folder, repaired_folder)
+    if not torn["sessions"]:
+        # Killed before the first record: there is nothing to have back, and it is said.
+        return 0, breaches if result.returncode != 0 and result.stderr else breaches + [
+            "an empty record was repaired in silence"]
+    if not repaired_folder.exists():
+        return 0, breaches + [f"repair: status {result.returncode}: {result.stderr}"]
+    repaired = read_record(f"{repaired_folder}/", with_frames=True)
+    breaches += repaired["problems"]
+    if repaired["frames"] != torn["frames"]:
+        breaches.append(f"{len(torn['frames'])} whole frames became {len(repaired['frames'])}")
+    if decode:
+        mp4 = Path(folder).with_name("out.mp4")
+        transcoded = run(kxrtc, "transcode", repaired_folder, mp4, "--video", "copy", "--quiet")
+        if transcoded.returncode != 0:
+            breaches.append(f"transcode: status {transcoded.returncode}: {transcoded.stderr}")
+        else:
+            messages = decode_messages(mp4)
+            breaches += [f"decode: {messages}"] if messages else []
+    return len(repaired["frames"]), breaches
+
+
+def main():
+    load, kxrtc = sys.argv[1:3]
+    runs = int(sys.argv[3]) if len(sys.argv) > 3 else 20
+    seed = int(sys.argv[4]) if len(sys.argv) > 4 else 1
+    generator = random.Random(seed)
+    kept = failures = empty = 0
+    with tempfile.TemporaryDirectory() as media_folder:
+        media = make_media(media_folder)
+        limits = {"video": largest_frame(media[0], b"\0\0\0\1\x09"),
+                  "audio": largest_frame(media[1], b"\xff\xf1")}
+        for number in range(runs):
+            with tempfile.TemporaryDirectory() as parent:
+                folder = Path(parent) / "record"
+                folder.mkdir()
+                kill_at_random(load, folder, media, generator)
+                frames, breaches = check_run(folder, kxrtc, limits, number % DECODE_EVERY == 0)
+            kept += frames
+            empty += frames == 0
+            failures += bool(breaches)
+            for breach in breaches:
+                print(f"run {number}: {breach}")
+    print(f"{runs} kills, {kept} frames kept, {empty} records without a frame, seed {seed}")
+    print(f"{runs - failures} passed, {failures} failed")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,38 @@
+"""Media and commands that the reliability programs share."""
+
+import subprocess
+import sys
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "independent"))
+from read_record import read_record  # noqa: E402,F401  (for those who import this module)
+
+
+def run(*command, **options):
+    return subprocess.run([str(part) for part in command], capture_output=True, text=True,
+                          **options)
+
+
+def must_run(*command):
+    result = run(*command)
+    if result.returncode != 0:
+        sys.exit(f"{' '.join(map(str, command))}: status {result.returncode}\n{result.stderr}")
+    return result.stdout
+
+
+def make_media(folder):
+    """A small camera picture and a tone, as elementary streams; returns their two paths."""
+    video, audio = Path(folder) / "video.264", Path(folder) / "audio.adts"
+    must_run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=size=320x180:rate=24",
+             "-frames:v", "48", "-pix_fmt", "yuv420p", "-c:v", "libx264", "-bf", "0", "-g", "12",
+             "-x264-params", "aud=1:scenecut=0", "-f", "h264", video)
+    must_run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=sample_rate=48000",
+             "-t", "2", "-ac", "2", "-c:a", "aac", "-f", "adts", audio)
+    return video, audio
+
+
+def decode_messages(mp4):
+    """What ffmpeg has to say about every picture and sound of the file: nothing, if all is well."""
+    result = run("ffmpeg", "-v", "warning", "-i", mp4, "-fps_mode", "passthrough",
+                 "-enc_time_base", "-1", "-f", "null", "-")
+    return result.stderr if result.returncode == 0 else f"status {result.returncode}\n{result.stderr}"
