@@ -25,8 +25,7 @@ TEST(SpeakerRecorderSoakTest, TenThousandSessionsMakeOneRecordThatReplays) {
   TempDir dir;
   FakeAudioMixer mixer;
   FakeAudioFrame frame("audio");
-  // The mixer delivers one frame as soon as it is started; the recording flag is set only behind
-  // that, so some are dropped.
+  // Frames that come before their start was carried out are dropped, so a session may be empty.
   const size_t files = kx_testing::CountOpenFiles();
   const size_t threads = kx_testing::CountThreads();
   SpeakerRecorder recorder;
