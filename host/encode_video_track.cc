@@ -97,7 +97,7 @@ bool EncodeVideoTrack::ShowPicture(int64_t time_us, int32_t rotation) {
     next_tick_ =
         time_us <= 0 ? 0 : ScaleTime(time_us, settings_.frame_rate, kMicrosecondsPerSecond);
     while (next_tick_ > 0 && TickTimeUs(next_tick_) > time_us) --next_tick_;
-  } else if (!EmitUntil(time_us)) {
+  } else if (!AdvanceTo(time_us)) {
     return false;
   }
   if (!layout_.Draw(*decoded_, rotation, shown_.get())) return NoteUndecodable();
@@ -117,7 +117,11 @@ bool EncodeVideoTrack::EmitUntil(int64_t time_us) {
   return true;
 }
 
-bool EncodeVideoTrack::AdvanceTo(int64_t time_us) { return EmitUntil(time_us); }
+// Holds back the tick that a picture of this very time may still be nearest to: rounding up always
+// would put pictures half a tick behind the sound on average, and a whole one at worst.
+bool EncodeVideoTrack::AdvanceTo(int64_t time_us) {
+  return EmitUntil(time_us - kMicrosecondsPerSecond / settings_.frame_rate / 2);
+}
 
 bool EncodeVideoTrack::EmitTick() {
   shown_->pts = next_tick_++;

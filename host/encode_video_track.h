@@ -19,8 +19,9 @@
 
 namespace kxrtc_host {
 
-// Tick k of the output shows the newest picture that is not later than it. A picture that does not
-// decode leaves the last one in place and is counted; only a long series of them ends the run.
+// Tick k of the output shows the newest picture that is not later than half a tick after it, so
+// that each picture begins at the tick nearest to its time. A picture that does not decode leaves
+// the last one in place and is counted; only a long series of them ends the run.
 class EncodeVideoTrack : public VideoTrack {
  public:
   static constexpr uint32_t kMaxUndecodableInARow = 1000;

@@ -34,7 +34,7 @@ def rising_edges(levels, threshold, quiet):
 
 def flash_times(path):
     listing = subprocess.run(
-        ["ffprobe", "-v", "error", "-f", "lavfi", "-i", f"movie=filename='{path}',signalstats",
+        ["ffprobe", "-v", "error", "-f", "lavfi", "-i", f"movie=filename='{path}',scale=64:36,signalstats",
          "-show_entries", "frame=pts_time:frame_tags=lavfi.signalstats.YAVG", "-of", "json"],
         check=True, stdout=subprocess.PIPE).stdout
     levels = [(float(frame["pts_time"]), float(frame["tags"]["lavfi.signalstats.YAVG"]))

@@ -64,7 +64,7 @@ void Conference::RequestStop() {
 
 ConferenceOutcome Conference::Run(std::string* error) {
   SendFFmpegLogToLibraryLog();
-  ConferenceOutcome outcome = PrepareFolder(error);
+  ConferenceOutcome outcome = CheckFolder(error);
   if (outcome == ConferenceOutcome::kComplete) outcome = OpenSources(error);
   if (outcome == ConferenceOutcome::kComplete) outcome = StartRecorder(error);
   if (outcome == ConferenceOutcome::kComplete) outcome = Play(error);
@@ -93,17 +93,20 @@ ConferenceOutcome Conference::OpenSources(std::string* error) {
   return ConferenceOutcome::kComplete;
 }
 
-ConferenceOutcome Conference::PrepareFolder(std::string* error) {
+// Looks before anything is opened, and changes nothing yet.
+ConferenceOutcome Conference::CheckFolder(std::string* error) const {
   std::error_code code;
-  std::filesystem::create_directories(options_.folder, code);
-  if (!std::filesystem::is_directory(options_.folder, code)) {
-    *error = options_.folder + ": is no folder and cannot be made one";
+  // Without the trailing separator, behind which a file would seem to be nothing.
+  const auto folder =
+      std::filesystem::status(std::filesystem::path(options_.folder).parent_path(), code);
+  if (std::filesystem::exists(folder) && !std::filesystem::is_directory(folder)) {
+    *error = options_.folder + ": is no folder";
     return ConferenceOutcome::kFolderFailed;
   }
   for (const char* extension : kExtensions) {
     const std::string path = kxrtc::SpeakerRecordFilePath(options_.folder, extension);
-    const auto status = std::filesystem::symlink_status(path, code);
-    if (!options_.replace_record && std::filesystem::exists(status)) {
+    const auto file = std::filesystem::symlink_status(path, code);
+    if (!options_.replace_record && std::filesystem::exists(file)) {
       *error = options_.folder + ": holds a record already";
       return ConferenceOutcome::kRecordExists;
     }
@@ -111,19 +114,26 @@ ConferenceOutcome Conference::PrepareFolder(std::string* error) {
   return ConferenceOutcome::kComplete;
 }
 
-ConferenceOutcome Conference::StartRecorder(std::string* error) {
-  if (options_.replace_record) {
-    for (const char* extension : kExtensions) {
-      (void)kx_utility::RemoveFile(  // Most often there is none.
-          kxrtc::SpeakerRecordFilePath(options_.folder, extension));
-    }
+// Makes the folder, and takes away a record that is to be replaced.
+bool Conference::PrepareFolder() const {
+  std::error_code code;
+  std::filesystem::create_directories(options_.folder, code);
+  if (!std::filesystem::is_directory(options_.folder, code)) return false;
+  for (const char* extension : kExtensions) {
+    (void)kx_utility::RemoveFile(  // Most often there is none.
+        kxrtc::SpeakerRecordFilePath(options_.folder, extension));
   }
+  return true;
+}
+
+ConferenceOutcome Conference::StartRecorder(std::string* error) {
   const auto failed = [&](const std::string& what) {
     const std::vector<std::string> errors = recorder_log_.TakeErrors();
     *error = options_.folder + ": " + what + (errors.empty() ? "" : " (" + errors.front() + ")");
     if (IsDiskFull(options_.folder)) *error += ", no space left on the device";
     return ConferenceOutcome::kStartFailed;
   };
+  if (!PrepareFolder()) return failed("the folder cannot be made");
   if (!recorder_.Initialize(options_.folder, &audio_factory_, nullptr) ||
       !follower_.Open(options_.folder)) {
     return failed("the record cannot be created");

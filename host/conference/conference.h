@@ -87,7 +87,8 @@ class Conference {
   };
 
   ConferenceOutcome OpenSources(std::string* error);
-  ConferenceOutcome PrepareFolder(std::string* error);
+  ConferenceOutcome CheckFolder(std::string* error) const;
+  bool PrepareFolder() const;
   ConferenceOutcome StartRecorder(std::string* error);
   ConferenceOutcome Play(std::string* error);
   void Finish();

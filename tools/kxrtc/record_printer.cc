@@ -53,6 +53,9 @@ std::string CountsText(const RecordCounts& counts) {
   return text;
 }
 
+// The first multiple of `step` after `time_us`.
+int64_t NextMultiple(int64_t time_us, int64_t step) { return (time_us / step + 1) * step; }
+
 double Seconds(int64_t time_us) { return static_cast<double>(time_us) / 1e6; }
 
 Json::Value Event(const char* name, int64_t time_us) {
@@ -111,7 +114,8 @@ void TextRecordPrinter::OnNotice(int64_t time_us, const std::string& text) {
 
 void TextRecordPrinter::OnProgress(const ConferenceProgress& progress) {
   if (progress.time_us < next_progress_us_) return;
-  next_progress_us_ = progress.time_us + (terminal_ ? kTerminalProgressUs : kPlainProgressUs);
+  next_progress_us_ =
+      NextMultiple(progress.time_us, terminal_ ? kTerminalProgressUs : kPlainProgressUs);
   const std::string text = recorded_ + ", " + CountsText(progress.counts) + ", " +
                            std::to_string(progress.queued_tasks) + " queued";
   if (!terminal_) return PrintLine(progress.time_us, text);
@@ -155,7 +159,7 @@ void JsonRecordPrinter::OnNotice(int64_t time_us, const std::string& text) {
 
 void JsonRecordPrinter::OnProgress(const ConferenceProgress& progress) {
   if (progress.time_us < next_progress_us_) return;
-  next_progress_us_ = progress.time_us + kJsonProgressUs;
+  next_progress_us_ = NextMultiple(progress.time_us, kJsonProgressUs);
   Json::Value event = Event("progress", progress.time_us);
   AddCounts(progress, &event);
   PrintJsonLine(event);

@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Records two participants who flash and beep at the same instants, transcodes the record in both
+# modes and measures how far flashes and beeps lie apart in the MP4 files.
+# usage: measure_av_offset.sh KXRTC [SECONDS] [LIMIT_MS]    (150 seconds and 40 ms unless given)
+# Prints one line of JSON for each mode; the exit status is 1 when an offset is over the limit.
+set -euo pipefail
+kxrtc=$(realpath "$1")
+seconds=${2:-150}
+limit_ms=${3:-40}
+here=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# participant NAME PERIOD RATE SIZE TONE BEGIN: flashes and beeps for 100 ms in every other stretch
+# of five seconds, beginning at BEGIN, so that the two take turns.
+participant() {
+  local on="gte(mod(t-$6+10,10),0)*lt(mod(t-$6+10,10),5)*lt(mod(t,$2),0.1)"
+  ffmpeg -v error -y -t "$seconds" -f lavfi \
+    -i "color=black:s=$4:r=$3,drawbox=c=white:t=fill:enable='$on'" -t "$seconds" -f lavfi \
+    -i "aevalsrc='0.5*sin(2*PI*$5*t)*$on':s=48000" \
+    -c:v libx264 -preset ultrafast -bf 0 -g "$3" -pix_fmt yuv420p -c:a aac "$work/$1.mp4" </dev/null
+}
+
+participant ada 0.5 30 640x360 1000 0 &
+participant ben 0.5 25 320x240 1500 5
+wait
+cat > "$work/scenario.json" <<END
+{"duration": $seconds, "participants": [
+  {"user_id": 1, "name": "Ada", "local": true, "camera": "ada.mp4"},
+  {"user_id": 2, "name": "Ben", "camera": "ben.mp4"}]}
+END
+"$kxrtc" record "$work/scenario.json" "$work/record" --quiet
+status=0
+for mode in encode copy; do
+  "$kxrtc" transcode "$work/record" "$work/$mode.mp4" --video "$mode" --quiet
+  printf '{"mode": "%s", "offsets": ' "$mode"
+  python3 "$here/measure_av_offset.py" "$work/$mode.mp4" --limit-ms "$limit_ms" | tr -d '\n' ||
+    status=1
+  printf '}\n'
+done
+exit $status
