@@ -14,6 +14,7 @@ namespace kxrtc_host {
 namespace {
 
 constexpr size_t kBufferSize = 256 * 1024;
+constexpr char kBecameShorter[] = ": became shorter while it was read";
 constexpr mode_t kFileMode = 0666;
 constexpr mode_t kFolderMode = 0777;
 
@@ -95,7 +96,7 @@ bool NewFolder::CopyRange(const RecordFile& source, uint64_t begin, uint64_t end
   while (begin < end) {
     const size_t wanted = static_cast<size_t>(std::min<uint64_t>(kBufferSize, end - begin));
     if (source.Read(begin, &buffer_[0], wanted) != wanted) {
-      error_ = source.path() + ": became shorter while it was read";
+      error_ = source.path() + kBecameShorter;
       return false;
     }
     if (!WriteAll(buffer_.data(), wanted)) return false;
@@ -119,6 +120,12 @@ bool NewFolder::Copy(const RecordFile& source, uint64_t size) {
     if (begin >= size) break;
     if (!CopyRange(source, begin, end)) return false;
     position = end;
+  }
+  // Behind the end of a file that was cut meanwhile there is no data either.
+  const off_t source_size = ::lseek(source.descriptor(), 0, SEEK_END);
+  if (source_size < 0 || static_cast<uint64_t>(source_size) < size) {
+    error_ = source.path() + kBecameShorter;
+    return false;
   }
   return ::ftruncate(descriptor_, static_cast<off_t>(size)) == 0 || Fail(files_.back());
 }

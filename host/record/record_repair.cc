@@ -53,6 +53,7 @@ class Repair {
 
   bool OpenSource() {
     files_.Open(source_);
+    result_.source_refused = true;
     if (!files_.index.is_open()) return Fail(files_.index.path() + ": " + files_.index.error());
     for (const RecordFile* file : {&files_.video, &files_.audio}) {
       // Without its data a frame is lost like one behind the end of the file; anything else than a
@@ -61,6 +62,7 @@ class Repair {
         return Fail(file->path() + ": " + file->error());
       }
     }
+    result_.source_refused = false;
     return true;
   }
 

@@ -34,6 +34,7 @@ ExitStatus Repair(const RepairCommandOptions& options) {
   }
   if (result.repaired) return kExitOk;
   std::fprintf(stderr, "kxrtc: %s\n", result.error.c_str());
+  if (result.source_refused) return kExitRecordUnreadable;
   return result.target_refused ? kExitOutputRefused : kExitFailure;
 }
 

@@ -4,6 +4,8 @@
 
 #include <set>
 
+#include "tests/testing/temp_dir.h"
+
 namespace kxrtc_host {
 namespace {
 
@@ -43,6 +45,16 @@ TEST(FindingTest, JudgesByTheWorstSeverity) {
   EXPECT_EQ(findings.Verdict(), Severity::kWarning);
   findings.Add(FindingCode::kIndexEmpty, 0, "error");
   EXPECT_EQ(findings.Verdict(), Severity::kError);
+}
+
+TEST(FindingTest, StandsInTheDocumentWithItsSeverity) {
+  const std::string document = kx_testing::ReadFile(KX_TOOL_RECORDS_DOCUMENT);
+  for (size_t i = 0; i < kFindingCodeCount; ++i) {
+    const auto code = static_cast<FindingCode>(i);
+    const std::string row = std::string("| `") + FindingCodeName(code) + "` | " +
+                            SeverityName(FindingCodeSeverity(code)) + " |";
+    EXPECT_NE(document.find(row), std::string::npos) << row;
+  }
 }
 
 }  // namespace

@@ -247,16 +247,12 @@
       const breadth = Math.max(1, right - x);
       context.fillStyle = colors[kind];
       context.fillRect(x, span[3] ? top + 12 : top, breadth, span[3] ? height - 12 : height);
-      if (breadth > 90) {
-        context.save();
-        context.beginPath();
-        context.rect(x, top, breadth, height);
-        context.clip();
-        context.fillStyle = colors.card;
-        context.font = '600 12px system-ui, sans-serif';
-        context.fillText(describe(span), Math.max(4, x + 6), top + 30);
-        context.restore();
-      }
+      context.font = '600 12px system-ui, sans-serif';
+      const left = Math.max(4, x + 6);
+      const label = [describe(span), span[3] ? 'icon' : ''].find((text) =>
+        context.measureText(text).width < right - left - 4);
+      context.fillStyle = kind === 'audio' ? colors.text : colors.card;
+      context.fillText(label || '', left, top + 30);
     }
   }
 
@@ -326,7 +322,7 @@
 
   function announce() {
     const span = spanAt(cursor);
-    const what = span ? describe(span) : 'nothing';
+    const what = span ? describe(span) : 'no picture';
     box.setAttribute('aria-valuemin', '0');
     box.setAttribute('aria-valuemax', (duration / SECOND).toFixed(3));
     box.setAttribute('aria-valuenow', (cursor / SECOND).toFixed(3));

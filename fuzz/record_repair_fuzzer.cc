@@ -1,0 +1,66 @@
+// The input is the four files of a record. Whatever they hold: looking at them ends without a word
+// from a sanitizer, the prediction agrees with the real replay, a repaired record plays to its end,
+// and repairing it once more changes nothing.
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "fuzz/fuzz_folder.h"
+#include "fuzz/fuzz_input.h"
+#include "host/record/record_analysis.h"
+#include "host/record/record_repair.h"
+
+using kx_fuzz::Check;
+
+namespace {
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void CheckSameMedia(const std::string& first, const std::string& second) {
+  for (const char* name : {"/SpeakeRecord.index", "/SpeakeRecord.264", "/SpeakeRecord.aac"}) {
+    Check(ReadAll(first + name) == ReadAll(second + name), "a valid record stays as it is");
+  }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static const kx_fuzz::FuzzFolder source;
+  static const kx_fuzz::FuzzFolder targets;
+  kx_fuzz::FuzzInput input(data, size);
+  const size_t index_size = input.Number(2);
+  const size_t video_size = input.Number(2);
+  const size_t audio_size = input.Number(2);
+  source.Write("SpeakeRecord.index", input.Bytes(index_size));
+  source.Write("SpeakeRecord.264", input.Bytes(video_size));
+  source.Write("SpeakeRecord.aac", input.Bytes(audio_size));
+  source.Write("SpeakeRecord.desc", input.Bytes(input.size()));
+
+  const auto before = kxrtc_host::AnalyseRecord(source.path(), {});
+  Check(before.findings.count(kxrtc_host::FindingCode::kReplayMismatch) == 0,
+        "the prediction agrees with the replay");
+  kxrtc_host::RepairOptions options;
+  options.audio_channels = 2;
+  options.sync = false;
+  const std::string first = targets.path() + "first";
+  const std::string second = targets.path() + "second";
+  const auto repaired = kxrtc_host::RepairRecord(source.path(), first, options);
+  Check(repaired.repaired || !repaired.error.empty(), "a refusal is explained");
+  if (repaired.repaired) {
+    const auto after = kxrtc_host::AnalyseRecord(first, {});
+    Check(after.replay.has_dry_run && after.replay.completes, "a repaired record plays to its end");
+    Check(after.findings.Verdict() != kxrtc_host::Severity::kError, "and has no error");
+    const auto again = kxrtc_host::RepairRecord(first, second, options);
+    Check(again.repaired && again.changes.lost + again.changes.added == 0,
+          "there is nothing left to repair");
+    CheckSameMedia(first, second);
+  }
+  std::filesystem::remove_all(first);
+  std::filesystem::remove_all(second);
+  return 0;
+}

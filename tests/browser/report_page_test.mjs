@@ -1,0 +1,272 @@
+// Opens the report page of a record in headless Chromium: it renders without a console error, a click
+// and the keys place the cursor and the video, light and dark differ, names are not taken for markup.
+//
+// usage: node report_page_test.mjs KXRTC PLAYWRIGHT_FOLDER [SCREENSHOT_FOLDER]
+// Ends with status 77 and a reason where there is no browser to test with.
+import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
+import { existsSync, mkdirSync, mkdtempSync, appendFileSync, rmSync, writeFileSync } from 'node:fs';
+import { createRequire } from 'node:module';
+import { tmpdir } from 'node:os';
+import { join, resolve } from 'node:path';
+import { pathToFileURL } from 'node:url';
+
+const [kxrtc, playwrightFolder, screenshotFolder] = process.argv.slice(2);
+const CHROMIUM = '/usr/bin/chromium';
+const SKIPPED = 77;
+
+function loadPlaywright() {
+  const require = createRequire(resolve(playwrightFolder, 'index.js'));
+  try {
+    return require('playwright-core');
+  } catch {
+    return null;
+  }
+}
+
+const playwright = loadPlaywright();
+if (!playwright || !existsSync(CHROMIUM)) {
+  console.log(`skipped: ${playwright ? CHROMIUM : 'playwright-core'} is not installed (scripts/setup.sh browser)`);
+  process.exit(SKIPPED);
+}
+
+// ---- A record with every kind of stretch ----------------------------------------------------------
+
+const START = 0xEEDDCC01;
+const STOP = 0xEEDDCC02;
+const CHANNEL = 0xEEDDCC03;
+const ATTRIBUTES = 0xEEDDCC04;
+const VIDEO = 0xEEDDCC06;
+const AUDIO = 0xEEDDCC07;
+const FRAME_US = 21333;
+
+function writeRecord(folder) {
+  const index = [];
+  const data = { [VIDEO]: [], [AUDIO]: [] };
+  const sizes = { [VIDEO]: 0, [AUDIO]: 0 };
+  const record = (type, time, ...fields) => {
+    const bytes = Buffer.alloc(12 + 4 * fields.length);
+    bytes.writeUInt32BE(type, 0);
+    bytes.writeBigInt64BE(BigInt(time), 4);
+    fields.forEach((field, i) => bytes.writeUInt32BE(field, 12 + 4 * i));
+    index.push(bytes);
+  };
+  const frame = (type, time, bytes) => {
+    record(type, time, 0, sizes[type], bytes.length);
+    data[type].push(bytes);
+    sizes[type] += bytes.length;
+  };
+  // 640x360 Baseline, then a slice of the wanted size.
+  const sps = Buffer.from('000000016742c01eda0280bfe540', 'hex');
+  const slice = (header, size) => Buffer.concat([Buffer.from([0, 0, 0, 1, header]), Buffer.alloc(size, 0x5a)]);
+  const adts = (size) => {
+    const bytes = Buffer.alloc(size, 0x21);
+    Buffer.from([0xff, 0xf1, 0x4c, 0x80 | (size >> 11), (size >> 3) & 0xff, ((size & 7) << 5) | 0x1f, 0xfc]).copy(bytes);
+    return bytes;
+  };
+  let time = 0;
+  // `picture(i)` tells what comes with the i-th audio frame: 'key', 'delta' or nothing.
+  const play = (count, picture = () => '') => {
+    for (let i = 0; i < count; i += 1) {
+      time += FRAME_US;
+      const kind = picture(i);
+      if (kind === 'key') frame(VIDEO, time, Buffer.concat([sps, slice(0x65, 9000)]));
+      if (kind === 'delta') frame(VIDEO, time, slice(0x41, 600 + (i * 37) % 900));
+      frame(AUDIO, time + 1, adts(170 + i % 40));
+    }
+  };
+  const camera = (i) => (i % 94 === 0 ? 'key' : i % 2 ? '' : 'delta');
+  record(START, time);
+  play(60);
+  record(CHANNEL, time, 2);
+  record(ATTRIBUTES, time, 0, 640, 360);
+  play(300, camera);
+  record(CHANNEL, time, 3);
+  record(ATTRIBUTES, time, 0, 640, 360);
+  play(420, (i) => (i === 0 ? 'key' : i < 100 ? 'delta' : ''));
+  play(100, (i) => (i < 50 ? 'delta' : camera(i - 50)));
+  record(STOP, time + 10);
+  time += 2000000;
+  record(START, time);
+  record(CHANNEL, time + 1, 0);
+  play(100);
+  record(CHANNEL, time, 2);
+  record(ATTRIBUTES, time, 0, 640, 360);
+  play(100, camera);
+  index.push(Buffer.from('torn'));
+  writeFileSync(join(folder, 'SpeakeRecord.index'), Buffer.concat(index));
+  writeFileSync(join(folder, 'SpeakeRecord.264'), Buffer.concat(data[VIDEO]));
+  writeFileSync(join(folder, 'SpeakeRecord.aac'), Buffer.concat(data[AUDIO]));
+  writeFileSync(join(folder, 'SpeakeRecord.desc'), JSON.stringify({
+    speaker_record_overall: {
+      record_session_count: 2, contain_video: 1, contain_desktop: 1, audio_channel_count: 2,
+    },
+    speaker_record_session: [],
+  }));
+}
+
+// ---- The test ------------------------------------------------------------------------------------
+
+const work = mkdtempSync(join(tmpdir(), 'kxrtc_report_'));
+// A name that would be markup if anybody took it for that.
+const record = join(work, 'monday <img src=x onerror=alert(1)> & co');
+const repaired = join(work, 'repaired');
+const mp4 = join(work, 'out video.mp4');
+const page = join(work, 'report.html');
+
+function run(...args) {
+  return execFileSync(resolve(kxrtc), args, { encoding: 'utf8' });
+}
+
+async function openPage(browser, options, problems) {
+  const context = await browser.newContext(options);
+  const tab = await context.newPage();
+  tab.on('console', (message) => {
+    if (['error', 'warning'].includes(message.type())) problems.push(message.text());
+  });
+  tab.on('pageerror', (error) => problems.push(String(error)));
+  tab.on('request', (request) => {
+    if (!/^(file|data|blob):/.test(request.url())) problems.push(`asked the network for ${request.url()}`);
+  });
+  tab.on('dialog', (dialog) => {
+    problems.push(`dialog: ${dialog.message()}`);
+    dialog.dismiss();
+  });
+  await tab.goto(pathToFileURL(page).href);
+  return tab;
+}
+
+const now = (tab) => tab.locator('#timeline').getAttribute('aria-valuenow').then(Number);
+const videoTime = (tab) => tab.evaluate(() => document.getElementById('video').currentTime);
+
+async function waitForVideo(tab) {
+  await tab.waitForFunction(() => document.getElementById('video').readyState >= 1);
+}
+
+async function testClickSeeks(tab) {
+  await waitForVideo(tab);
+  const box = await tab.locator('#timeline').boundingBox();
+  await tab.mouse.click(box.x + box.width / 2, box.y + 40);
+  const duration = Number(await tab.locator('#timeline').getAttribute('aria-valuemax'));
+  assert.ok(Math.abs(await now(tab) - duration / 2) < duration / 100, 'the cursor stands where the click was');
+  await tab.waitForFunction(() => !document.getElementById('video').seeking);
+  assert.ok(Math.abs(await videoTime(tab) - duration / 2) < duration / 100, 'the video stands there too');
+}
+
+async function testKeys(tab) {
+  await tab.locator('#timeline').focus();
+  await tab.keyboard.press('Home');
+  assert.equal(await now(tab), 0);
+  await tab.keyboard.press('ArrowRight');
+  assert.ok(await now(tab) > 0, 'an arrow moves the cursor');
+  const step = await now(tab);
+  await tab.keyboard.press('+');
+  await tab.keyboard.press('ArrowRight');
+  assert.ok(await now(tab) - step < step * 0.6, 'zoomed in, the arrow makes smaller steps');
+  await tab.keyboard.press('0');
+  await tab.keyboard.press('End');
+  const duration = Number(await tab.locator('#timeline').getAttribute('aria-valuemax'));
+  assert.equal(await now(tab), duration);
+  // Every control can be reached and used without a pointer.
+  await tab.keyboard.press('Home');
+  await tab.locator('summary').focus();
+  await tab.keyboard.press('Enter');
+  await tab.locator('#spans button').nth(1).focus();
+  await tab.keyboard.press('Enter');
+  assert.ok(await now(tab) > 0, 'the table jumps');
+}
+
+async function testContent(tab, shown) {
+  assert.equal(await tab.locator('#folder img').count(), 0, 'names are text');
+  assert.ok((await tab.locator('#folder').textContent()).includes(shown));
+  assert.ok(await tab.locator('#findings tbody tr').count() > 2, 'findings are listed');
+  const all = await tab.locator('#findings tbody tr').count();
+  await tab.locator('#filters input').last().uncheck();
+  assert.ok(await tab.locator('#findings tbody tr').count() < all, 'a filter hides findings');
+  await tab.locator('#filters input').last().check();
+  assert.equal(await tab.locator('#sessions tbody tr').count(), 2);
+  const drawn = await tab.evaluate(() => {
+    const canvas = document.getElementById('canvas');
+    const { data } = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+    return new Set(new Uint32Array(data.buffer)).size;
+  });
+  assert.ok(drawn > 8, 'the timeline is drawn in several colours');
+  const overflow = await tab.evaluate(() => document.documentElement.scrollWidth - window.innerWidth);
+  assert.ok(overflow <= 0, 'the page is not wider than the window');
+}
+
+async function testLooks(browser, problems, name) {
+  const backgrounds = new Set();
+  for (const colorScheme of ['light', 'dark']) {
+    for (const viewport of [{ width: 1280, height: 900 }, { width: 400, height: 800 }]) {
+      const tab = await openPage(browser, { colorScheme, viewport }, problems);
+      await testContent(tab, name);
+      backgrounds.add(await tab.evaluate(() => getComputedStyle(document.body).backgroundColor));
+      if (screenshotFolder) {
+        await waitForVideo(tab);
+        await tab.screenshot({ path: join(screenshotFolder, `${colorScheme}-${viewport.width}.png`), fullPage: true });
+      }
+      await tab.context().close();
+    }
+  }
+  assert.equal(backgrounds.size, 2, 'light and dark differ');
+}
+
+async function testVideoGone(browser) {
+  rmSync(mp4);
+  const tab = await openPage(browser, {}, []);
+  await tab.locator('#video-error').waitFor({ state: 'visible' });
+  await tab.context().close();
+}
+
+async function main() {
+  mkdirSync(record);
+  if (screenshotFolder) mkdirSync(screenshotFolder, { recursive: true });
+  writeRecord(record);
+  run('repair', record, repaired);
+  execFileSync('ffmpeg', ['-loglevel', 'error', '-f', 'lavfi', '-i', 'testsrc2=size=320x180:rate=24:duration=24',
+    '-f', 'lavfi', '-i', 'sine=duration=24', '-c:v', 'libx264', '-preset', 'ultrafast', '-b:v', '150k', '-g', '24',
+    '-pix_fmt', 'yuv420p', '-c:a', 'aac', '-b:a', '64k', '-movflags', '+faststart', mp4]);
+  const browser = await playwright.chromium.launch({
+    executablePath: CHROMIUM,
+    args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+      '--disable-background-networking', '--disable-component-update', '--disable-sync'],
+  });
+  try {
+    const problems = [];
+    // The torn record itself, without a video.
+    run('report', record, page);
+    const torn = await openPage(browser, {}, problems);
+    await testContent(torn, 'onerror=alert');
+    assert.ok((await torn.locator('#verdict').textContent()).includes('error'));
+    await torn.context().close();
+    // Repaired, with the MP4 inside the page and then, too large for that, beside it.
+    for (const isLinked of [false, true]) {
+      if (isLinked) {
+        const free = Buffer.alloc(3 << 20);
+        free.writeUInt32BE(free.length, 0);
+        free.write('free', 4);
+        appendFileSync(mp4, free);
+      }
+      run('report', repaired, page, '--video', mp4);
+      const tab = await openPage(browser, { viewport: { width: 1000, height: 800 } }, problems);
+      const source = await tab.locator('#video').getAttribute('src');
+      assert.equal(source.startsWith('data:'), !isLinked);
+      await testClickSeeks(tab);
+      await testKeys(tab);
+      await tab.context().close();
+    }
+    await testLooks(browser, problems, 'repaired');
+    assert.deepEqual(problems, [], 'nothing is said on the console');
+    await testVideoGone(browser);
+  } finally {
+    await browser.close();
+  }
+  console.log('the report page renders, seeks and is silent');
+}
+
+try {
+  await main();
+} finally {
+  rmSync(work, { recursive: true, force: true });
+}

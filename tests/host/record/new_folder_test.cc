@@ -1,0 +1,92 @@
+#include "host/record/new_folder.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "tests/testing/temp_dir.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_testing::TempDir;
+using testing::HasSubstr;
+
+TEST(NewFolderTest, AppearsOnlyWhenItIsComplete) {
+  const TempDir dir;
+  NewFolder folder;
+  ASSERT_TRUE(folder.Create(dir.File("new/")));
+  ASSERT_TRUE(folder.BeginFile("a"));
+  ASSERT_TRUE(folder.Append("text", 4));
+  ASSERT_TRUE(folder.BeginFile("b"));
+  EXPECT_FALSE(std::filesystem::exists(dir.File("new")));
+  ASSERT_TRUE(folder.Commit());
+  EXPECT_EQ(kx_testing::ReadFile(dir.File("new/a")), "text");
+  EXPECT_EQ(kx_testing::ReadFile(dir.File("new/b")), "");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
+}
+
+TEST(NewFolderTest, VanishesWithoutCommit) {
+  const TempDir dir;
+  {
+    NewFolder folder;
+    ASSERT_TRUE(folder.Create(dir.File("new")));
+    ASSERT_TRUE(folder.BeginFile("a"));
+    ASSERT_TRUE(folder.Append("text", 4));
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+}
+
+TEST(NewFolderTest, NeverTakesANameThatAppearedMeanwhile) {
+  const TempDir dir;
+  NewFolder folder;
+  ASSERT_TRUE(folder.Create(dir.File("new")));
+  std::filesystem::create_directory(dir.File("new"));
+  EXPECT_FALSE(folder.Commit());
+  EXPECT_THAT(folder.error(), HasSubstr(dir.File("new")));
+  EXPECT_TRUE(std::filesystem::is_empty(dir.File("new")));
+}
+
+TEST(NewFolderTest, HasTheModeOfAnyNewFolder) {
+  const TempDir dir;
+  const mode_t mask = ::umask(027);
+  NewFolder folder;
+  const bool made = folder.Create(dir.File("new")) && folder.BeginFile("a") && folder.Commit();
+  ::umask(mask);
+  ASSERT_TRUE(made);
+  struct stat status {};
+  ASSERT_EQ(::stat(dir.File("new").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0750u);
+  ASSERT_EQ(::stat(dir.File("new/a").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640u);
+}
+
+TEST(NewFolderTest, CopiesTheFirstBytesOfAFile) {
+  const TempDir dir;
+  kx_testing::WriteFile(dir.File("source"), std::string(600000, 'a') + "rest");
+  RecordFile source;
+  ASSERT_EQ(source.Open(dir.File("source")), RecordFile::State::kOpen);
+  NewFolder folder;
+  ASSERT_TRUE(folder.Create(dir.File("new")));
+  ASSERT_TRUE(folder.BeginFile("a"));
+  ASSERT_TRUE(folder.Copy(source, 600002));
+  ASSERT_TRUE(folder.Commit());
+  EXPECT_EQ(kx_testing::ReadFile(dir.File("new/a")), std::string(600000, 'a') + "re");
+}
+
+TEST(NewFolderTest, ExplainsASourceThatBecameShorter) {
+  const TempDir dir;
+  kx_testing::WriteFile(dir.File("source"), std::string(1000, 'a'));
+  RecordFile source;
+  ASSERT_EQ(source.Open(dir.File("source")), RecordFile::State::kOpen);
+  std::filesystem::resize_file(dir.File("source"), 10);
+  NewFolder folder;
+  ASSERT_TRUE(folder.Create(dir.File("new")));
+  ASSERT_TRUE(folder.BeginFile("a"));
+  EXPECT_FALSE(folder.Copy(source, 1000));
+  EXPECT_THAT(folder.error(), HasSubstr("became shorter"));
+}
+
+}  // namespace
+}  // namespace kxrtc_host

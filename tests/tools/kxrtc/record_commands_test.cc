@@ -1,0 +1,165 @@
+// kxrtc info, dump, verify, repair and report as somebody at a terminal meets them.
+#include <gmock/gmock.h>
+#include <json/json.h>
+
+#include <filesystem>
+
+#include "tests/testing/conference_record.h"
+#include "tests/testing/record_samples.h"
+#include "tests/testing/shell.h"
+
+namespace {
+
+using kx_testing::Quoted;
+using kx_testing::RecordBuilder;
+using kx_testing::RunShell;
+using kx_testing::ShellResult;
+using kx_testing::TempDir;
+using testing::AllOf;
+using testing::HasSubstr;
+
+ShellResult Kxrtc(const std::string& arguments) {
+  return RunShell(Quoted(KXRTC_PROGRAM) + " " + arguments);
+}
+
+Json::Value Parsed(const std::string& text) {
+  Json::Value root;
+  std::string problem;
+  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &root, &problem)) << problem;
+  return root;
+}
+
+TEST(RecordCommandsTest, InfoTellsWhatARecordHolds) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).Write();
+  const ShellResult result = Kxrtc("info " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 0) << result.errors;
+  EXPECT_THAT(result.output,
+              AllOf(HasSubstr("0.120000 s in 2 sessions"), HasSubstr("640x360 Baseline level 3.0"),
+                    HasSubstr("AAC (object type 2), 48000 Hz, 2 channels"), HasSubstr("desktop")));
+  const Json::Value document = Parsed(Kxrtc("info --json " + Quoted(dir.path())).output);
+  EXPECT_EQ(document["document"].asString(), "kxrtc.info");
+  EXPECT_EQ(document["version"].asInt(), 1);
+  EXPECT_EQ(document["session_count"].asInt(), 2);
+}
+
+TEST(RecordCommandsTest, ExplainWhereThereIsNoRecord) {
+  const TempDir dir;
+  for (const char* command : {"info ", "dump ", "report "}) {
+    const ShellResult result =
+        Kxrtc(command + Quoted(dir.path()) +
+              (command == std::string("report ") ? " " + Quoted(dir.File("page.html")) : ""));
+    EXPECT_EQ(result.exit_status, 3) << command;
+    EXPECT_THAT(result.errors, HasSubstr("kxrtc: ")) << command;
+  }
+  EXPECT_EQ(Kxrtc("verify " + Quoted(dir.path())).exit_status, 13);
+  EXPECT_EQ(Kxrtc("repair " + Quoted(dir.path()) + " " + Quoted(dir.File("new"))).exit_status, 3);
+}
+
+TEST(RecordCommandsTest, DumpShowsOnlyTheTimesAskedFor) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).Write();
+  const ShellResult result = Kxrtc("dump --from 2 --to 2.002 " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_THAT(result.output, AllOf(HasSubstr("start"), HasSubstr("640x360 rotation=0")));
+  EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 4);
+  EXPECT_EQ(Kxrtc("dump --from noon " + Quoted(dir.path())).exit_status, 2);
+}
+
+TEST(RecordCommandsTest, DumpSaysThatAnIndexIsTorn) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).RawIndex("torn").Write();
+  const ShellResult result = Kxrtc("dump " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 7);
+  EXPECT_THAT(result.output, HasSubstr("truncated"));
+}
+
+TEST(RecordCommandsTest, DumpReportsADiskThatIsFull) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).Write();
+  EXPECT_EQ(Kxrtc("dump " + Quoted(dir.path()) + " > /dev/full").exit_status, 4);
+}
+
+TEST(RecordCommandsTest, VerifyTellsItsVerdictByItsStatus) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).Write();
+  ShellResult result = Kxrtc("verify " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_THAT(result.output, AllOf(HasSubstr("clean: 0 errors, 0 warnings"),
+                                   HasSubstr("checked by a dry run of the replay")));
+  kx_testing::TwoSessions(dir).RawVideo("stale").Write();
+  result = Kxrtc("verify " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 12);
+  EXPECT_THAT(result.output, HasSubstr("data.stale-tail"));
+  kx_testing::TwoSessions(dir).RawIndex("stale").Write();
+  result = Kxrtc("verify --json " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 13);
+  EXPECT_EQ(Parsed(result.output)["verdict"].asString(), "error");
+}
+
+TEST(RecordCommandsTest, RepairListsWhatItKeptAndLost) {
+  const TempDir dir;
+  const TempDir target;
+  kx_testing::TwoSessions(dir).RawIndex("stale").Write();
+  const std::string arguments =
+      "repair " + Quoted(dir.path()) + " " + Quoted(target.File("new")) + " --channels 1";
+  ShellResult result = Kxrtc(arguments);
+  EXPECT_EQ(result.exit_status, 0) << result.errors;
+  EXPECT_THAT(result.output, AllOf(HasSubstr("lost"), HasSubstr("kept 2 sessions"),
+                                   HasSubstr("1 audio channels (from the option)")));
+  result = Kxrtc(arguments);
+  EXPECT_EQ(result.exit_status, 5);
+  EXPECT_THAT(result.errors, HasSubstr("exists already"));
+  result = Kxrtc("repair --json " + Quoted(dir.path()) + " " + Quoted(target.File("other")));
+  EXPECT_EQ(Parsed(result.output)["lost_count"].asInt(), 1);
+}
+
+TEST(RecordCommandsTest, ReportWritesOnePageOverAnOlderOne) {
+  const TempDir dir;
+  const TempDir target;
+  kx_testing::TwoSessions(dir).Write();
+  const std::string page = target.File("page.html");
+  kx_testing::WriteFile(page, "older");
+  const ShellResult result = Kxrtc("report " + Quoted(dir.path()) + " " + Quoted(page));
+  EXPECT_EQ(result.exit_status, 0) << result.errors;
+  const std::string html = kx_testing::ReadFile(page);
+  EXPECT_THAT(html, AllOf(HasSubstr("<!doctype html>"), HasSubstr("--camera:"),
+                          HasSubstr("\"document\":\"kxrtc.report\""), HasSubstr("'use strict'")));
+  EXPECT_EQ(html.find("{{"), std::string::npos);
+  EXPECT_EQ(html.find("http:"), std::string::npos);
+  EXPECT_EQ(html.find("https:"), std::string::npos);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(target.path()), {}), 1);
+}
+
+TEST(RecordCommandsTest, ReportLeavesNoPartOfAPageOnAFullDisk) {
+  const TempDir dir;
+  const TempDir target;
+  kx_testing::TwoSessions(dir).Write();
+  const std::string page = target.File("page.html");
+  kx_testing::WriteFile(page, "older");
+  // SIGXFSZ ignored, a file may have 8 blocks of 512 bytes.
+  const ShellResult result = RunShell("trap '' XFSZ; ulimit -f 8; " + Quoted(KXRTC_PROGRAM) +
+                                      " report " + Quoted(dir.path()) + " " + Quoted(page));
+  EXPECT_EQ(result.exit_status, 4);
+  EXPECT_THAT(result.errors, HasSubstr("File too large"));
+  EXPECT_EQ(kx_testing::ReadFile(page), "older");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(target.path()), {}), 1);
+}
+
+TEST(RecordCommandsTest, VerifyPredictsTheLengthOfTheMp4) {
+  const TempDir dir;
+  const TempDir target;
+  kx_testing::WriteLongConference(dir, true);
+  const Json::Value document = Parsed(Kxrtc("verify --json " + Quoted(dir.path())).output);
+  EXPECT_TRUE(document["replay"]["completes"].asBool());
+  EXPECT_TRUE(document["replay"]["dry_run"].asBool());
+  const std::string mp4 = target.File("out.mp4");
+  const ShellResult transcoded = Kxrtc("transcode " + Quoted(dir.path()) + " " + Quoted(mp4));
+  ASSERT_EQ(transcoded.exit_status, 0) << transcoded.errors;
+  const ShellResult probe =
+      RunShell("ffprobe -v error -show_entries format=duration -of csv=p=0 " + Quoted(mp4));
+  EXPECT_NEAR(std::stod(probe.output), document["replay"]["duration_us"].asDouble() / 1e6, 0.1);
+}
+
+}  // namespace
