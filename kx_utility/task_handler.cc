@@ -59,6 +59,10 @@ bool TaskHandler::Finalize() {
   return true;
 }
 
+uint32_t TaskHandler::QueuedTasks() const {
+  return queue_.size() + deferred_count_.load(std::memory_order_relaxed);
+}
+
 bool TaskHandler::ExecuteTask(Task& task) { return task.second(); }
 
 bool TaskHandler::IsStopThread() const { return stop_requested_.load(std::memory_order_acquire); }

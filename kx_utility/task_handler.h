@@ -57,6 +57,9 @@ class KX_EXPORT TaskHandler : public Runnable {
   // harmless when not initialized.
   bool Finalize();
 
+  // Tasks that wait to run, the running one not counted: a moment's view. Any thread.
+  uint32_t QueuedTasks() const;
+
   // Calls the callable and returns its result.
   bool ExecuteTask(Task& task);
 

@@ -257,6 +257,7 @@ void Conference::Report() {
   (void)follower_.Follow();  // Counted again at the next tick.
   progress_.time_us = time_us;
   progress_.counts = follower_.counts();
+  progress_.queued_tasks = recorder_.QueuedTasks();
   observer_->OnProgress(progress_);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/conference/audio_format.h"
+#include "host/conference/thread_priority.h"
 
 namespace kxrtc_host {
 namespace {
@@ -13,6 +14,9 @@ constexpr int64_t kReadAheadUs = 500000;
 constexpr int64_t kMaxSoundAheadUs = 3000000;
 constexpr int64_t kRoomPollUs = 20000;
 constexpr int64_t kReopenTimeoutUs = 5000000;
+
+// So many pictures without a key frame are told of.
+constexpr int kManyFrames = 300;
 
 // Sound that is off its place by less than this continues where the sound before it ended:
 // rounding and jitter must not cut it up.
@@ -179,6 +183,10 @@ void MediaFeed::TakeVideo() {
     damage_noticed_ = true;
     Notice("holds damaged video, which is left out");
   }
+  if (source_.reorders_pictures() && !reorder_noticed_) {
+    reorder_noticed_ = true;
+    Notice("has B pictures, which a conference does not send; their times are not exact");
+  }
   for (VideoFrame& frame : frames_) {
     if (skips_to_key_frame_ && !frame.key_frame) continue;
     skips_to_key_frame_ = !Enqueue(&frame);
@@ -222,14 +230,20 @@ void MediaFeed::PlaceAudio(int64_t due_us, const float* interleaved, size_t samp
 }
 
 void MediaFeed::SendLoop() {
+  AskForPunctualThread();
   bool needs_key_frame = true;
+  int skipped = 0;
   VideoFrame frame;
   while (queue_->PopWhenDue(&frame)) {
     if (!sending_.load(std::memory_order_relaxed)) {
       needs_key_frame = true;
+      skipped = 0;
       continue;
     }
-    if (needs_key_frame && !frame.key_frame) continue;
+    if (needs_key_frame && !frame.key_frame) {
+      if (++skipped == kManyFrames) Notice("cannot be recorded, since no key frame comes");
+      continue;
+    }
     needs_key_frame = false;
     Send(frame);
   }

@@ -106,6 +106,7 @@ class MediaFeed {
   bool skips_to_key_frame_ = false;  // Live video was lost.
   bool overflow_noticed_ = false;
   bool damage_noticed_ = false;
+  bool reorder_noticed_ = false;
 
   bool open_ = false;
   std::atomic<bool> has_audio_{false};

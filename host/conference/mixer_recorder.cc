@@ -1,5 +1,6 @@
 #include "host/conference/mixer_recorder.h"
 
+#include "host/conference/thread_priority.h"
 #include "kx_utility/failure_log.h"
 
 namespace kxrtc_host {
@@ -52,8 +53,9 @@ bool MixerRecorder::Start(int mode, int source, kxrtc::AudioMixerRecorderSink* s
 }
 
 bool MixerRecorder::Stop() {
-  const std::lock_guard<std::mutex> guard(lock_);
+  std::unique_lock<std::mutex> guard(lock_);
   delivery_ = Delivery();
+  delivered_block_.wait(guard, [this] { return !delivering_; });
   return true;
 }
 
@@ -71,27 +73,44 @@ MixerRecorder::Delivery MixerRecorder::CurrentDelivery() const {
 
 bool MixerRecorder::IsRunning() const { return CurrentDelivery().encoder != nullptr; }
 
-void MixerRecorder::Deliver(const Delivery& delivery, const float* block) {
-  const bool encoded = delivery.encoder->Encode(block, [&](const uint8_t* data, size_t size) {
+MixerRecorder::Delivery MixerRecorder::BeginDelivery() {
+  const std::lock_guard<std::mutex> guard(lock_);
+  delivering_ = delivery_.encoder != nullptr;
+  return delivery_;
+}
+
+void MixerRecorder::EndDelivery(bool encoder_failed) {
+  {
+    const std::lock_guard<std::mutex> guard(lock_);
+    delivering_ = false;
+    if (encoder_failed) delivery_ = Delivery();
+  }
+  delivered_block_.notify_all();
+}
+
+// The recorder is called without a lock.
+bool MixerRecorder::Deliver(const Delivery& delivery, const float* block) {
+  return delivery.encoder->Encode(block, [&](const uint8_t* data, size_t size) {
     if (tap_ != nullptr) tap_->OnAudioSent(data, size);
     AdtsFrame frame(data, size);
     (void)delivery.sink->OnEncodedData(&frame);  // A recorder that has ended refuses it.
     delivered_.fetch_add(1, std::memory_order_relaxed);
   });
-  if (!encoded) {
-    (void)kx_utility::FailedIn("AacEncoder::Encode");
-    (void)Stop();
-  }
 }
 
 // The deadline of each block is counted in samples from the first one, so rounding never adds up.
 void MixerRecorder::Run() {
+  AskForPunctualThread();
   float block[kAudioBlockFloats];
   int64_t next = SampleAt(clock_->NowUs()) + kLeadSamples;
   while (!stop_.WaitUntil(clock_->At(TimeOfSample(next - kLeadSamples)))) {
-    const Delivery delivery = CurrentDelivery();
-    room_->Mix(next, delivery.with_local, block);
-    if (delivery.encoder != nullptr) Deliver(delivery, block);
+    room_->Mix(next, CurrentDelivery().with_local, block);
+    const Delivery delivery = BeginDelivery();
+    if (delivery.encoder != nullptr) {
+      const bool delivered = Deliver(delivery, block);
+      EndDelivery(!delivered);
+      if (!delivered) (void)kx_utility::FailedIn("AacEncoder::Encode");
+    }
     next += static_cast<int64_t>(kAudioBlockSamples);
   }
 }

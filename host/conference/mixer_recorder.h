@@ -7,6 +7,7 @@
 #define HOST_CONFERENCE_MIXER_RECORDER_H_
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -35,9 +36,8 @@ class MixerRecorder final : public kxrtc::AudioMixerRecorder {
   // kAudioMixerMode, an unknown source, no sink, or an encoder that does not open.
   bool Start(int mode, int source, kxrtc::AudioMixerRecorderSink* sink) override;
 
-  // Ends the delivery; a frame that is being delivered at this moment may still arrive.
-  // Intended: it does not wait for that frame. The delivering thread may be waiting for room in the
-  // recorder's queue, which only the thread that calls Stop() can make.
+  // Ends the delivery: waits for a frame that is being delivered. The recorder gives that frame up
+  // when it has no room for it while it is in here.
   bool Stop() override;
 
   // Channels, samples a second, bits a second.
@@ -57,14 +57,18 @@ class MixerRecorder final : public kxrtc::AudioMixerRecorder {
   };
 
   void Run();
-  void Deliver(const Delivery& delivery, const float* block);
+  bool Deliver(const Delivery& delivery, const float* block);  // False: the encoder failed.
+  Delivery BeginDelivery();
+  void EndDelivery(bool encoder_failed);
   Delivery CurrentDelivery() const;
 
   AudioRoom* const room_;
   const ConferenceClock* const clock_;
   MediaTap* const tap_;
   mutable std::mutex lock_;
+  std::condition_variable delivered_block_;
   Delivery delivery_;
+  bool delivering_ = false;  // The mixing thread uses a copy of `delivery_`.
   std::atomic<uint64_t> delivered_{0};
   StopSignal stop_;
   std::thread thread_;

@@ -168,6 +168,8 @@ bool SpeakerRecorder::OnEncodedData(EncodedAudioFrame* encoded) {
   return true;
 }
 
+uint32_t SpeakerRecorder::QueuedTasks() const { return task_handler_.QueuedTasks(); }
+
 void SpeakerRecorder::Push(std::function<bool()> task) {
   TaskHandler::Task item(kTaskId, std::move(task));
   (void)task_handler_.PushTask(item);  // Never refused while an entry is in progress.

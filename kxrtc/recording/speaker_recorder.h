@@ -74,6 +74,10 @@ class KX_EXPORT SpeakerRecorder : public VideoFrameRelayCallback, public AudioMi
   bool OnEncodedFrame(const EncodedImage* image, uint32_t ssrc) override;
   bool OnEncodedData(EncodedAudioFrame* frame) override;
 
+  // Calls that were accepted and wait for the task thread, at most about 4096; how close a host is
+  // to waiting for a slow disk.
+  uint32_t QueuedTasks() const;
+
  private:
   class Entry;
 

@@ -143,6 +143,18 @@ TEST_F(TaskHandlerTest, TryPushTaskRefusesInsteadOfWaitingForRoom) {
   EXPECT_EQ(static_cast<size_t>(kQueueCapacity), order.size());
 }
 
+TEST_F(TaskHandlerTest, CountsTheTasksThatWait) {
+  handler.Initialize(nullptr, 1);
+  EXPECT_EQ(handler.QueuedTasks(), 0u);
+  Occupy();
+  EXPECT_EQ(handler.QueuedTasks(), 0u);
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(PushNumber(i));
+  EXPECT_EQ(handler.QueuedTasks(), 3u);
+  release.Set();
+  handler.WaitAllTasksDoneAndFinalize();
+  EXPECT_EQ(handler.QueuedTasks(), 0u);
+}
+
 TEST_F(TaskHandlerTest, FullQueueRefusesOnceTheHandlerAcceptsNothingMore) {
   handler.Initialize(nullptr, 1);
   Occupy();

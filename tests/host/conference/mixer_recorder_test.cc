@@ -2,9 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cmath>
+#include <thread>
 #include <vector>
 
 #include "host/conference/conference_audio_factory.h"
@@ -73,6 +74,31 @@ TEST_F(MixerRecorderTest, GoesOnWhenItsSourceChanges) {
   EXPECT_TRUE(mixer_.IsRunning());
 }
 
+// Stays in the delivery of its first frame until it is let go.
+class HoldingSink : public kxrtc::AudioMixerRecorderSink {
+ public:
+  bool OnEncodedData(kxrtc::EncodedAudioFrame*) override {
+    entered.Set();
+    EXPECT_TRUE(go_on.Wait(kDeadlineMs));
+    left.store(true);
+    return true;
+  }
+
+  kx_utility::Event entered{true, false};
+  kx_utility::Event go_on{true, false};
+  std::atomic<bool> left{false};
+};
+
+TEST_F(MixerRecorderTest, DeliversNothingAfterStop) {
+  HoldingSink sink;
+  ASSERT_TRUE(Start(kxrtc::kAudioMixerSourceAll, &sink));
+  ASSERT_TRUE(sink.entered.Wait(kDeadlineMs));
+  std::thread helper([&sink] { sink.go_on.Set(); });
+  EXPECT_TRUE(mixer_.Stop());
+  EXPECT_TRUE(sink.left.load());
+  helper.join();
+}
+
 TEST_F(MixerRecorderTest, StartsAgain) {
   CountingSink first(2);
   ASSERT_TRUE(Start(kxrtc::kAudioMixerSourceAll, &first));
@@ -81,6 +107,41 @@ TEST_F(MixerRecorderTest, StartsAgain) {
   CountingSink second(2);
   ASSERT_TRUE(Start(kxrtc::kAudioMixerSourceAll, &second));
   ASSERT_TRUE(second.Wait());
+}
+
+// Keeps the length of the longest of the first frames: silence takes hardly any bytes.
+class LengthSink : public kxrtc::AudioMixerRecorderSink {
+ public:
+  bool OnEncodedData(kxrtc::EncodedAudioFrame* frame) override {
+    if (count_ < kFrames) longest_ = std::max(longest_, frame->GetLength());
+    if (++count_ == kFrames) done_.Set();
+    return true;
+  }
+
+  uint32_t WaitForLongest() { return done_.Wait(kDeadlineMs) ? longest_ : 0; }
+
+ private:
+  static constexpr int kFrames = 5;
+  int count_ = 0;
+  uint32_t longest_ = 0;
+  kx_utility::Event done_{true, false};
+};
+
+TEST_F(MixerRecorderTest, HearsTheLocalMicrophoneOnlyWithTheSourceThatTakesItIn) {
+  SoundTrack* const track = room_.AddMicrophone(5, true);
+  std::vector<float> tone(static_cast<size_t>(kAudioSampleRate) * 4);
+  for (size_t i = 0; i < tone.size(); ++i) tone[i] = i / 50 % 2 == 0 ? 0.3f : -0.3f;
+  track->Write(SampleAt(clock_.NowUs()), tone.data(), tone.size() / kAudioChannels);
+  room_.SetOpen(5, true);
+  LengthSink remote;
+  ASSERT_TRUE(Start(kxrtc::kAudioMixerSourceRemote, &remote));
+  const uint32_t silence = remote.WaitForLongest();
+  EXPECT_GT(silence, 0u);
+  EXPECT_LT(silence, 40u);
+  LengthSink all;
+  ASSERT_TRUE(Start(kxrtc::kAudioMixerSourceAll, &all));
+  EXPECT_GT(all.WaitForLongest(), 100u);
+  EXPECT_TRUE(mixer_.Stop());
 }
 
 TEST_F(MixerRecorderTest, StopsWithoutHavingStarted) { EXPECT_TRUE(mixer_.Stop()); }
