@@ -45,6 +45,12 @@ size_t GolombLength(const std::string& rest) {
   return 2 * zeros + 1;
 }
 
+std::string GolombCode(uint64_t value) {
+  uint32_t count = 1;
+  while ((value + 1) >> count != 0) ++count;
+  return std::string(count - 1, '0') + ToBits(value + 1, count);
+}
+
 void ReadOnce(FuzzInput* input, BitBuffer* buffer, const std::string& bits) {
   const size_t before = PositionOf(buffer);
   const std::string rest = bits.substr(before);
@@ -101,15 +107,13 @@ void WriteOnce(FuzzInput* input, BitBufferWriter* writer, std::string* bits) {
   } else if (choice == 1) {
     const auto value = static_cast<uint32_t>(input->Number(input->Byte() % 5));
     representable = value != UINT32_MAX;
-    const uint64_t code = uint64_t{value} + 1;
-    written = ToBits(code, 2 * kx_utility::CountBits(code) - 1);
+    if (representable) written = GolombCode(value);
     result = writer->WriteExponentialGolomb(value);
   } else if (choice == 2) {
     const auto value = static_cast<int32_t>(input->Number(input->Byte() % 5));
     representable = value != INT32_MIN;
-    const int64_t code = (value > 0 ? 2 * int64_t{value} - 1 : -2 * int64_t{value}) + 1;
-    written = ToBits(static_cast<uint64_t>(code),
-                     2 * kx_utility::CountBits(static_cast<uint64_t>(code)) - 1);
+    const int64_t code = value > 0 ? 2 * int64_t{value} - 1 : -2 * int64_t{value};
+    if (representable) written = GolombCode(static_cast<uint64_t>(code));
     result = writer->WriteSignedExponentialGolomb(value);
   } else {
     const uint32_t byte_offset = input->Byte();

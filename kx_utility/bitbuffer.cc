@@ -56,36 +56,13 @@ uint32_t CountBits(uint64_t value) {
 BitBuffer::BitBuffer(const uint8_t* bytes, uint32_t byte_count)
     : bytes_(bytes), byte_count_(byte_count) {}
 
-uint64_t BitBuffer::Window() const {
+uint64_t BitBuffer::WindowAtTheEnd() const {
   uint64_t window = 0;
-  const uint32_t available = byte_count_ - byte_offset_;
-  if (available >= 8) {
-    const uint8_t* next = bytes_ + byte_offset_;
-    for (int i = 0; i < 8; ++i) window = window << 8 | next[i];
-  } else {
-    for (uint32_t i = 0; i < available; ++i) {
-      window |= static_cast<uint64_t>(bytes_[byte_offset_ + i]) << (56 - 8 * i);
-    }
+  for (uint32_t i = byte_offset_, shift = 64; i < byte_count_; ++i) {
+    shift -= 8;
+    window |= static_cast<uint64_t>(bytes_[i]) << shift;
   }
   return window << bit_offset_;
-}
-
-void BitBuffer::Advance(uint32_t bit_count) {
-  const uint64_t bits = static_cast<uint64_t>(bit_offset_) + bit_count;
-  byte_offset_ += static_cast<uint32_t>(bits / 8);
-  bit_offset_ = static_cast<uint32_t>(bits % 8);
-}
-
-bool BitBuffer::PeekBits(uint32_t* val, uint32_t bit_count) {
-  if (val == nullptr || bit_count > 32 || bit_count > RemainingBitCount()) return false;
-  *val = bit_count == 0 ? 0 : static_cast<uint32_t>(Window() >> (64 - bit_count));
-  return true;
-}
-
-bool BitBuffer::ReadBits(uint32_t* val, uint32_t bit_count) {
-  if (!PeekBits(val, bit_count)) return false;
-  Advance(bit_count);
-  return true;
 }
 
 bool BitBuffer::ReadUInt8(uint8_t* val) {
@@ -111,30 +88,14 @@ bool BitBuffer::ReadUInt16(uint16_t* val) {
 
 bool BitBuffer::ReadUInt32(uint32_t* val) { return ReadBits(val, 32); }
 
-bool BitBuffer::ConsumeBits(uint32_t bit_count) {
-  if (bit_count > RemainingBitCount()) return false;
-  Advance(bit_count);
-  return true;
-}
-
 bool BitBuffer::ConsumeBytes(uint32_t byte_count) {
   if (static_cast<uint64_t>(byte_count) * 8 > RemainingBitCount()) return false;
   byte_offset_ += byte_count;
   return true;
 }
 
-bool BitBuffer::ReadExponentialGolomb(uint32_t* val) {
-  if (val == nullptr) return false;
-  // The code lies in one window unless it is very long, or the data ends.
-  const uint64_t window = Window();
-  if (window != 0) {
-    const uint32_t length = 2 * static_cast<uint32_t>(__builtin_clzll(window)) + 1;
-    if (length <= 57 && length <= RemainingBitCount()) {
-      *val = static_cast<uint32_t>((window >> (64 - length)) - 1);
-      Advance(length);
-      return true;
-    }
-  }
+bool BitBuffer::ReadLongExponentialGolomb(uint32_t* val) {
+  const CallSite site = Here(__builtin_FILE(), "ReadExponentialGolomb");
   const uint32_t start_byte = byte_offset_;
   const uint32_t start_bit = bit_offset_;
   uint32_t bit_count = 1;  // The leading zeros and one more.
@@ -146,14 +107,14 @@ bool BitBuffer::ReadExponentialGolomb(uint32_t* val) {
   }
   if (bit_count <= kMaxGolombSuffix) {
     if (PeekBits(&bit, 1) && bit != 1) {
-      (void)Failed("should either be at the end of the stream, or the next bit should be 1.");
+      (void)Failed("should either be at the end of the stream, or the next bit should be 1.", site);
     }
     if (ReadBits(&bit, bit_count)) {
       *val = bit - 1;
       return true;
     }
   }
-  if (!Seek(start_byte, start_bit)) return Failed("seek failed");
+  if (!Seek(start_byte, start_bit)) return Failed("seek failed", site);
   return false;
 }
 

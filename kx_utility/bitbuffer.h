@@ -71,7 +71,11 @@ class KX_EXPORT BitBuffer {
 
  protected:
   // Moves forward; the caller has checked that so many bits remain.
-  void Advance(uint32_t bit_count);
+  void Advance(uint32_t bit_count) {
+    const uint64_t bits = static_cast<uint64_t>(bit_offset_) + bit_count;
+    byte_offset_ += static_cast<uint32_t>(bits / 8);
+    bit_offset_ = static_cast<uint32_t>(bits % 8);
+  }
 
   const uint8_t* const bytes_;
   const uint32_t byte_count_;
@@ -80,8 +84,50 @@ class KX_EXPORT BitBuffer {
 
  private:
   // The next bits left-aligned: at least 57 of them, or all that remain with zeros behind.
-  uint64_t Window() const;
+  uint64_t Window() const {
+    if (byte_count_ - byte_offset_ < 8) return WindowAtTheEnd();
+    uint64_t window = 0;
+    for (uint32_t i = 0; i < 8; ++i) window = window << 8 | bytes_[byte_offset_ + i];
+    return window << bit_offset_;
+  }
+  uint64_t WindowAtTheEnd() const;
+
+  // Any code, slowly.
+  bool ReadLongExponentialGolomb(uint32_t* val);
 };
+
+inline bool BitBuffer::PeekBits(uint32_t* val, uint32_t bit_count) {
+  if (val == nullptr || bit_count > 32 || bit_count > RemainingBitCount()) return false;
+  *val = bit_count == 0 ? 0 : static_cast<uint32_t>(Window() >> (64 - bit_count));
+  return true;
+}
+
+inline bool BitBuffer::ReadBits(uint32_t* val, uint32_t bit_count) {
+  if (!PeekBits(val, bit_count)) return false;
+  Advance(bit_count);
+  return true;
+}
+
+inline bool BitBuffer::ConsumeBits(uint32_t bit_count) {
+  if (bit_count > RemainingBitCount()) return false;
+  Advance(bit_count);
+  return true;
+}
+
+inline bool BitBuffer::ReadExponentialGolomb(uint32_t* val) {
+  if (val == nullptr) return false;
+  // The code lies in one window unless it is very long, or the data ends.
+  const uint64_t window = Window();
+  if (window != 0) {
+    const uint32_t length = 2 * static_cast<uint32_t>(__builtin_clzll(window)) + 1;
+    if (length <= 57 && length <= RemainingBitCount()) {
+      *val = static_cast<uint32_t>((window >> (64 - length)) - 1);
+      Advance(length);
+      return true;
+    }
+  }
+  return ReadLongExponentialGolomb(val);
+}
 
 // Writes. Bits beside the written ones keep their values. Every operation that answers false writes
 // nothing and leaves the position.

@@ -2,76 +2,23 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 
 #include "kx_utility/raw_buffer.h"
+#include "kx_utility/zero_pair_search.h"
 
 namespace kxrtc {
 namespace H264 {
 namespace {
 
+using kx_utility::FindZeroPair;
+using kx_utility::ThirdByte;
+
 constexpr uint32_t kStartCodeSize = 3;
 constexpr uint8_t kEscapeByte = 3;
 
-// 16 bytes side by side; the compiler has an instruction for each operation where the machine does.
-using Bytes16 = uint8_t __attribute__((vector_size(16)));
-using Words2 = uint64_t __attribute__((vector_size(16)));
-constexpr size_t kBlockSize = 4 * sizeof(Bytes16);
-
-Bytes16 Load(const uint8_t* bytes) {
-  Bytes16 result;
-  std::memcpy(&result, bytes, sizeof(result));
-  return result;
-}
-
-// Three bytes searched for: 00 00 and a third one that equals `kThird` in the bits of `kMask`.
-template <uint8_t kThird, uint8_t kMask>
-struct Pattern {
-  static bool MatchesThird(uint8_t byte) { return ((byte ^ kThird) & kMask) == 0; }
-
-  // All ones in each lane where the pattern begins, for the positions bytes[0] to bytes[15].
-  static Bytes16 MatchesAt(const uint8_t* bytes) {
-    const Bytes16 miss = Load(bytes) | Load(bytes + 1) | ((Load(bytes + 2) ^ kThird) & kMask);
-    return reinterpret_cast<Bytes16>(miss == 0);
-  }
-
-  // Whether the pattern begins at one of bytes[0] to bytes[kBlockSize - 1].
-  static bool BlockHasMatch(const uint8_t* bytes) {
-    const Words2 found = reinterpret_cast<Words2>(MatchesAt(bytes) | MatchesAt(bytes + 16) |
-                                                  MatchesAt(bytes + 32) | MatchesAt(bytes + 48));
-    return (found[0] | found[1]) != 0;
-  }
-};
-using StartCode = Pattern<1, 0xFF>;    // Annex B.
-using Escape = Pattern<3, 0xFF>;       // What clause 7.4.1 takes out of a NAL payload,
-using NeedsEscape = Pattern<0, 0xFC>;  // and where it puts an escape into an RBSP.
-
-// The first position in [from, end) where the pattern begins, or `end`. Reads up to data[end + 1].
-// The plain search looks two bytes ahead and skips three when the byte there can be no part of the
-// pattern; whole blocks without a match are skipped sooner.
-template <typename P>
-size_t Find(const uint8_t* data, size_t from, size_t end) {
-  size_t i = from;
-  while (i < end) {
-    size_t stop = end;
-    if (end - i >= kBlockSize) {
-      if (!P::BlockHasMatch(data + i)) {
-        i += kBlockSize;
-        continue;
-      }
-      stop = i + kBlockSize;
-    }
-    while (i < stop) {
-      if (P::MatchesThird(data[i + 2])) {
-        if (data[i + 1] == 0 && data[i] == 0) return i;
-        ++i;
-      } else {
-        i += data[i + 2] == 0 ? 1 : 3;
-      }
-    }
-  }
-  return end;
-}
+constexpr ThirdByte kStartCode = {1, 0xFF};    // Annex B.
+constexpr ThirdByte kEscape = {3, 0xFF};       // What clause 7.4.1 takes out of a NAL payload,
+constexpr ThirdByte kNeedsEscape = {0, 0xFC};  // and where it puts an escape into an RBSP.
 
 // Calls `visit` with the position of each start code that has a NAL header byte behind it, in
 // order, until it returns false.
@@ -79,8 +26,8 @@ template <typename Visitor>
 void ForEachStartCode(const uint8_t* data, uint32_t length, Visitor visit) {
   if (length <= kStartCodeSize) return;
   const size_t end = length - kStartCodeSize;
-  for (size_t i = Find<StartCode>(data, 0, end); i < end;
-       i = Find<StartCode>(data, i + kStartCodeSize, end)) {
+  for (size_t i = FindZeroPair(data, 0, end, kStartCode); i < end;
+       i = FindZeroPair(data, i + kStartCodeSize, end, kStartCode)) {
     if (!visit(static_cast<uint32_t>(i))) return;
   }
 }
@@ -128,7 +75,8 @@ std::vector<uint8_t> ParseRbsp(const uint8_t* data, uint32_t length) {
   result.reserve(length);
   size_t copied = 0;
   const size_t end = length < 3 ? 0 : length - 2;
-  for (size_t i = Find<Escape>(data, 0, end); i < end; i = Find<Escape>(data, copied, end)) {
+  for (size_t i = FindZeroPair(data, 0, end, kEscape); i < end;
+       i = FindZeroPair(data, copied, end, kEscape)) {
     result.insert(result.end(), data + copied, data + i + 2);
     copied = i + 3;
   }
@@ -140,8 +88,8 @@ void WriteRbsp(const uint8_t* bytes, uint32_t length, kx_utility::RawBuffer* des
   destination->EnsureCapacityWithHeadroom(destination->size() + length, false);
   uint32_t copied = 0;
   const size_t end = length < 3 ? 0 : length - 2;
-  for (size_t i = Find<NeedsEscape>(bytes, 0, end); i < end;
-       i = Find<NeedsEscape>(bytes, copied, end)) {
+  for (size_t i = FindZeroPair(bytes, 0, end, kNeedsEscape); i < end;
+       i = FindZeroPair(bytes, copied, end, kNeedsEscape)) {
     const uint32_t next = static_cast<uint32_t>(i) + 2;
     AppendStepwise(bytes + copied, next - copied, destination);
     AppendStepwise(&kEscapeByte, 1, destination);

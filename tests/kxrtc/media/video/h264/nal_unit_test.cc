@@ -312,7 +312,7 @@ TEST(NalUnitTest, EqualsThePlainSearchOnEveryShortBuffer) {
 TEST(NalUnitTest, EqualsThePlainSearchForAPatternAtEveryPosition) {
   const std::vector<Bytes> patterns = {{0, 0, 1, 0x65}, {0, 0, 0, 1, 0x61}, {0, 0, 3}, {0, 0, 2},
                                        {0, 1},          {0, 0, 0, 0, 0, 1}};
-  for (const size_t size : {62, 63, 64, 65, 66, 67, 68, 127, 128, 130, 131, 200}) {
+  for (const size_t size : {66, 67, 126, 127, 128, 129, 130, 131, 132, 258, 259}) {
     for (const Bytes& pattern : patterns) {
       for (const uint8_t filler : {0, 1, 2, 0xFF}) {
         for (size_t at = 0; at + pattern.size() <= size; ++at) {
