@@ -12,7 +12,8 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 # participant NAME PERIOD RATE SIZE TONE BEGIN: flashes and beeps for 100 ms in every other stretch
-# of five seconds, beginning at BEGIN, so that the two take turns.
+# of five seconds, beginning at BEGIN, so that the two take turns. The period is a whole number of
+# pictures: flash and beep begin together in the source.
 participant() {
   local on="gte(mod(t-$6+10,10),0)*lt(mod(t-$6+10,10),5)*lt(mod(t,$2),0.1)"
   ffmpeg -v error -y -t "$seconds" -f lavfi \
@@ -22,7 +23,7 @@ participant() {
 }
 
 participant ada 0.5 30 640x360 1000 0 &
-participant ben 0.5 25 320x240 1500 5
+participant ben 0.5 20 320x240 1500 5
 wait
 cat > "$work/scenario.json" <<END
 {"duration": $seconds, "participants": [
