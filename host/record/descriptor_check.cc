@@ -47,9 +47,11 @@ class Comparison {
     if (!overall.isObject()) return Missing(kOverallKey);
     DescriptorSummary& found = summary_->descriptor;
     uint32_t channels = 0;
-    const bool has_counts = GetUInt(overall, "record_session_count", &found.session_count) &
-                            GetUInt(overall, "contain_video", &found.contain_video) &
-                            GetUInt(overall, "contain_desktop", &found.contain_desktop);
+    // Each missing member is told.
+    const bool has_sessions = GetUInt(overall, "record_session_count", &found.session_count);
+    const bool has_video = GetUInt(overall, "contain_video", &found.contain_video);
+    const bool has_desktop = GetUInt(overall, "contain_desktop", &found.contain_desktop);
+    const bool has_counts = has_sessions && has_video && has_desktop;
     const bool has_channels = GetUInt(overall, "audio_channel_count", &channels);
     if (has_channels) found.audio_channel_count = channels;
     found.parsed = has_counts && has_channels;
@@ -122,9 +124,9 @@ class Comparison {
     const char* const counts[] = {"session_video_frame_count", "session_audio_frame_count"};
     const char* const switches = "session_video_switch_count";
     bool valid = true;
-    for (const char* key : times) valid &= Check(Member(value, key).isInt64(), key);
-    for (const char* key : counts) valid &= Check(Member(value, key).isUInt64(), key);
-    valid &= Check(Member(value, switches).isUInt(), switches);
+    for (const char* key : times) valid = Check(Member(value, key).isInt64(), key) && valid;
+    for (const char* key : counts) valid = Check(Member(value, key).isUInt64(), key) && valid;
+    valid = Check(Member(value, switches).isUInt(), switches) && valid;
     if (!valid || i >= summary_->sessions.size()) return;
     const SessionSummary& session = summary_->sessions[i];
     CompareTime(i, times[0], value[times[0]].asInt64(), session.start_us, session);

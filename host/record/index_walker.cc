@@ -1,6 +1,7 @@
 #include "host/record/index_walker.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "kx_utility/byte_buffer.h"
 
@@ -91,6 +92,24 @@ IndexWalker::Step IndexWalker::Next(IndexRecord* record) {
   return Step::kTruncated;
 }
 
+// Moves to the next byte that may begin a type, or to the end. False when the file became shorter.
+bool IndexWalker::FindTypeMark() {
+  constexpr uint8_t kTypeMark = kxrtc::kStartRecording >> 24;
+  constexpr uint64_t kPieceSize = RecordFile::kWindowSize / 4;
+  while (position_ < index_->size()) {
+    const auto piece = static_cast<size_t>(std::min(kPieceSize, index_->size() - position_));
+    const uint8_t* bytes = index_->View(position_, piece);
+    if (bytes == nullptr) return false;
+    const auto* mark = static_cast<const uint8_t*>(std::memchr(bytes, kTypeMark, piece));
+    if (mark != nullptr) {
+      position_ += static_cast<uint64_t>(mark - bytes);
+      return true;
+    }
+    position_ += piece;
+  }
+  return true;
+}
+
 // Chance makes four bytes look like a type now and then: a record is believed once another one, or
 // the end of the file, stands right behind it.
 IndexWalker::Step IndexWalker::SkipGarbage(IndexRecord* record) {
@@ -98,7 +117,9 @@ IndexWalker::Step IndexWalker::SkipGarbage(IndexRecord* record) {
   while (++position_ < index_->size()) {
     IndexRecord candidate;
     IndexRecord next;
-    const Look look = LookAt(position_, &candidate);
+    const bool found = FindTypeMark();
+    if (found && position_ >= index_->size()) break;
+    const Look look = found ? LookAt(position_, &candidate) : Look::kChanged;
     if (look == Look::kChanged) {
       position_ = index_->size();
       return Step::kChanged;

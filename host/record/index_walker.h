@@ -57,6 +57,7 @@ class IndexWalker {
 
   Look LookAt(uint64_t position, IndexRecord* record) const;
   Step SkipGarbage(IndexRecord* record);
+  bool FindTypeMark();
 
   RecordFile* index_;
   uint64_t position_ = 0;
