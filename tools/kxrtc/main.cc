@@ -2,6 +2,8 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <map>
+#include <memory>
 #include <string>
 
 #include "tools/kxrtc/dump_command.h"
@@ -9,6 +11,7 @@
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/h264_command.h"
 #include "tools/kxrtc/info_command.h"
+#include "tools/kxrtc/log_file.h"
 #include "tools/kxrtc/record_command.h"
 #include "tools/kxrtc/repair_command.h"
 #include "tools/kxrtc/report_command.h"
@@ -28,8 +31,39 @@ constexpr char kFooter[] =
     "  kxrtc report ~/records/monday monday.html     all of that as a page\n"
     "  kxrtc h264 ~/records/monday/SpeakeRecord.264  list the NAL units of a stream\n";
 
+constexpr char kLogFooter[] =
+    "\n"
+    "With every subcommand:\n"
+    "  --log-file PATH    write the library's log into PATH, complete also after Ctrl-C\n"
+    "  --log-level LEVEL  verbose, info (default), warning or error\n";
+
+const std::map<std::string, kx_utility::LoggingSeverity> kLogLevels = {
+    {"verbose", kx_utility::LS_VERBOSE},
+    {"info", kx_utility::LS_INFO},
+    {"warning", kx_utility::LS_WARNING},
+    {"error", kx_utility::LS_ERROR}};
+
+// The options of every subcommand. The log is open before the subcommand runs.
+void AddLogOptions(CLI::App& app, kxrtc_tool::LogFile* log_file) {
+  auto path = std::make_shared<std::string>();
+  auto level = std::make_shared<kx_utility::LoggingSeverity>(kx_utility::LS_INFO);
+  CLI::Option* file_option =
+      app.add_option("--log-file", *path, "Write the library's log into this file");
+  app.add_option("--log-level", *level, "The least severe statements to write (default info)")
+      ->transform(CLI::CheckedTransformer(kLogLevels).description("verbose|info|warning|error"))
+      ->needs(file_option);
+  app.parse_complete_callback([path, level, log_file] {
+    if (path->empty() || log_file->Open(*path, *level)) return;
+    throw CLI::ValidationError("--log-file", "cannot write " + *path);
+  });
+  for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
+    command->footer(command->get_footer() + kLogFooter);
+  }
+}
+
 int Run(int argc, char** argv) {
   int exit_status = kxrtc_tool::kExitOk;
+  kxrtc_tool::LogFile log_file;
   CLI::App app("Makes, looks into and transcodes speaker records.", "kxrtc");
   app.set_version_flag("--version", "kxrtc " KXRTC_VERSION);
   app.require_subcommand(1);
@@ -45,6 +79,7 @@ int Run(int argc, char** argv) {
   kxrtc_tool::AddRepairCommand(app, &exit_status);
   kxrtc_tool::AddReportCommand(app, &exit_status);
   kxrtc_tool::AddH264Command(app, &exit_status);
+  AddLogOptions(app, &log_file);
 
   try {
     app.parse(argc, argv);

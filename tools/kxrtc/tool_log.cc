@@ -20,9 +20,9 @@ std::string TextOf(const std::string& statement) {
 
 }  // namespace
 
-ToolLog::ToolLog() { SetLogSink(this); }
+ToolLog::ToolLog() : next_(kx_utility::LogMessage::GetCurrentLogSink()) { SetLogSink(this); }
 
-ToolLog::~ToolLog() { SetLogSink(nullptr); }
+ToolLog::~ToolLog() { SetLogSink(next_); }
 
 std::string ToolLog::first_error() const {
   const std::lock_guard<std::mutex> guard(lock_);
@@ -35,11 +35,14 @@ void ToolLog::Clear() {
 }
 
 void ToolLog::OnLogMessage(const char* message, kx_utility::LoggingSeverity severity) {
+  if (next_ != nullptr) next_->OnLogMessage(message, severity);
   if (severity != kx_utility::LS_ERROR) return;
   const std::lock_guard<std::mutex> guard(lock_);
   if (first_error_.empty()) first_error_ = TextOf(message);
 }
 
-void ToolLog::SetDumpScopeLog(bool /*enable*/) {}
+void ToolLog::SetDumpScopeLog(bool enable) {
+  if (next_ != nullptr) next_->SetDumpScopeLog(enable);
+}
 
 }  // namespace kxrtc_tool

@@ -9,7 +9,8 @@
 
 namespace kxrtc_tool {
 
-// Registers itself as the log sink of the process and detaches on destruction.
+// Listens to the log of the process while it lives and passes everything on to the sink that was
+// registered before.
 // Threads: any; destroyed when nobody logs any more.
 class ToolLog : public kx_utility::LogSink {
  public:
@@ -25,6 +26,7 @@ class ToolLog : public kx_utility::LogSink {
   void SetDumpScopeLog(bool enable) override;
 
  private:
+  kx_utility::LogSink* const next_;
   mutable std::mutex lock_;
   std::string first_error_;
 };

@@ -1,0 +1,230 @@
+// What a user meets when a transcoding does not go well: message, exit status, nothing left behind.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include "tests/testing/conference_record.h"
+#include "tests/testing/kxrtc_program.h"
+#include "tests/testing/temp_dir.h"
+
+namespace {
+
+using kx_testing::Quoted;
+using kx_testing::ReadFile;
+using kx_testing::RecordBuilder;
+using kx_testing::RunKxrtc;
+using kx_testing::RunShell;
+using kx_testing::ShellResult;
+using kx_testing::TempDir;
+using kx_testing::WriteFile;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class TranscodeFailuresTest : public ::testing::Test {
+ protected:
+  ShellResult Transcode(const std::string& options = "--video copy") {
+    return RunKxrtc("transcode --quiet " + options + " " + record_.path() + " " + mp4_);
+  }
+  // A second of filler and sound.
+  RecordBuilder Second() {
+    RecordBuilder builder(record_);
+    builder.Start(0).Channel(1, 0);
+    int64_t time_us = 0;
+    for (const std::string& frame : kx_testing::MakeAudio(47, 2, true)) {
+      builder.Audio(time_us += 21333, frame);
+    }
+    return builder;
+  }
+  std::vector<std::string> Left() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(out_.path())) {
+      names.push_back(entry.path().filename().string());
+    }
+    return names;
+  }
+
+  TempDir record_;
+  TempDir out_;
+  std::string mp4_ = out_.File("out.mp4");
+};
+
+TEST_F(TranscodeFailuresTest, AnExistingFileIsKeptUnlessForced) {
+  Second().Stop(2000000).Write();
+  WriteFile(mp4_, "mine");
+  const ShellResult refused = Transcode();
+  EXPECT_EQ(refused.exit_status, 5);
+  EXPECT_EQ(refused.errors, "kxrtc: " + mp4_ + " exists already\n");
+  EXPECT_EQ(ReadFile(mp4_), "mine");
+  EXPECT_EQ(Transcode("--video copy --force").exit_status, 0);
+  EXPECT_GT(std::filesystem::file_size(mp4_), 1000u);
+  EXPECT_THAT(Left(), ElementsAre("out.mp4"));
+}
+
+TEST_F(TranscodeFailuresTest, AMissingFolderIsNamed) {
+  Second().Stop(2000000).Write();
+  mp4_ = out_.File("missing/out.mp4");
+  const ShellResult run = Transcode();
+  EXPECT_EQ(run.exit_status, 5);
+  EXPECT_EQ(run.errors, "kxrtc: cannot create a file in " + out_.File("missing/") +
+                            ": No such file or directory\n");
+}
+
+TEST_F(TranscodeFailuresTest, TheRecordItselfIsNeverReplaced) {
+  Second().Stop(2000000).Write();
+  mp4_ = record_.File("SpeakeRecord.aac");
+  const std::string before = ReadFile(mp4_);
+  const ShellResult run = Transcode("--video copy --force");
+  EXPECT_EQ(run.exit_status, 5);
+  EXPECT_EQ(run.errors, "kxrtc: " + mp4_ + " is a file of the record itself\n");
+  EXPECT_EQ(ReadFile(mp4_), before);
+}
+
+TEST_F(TranscodeFailuresTest, ARecordThatCannotBeOpenedIsToldWithTheCause) {
+  EXPECT_EQ(Transcode().errors,
+            "kxrtc: cannot open the record in " + record_.path() + ": failed to open video file\n");
+  Second().Stop(2000000).Write();
+  WriteFile(record_.File("SpeakeRecord.desc"), "no document");
+  const ShellResult run = Transcode();
+  EXPECT_EQ(run.exit_status, 3);
+  EXPECT_EQ(run.errors,
+            "kxrtc: cannot open the record in " + record_.path() + ": failed in reader.parse\n");
+  EXPECT_THAT(Left(), IsEmpty());
+}
+
+TEST_F(TranscodeFailuresTest, ADamagedRecordLeavesNothing) {
+  Second().RawIndex("\xEE\xDD\xCC\x05 eight b").Stop(2000000).Write();
+  const ShellResult run = Transcode();
+  EXPECT_EQ(run.exit_status, 6);
+  EXPECT_THAT(run.errors, HasSubstr("kxrtc: the record in " + record_.path() + " is damaged ("));
+  EXPECT_THAT(Left(), IsEmpty());
+}
+
+TEST_F(TranscodeFailuresTest, ARecordWithoutMediaMakesNoFile) {
+  RecordBuilder(record_).Start(0).Stop(1).Write();
+  const ShellResult run = Transcode();
+  EXPECT_EQ(run.exit_status, 8);
+  EXPECT_EQ(run.errors, "kxrtc: the record in " + record_.path() + " holds nothing to play\n");
+  EXPECT_THAT(Left(), IsEmpty());
+}
+
+struct CutCase {
+  const char* name;
+  const char* file;
+  size_t bytes;  // Cut off its end.
+};
+
+class CutShortTest : public TranscodeFailuresTest, public ::testing::WithParamInterface<CutCase> {};
+
+TEST_P(CutShortTest, GivesAFileOfEverythingUpToThere) {
+  Second().Stop(2000000).Write();
+  const std::string path = record_.File(GetParam().file);
+  std::filesystem::resize_file(path, std::filesystem::file_size(path) - GetParam().bytes);
+  for (const char* mode : {"--video copy", "--preset ultrafast --no-hardware --force"}) {
+    const ShellResult run = Transcode(mode);
+    EXPECT_EQ(run.exit_status, 7);
+    EXPECT_EQ(run.errors,
+              "kxrtc: warning: the record ends without its stop record, as after a crash of the "
+              "recording program; " +
+                  mp4_ + " holds everything up to there\n");
+    const ShellResult decode = RunShell("ffmpeg -nostdin -v warning -i " + Quoted(mp4_) +
+                                        " -fps_mode passthrough -enc_time_base -1 -f null -");
+    EXPECT_EQ(decode.exit_status, 0);
+    EXPECT_EQ(decode.errors, "");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, CutShortTest,
+                         ::testing::Values(CutCase{"NoStopRecord", "SpeakeRecord.index", 12},
+                                           CutCase{"InsideTheStopRecord", "SpeakeRecord.index", 1},
+                                           CutCase{"InsideAPayload", "SpeakeRecord.index", 13},
+                                           CutCase{"AudioMissing", "SpeakeRecord.aac", 1000}),
+                         [](const auto& param) { return std::string(param.param.name); });
+
+TEST_F(TranscodeFailuresTest, AFullDiskIsToldAndNothingIsLeft) {
+  kx_testing::WriteLongConference(record_, true);
+  const ShellResult run =
+      RunShell("trap '' XFSZ; ulimit -f 100; " + Quoted(KXRTC_PROGRAM) +
+               " transcode --quiet --video copy " + record_.path() + " " + mp4_);
+  EXPECT_EQ(run.exit_status, 4);
+  EXPECT_EQ(run.errors, "kxrtc: cannot write " + mp4_ + ": File too large\n");
+  EXPECT_THAT(Left(), IsEmpty());
+}
+
+TEST_F(TranscodeFailuresTest, AudioOfAnotherKindIsToldAndNothingIsLeft) {
+  RecordBuilder builder(record_);
+  builder.Start(0).Channel(1, 0);
+  for (int i = 1; i < 20; ++i) builder.Audio(i * 21333, std::string(300, '\x7F'));
+  builder.Stop(2000000).Write();
+  const ShellResult run = Transcode();
+  EXPECT_EQ(run.exit_status, 4);
+  EXPECT_EQ(run.errors, "kxrtc: the audio is not AAC with 48000 samples a second\n");
+  EXPECT_THAT(Left(), IsEmpty());
+}
+
+struct UsageCase {
+  const char* name;
+  const char* arguments;
+};
+
+class UsageTest : public ::testing::TestWithParam<UsageCase> {};
+
+TEST_P(UsageTest, IsStatusTwo) {
+  const ShellResult run = RunKxrtc(GetParam().arguments);
+  EXPECT_EQ(run.exit_status, 2);
+  EXPECT_NE(run.errors, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, UsageTest,
+    ::testing::Values(UsageCase{"NoCommand", ""}, UsageCase{"UnknownCommand", "transmogrify"},
+                      UsageCase{"NoOutput", "transcode /tmp"},
+                      UsageCase{"UnknownMode", "transcode /tmp a.mp4 --video paint"},
+                      UsageCase{"UnknownPreset", "transcode /tmp a.mp4 --preset swift"},
+                      UsageCase{"LevelWithoutFile", "estimate /tmp --log-level info"},
+                      UsageCase{"UnknownLevel", "estimate /tmp --log-file l --log-level loud"},
+                      UsageCase{"LogThatCannotBeWritten", "estimate /tmp --log-file /nowhere/l"}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+class StoppedTest : public TranscodeFailuresTest, public ::testing::WithParamInterface<int> {};
+
+// A transcoding that takes far longer than this test, stopped as soon as it writes.
+TEST_P(StoppedTest, LeavesNothing) {
+  kx_testing::WriteLongConference(record_, true);
+  const std::string log = record_.File("log");
+  const std::string messages = record_.File("messages");
+  const char* arguments[] = {
+      KXRTC_PROGRAM,   "transcode", record_.path().c_str(), mp4_.c_str(), "--preset", "veryslow",
+      "--no-hardware", "--quiet",   "--log-file",           log.c_str(),  nullptr};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 2, messages.c_str(), O_WRONLY | O_CREAT, 0600);
+  pid_t child = 0;
+  ASSERT_EQ(posix_spawn(&child, KXRTC_PROGRAM, &actions, nullptr,
+                        const_cast<char* const*>(arguments), environ),
+            0);
+  posix_spawn_file_actions_destroy(&actions);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (Left().empty() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  EXPECT_EQ(Left().size(), 1u);
+  kill(child, GetParam());
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 128 + GetParam());
+  EXPECT_EQ(ReadFile(messages), "kxrtc: stopped; nothing is written\n");
+  EXPECT_THAT(Left(), IsEmpty());
+  EXPECT_THAT(ReadFile(log), HasSubstr("[StopTranscoding]"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, StoppedTest, ::testing::Values(SIGINT, SIGTERM),
+                         [](const auto& param) { return param.param == SIGINT ? "Int" : "Term"; });
+
+}  // namespace
