@@ -1,5 +1,6 @@
 #include "host/copy_video_track.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -138,7 +139,7 @@ bool CopyVideoTrack::Finish(int64_t end_us) {
     if (duration_us <= 0) {
       duration_us = last_duration_us_ > 0 ? last_duration_us_ : kDefaultDurationUs;
     }
-    if (!WriteHeld(duration_us)) return false;
+    if (!WriteHeld(std::min(duration_us, kLongestSampleUs))) return false;
     TellRotation();
   }
   const Mp4WriterStatus& status = report_->status;

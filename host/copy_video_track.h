@@ -20,6 +20,10 @@ namespace kxrtc_host {
 // up to the next one. A key frame without parameter sets of its own gets the newest.
 class CopyVideoTrack : public VideoTrack {
  public:
+  // What a sample can last at most: libavformat counts microseconds in 31 bits, somewhat less than
+  // which leaves room for its own sums.
+  static constexpr int64_t kLongestSampleUs = 2000000000;
+
   // `width` and `height` are what the file says about its pictures, which differ among themselves.
   // Both pointers outlive this.
   CopyVideoTrack(uint32_t width, uint32_t height, Mp4Muxer* muxer, WriterReport* report)

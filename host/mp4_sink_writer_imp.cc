@@ -1,6 +1,7 @@
 #include "host/mp4_sink_writer_imp.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "host/copy_video_track.h"
@@ -94,10 +95,12 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
           std::make_unique<EncodeVideoTrack>(std::move(encoder), settings, muxer_.get(), &report_);
       EncodeVideoTrack* const encode_track = track.get();
       video_track_ = std::move(track);
+      video_clock_ = std::make_unique<VideoClock>(std::numeric_limits<int64_t>::max());
       return encode_track->Initialize();
     }
     report_.Warn("FFmpeg has no H.264 encoder that works here: the video is copied");
   }
+  video_clock_ = std::make_unique<VideoClock>(CopyVideoTrack::kLongestSampleUs);
   video_track_ =
       std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_);
   return true;
@@ -113,13 +116,15 @@ bool Mp4SinkWriterImp::SetNewInputVideoAttributes(uint32_t /*width*/, uint32_t /
 bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
   if (!started_ || report_.failed() || data == nullptr) return false;
   const int64_t time_us = ExactMicroseconds(timeline_.Rebase(timestamp_us));
-  return Settle(video_track_->Push(std::max<int64_t>(time_us, 0), data, size));
+  const int64_t placed_us = video_clock_->Place(std::max<int64_t>(time_us, 0));
+  return Settle(video_track_->Push(placed_us, data, size));
 }
 
 bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
   if (!started_ || report_.failed() || data == nullptr) return false;
   const int64_t rebased_us = std::max<int64_t>(timeline_.Rebase(timestamp_us), 0);
   media_time_us_.store(ExactMicroseconds(rebased_us), std::memory_order_relaxed);
+  video_clock_->NoteAudio(ExactMicroseconds(rebased_us));
   return Settle(audio_track_->Push(rebased_us, data, size) &&
                 video_track_->AdvanceTo(ExactMicroseconds(rebased_us)));
 }
@@ -128,8 +133,13 @@ bool Mp4SinkWriterImp::Finish() {
   if (discard_.load(std::memory_order_acquire)) {
     return report_.Fail(WriterFailure::kDiscarded, "stopped before the end");
   }
-  if (report_.failed() || !video_track_->Finish(audio_track_->end_us())) return false;
+  if (report_.failed()) return false;
+  if (report_.status.video_samples_received == 0 && report_.status.audio_frames_received == 0) {
+    return report_.Fail(WriterFailure::kNothing, "there is nothing to write: no video, no audio");
+  }
+  if (!video_track_->Finish(audio_track_->end_us())) return false;
   audio_track_->Finish();
+  video_clock_->Finish(&report_);
   if (report_.status.timestamps_raised != 0) {
     report_.Warn(std::to_string(report_.status.timestamps_raised) +
                  " timestamps are not later than the one before and are raised");

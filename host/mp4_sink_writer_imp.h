@@ -13,6 +13,7 @@
 #include "host/media_time.h"
 #include "host/mp4_muxer.h"
 #include "host/output_file.h"
+#include "host/video_clock.h"
 #include "host/video_track.h"
 #include "host/writer_status.h"
 #include "kxrtc/recording/mp4_sink_writer.h"
@@ -89,6 +90,7 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   TimelineStart timeline_;
   std::unique_ptr<Mp4Muxer> muxer_;
   std::unique_ptr<VideoTrack> video_track_;
+  std::unique_ptr<VideoClock> video_clock_;
   std::unique_ptr<AudioTrack> audio_track_;
 };
 

@@ -278,6 +278,50 @@ TEST_F(CopyTest, MovesAStartFarFromZero) {
   EXPECT_EQ(file.Track("soun").start_us, 21333);
 }
 
+TEST_F(CopyTest, VideoFollowsTheAudioWhenTheRecordersClockWasSetForward) {
+  const std::string unit = TinyVideo(64, 32, 1)[0];
+  const int64_t hour = 3600000000;
+  ASSERT_TRUE(Start());
+  Attributes();
+  ASSERT_TRUE(Video(10000, unit));
+  Silence(1, 10);
+  ASSERT_TRUE(Video(hour, unit));  // From here on the replay spaces samples by 10 ms.
+  Silence(11, 20);
+  ASSERT_TRUE(Video(hour + 10000, unit));
+  ASSERT_TRUE(Video(hour + 20000, unit));
+  Silence(21, 30);
+  const Mp4Track video = Finished().Track("vide");
+  EXPECT_THAT(video.durations, ElementsAre(203333, 213334, 1, 234665));
+  EXPECT_THAT(writer_->status().warnings,
+              ElementsAre("the recorder's clock was set forward by 0:59:59.842 at 0:00:00.213: 3 "
+                          "video samples follow the audio instead"));
+}
+
+TEST_F(CopyTest, WithoutAudioAPauseIsAsLongAsTheFileCanTell) {
+  const std::string unit = TinyVideo(64, 32, 1)[0];
+  ASSERT_TRUE(Start());
+  Attributes();
+  ASSERT_TRUE(Video(0, unit));
+  ASSERT_TRUE(Video(3600000000, unit));
+  ASSERT_TRUE(Video(3600100000, unit));
+  EXPECT_THAT(Finished().Track("vide").durations, ElementsAre(2000000000, 100001, 100001));
+  EXPECT_THAT(writer_->status().warnings,
+              Contains("the video pauses longer than the file can tell; 0:26:40.056 of it are left "
+                       "out"));
+}
+
+TEST_F(EncodeTest, AStepOfTheRecordersClockMakesNoHourOfPictures) {
+  const std::string unit = TinyVideo(64, 32, 1)[0];
+  ASSERT_TRUE(Start());
+  Attributes();
+  ASSERT_TRUE(Video(10000, unit));
+  Silence(1, 10);
+  ASSERT_TRUE(Video(3600000000, unit));
+  Silence(11, 45);
+  EXPECT_EQ(Finished().Track("vide").durations.size(), 24u);
+  EXPECT_THAT(writer_->status().warnings, Contains(HasSubstr("clock was set forward by 0:59:59")));
+}
+
 TEST_F(CopyTest, AConstantRotationStandsInTheTrack) {
   ASSERT_TRUE(Start());
   Attributes(450);
