@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 namespace kx_utility {
 namespace {
@@ -54,8 +55,10 @@ size_t FormatLogLine(char* buffer, uint32_t sequence_number, double time_s, uint
   out = WriteNumber(out, thread_id);
   *out++ = ']';
   *out++ = ' ';
-  for (size_t i = 0; i < text_length; ++i) out[i] = text[i] == '\n' ? ' ' : text[i];
-  out += text_length;
+  if (text_length != 0) std::memcpy(out, text, text_length);
+  char* const end = out + text_length;
+  while ((out = static_cast<char*>(std::memchr(out, '\n', end - out))) != nullptr) *out++ = ' ';
+  out = end;
   *out++ = '\t';
   *out++ = '\n';
   *out = '\0';

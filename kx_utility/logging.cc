@@ -1,7 +1,9 @@
 #include "kx_utility/logging.h"
 
+#include <charconv>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 
 namespace kx_utility {
 namespace {
@@ -10,6 +12,36 @@ int64_t SystemClockMicroseconds() {
   return std::chrono::duration_cast<std::chrono::microseconds>(
              std::chrono::system_clock::now().time_since_epoch())
       .count();
+}
+
+// Shows and sets where a string stream keeps its text.
+class BufferAccess : public std::stringbuf {
+ public:
+  // Text goes to `memory` first, and to the heap only when that is full. A mere offer to the
+  // standard library: one that declines it allocates.
+  static void SetMemory(std::stringbuf* buffer, char* memory, std::streamsize size) {
+#ifdef __GLIBCXX__
+    buffer->pubsetbuf(memory, size);
+    (buffer->*&BufferAccess::setg)(memory, memory, memory);  // There is no text in it yet.
+#else
+    (void)buffer, (void)memory, (void)size;
+#endif
+  }
+
+  static const char* Begin(const std::stringbuf& buffer) {
+    return (buffer.*&BufferAccess::pbase)();
+  }
+  static const char* End(const std::stringbuf& buffer) { return (buffer.*&BufferAccess::pptr)(); }
+
+  // False once the position was moved: then text may stand behind it.
+  static bool EndsAtThePosition(const std::stringbuf& buffer) {
+    return (buffer.*&BufferAccess::egptr)() <= End(buffer);
+  }
+};
+
+void WriteToStandardError(const char* text, size_t size) {
+  std::fwrite(text, 1, size, stderr);
+  std::fflush(stderr);
 }
 
 }  // namespace
@@ -32,18 +64,101 @@ std::string LogMessage::g_log_tag = "kx_utility";
 LogMessage::LogMessage(const char* /*file*/, const char* function, int line,
                        LoggingSeverity severity)
     : severity_(severity) {
-  *this << '[' << g_log_tag << "][" << SeverityName(severity) << "][" << function << "][" << line
-        << ']';
+  BufferAccess::SetMemory(rdbuf(), inline_text_, sizeof(inline_text_));
+  AppendPrefix(function, line);
+}
+
+void LogMessage::AppendPrefix(const char* function, int line) {
+  const char* const severity = SeverityName(severity_);
+  Append("[", 1);
+  Append(g_log_tag.data(), g_log_tag.size());
+  Append("][", 2);
+  Append(severity, std::strlen(severity));
+  Append("][", 2);
+  Insert(function);
+  Append("][", 2);
+  AppendNumber(line);
+  Append("]", 1);
 }
 
 LogMessage::~LogMessage() {
-  *this << std::endl;
-  const std::string text = str();
-  if (g_min_sev_.load(std::memory_order_relaxed) <= severity_) OutputToDebug(text, severity_);
+  std::stringbuf& buffer = *rdbuf();
+  if (!BufferAccess::EndsAtThePosition(buffer)) {
+    put('\n');
+    const std::string text = str();
+    Emit(text.c_str(), text.size());
+    return;
+  }
+  buffer.sputc('\n');
+  buffer.sputc('\0');
+  const char* const text = BufferAccess::Begin(buffer);
+  Emit(text, static_cast<size_t>(BufferAccess::End(buffer) - text) - 1);
+}
+
+void LogMessage::Emit(const char* text, size_t size) const {
+  if (g_min_sev_.load(std::memory_order_relaxed) <= severity_) WriteToStandardError(text, size);
   if (LogSink* sink = g_sink_.load(std::memory_order_acquire)) {
-    sink->OnLogMessage(text.c_str(), severity_);
+    sink->OnLogMessage(text, severity_);
   }
 }
+
+// Whether the formatted insertion of text and integers would write no more and no less than the
+// characters themselves.
+bool LogMessage::IsPlain() const {
+  constexpr fmtflags kInitial = skipws | dec;
+  return good() && flags() == kInitial && width() == 0 && tie() == nullptr;
+}
+
+void LogMessage::Append(const char* text, size_t size) {
+  rdbuf()->sputn(text, static_cast<std::streamsize>(size));
+}
+
+template <typename Number>
+void LogMessage::AppendNumber(Number number) {
+  char digits[24];
+  const char* const past_digits = std::to_chars(digits, digits + sizeof(digits), number).ptr;
+  Append(digits, static_cast<size_t>(past_digits - digits));
+}
+
+template <typename Number>
+void LogMessage::InsertNumber(Number number) {
+  if (IsPlain()) {
+    AppendNumber(number);
+  } else {
+    static_cast<std::ostream&>(*this) << number;
+  }
+}
+
+void LogMessage::Insert(char c) {
+  if (IsPlain()) {
+    Append(&c, 1);
+  } else {
+    static_cast<std::ostream&>(*this) << c;
+  }
+}
+
+void LogMessage::Insert(const char* text) {
+  if (IsPlain() && text != nullptr) {
+    Append(text, std::strlen(text));
+  } else {
+    static_cast<std::ostream&>(*this) << text;
+  }
+}
+
+void LogMessage::Insert(const std::string& text) {
+  if (IsPlain()) {
+    Append(text.data(), text.size());
+  } else {
+    static_cast<std::ostream&>(*this) << text;
+  }
+}
+
+void LogMessage::Insert(int number) { InsertNumber(number); }
+void LogMessage::Insert(unsigned number) { InsertNumber(number); }
+void LogMessage::Insert(long number) { InsertNumber(number); }
+void LogMessage::Insert(unsigned long number) { InsertNumber(number); }
+void LogMessage::Insert(long long number) { InsertNumber(number); }
+void LogMessage::Insert(unsigned long long number) { InsertNumber(number); }
 
 void LogMessage::SetLoggingTag(const char* tag) { g_log_tag = tag; }
 
@@ -64,8 +179,7 @@ double LogMessage::DiffTime() {
 }
 
 void LogMessage::OutputToDebug(const std::string& text, LoggingSeverity /*severity*/) {
-  std::fwrite(text.data(), 1, text.size(), stderr);
-  std::fflush(stderr);
+  WriteToStandardError(text.data(), text.size());
 }
 
 const char* SeverityName(LoggingSeverity severity) {

@@ -10,9 +10,11 @@
 #define KX_UTILITY_LOGGING_H_
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <sstream>
 #include <string>
+#include <type_traits>
 
 #include "kx_utility/export.h"
 
@@ -58,7 +60,10 @@ class KX_EXPORT LogSink {
 };
 
 // One log statement: collects text like any output string stream and emits the line
-// "[tag][severity][function][line]text\n" when it is destroyed.
+// "[tag][severity][function][line]text\n" when it is destroyed. Strings, characters and integers
+// are inserted without the detour through the stream's locale as long as the stream's format is the
+// initial one; the text is that of any other output string stream in the classic locale. Statements
+// of up to kInlineTextSize characters allocate nothing.
 class KX_EXPORT LogMessage : public std::ostringstream {
  public:
   // `file` is accepted for the callers' convenience and not used. `function` is the bare name.
@@ -66,6 +71,18 @@ class KX_EXPORT LogMessage : public std::ostringstream {
   ~LogMessage() override;
   LogMessage(const LogMessage&) = delete;
   LogMessage& operator=(const LogMessage&) = delete;
+
+  // What operator<< below does for the types that are logged most. The text is that of the stream's
+  // own operator, which does the work where the stream's format was changed.
+  void Insert(char c);
+  void Insert(const char* text);
+  void Insert(const std::string& text);
+  void Insert(int number);
+  void Insert(unsigned number);
+  void Insert(long number);
+  void Insert(unsigned long number);
+  void Insert(long long number);
+  void Insert(unsigned long long number);
 
   // Replaces the tag that opens every line. Not while other threads log.
   static void SetLoggingTag(const char* tag);
@@ -92,9 +109,41 @@ class KX_EXPORT LogMessage : public std::ostringstream {
   static std::atomic<int32_t> g_min_sev_;
   static std::atomic<LogSink*> g_sink_;
   static std::string g_log_tag;
+  static constexpr size_t kInlineTextSize = 510;
+
+  bool IsPlain() const;
+  void Append(const char* text, size_t size);
+  template <typename Number>
+  void AppendNumber(Number number);
+  template <typename Number>
+  void InsertNumber(Number number);
+  void AppendPrefix(const char* function, int line);
+  void Emit(const char* text, size_t size) const;
 
   LoggingSeverity severity_;
+  char inline_text_[kInlineTextSize + 2];  // A newline and a terminating zero behind the text.
 };
+
+// The types that LogMessage::Insert() takes, and no type that merely converts to one of them.
+template <typename T>
+constexpr bool kInsertsDirectly =
+    std::is_same_v<T, char> || std::is_same_v<T, char*> || std::is_same_v<T, const char*> ||
+    std::is_same_v<T, std::string> || std::is_same_v<T, int> || std::is_same_v<T, unsigned> ||
+    std::is_same_v<T, long> || std::is_same_v<T, unsigned long> || std::is_same_v<T, long long> ||
+    std::is_same_v<T, unsigned long long>;
+
+// Faster than the stream's operators, which take everything else.
+template <typename T, std::enable_if_t<kInsertsDirectly<std::decay_t<const T>>, int> = 0>
+LogMessage& operator<<(LogMessage& message, const T& value) {
+  message.Insert(value);
+  return message;
+}
+
+template <typename T, std::enable_if_t<kInsertsDirectly<std::decay_t<const T>>, int> = 0>
+LogMessage& operator<<(LogMessage&& message, const T& value) {
+  message.Insert(value);
+  return message;
+}
 
 // The name printed for `severity`; "UNKNOWN" for values outside the enumeration.
 KX_EXPORT const char* SeverityName(LoggingSeverity severity);

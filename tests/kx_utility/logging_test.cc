@@ -2,6 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <iomanip>
+#include <limits>
+#include <string_view>
+
 #include "tests/testing/log_capture.h"
 
 namespace kx_utility {
@@ -91,6 +96,142 @@ TEST_F(LoggingTest, CountsTimeFromProgramLoad) {
   EXPECT_GE(first, 0.0);
   EXPECT_GT(g_start_time_, int64_t{1500000000} * 1000000);
   EXPECT_GE(LogMessage::DiffTime(), first);
+}
+
+// What reaches the sink of a statement into which `insert` puts its text, without the prefix.
+template <typename Insert>
+std::string TextOf(Insert insert) {
+  ScopedLogCapture log;
+  {
+    LogMessage message("", "f", 1, LS_INFO);
+    insert(message);
+  }
+  const std::string prefix = "[kx_utility][INFO][f][1]";
+  const std::string statement = log.raw().at(0);
+  EXPECT_EQ(prefix, statement.substr(0, prefix.size()));
+  return statement.substr(prefix.size());
+}
+
+// The same of an ordinary string stream.
+template <typename Insert>
+std::string PlainTextOf(Insert insert) {
+  std::ostringstream stream;
+  insert(stream);
+  return stream.str() + "\n";
+}
+
+template <typename Insert>
+void ExpectTextOfAnyStream(Insert insert) {
+  EXPECT_EQ(PlainTextOf(insert), TextOf(insert));
+}
+
+enum PlainEnum { kPlainEnumerator = 5 };
+
+struct Insertable {
+  operator int() const { return 1; }  // NOLINT: the conversion must not be preferred.
+  friend std::ostream& operator<<(std::ostream& stream, const Insertable&) {
+    return stream << "inserted";
+  }
+};
+
+TEST_F(LoggingTest, InsertsEveryTypeAsAnyStringStreamDoes) {
+  char array[8] = "array";
+  char* pointer = array;
+  const std::string text = "string";
+  ExpectTextOfAnyStream([&](auto& stream) {
+    stream << 'c' << static_cast<signed char>('s') << static_cast<unsigned char>('u') << "literal"
+           << array << pointer << static_cast<const char*>(pointer) << text << std::string("moved")
+           << std::string_view("view");
+  });
+  ExpectTextOfAnyStream([&](auto& stream) {
+    stream << reinterpret_cast<const unsigned char*>(array)
+           << reinterpret_cast<const signed char*>(array) << static_cast<const void*>(array) << true
+           << false << kPlainEnumerator << LS_WARNING << Insertable()
+           << std::filesystem::path("a/b") << nullptr;
+  });
+  ExpectTextOfAnyStream([](auto& stream) {
+    stream << short{-7} << ' ' << static_cast<unsigned short>(65535) << ' ' << -1 << ' ' << 1u
+           << ' ' << -2L << ' ' << 2UL << ' ' << -3LL << ' ' << 3ULL << ' ' << 0.1 << ' ' << 1e30
+           << ' ' << 2.5f;
+  });
+  ExpectTextOfAnyStream([](auto& stream) {
+    stream << std::numeric_limits<int>::min() << ' ' << std::numeric_limits<int>::max() << ' '
+           << std::numeric_limits<unsigned>::max() << ' ' << std::numeric_limits<int64_t>::min()
+           << ' ' << std::numeric_limits<int64_t>::max() << ' '
+           << std::numeric_limits<uint64_t>::max();
+  });
+}
+
+TEST_F(LoggingTest, HeedsTheFormatOfTheStream) {
+  ExpectTextOfAnyStream([](auto& stream) {
+    stream << std::hex << 255 << ' ' << -1 << std::showbase << std::uppercase << 48879u << std::dec
+           << std::showpos << 5 << ' ' << 6LL;
+  });
+  ExpectTextOfAnyStream([](auto& stream) {
+    stream << std::setw(5) << 7 << std::setw(5) << "ab" << std::setfill('*') << std::left
+           << std::setw(6) << std::string("cd") << std::setw(4) << 'e' << 8 << "f";
+  });
+  ExpectTextOfAnyStream([](auto& stream) {
+    stream << std::oct << 8u << std::setw(8) << std::internal << -9L << std::endl << std::flush;
+  });
+  ExpectTextOfAnyStream([](auto& stream) { stream << std::unitbuf << 1 << "a" << 'b'; });
+}
+
+TEST_F(LoggingTest, KeepsWhatABrokenStreamHeld) {
+  ExpectTextOfAnyStream([](auto& stream) {
+    stream << "before" << static_cast<const char*>(nullptr) << "after" << 5;
+  });
+}
+
+TEST_F(LoggingTest, HeedsAMovedPosition) {
+  EXPECT_EQ("J234567\n", TextOf([](std::ostream& stream) {
+              stream << "1234567";
+              const auto back = stream.tellp();
+              stream.seekp(back - std::streamoff(7));
+              stream << "J";
+              stream.seekp(back);
+            }));
+}
+
+TEST_F(LoggingTest, HoldsTextOfAnyLength) {
+  for (size_t size = 470; size < 530; ++size) {
+    const std::string text(size, 'x');
+    ASSERT_EQ(text + "\n", TextOf([&](auto& message) { message << text; }));
+    ASSERT_EQ(text + "12345\n", TextOf([&](auto& message) { message << text << 12345; }));
+  }
+  const std::string text(1 << 20, 'y');
+  EXPECT_EQ(text + text + "\n", TextOf([&](auto& message) { message << text << text; }));
+}
+
+struct StreamBuffer : std::stringbuf {
+  static const char* Begin(const std::stringbuf& buffer) {
+    return (buffer.*&StreamBuffer::pbase)();
+  }
+};
+
+TEST_F(LoggingTest, HoldsTheTextOfAStatementOfUsualLengthInItself) {
+  LogMessage message("", "f", 1, LS_INFO);
+  message << std::string(450, 'x') << 12345;
+  const char* const text = StreamBuffer::Begin(*message.rdbuf());
+  EXPECT_GE(text, reinterpret_cast<const char*>(&message));
+  EXPECT_LT(text, reinterpret_cast<const char*>(&message + 1));
+}
+
+TEST_F(LoggingTest, TakesATagAndAFunctionOfAnyLength) {
+  ScopedLogCapture log;
+  const std::string tag(700, 't');
+  const std::string function(700, 'f');
+  LogMessage::SetLoggingTag(tag.c_str());
+  LogMessage("", function.c_str(), 1, LS_INFO) << "text";
+  EXPECT_THAT(log.raw(), ElementsAre("[" + tag + "][INFO][" + function + "][1]text\n"));
+}
+
+TEST_F(LoggingTest, MayBeUsedAsAStringStreamBeforeItIsEmitted) {
+  ScopedLogCapture log;
+  LogMessage message("", "f", 1, LS_INFO);
+  message << "a" << 1;
+  std::ostringstream& stream = message;
+  EXPECT_EQ("[kx_utility][INFO][f][1]a1", stream.str());
 }
 
 struct SeverityCase {
