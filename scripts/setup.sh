@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing of scripts/packages.txt and says nothing when nothing is.
-# usage: scripts/setup.sh [checks] [browser]
+# usage: scripts/setup.sh [checks] [peers] [browser]
 #   checks   also what .ci/run checks the sources with
+#   peers    also what the benchmarks compare with (-DKXRTC_BENCHMARK_PEERS=ON)
 #   browser  also what plays the MP4 in a browser. The tests that need it are skipped without it, so
 #            a failure here is told and forgiven.
 set -euo pipefail
@@ -69,6 +70,7 @@ install_group ""
 for group in "$@"; do
   case "$group" in
     checks) install_group checks ;;
+    peers) install_group peers ;;
     browser)
       { install_group browser && install_playwright; } ||
         echo "setup: no browser to play the result in; the browser tests will be skipped" >&2
