@@ -13,7 +13,8 @@ crashes() { python3 tests/reliability/crash_sweep.py "${programs[@]}" "${@:-500}
 day() { python3 tests/reliability/day_record.py "${programs[@]}" "$clock" "$@"; }
 
 case "${1:-all}" in
-  crashes | day) "$@" ;;
+  crashes) crashes "${@:2}" ;;
+  day) day "${@:2}" ;;
   all)
     crashes
     day
