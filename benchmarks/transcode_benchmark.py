@@ -1,0 +1,86 @@
+#!/usr/bin/env python3
+"""Times `kxrtc transcode` beside its peers doing the same work: medians, interleaved runs.
+
+usage: transcode_benchmark.py copy|encode|memory KXRTC RECORD_DIR [--runs N] [--preset P]
+
+copy    against `ffmpeg -c copy -movflags +faststart` of the same elementary streams, and `cat` of
+        the two data files into one
+encode  against the ffmpeg command line with the same encoder settings
+memory  the largest resident memory of both modes; run it on a short and on a long record
+
+Warm: everything is read once before. What is written is removed each time. `kxrtc` is timed with
+and without waiting for the disk, since its peers never wait.
+"""
+
+import argparse
+import os
+import statistics
+import tempfile
+import time
+from pathlib import Path
+
+
+def timed(command, output):
+    """Seconds of wall time and of processor time, and the largest resident memory in MB."""
+    start = time.monotonic()
+    child = os.posix_spawnp("sh", ["sh", "-c", command], os.environ)
+    _, status, usage = os.wait4(child, 0)
+    wall = time.monotonic() - start
+    if status != 0:
+        raise SystemExit(f"status {status}: {command}")
+    size = Path(output).stat().st_size
+    Path(output).unlink()
+    return wall, usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024, size
+
+
+def commands(mode, kxrtc, record, output, preset):
+    video, audio = f"{record}/SpeakeRecord.264", f"{record}/SpeakeRecord.aac"
+    ours = f"exec {kxrtc} transcode --quiet {record} {output}"
+    inputs = f"exec ffmpeg -nostdin -v error -r 30 -i {video} -i {audio}"
+    if mode == "copy":
+        return {
+            "kxrtc copy": f"{ours} --video copy --no-sync",
+            "kxrtc copy, synced": f"{ours} --video copy",
+            "ffmpeg -c copy +faststart": f"{inputs} -c copy -bsf:a aac_adtstoasc "
+                                         f"-movflags +faststart {output}",
+            "cat": f"exec cat {video} {audio} > {output}",
+        }
+    if mode == "encode":
+        return {
+            "kxrtc encode": f"{ours} --no-hardware --preset {preset} --no-sync",
+            "ffmpeg encode": f"{inputs} -c:a copy -bsf:a aac_adtstoasc -vf "
+                             f"scale=1280:720:flags=bicubic -r 24 -c:v libx264 -preset {preset} "
+                             f"-b:v 1200k -maxrate 2400k -bufsize 4800k -g 96 "
+                             f"-movflags +faststart {output}",
+        }
+    return {
+        "kxrtc copy": f"{ours} --video copy --no-sync",
+        "kxrtc encode": f"{ours} --no-hardware --preset ultrafast --no-sync",
+    }
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("mode", choices=["copy", "encode", "memory"])
+    parser.add_argument("kxrtc")
+    parser.add_argument("record")
+    parser.add_argument("--runs", type=int, default=5)
+    parser.add_argument("--preset", default="veryfast")
+    options = parser.parse_args()
+    with tempfile.TemporaryDirectory() as folder:
+        output = f"{folder}/out.mp4"
+        table = commands(options.mode, options.kxrtc, options.record, output, options.preset)
+        results = {name: [] for name in table}
+        for run in range(options.runs + 1):
+            for name, command in table.items():
+                result = timed(command, output)
+                if run > 0:  # The first one warms the cache.
+                    results[name].append(result)
+    print(f"{'':28} {'wall s':>8} {'cpu s':>8} {'RSS MB':>8} {'file MB':>8}")
+    for name, runs in results.items():
+        wall, cpu, memory, size = (statistics.median(column) for column in zip(*runs))
+        print(f"{name:28} {wall:8.3f} {cpu:8.3f} {memory:8.1f} {size / 1e6:8.1f}")
+
+
+if __name__ == "__main__":
+    main()

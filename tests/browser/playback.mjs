@@ -1,0 +1,101 @@
+// Plays transcoded MP4 files to their end in headless Chromium, served on localhost as a site would.
+//
+// usage: node playback.mjs PLAYWRIGHT_FOLDER SCREENSHOT_FOLDER FILE.mp4...
+// Ends with status 77 and a reason where there is no browser to test with. Screenshots are taken at
+// each second that SCREENSHOT_SECONDS lists (default: none).
+import assert from 'node:assert/strict';
+import { createReadStream, existsSync, mkdirSync, statSync } from 'node:fs';
+import { createServer } from 'node:http';
+import { createRequire } from 'node:module';
+import { basename, join, resolve } from 'node:path';
+
+const [playwrightFolder, screenshotFolder, ...files] = process.argv.slice(2);
+const CHROMIUM = '/usr/bin/chromium';
+const SKIPPED = 77;
+const seconds = (process.env.SCREENSHOT_SECONDS || '').split(',').filter(Boolean).map(Number);
+
+function loadPlaywright() {
+  const require = createRequire(resolve(playwrightFolder, 'index.js'));
+  try {
+    return require('playwright-core');
+  } catch {
+    return null;
+  }
+}
+
+const playwright = loadPlaywright();
+if (!playwright || !existsSync(CHROMIUM)) {
+  console.log(`skipped: ${playwright ? CHROMIUM : 'playwright-core'} is not installed (scripts/setup.sh browser)`);
+  process.exit(SKIPPED);
+}
+
+// Serves the page and the files, ranges included: a player seeks by them.
+function serve() {
+  const server = createServer((request, response) => {
+    const file = files.find((name) => `/${basename(name)}` === decodeURI(request.url));
+    if (!file) {
+      response.writeHead(request.url === '/' ? 200 : 404, { 'Content-Type': 'text/html' });
+      response.end('<!doctype html><style>body{margin:0;background:#888}video{height:100vh}</style><video></video>');
+      return;
+    }
+    const size = statSync(file).size;
+    const range = /^bytes=(\d+)-(\d*)$/.exec(request.headers.range || '');
+    const from = range ? Number(range[1]) : 0;
+    const to = range && range[2] ? Number(range[2]) : size - 1;
+    response.writeHead(range ? 206 : 200, {
+      'Content-Type': 'video/mp4', 'Accept-Ranges': 'bytes', 'Content-Length': to - from + 1,
+      ...(range && { 'Content-Range': `bytes ${from}-${to}/${size}` }),
+    });
+    createReadStream(file, { start: from, end: to }).pipe(response);
+  });
+  return new Promise((done) => server.listen(0, '127.0.0.1', () => done(server)));
+}
+
+// Plays from the start at four times the speed; the outcome once it ended or failed.
+const play = (source) => new Promise((done) => {
+  const video = document.querySelector('video');
+  const outcome = () => ({
+    error: video.error && `${video.error.code} ${video.error.message}`, ended: video.ended,
+    time: video.currentTime, duration: video.duration,
+    frames: video.getVideoPlaybackQuality().totalVideoFrames,
+  });
+  const sizes = [];
+  video.addEventListener('resize', () => sizes.push(`${video.videoWidth}x${video.videoHeight}`));
+  for (const event of ['ended', 'error']) video.addEventListener(event, () => done({ ...outcome(), sizes }));
+  video.muted = true;
+  video.src = source;
+  video.playbackRate = 4;
+  video.play();
+});
+
+const seek = (second) => new Promise((done) => {
+  const video = document.querySelector('video');
+  video.addEventListener('seeked', () => requestAnimationFrame(() => requestAnimationFrame(done)), { once: true });
+  video.currentTime = second;
+});
+
+const server = await serve();
+const browser = await playwright.chromium.launch({
+  executablePath: CHROMIUM, args: ['--no-sandbox', '--autoplay-policy=no-user-gesture-required'],
+});
+try {
+  for (const file of files) {
+    const page = await browser.newPage({ viewport: { width: 960, height: 540 } });
+    await page.goto(`http://127.0.0.1:${server.address().port}/`);
+    const outcome = await page.evaluate(play, `/${basename(file)}`);
+    console.log(basename(file), JSON.stringify(outcome));
+    assert.equal(outcome.error, null);
+    assert.ok(outcome.ended);
+    assert.ok(Math.abs(outcome.time - outcome.duration) < 0.1, 'stopped before its end');
+    assert.ok(outcome.frames > 0, 'no picture was shown');
+    for (const second of seconds) {
+      mkdirSync(screenshotFolder, { recursive: true });
+      await page.evaluate(seek, second);
+      await page.screenshot({ path: join(screenshotFolder, `${basename(file)}-${second}.png`) });
+    }
+    await page.close();
+  }
+} finally {
+  await browser.close();
+  server.close();
+}
