@@ -62,7 +62,7 @@ def check_run(folder, kxrtc, limits, decode):
     breaches += repaired["problems"]
     if repaired["frames"] != torn["frames"]:
         breaches.append(f"{len(torn['frames'])} whole frames became {len(repaired['frames'])}")
-    if decode:
+    if decode and repaired["frames"]:
         mp4 = Path(folder).with_name("out.mp4")
         transcoded = run(kxrtc, "transcode", repaired_folder, mp4, "--video", "copy", "--quiet")
         if transcoded.returncode != 0:
