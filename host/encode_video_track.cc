@@ -21,34 +21,36 @@ bool IsDamaged(const AVFrame& picture) {
 EncodeVideoTrack::EncodeVideoTrack(std::unique_ptr<H264Encoder> encoder,
                                    const EncoderSettings& settings, Mp4Muxer* muxer,
                                    WriterReport* report)
-    : encoder_(std::move(encoder)),
+    : encoder_name_(encoder->name()),
+      encoder_extradata_(encoder->extradata(), encoder->extradata() + encoder->extradata_size()),
+      encoder_(std::move(encoder)),
       settings_(settings),
       muxer_(muxer),
       report_(report),
       layout_(settings.width, settings.height),
       decoded_(av_frame_alloc()),
-      shown_(av_frame_alloc()),
-      packet_(av_packet_alloc()) {}
+      shown_(av_frame_alloc()) {}
 
 bool EncodeVideoTrack::Initialize() {
-  if (decoded_ == nullptr || shown_ == nullptr || packet_ == nullptr || !decoder_.Open()) {
+  if (decoded_ == nullptr || shown_ == nullptr || !decoder_.Open()) {
     return report_->Fail(WriterFailure::kVideo, "FFmpeg has no H.264 decoder here");
   }
   ParameterSets sets;
-  SplitAccessUnit(encoder_->extradata(), encoder_->extradata_size(), &units_);
+  SplitAccessUnit(encoder_extradata_.data(), static_cast<uint32_t>(encoder_extradata_.size()),
+                  &units_);
   for (const NalUnit& unit : units_) sets.Add(unit);
   VideoTrackInfo info;
   info.decoder_configuration = sets.DecoderConfiguration();
   if (info.decoder_configuration.empty()) {
     return report_->Fail(WriterFailure::kVideo,
-                         encoder_->name() + " tells no parameter sets that can be read");
+                         encoder_name_ + " tells no parameter sets that can be read");
   }
   info.width = settings_.width;
   info.height = settings_.height;
   info.ticks_per_second = settings_.frame_rate * kTicksPerFrame;
   info.frame_rate = settings_.frame_rate;
   muxer_->DescribeVideo(info);
-  report_->status.video_encoder = encoder_->name();
+  report_->status.video_encoder = encoder_name_;
   return true;
 }
 
@@ -125,25 +127,23 @@ bool EncodeVideoTrack::AdvanceTo(int64_t time_us) {
 
 bool EncodeVideoTrack::EmitTick() {
   shown_->pts = next_tick_++;
-  const int result = encoder_->Send(shown_.get());
-  if (result < 0) {
-    return report_->Fail(WriterFailure::kVideo,
-                         encoder_->name() + " fails: " + FFmpegErrorText(result));
-  }
-  return TakePackets();
+  return TakePackets(encoder_.Send(*shown_, &packets_));
 }
 
-bool EncodeVideoTrack::TakePackets() {
-  while (encoder_->Receive(packet_.get())) {
-    const bool written = WritePacket();
-    av_packet_unref(packet_.get());
-    if (!written) return false;
+bool EncodeVideoTrack::TakePackets(int result) {
+  if (result < 0) {
+    return report_->Fail(WriterFailure::kVideo,
+                         encoder_name_ + " fails: " + FFmpegErrorText(result));
   }
+  for (const PacketHandle& packet : packets_) {
+    if (!WritePacket(*packet)) return false;
+  }
+  packets_.clear();
   return true;
 }
 
-bool EncodeVideoTrack::WritePacket() {
-  SplitAccessUnit(packet_->data, static_cast<uint32_t>(packet_->size), &units_);
+bool EncodeVideoTrack::WritePacket(const AVPacket& packet) {
+  SplitAccessUnit(packet.data, static_cast<uint32_t>(packet.size), &units_);
   sample_.set_size(0);
   for (const NalUnit& unit : units_) {
     if (!AppendWithLength(unit, &sample_)) {
@@ -151,10 +151,10 @@ bool EncodeVideoTrack::WritePacket() {
     }
   }
   Mp4Sample sample;
-  sample.presentation_time = packet_->pts * kTicksPerFrame;
-  sample.decode_time = packet_->dts * kTicksPerFrame;
+  sample.presentation_time = packet.pts * kTicksPerFrame;
+  sample.decode_time = packet.dts * kTicksPerFrame;
   sample.duration = kTicksPerFrame;
-  sample.is_key = (packet_->flags & AV_PKT_FLAG_KEY) != 0;
+  sample.is_key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
   sample.data = sample_.data();
   sample.size = sample_.size();
   return muxer_->WriteVideo(sample);
@@ -166,8 +166,7 @@ bool EncodeVideoTrack::Finish(int64_t end_us) {
     if (!EmitUntil(end_us)) return false;
     // Without audio, or with a picture after its end, the last one is still shown.
     if (TickTimeUs(next_tick_) <= last_time_us_ && !EmitUntil(last_time_us_ + 1)) return false;
-    (void)encoder_->Send(nullptr);
-    if (!TakePackets()) return false;
+    if (!TakePackets(encoder_.Finish(&packets_))) return false;
   }
   const uint64_t undecodable = report_->status.pictures_undecodable;
   if (undecodable != 0) {

@@ -5,9 +5,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "host/annex_b.h"
+#include "host/encoder_thread.h"
 #include "host/ffmpeg_handles.h"
 #include "host/h264_encoder.h"
 #include "host/mp4_muxer.h"
@@ -46,18 +48,20 @@ class EncodeVideoTrack : public VideoTrack {
   int64_t TickTimeUs(int64_t tick) const;
   bool EmitUntil(int64_t time_us);
   bool EmitTick();
-  bool TakePackets();
-  bool WritePacket();
+  bool TakePackets(int result);
+  bool WritePacket(const AVPacket& packet);
 
-  const std::unique_ptr<H264Encoder> encoder_;
+  const std::string encoder_name_;
+  const std::vector<uint8_t> encoder_extradata_;
+  EncoderThread encoder_;
   const EncoderSettings settings_;
   Mp4Muxer* const muxer_;
   WriterReport* const report_;
   PictureDecoder decoder_;
   PictureLayout layout_;
   FrameHandle decoded_;
-  FrameHandle shown_;  // What the next ticks show.
-  PacketHandle packet_;
+  FrameHandle shown_;                  // What the next ticks show.
+  std::vector<PacketHandle> packets_;  // Encoded, not yet written.
   bool has_picture_ = false;
   int64_t last_time_us_ = -1;  // Of the last sample pushed.
   int64_t next_tick_ = 0;
