@@ -62,6 +62,8 @@ bool Mp4SinkWriterImp::StartStreaming(const char* output_path, const kxrtc::Vide
   if (!file_.Open(output_path == nullptr ? "" : output_path, options_.replace_existing)) {
     return report_.Fail(WriterFailure::kRefused, file_.error_text());
   }
+  // How much an encoder will give is known too roughly.
+  if (options_.video_mode == VideoMode::kCopy) file_.Reserve(options_.bounds.bytes);
   muxer_ = std::make_unique<Mp4Muxer>(&file_, &report_, options_.bounds);
   audio_track_ = std::make_unique<AudioTrack>(audio->channel_count, muxer_.get(), &report_);
   started_ = MakeVideoTrack(*video);

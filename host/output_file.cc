@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -57,6 +58,7 @@ bool OutputFile::Open(const std::string& path, bool replace_existing) {
   error_text_.clear();
   error_number_ = 0;
   size_ = 0;
+  reserved_ = false;
   path_ = path;
   replace_existing_ = replace_existing;
   const size_t slash = path.rfind('/');
@@ -71,6 +73,13 @@ bool OutputFile::Open(const std::string& path, bool replace_existing) {
   }
   if (fd_ < 0) return FailWith("cannot create a file in " + folder_, errno);
   return true;
+}
+
+void OutputFile::Reserve(uint64_t bytes) {
+  struct statvfs disk;
+  if (fd_ < 0 || bytes == 0 || fstatvfs(fd_, &disk) != 0) return;
+  if (uint64_t{disk.f_bavail} * disk.f_frsize / 2 < bytes) return;
+  reserved_ = fallocate(fd_, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes)) == 0;
 }
 
 bool OutputFile::WriteAt(uint64_t position, const void* data, uint64_t size) {
@@ -112,6 +121,8 @@ bool OutputFile::Rename() {
 
 bool OutputFile::Commit(bool sync) {
   if (fd_ < 0) return FailWith("no file is open", 0);
+  // What was reserved in vain goes back; that cannot fail in a way that matters to the content.
+  if (reserved_) (void)!ftruncate(fd_, static_cast<off_t>(size_));
   if (sync && fsync(fd_) != 0) {
     (void)FailWith("cannot sync " + path_, errno);
     Discard();

@@ -7,7 +7,7 @@
 namespace kxrtc_host {
 namespace {
 
-constexpr int kBufferSize = 256 * 1024;
+constexpr int kBufferSize = 1024 * 1024;
 
 struct Position {
   OutputFile* file;

@@ -138,6 +138,36 @@ TEST(OutputFileTest, TakesTheLongestName) {
   EXPECT_THAT(Names(dir), ElementsAre(name));
 }
 
+// Blocks of the disk that the file occupies.
+blkcnt_t Blocks(const std::string& path) {
+  struct stat info;
+  EXPECT_EQ(stat(path.c_str(), &info), 0);
+  return info.st_blocks;
+}
+
+TEST(OutputFileTest, GivesBackWhatItReservedInVain) {
+  TempDir dir;
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+  file.Reserve(10000000);
+  const std::string hidden = dir.File(Names(dir).at(0));
+  EXPECT_EQ(std::filesystem::file_size(hidden), 0u);
+  ASSERT_TRUE(file.WriteAt(0, "text", 4));
+  ASSERT_TRUE(file.Commit(true));
+  EXPECT_EQ(ReadFile(dir.File("a.mp4")), "text");
+  EXPECT_LT(Blocks(dir.File("a.mp4")), 1000);
+}
+
+TEST(OutputFileTest, ReservesNothingThatTheDiskDoesNotHave) {
+  TempDir dir;
+  OutputFile file;
+  file.Reserve(1000);
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+  file.Reserve(UINT64_MAX / 2);
+  EXPECT_EQ(Blocks(dir.File(Names(dir).at(0))), 0);
+  ASSERT_TRUE(file.Commit(false));
+}
+
 TEST(OutputFileTest, AFailedWriteIsTold) {
   TempDir dir;
   rlimit before;
