@@ -6,6 +6,7 @@
 #include <future>
 #include <string>
 
+#include "host/ffmpeg_log.h"
 #include "host/media_component_factory_imp.h"
 #include "rtc_transcoder/api/rtc_transcoder.h"
 
@@ -44,6 +45,7 @@ int main(int argc, char** argv) {
   }
   const std::string folder = std::string(argv[1]) + "/";  // File names are appended as they are.
 
+  kxrtc_host::SendFFmpegLogToLibraryLog();
   kxrtc_host::Mp4SinkWriterOptions options;  // Encodes; see its header for the other choices.
   kxrtc_host::MediaComponentFactoryImp factory(options);
   Observer observer;

@@ -170,7 +170,10 @@ ExitStatus TranscodeRun::Settle(const Mp4WriterStatus& status) {
     return Fail(signals_.signal_number() == SIGTERM ? kExitTerminated : kExitInterrupted,
                 "stopped; nothing is written");
   }
-  for (const std::string& warning : status.warnings) Warn(warning);
+  // What is to be said of a file that is not there concerns nobody, but why it would be empty does.
+  if (status.file_written || status.failure == WriterFailure::kNothing) {
+    for (const std::string& warning : status.warnings) Warn(warning);
+  }
   if (!status.file_written) return SettleFailure(status);
   ExitStatus exit_status = kExitOk;
   if (error_code_.load(std::memory_order_acquire) != 0) {
