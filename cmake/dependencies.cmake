@@ -4,7 +4,7 @@ find_package(jsoncpp REQUIRED)
 
 if(RTC_TRANSCODER_BUILD_HOST OR RTC_TRANSCODER_BUILD_TOOLS)
   find_package(PkgConfig REQUIRED)
-  pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavfilter libavutil
+  pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil
                     libswscale libswresample)
 endif()
 if(RTC_TRANSCODER_BUILD_TOOLS)
