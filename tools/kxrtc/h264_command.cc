@@ -32,7 +32,7 @@ struct H264Options {
   bool json = false;
 };
 
-constexpr char kFooter[] =
+constexpr char kH264Footer[] =
     "FILE is an elementary stream with start codes, such as the .264 file of a record. The copy\n"
     "differs from FILE in its sequence parameter sets only: they get a bitstream restriction with\n"
     "which a decoder shows each picture at once. It appears under its name when it is complete.\n"
@@ -227,7 +227,7 @@ void AddH264Command(CLI::App& app, int* exit_status) {
   command
       ->add_flag("--force", options->inspection.replace_existing, "Replace the copy if it exists")
       ->needs(copy);
-  command->footer(kFooter);
+  command->footer(kH264Footer);
   command->callback([options, exit_status] { *exit_status = Inspect(*options); });
 }
 

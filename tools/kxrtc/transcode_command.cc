@@ -10,7 +10,7 @@
 namespace kxrtc_tool {
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kTranscodeFooter[] =
     "The file appears under its name only when it is complete. Ctrl-C leaves nothing behind.\n"
     "A record that ends early, as after a crash, gives a file of all there is and status 7.\n"
     "\n"
@@ -46,7 +46,7 @@ void AddTranscodeCommand(CLI::App& app, int* exit_status) {
                     "Do not try encoders in hardware first");
   command->add_flag("!--no-sync", options->sync,
                     "Do not wait until the file is on the disk before it gets its name");
-  command->footer(kFooter);
+  command->footer(kTranscodeFooter);
   command->callback([options, exit_status] { *exit_status = TranscodeRun(*options).Run(); });
 }
 
