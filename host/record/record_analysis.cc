@@ -18,6 +18,11 @@
 namespace kxrtc_host {
 namespace {
 
+// The replay seeks to a frame and then reads it: one of 0 bytes may lie behind the end of its file.
+bool IsReachedAndEmpty(const RecordFile& file, const IndexRecord& record) {
+  return record.data.size == 0 && file.CanSeekTo(record.data.start_position);
+}
+
 class Analysis {
  public:
   Analysis(RecordFiles* files, RecordSummary* summary)
@@ -55,7 +60,7 @@ class Analysis {
   void OnRecord(const IndexRecord& record) {
     structure_.OnRecord(record);
     clock_.OnRecord(record);
-    bool inside_file = false;
+    bool readable = false;
     bool is_key = false;
     switch (record.header.type) {
       case kxrtc::kNewChannel:
@@ -65,19 +70,21 @@ class Analysis {
         video_.OnAttributes(record);
         break;
       case kxrtc::kVideoData:
-        inside_file = video_data_.OnRecord(record);
-        is_key = inside_file && video_.OnFrame(record);
+        readable = video_data_.OnRecord(record);
+        is_key = readable && video_.OnFrame(record);
+        readable = readable || IsReachedAndEmpty(files_->video, record);
         CountVideo(record, is_key);
         break;
       case kxrtc::kAudioData:
-        inside_file = audio_data_.OnRecord(record);
-        if (inside_file) audio_.OnFrame(record);
+        readable = audio_data_.OnRecord(record);
+        if (readable) audio_.OnFrame(record);
+        readable = readable || IsReachedAndEmpty(files_->audio, record);
         CountAudio(record);
         break;
       default:
         break;
     }
-    replay_.OnRecord(record, inside_file, is_key);
+    replay_.OnRecord(record, readable, is_key);
   }
 
   void CountVideo(const IndexRecord& record, bool is_key) {

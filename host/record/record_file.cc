@@ -62,6 +62,11 @@ size_t RecordFile::Read(uint64_t position, void* buffer, size_t size) const {
   return done;
 }
 
+bool RecordFile::CanSeekTo(uint64_t position) const {
+  const auto offset = static_cast<off_t>(position);
+  return offset >= 0 && ::lseek(descriptor_, offset, SEEK_SET) >= 0;
+}
+
 const uint8_t* RecordFile::View(uint64_t position, size_t size) {
   const bool inside = position >= window_start_ && position - window_start_ <= window_.size() &&
                       size <= window_.size() - (position - window_start_);

@@ -32,6 +32,9 @@ class RecordFile {
   // A pointer to `size` bytes, valid until the next call, or null when there are fewer.
   [[nodiscard]] const uint8_t* View(uint64_t position, size_t size);
 
+  // True when the file system takes `position`, which may lie behind the end.
+  [[nodiscard]] bool CanSeekTo(uint64_t position) const;
+
   State state() const { return state_; }
   bool is_open() const { return state_ == State::kOpen; }
   const std::string& path() const { return path_; }

@@ -42,7 +42,7 @@ void ReplayModel::OnBrokenIndex() {
   if (!failed_) Fail("the index goes on with bytes that are no record");
 }
 
-void ReplayModel::OnRecord(const IndexRecord& record, bool inside_file, bool is_key) {
+void ReplayModel::OnRecord(const IndexRecord& record, bool readable, bool is_key) {
   if (failed_) return;
   const uint32_t type = record.header.type;
   const std::string where =
@@ -58,7 +58,7 @@ void ReplayModel::OnRecord(const IndexRecord& record, bool inside_file, bool is_
     }
     return;
   }
-  if (record.IsMedia() && !inside_file) return Fail(where + "the frame is not in its file");
+  if (record.IsMedia() && !readable) return Fail(where + "the frame is not in its file");
   switch (type) {
     case kxrtc::kStopRecording:
       in_session_ = false;

@@ -23,8 +23,8 @@ class ReplayModel {
   explicit ReplayModel(RecordSummary* summary)
       : summary_(summary), prediction_(&summary->replay), timeline_(&summary->replay) {}
 
-  // The next record. `inside_file` and `is_key` concern media records.
-  void OnRecord(const IndexRecord& record, bool inside_file, bool is_key);
+  // The next record. `readable` and `is_key` concern media records.
+  void OnRecord(const IndexRecord& record, bool readable, bool is_key);
 
   // The index goes on with bytes that are no record.
   void OnBrokenIndex();

@@ -187,6 +187,17 @@ std::vector<CodeCase> DataCases() {
              dir,
              OpenCamera(dir).DataRecord(kAudioRecord, 40000, ~uint64_t{0}, 0xFFFFFFFF).Stop(50000));
        }},
+      {"EmptyFrameFarPastEnd", FindingCode::kDataPastEnd,
+       [](const TempDir& dir) {  // Beyond what some file systems can seek to.
+         return AnalyseBuilt(
+             dir,
+             OpenCamera(dir).DataRecord(kAudioRecord, 40000, uint64_t{1} << 62, 0).Stop(50000));
+       }},
+      {"EmptyFrameAtNoPosition", FindingCode::kDataPastEnd,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(
+             dir, OpenCamera(dir).DataRecord(kAudioRecord, 40000, ~uint64_t{0}, 0).Stop(50000));
+       }},
       {"StaleTailOfData", FindingCode::kDataStaleTail,
        [](const TempDir& dir) {
          return AnalyseBuilt(dir, OpenCamera(dir).Stop(50000).RawAudio("partial"));
@@ -437,6 +448,17 @@ TEST(RecordAnalysisTest, SumsUpSessionsChannelsAndFormats) {
   EXPECT_EQ(summary.audio.channels, 2u);
   // 5 audio frames of a desktop record.
   EXPECT_EQ(summary.estimate_bytes, 5u * 21333 * 1200 / 8000);
+}
+
+TEST(RecordAnalysisTest, KnowsThatAnEmptyFramePastTheEndIsReplayed) {
+  const TempDir dir;
+  OpenCamera(dir).DataRecord(kAudioRecord, 40000, 1000, 0).Stop(50000).Write();
+  const RecordSummary summary = AnalyseRecord(dir.path(), {});
+  EXPECT_EQ(summary.findings.count(FindingCode::kDataPastEnd), 1u);
+  EXPECT_EQ(summary.findings.count(FindingCode::kReplayMismatch), 0u);
+  EXPECT_TRUE(summary.replay.has_dry_run);
+  EXPECT_TRUE(summary.replay.completes) << summary.replay.failure;
+  EXPECT_EQ(summary.replay.audio_samples, 1u);
 }
 
 TEST(RecordAnalysisTest, TakesAFolderWithoutItsSeparator) {

@@ -63,6 +63,17 @@ TEST(RecordFileTest, ShowsNothingOfAFileThatBecameShorter) {
   EXPECT_NE(file.View(5, 5), nullptr);
 }
 
+TEST(RecordFileTest, TellsWhichPositionsAreInReach) {
+  TempDir dir;
+  kx_testing::WriteFile(dir.File("f"), "0123456789");
+  RecordFile file;
+  ASSERT_EQ(file.Open(dir.File("f")), RecordFile::State::kOpen);
+  EXPECT_TRUE(file.CanSeekTo(0));
+  EXPECT_TRUE(file.CanSeekTo(1000));
+  EXPECT_FALSE(file.CanSeekTo(~uint64_t{0}));
+  EXPECT_FALSE(file.CanSeekTo(uint64_t{1} << 63));
+}
+
 TEST(RecordFileTest, FollowsALinkToARegularFile) {
   const TempDir dir;
   kx_testing::WriteFile(dir.File("data"), "0123");
