@@ -49,7 +49,10 @@ class Repair {
     return false;
   }
 
-  bool Check(bool done) { return done || Fail(folder_.error()); }
+  bool Check(bool done) {
+    result_.target_failed = !done;
+    return done || Fail(folder_.error());
+  }
 
   bool OpenSource() {
     files_.Open(source_);
@@ -74,7 +77,7 @@ class Repair {
     folder_.set_sync(options_.sync);
     if (folder_.Create(target_)) return true;
     result_.target_refused = true;
-    return Check(false);
+    return Fail(folder_.error());
   }
 
   bool WriteIndex() {

@@ -25,7 +25,8 @@ const char* ChannelSourceName(ChannelSource source);
 struct RepairResult {
   bool repaired = false;
   bool source_refused = false;  // A file of it cannot be read.
-  bool target_refused = false;  // It exists, lies in the source or cannot be written.
+  bool target_refused = false;  // It exists, lies in the source or cannot be begun.
+  bool target_failed = false;   // Writing it failed half-way.
   std::string error;            // Why not.
   RepairChanges changes;        // None: index and data are byte for byte those of the source.
   KeptMedia kept;

@@ -1,6 +1,8 @@
 #include "tests/testing/log_capture.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 namespace kx_testing {
 namespace {
@@ -48,6 +50,16 @@ std::vector<std::string> ScopedLogCapture::raw() const {
 void ScopedLogCapture::Clear() {
   std::lock_guard<std::mutex> guard(lock_);
   raw_.clear();
+}
+
+bool ScopedLogCapture::WaitFor(const std::string& line) const {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (std::chrono::steady_clock::now() < deadline) {
+    const std::vector<std::string> logged = lines();
+    if (std::find(logged.begin(), logged.end(), line) != logged.end()) return true;
+    std::this_thread::yield();
+  }
+  return false;
 }
 
 void ScopedLogCapture::OnLogMessage(const char* message, kx_utility::LoggingSeverity) {

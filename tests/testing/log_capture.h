@@ -28,6 +28,9 @@ class ScopedLogCapture : public kx_utility::LogSink {
 
   void Clear();
 
+  // Waits until this line, as lines() shows it, was logged. False when it is not within 20 s.
+  bool WaitFor(const std::string& line) const;
+
   void OnLogMessage(const char* message, kx_utility::LoggingSeverity severity) override;
   void SetDumpScopeLog(bool enable) override;
 

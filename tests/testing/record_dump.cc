@@ -1,5 +1,6 @@
 #include "tests/testing/record_dump.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "tests/testing/temp_dir.h"
@@ -89,6 +90,16 @@ std::vector<long long> DumpTimes(const std::string& index) {
     at += kHeaderSize + static_cast<size_t>(payload_size);
   }
   return times;
+}
+
+bool IsSubsequence(const std::vector<std::string>& lines, const std::vector<std::string>& whole) {
+  auto next = whole.begin();
+  for (const std::string& line : lines) {
+    next = std::find(next, whole.end(), line);
+    if (next == whole.end()) return false;
+    ++next;
+  }
+  return true;
 }
 
 }  // namespace kx_testing

@@ -20,6 +20,9 @@ std::vector<std::string> DumpRecord(const std::string& folder);
 // The timestamps of the whole records of an index.
 std::vector<long long> DumpTimes(const std::string& index);
 
+// True when `lines` stand in `whole` in their order, whatever else stands between them.
+bool IsSubsequence(const std::vector<std::string>& lines, const std::vector<std::string>& whole);
+
 }  // namespace kx_testing
 
 #endif  // TESTS_TESTING_RECORD_DUMP_H_

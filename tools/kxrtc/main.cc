@@ -1,5 +1,6 @@
 // kxrtc, the command-line tool: makes, looks into and transcodes speaker records (docs/tool.md).
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <map>
@@ -92,6 +93,8 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A limit on the size of files is told like a full disk, by the write that fails.
+  std::signal(SIGXFSZ, SIG_IGN);
   try {
     return Run(argc, argv);
   } catch (const std::exception& error) {

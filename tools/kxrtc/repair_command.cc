@@ -35,7 +35,8 @@ ExitStatus Repair(const RepairCommandOptions& options) {
   if (result.repaired) return kExitOk;
   std::fprintf(stderr, "kxrtc: %s\n", result.error.c_str());
   if (result.source_refused) return kExitRecordUnreadable;
-  return result.target_refused ? kExitOutputRefused : kExitFailure;
+  if (result.target_refused) return kExitOutputRefused;
+  return result.target_failed ? kExitOutputFailed : kExitFailure;
 }
 
 }  // namespace

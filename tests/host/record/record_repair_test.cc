@@ -158,6 +158,7 @@ TEST(RecordRepairTest, LeavesNothingBehindWhenTheDiskIsFull) {
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
   std::signal(SIGXFSZ, handler);
   EXPECT_FALSE(result.repaired);
+  EXPECT_TRUE(result.target_failed);
   EXPECT_THAT(result.error, HasSubstr("File too large"));
   EXPECT_TRUE(Names(target.path()).empty());
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,13 +14,16 @@
 #include "tests/testing/log_capture.h"
 #include "tests/testing/record_dump.h"
 #include "tests/testing/recorded_conference.h"
+#include "tests/testing/size_limited_recording.h"
 
 namespace kxrtc {
 namespace {
 
 using ::kx_testing::DumpRecord;
+using ::kx_testing::IsSubsequence;
 using ::kx_testing::kDeadlineMs;
 using ::kx_testing::RecordedConference;
+using ::kx_testing::RecordUnderSizeLimit;
 using ::kx_testing::RunWithFailingSeeks;
 using ::kx_testing::ScopedFileSizeLimit;
 using ::kx_testing::ScopedLogCapture;
@@ -33,27 +35,6 @@ using Lines = std::vector<std::string>;
 
 constexpr int kQueueCapacity = 4096;
 const VideoChannelInfo kAnn = {11, 1, 2};
-
-bool IsSubsequence(const Lines& lines, const Lines& whole) {
-  auto next = whole.begin();
-  for (const std::string& line : lines) {
-    next = std::find(next, whole.end(), line);
-    if (next == whole.end()) return false;
-    ++next;
-  }
-  return true;
-}
-
-// Waits until `count` statements with this text were logged.
-bool WaitForLines(const ScopedLogCapture& log, const std::string& line, int count) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kDeadlineMs);
-  while (std::chrono::steady_clock::now() < deadline) {
-    const Lines lines = log.lines();
-    if (std::count(lines.begin(), lines.end(), line) >= count) return true;
-    std::this_thread::yield();
-  }
-  return false;
-}
 
 class RecorderFaultTest : public ::testing::Test {
  protected:
@@ -82,7 +63,7 @@ TEST_F(RecorderFaultTest, StopsWhenTheVideoFileIsFull) {
   FillUp(".264");
   InitializeAndStart();
   conference_.Key(11, "key");
-  EXPECT_TRUE(WaitForLines(log_, "INFO stop recording...", 1));
+  EXPECT_TRUE(log_.WaitFor("INFO stop recording..."));
   recorder_.Finalize();
   EXPECT_THAT(log_.problems(),
               ElementsAre("WARNING failed in file->Write, wrote_size = 0target size = 3",
@@ -96,7 +77,7 @@ TEST_F(RecorderFaultTest, StopsWhenTheAudioFileIsFull) {
   FillUp(".aac");
   InitializeAndStart();
   conference_.Audio("audio");
-  EXPECT_TRUE(WaitForLines(log_, "INFO stop recording...", 1));
+  EXPECT_TRUE(log_.WaitFor("INFO stop recording..."));
   recorder_.Finalize();
   EXPECT_THAT(log_.problems(),
               ElementsAre("WARNING failed in file->Write, wrote_size = 0target size = 5",
@@ -107,7 +88,7 @@ TEST_F(RecorderFaultTest, DoesNotStartWhenTheIndexIsFull) {
   FillUp(".index");
   ASSERT_TRUE(recorder_.Initialize(conference_.dir.path(), &conference_.mixer, nullptr));
   recorder_.StartRecording();
-  EXPECT_TRUE(WaitForLines(log_, "ERROR already stop", 1));
+  EXPECT_TRUE(log_.WaitFor("ERROR already stop"));
   recorder_.Finalize();
   EXPECT_THAT(log_.problems(),
               ElementsAre("WARNING failed in index_file_.Write, wrote_size = 0target size = 12",
@@ -144,7 +125,7 @@ TEST_P(RecorderPipeTest, TellsThatAFileHasNoPosition) {
   conference_.MapRemote({kAnn});
   recorder_.StartRecording();
   if (GetParam().extension != std::string(".index")) {
-    ASSERT_TRUE(WaitForLines(log_, "INFO start recording...", 1));
+    ASSERT_TRUE(log_.WaitFor("INFO start recording..."));
     conference_.Drain();
     conference_.Key(11, "key");
     conference_.Audio("audio");
@@ -266,7 +247,7 @@ TEST_F(RecorderFaultTest, StopsWhenAStalledDiskFailsBehindAFullQueue) {
   });
   released.Set();
   host.join();
-  EXPECT_TRUE(WaitForLines(log_, "INFO stop recording...", 1));
+  EXPECT_TRUE(log_.WaitFor("INFO stop recording..."));
   recorder_.Finalize();
   const Lines problems = log_.problems();
   const auto failed =
@@ -417,32 +398,7 @@ INSTANTIATE_TEST_SUITE_P(LongestFile, RecordSizeLimitTest,
 // The same with the task thread and its stops; one limit in each record and at each border.
 TEST(RecorderSizeLimitTest, StopsAndFinalizesWhereverTheDiskEnds) {
   for (const uint64_t limit : {0, 1, 12, 13, 27, 28, 40, 52, 64, 76, 100, 107, 200, 420, 5000}) {
-    SCOPED_TRACE(limit);
-    RecordedConference conference;
-    ScopedLogCapture log;
-    Lines lines;
-    {
-      const ScopedFileSizeLimit size_limit(limit);
-      ASSERT_TRUE(
-          conference.recorder.Initialize(conference.dir.path(), &conference.mixer, nullptr));
-      conference.MapRemote({kAnn});
-      conference.recorder.StartRecording();
-      ASSERT_TRUE(
-          WaitForLines(log, limit < 12 ? "ERROR already stop" : "INFO start recording...", 1));
-      if (limit >= 12) conference.Drain();
-      conference.Key(11, std::string(60, 'k'));
-      conference.Audio(std::string(30, 'a'));
-      conference.Audio(std::string(30, 'b'));
-      conference.recorder.StopRecording();
-      conference.recorder.Finalize();
-    }
-    lines = DumpRecord(conference.dir.path());
-    if (!lines.empty() && lines.back().rfind("rest of ", 0) == 0) lines.pop_back();
-    EXPECT_TRUE(IsSubsequence(
-        lines, {"start", "channel 2", "attributes 640x360 r0", "video " + std::string(60, 'k'),
-                "audio " + std::string(30, 'a'), "audio " + std::string(30, 'b'), "stop"}))
-        << testing::PrintToString(lines);
-    EXPECT_EQ("release", conference.mixer.calls().back());
+    RecordUnderSizeLimit(limit);
   }
 }
 

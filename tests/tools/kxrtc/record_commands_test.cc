@@ -132,21 +132,6 @@ TEST(RecordCommandsTest, ReportWritesOnePageOverAnOlderOne) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(target.path()), {}), 1);
 }
 
-TEST(RecordCommandsTest, ReportLeavesNoPartOfAPageOnAFullDisk) {
-  const TempDir dir;
-  const TempDir target;
-  kx_testing::TwoSessions(dir).Write();
-  const std::string page = target.File("page.html");
-  kx_testing::WriteFile(page, "older");
-  // SIGXFSZ ignored, a file may have 8 blocks of 512 bytes.
-  const ShellResult result = RunShell("trap '' XFSZ; ulimit -f 8; " + Quoted(KXRTC_PROGRAM) +
-                                      " report " + Quoted(dir.path()) + " " + Quoted(page));
-  EXPECT_EQ(result.exit_status, 4);
-  EXPECT_THAT(result.errors, HasSubstr("File too large"));
-  EXPECT_EQ(kx_testing::ReadFile(page), "older");
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(target.path()), {}), 1);
-}
-
 TEST(RecordCommandsTest, VerifyPredictsTheLengthOfTheMp4) {
   const TempDir dir;
   const TempDir target;

@@ -148,16 +148,6 @@ INSTANTIATE_TEST_SUITE_P(Cases, CutShortTest,
                                            CutCase{"AudioMissing", "SpeakeRecord.aac", 1000}),
                          [](const auto& param) { return std::string(param.param.name); });
 
-TEST_F(TranscodeFailuresTest, AFullDiskIsToldAndNothingIsLeft) {
-  kx_testing::WriteLongConference(record_, true);
-  const ShellResult run =
-      RunShell("trap '' XFSZ; ulimit -f 100; " + Quoted(KXRTC_PROGRAM) +
-               " transcode --quiet --video copy " + record_.path() + " " + mp4_);
-  EXPECT_EQ(run.exit_status, 4);
-  EXPECT_EQ(run.errors, "kxrtc: cannot write " + mp4_ + ": File too large\n");
-  EXPECT_THAT(Left(), IsEmpty());
-}
-
 TEST_F(TranscodeFailuresTest, AudioOfAnotherKindIsToldAndNothingIsLeft) {
   RecordBuilder builder(record_);
   builder.Start(0).Channel(1, 0);
