@@ -1,26 +1,46 @@
 #!/usr/bin/env bash
 # The long proofs behind docs/reliability.md. Builds what they need.
-# usage: scripts/soak.sh [crashes [RUNS [SEED]] | day [RATE]]   (500 crashes; both without a word)
+# usage: scripts/soak.sh [crashes [RUNS [SEED]] | day [RATE] | sanitizers]
+#   crashes     kills a recording process (500 times)
+#   day         records a day with a clock that runs RATE times as fast (300), and transcodes it
+#   sanitizers  the tests of thousands of runs under the address, leak and thread sanitizers
+# Without a word: all of them.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-cmake --preset dev >/dev/null
-cmake --build --preset dev --target kxrtc recording_load kx_test_clock >/dev/null
-programs=(build/dev/tests/reliability/recording_load build/dev/tools/kxrtc/kxrtc)
-clock=build/dev/tests/reliability/libkx_test_clock.so
+build() {
+  cmake --preset "$1" >/dev/null
+  cmake --build --preset "$1" --target "${@:2}" >/dev/null
+}
 
-crashes() { python3 tests/reliability/crash_sweep.py "${programs[@]}" "${@:-500}"; }
-day() { python3 tests/reliability/day_record.py "${programs[@]}" "$clock" "$@"; }
+build_programs() {
+  build dev kxrtc recording_load kx_test_clock
+  programs=(build/dev/tests/reliability/recording_load build/dev/tools/kxrtc/kxrtc)
+}
 
-case "${1:-all}" in
-  crashes) crashes "${@:2}" ;;
-  day) day "${@:2}" ;;
+mode=${1:-all}
+shift || true
+case "$mode" in
+  crashes)
+    build_programs
+    python3 tests/reliability/crash_sweep.py "${programs[@]}" "${@:-500}"
+    ;;
+  day)
+    build_programs
+    python3 tests/reliability/day_record.py "${programs[@]}" \
+      build/dev/tests/reliability/libkx_test_clock.so "$@"
+    ;;
+  sanitizers)
+    for preset in asan tsan; do
+      build "$preset" kxrtc_recording_soak_tests
+      "build/$preset/tests/kxrtc/recording/kxrtc_recording_soak_tests"
+    done
+    ;;
   all)
-    crashes
-    day
+    for proof in crashes day sanitizers; do scripts/soak.sh "$proof"; done
     ;;
   *)
-    echo "usage: scripts/soak.sh [crashes [RUNS [SEED]] | day [RATE]]" >&2
+    sed -n '3,7s/^# //p' "${BASH_SOURCE[0]}" >&2
     exit 2
     ;;
 esac

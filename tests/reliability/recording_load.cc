@@ -1,12 +1,12 @@
-// Records as fast as it can until it is killed, or for a time: what the crash sweep, the clock test
-// and the soak put under stress.
+// Records many times as fast as life until it is killed, or for a time: what the crash sweep, the
+// clock test and the soak put under stress.
 //
-//   recording_load FOLDER/ VIDEO.264 AUDIO.adts [SECONDS [PAUSE_US]]
+//   recording_load FOLDER/ VIDEO.264 AUDIO.adts [SECONDS [RATE]]
 //
 // Two participants send the access units of VIDEO.264 (cut at its access unit delimiters) over and
-// over and take turns in speaking; the mixer delivers the ADTS frames of AUDIO.adts. After each
-// frame its thread pauses (1000 us). Prints "recording" once frames are taken. Without SECONDS it
-// never ends by itself.
+// over, 24 * RATE of them a second, and take turns in speaking; the mixer delivers the ADTS frames
+// of AUDIO.adts, 48000 / 1024 * RATE a second (RATE is 40). A thread that falls behind makes up for
+// it. Prints "recording" once frames are taken. Without SECONDS it never ends by itself.
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -32,6 +32,9 @@ constexpr uint32_t kUsers[] = {1, 2};  // Also their ssrc.
 constexpr uint32_t kWidth = 320;
 constexpr uint32_t kHeight = 180;
 constexpr int kTurnsASecond = 10;
+constexpr double kPicturesASecond = 24;
+constexpr double kAudioFramesASecond = 48000.0 / 1024;
+constexpr double kRate = 40;
 
 std::string ReadWhole(const char* path) {
   std::ifstream file(path, std::ios::binary);
@@ -67,18 +70,31 @@ bool IsKeyFrame(const std::string& access_unit) {
   return access_unit.find(std::string("\0\0\1\x65", 4)) != std::string::npos;
 }
 
-struct Pace {
-  std::atomic<bool> stopping{false};
-  std::chrono::microseconds pause{1000};
+using Seconds = std::chrono::duration<double>;
 
-  bool Next() const {
-    if (pause.count() != 0) std::this_thread::sleep_for(pause);
-    return !stopping.load();
+// When the frames of one thread are due.
+class Pace {
+ public:
+  Pace(double frames_a_second, const std::atomic<bool>* stopping)
+      : period_(1 / frames_a_second), stopping_(stopping) {}
+
+  // Waits for the next frame's time; false when there is to be none.
+  bool Next() {
+    ++count_;
+    std::this_thread::sleep_until(
+        start_ + std::chrono::duration_cast<std::chrono::nanoseconds>(count_ * period_));
+    return !stopping_->load();
   }
+
+ private:
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  const Seconds period_;
+  const std::atomic<bool>* stopping_;
+  double count_ = 0;
 };
 
 void SendVideo(SpeakerRecorder* recorder, const std::vector<std::string>& access_units,
-               uint32_t ssrc, const Pace& pace) {
+               uint32_t ssrc, Pace pace) {
   for (size_t i = 0; pace.Next(); i = (i + 1) % access_units.size()) {
     EncodedImage image;
     image.encoded_width = kWidth;
@@ -90,19 +106,17 @@ void SendVideo(SpeakerRecorder* recorder, const std::vector<std::string>& access
   }
 }
 
-void SendAudio(SpeakerRecorder* recorder, const std::vector<std::string>& frames,
-               const Pace& pace) {
+void SendAudio(SpeakerRecorder* recorder, const std::vector<std::string>& frames, Pace pace) {
   for (size_t i = 0; pace.Next(); i = (i + 1) % frames.size()) {
     FakeAudioFrame frame(frames[i]);
     recorder->OnEncodedData(&frame);
   }
 }
 
-void TakeTurns(SpeakerRecorder* recorder, const Pace& pace) {
-  for (int turn = 0; !pace.stopping.load(); ++turn) {
+void TakeTurns(SpeakerRecorder* recorder, Pace pace) {
+  for (int turn = 0; pace.Next(); ++turn) {
     const uint8_t speaking[] = {turn % 2 == 0, turn % 2 != 0};
     recorder->UpdateVoiceActivity(kUsers, speaking, 2);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1000 / kTurnsASecond));
   }
 }
 
@@ -113,8 +127,7 @@ int main(int argc, char** argv) {
   const std::vector<std::string> video = CutAtDelimiters(ReadWhole(argv[2]));
   const std::vector<std::string> audio = CutAtAdtsHeaders(ReadWhole(argv[3]));
   if (video.empty() || audio.empty()) return 2;
-  Pace pace;
-  if (argc > 5) pace.pause = std::chrono::microseconds(std::atol(argv[5]));
+  const double rate = argc > 5 ? std::atof(argv[5]) : kRate;
 
   FakeAudioMixer mixer;
   SpeakerRecorder recorder;
@@ -123,17 +136,20 @@ int main(int argc, char** argv) {
                                                        PeerConnectionConductor::kCamera};
   recorder.UpdateVideoSsrcMapping(false, kUsers, kUsers, types, 2);
   recorder.StartRecording();
+  std::atomic<bool> stopping{false};
   std::vector<std::thread> threads;
   for (uint32_t ssrc : kUsers) {
-    threads.emplace_back(SendVideo, &recorder, std::cref(video), ssrc, std::cref(pace));
+    threads.emplace_back(SendVideo, &recorder, std::cref(video), ssrc,
+                         Pace(kPicturesASecond * rate, &stopping));
   }
-  threads.emplace_back(SendAudio, &recorder, std::cref(audio), std::cref(pace));
-  threads.emplace_back(TakeTurns, &recorder, std::cref(pace));
+  threads.emplace_back(SendAudio, &recorder, std::cref(audio),
+                       Pace(kAudioFramesASecond * rate, &stopping));
+  threads.emplace_back(TakeTurns, &recorder, Pace(kTurnsASecond, &stopping));
   std::puts("recording");
   std::fflush(stdout);
   if (argc > 4) {
-    std::this_thread::sleep_for(std::chrono::duration<double>(std::atof(argv[4])));
-    pace.stopping = true;
+    std::this_thread::sleep_for(Seconds(std::atof(argv[4])));
+    stopping = true;
   }
   for (std::thread& thread : threads) thread.join();
   recorder.StopRecording();
