@@ -4,30 +4,13 @@
 // Ends with status 77 and a reason where there is no browser to test with. Screenshots are taken at
 // each second that SCREENSHOT_SECONDS lists (default: none).
 import assert from 'node:assert/strict';
-import { createReadStream, existsSync, mkdirSync, statSync } from 'node:fs';
+import { createReadStream, mkdirSync, statSync } from 'node:fs';
 import { createServer } from 'node:http';
-import { createRequire } from 'node:module';
-import { basename, join, resolve } from 'node:path';
+import { basename, join } from 'node:path';
+import { launchChromium } from './chromium.mjs';
 
 const [playwrightFolder, screenshotFolder, ...files] = process.argv.slice(2);
-const CHROMIUM = '/usr/bin/chromium';
-const SKIPPED = 77;
 const seconds = (process.env.SCREENSHOT_SECONDS || '').split(',').filter(Boolean).map(Number);
-
-function loadPlaywright() {
-  const require = createRequire(resolve(playwrightFolder, 'index.js'));
-  try {
-    return require('playwright-core');
-  } catch {
-    return null;
-  }
-}
-
-const playwright = loadPlaywright();
-if (!playwright || !existsSync(CHROMIUM)) {
-  console.log(`skipped: ${playwright ? CHROMIUM : 'playwright-core'} is not installed (scripts/setup.sh browser)`);
-  process.exit(SKIPPED);
-}
 
 // Serves the page and the files, ranges included: a player seeks by them.
 function serve() {
@@ -74,10 +57,8 @@ const seek = (second) => new Promise((done) => {
   video.currentTime = second;
 });
 
+const browser = await launchChromium(playwrightFolder);
 const server = await serve();
-const browser = await playwright.chromium.launch({
-  executablePath: CHROMIUM, args: ['--no-sandbox', '--autoplay-policy=no-user-gesture-required'],
-});
 try {
   for (const file of files) {
     const page = await browser.newPage({ viewport: { width: 960, height: 540 } });

@@ -5,30 +5,14 @@
 // Ends with status 77 and a reason where there is no browser to test with.
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
-import { existsSync, mkdirSync, mkdtempSync, appendFileSync, rmSync, writeFileSync } from 'node:fs';
-import { createRequire } from 'node:module';
+import { mkdirSync, mkdtempSync, appendFileSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join, resolve } from 'node:path';
 import { pathToFileURL } from 'node:url';
+import { launchChromium } from './chromium.mjs';
 
 const [kxrtc, playwrightFolder, screenshotFolder] = process.argv.slice(2);
-const CHROMIUM = '/usr/bin/chromium';
-const SKIPPED = 77;
-
-function loadPlaywright() {
-  const require = createRequire(resolve(playwrightFolder, 'index.js'));
-  try {
-    return require('playwright-core');
-  } catch {
-    return null;
-  }
-}
-
-const playwright = loadPlaywright();
-if (!playwright || !existsSync(CHROMIUM)) {
-  console.log(`skipped: ${playwright ? CHROMIUM : 'playwright-core'} is not installed (scripts/setup.sh browser)`);
-  process.exit(SKIPPED);
-}
+const browser = await launchChromium(playwrightFolder);
 
 // ---- A record with every kind of stretch ----------------------------------------------------------
 
@@ -227,11 +211,6 @@ async function main() {
   execFileSync('ffmpeg', ['-loglevel', 'error', '-f', 'lavfi', '-i', 'testsrc2=size=320x180:rate=24:duration=24',
     '-f', 'lavfi', '-i', 'sine=duration=24', '-c:v', 'libx264', '-preset', 'ultrafast', '-b:v', '150k', '-g', '24',
     '-pix_fmt', 'yuv420p', '-c:a', 'aac', '-b:a', '64k', '-movflags', '+faststart', mp4]);
-  const browser = await playwright.chromium.launch({
-    executablePath: CHROMIUM,
-    args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-      '--disable-background-networking', '--disable-component-update', '--disable-sync'],
-  });
   try {
     const problems = [];
     // The torn record itself, without a video.

@@ -465,19 +465,19 @@
     });
   }
 
+  function showTheme(dark) {
+    document.documentElement.dataset.theme = dark ? 'dark' : 'light';
+    readColors();
+    draw();
+  }
+
   function listenToTheme() {
-    const media = window.matchMedia('(prefers-color-scheme: dark)');
-    const redraw = () => {
-      readColors();
-      draw();
-    };
-    media.addEventListener('change', redraw);
+    const dark = window.matchMedia('(prefers-color-scheme: dark)');
+    dark.addEventListener('change', () => showTheme(dark.matches));
     byId('theme').addEventListener('click', () => {
-      const root = document.documentElement;
-      const isDark = root.dataset.theme ? root.dataset.theme === 'dark' : media.matches;
-      root.dataset.theme = isDark ? 'light' : 'dark';
-      redraw();
+      showTheme(document.documentElement.dataset.theme !== 'dark');
     });
+    showTheme(dark.matches);
   }
 
   // ---- Start ------------------------------------------------------------------------------------
@@ -492,7 +492,6 @@
   fillLegend();
   fillSpanTable();
   showVideo();
-  readColors();
   listenToTheme();
   listenToPointer();
   listenToKeys();
