@@ -21,6 +21,7 @@ for name in "${targets[@]}"; do
   echo "== $name"
   dictionary=()
   [ ! -f "fuzz/$name.dict" ] || dictionary=("-dict=fuzz/$name.dict")
-  "build/fuzz/fuzz/$name" "${dictionary[@]}" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=1024 \
+  # The limit leaves room for what the sanitizer remembers of its allocations in a long run.
+  "build/fuzz/fuzz/$name" "${dictionary[@]}" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
     -print_final_stats=1 -artifact_prefix="$found/" "$grown" "fuzz/corpus/$name"
 done
