@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Runs fuzz targets with their engine; what they find is kept.
-# usage: scripts/fuzz.sh [TARGET|all] [SECONDS]   (all targets, 60 s each)
+# usage: scripts/fuzz.sh [TARGET|all] [SECONDS]   (all targets, 60 s each; 0: what is kept, no more)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 target=${1:-all}
 seconds=${2:-60}
+limit=-max_total_time=$seconds
+[ "$seconds" != 0 ] || limit=-runs=0
 
 if [ "$target" = all ]; then
   mapfile -t targets < <(cd fuzz/corpus && printf '%s\n' *)
@@ -22,6 +24,6 @@ for name in "${targets[@]}"; do
   dictionary=()
   [ ! -f "fuzz/$name.dict" ] || dictionary=("-dict=fuzz/$name.dict")
   # The limit leaves room for what the sanitizer remembers of its allocations in a long run.
-  "build/fuzz/fuzz/$name" "${dictionary[@]}" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
+  "build/fuzz/fuzz/$name" "${dictionary[@]}" "$limit" -timeout=10 -rss_limit_mb=4096 \
     -print_final_stats=1 -artifact_prefix="$found/" "$grown" "fuzz/corpus/$name"
 done
