@@ -112,8 +112,9 @@ class IndexReader {
         const uint64_t file_size = is_video ? video_size_ : audio_size_;
         if (!kxrtc::ReadRecord(payload, &data)) return End(outline, RecordEnd::kDamaged);
         if (data.start_position > file_size || file_size - data.start_position < data.size) {
-          return End(outline, RecordEnd::kCutShort);
+          return End(outline, RecordEnd::kFrameMissing);
         }
+        if (data.size > kMaxFrameBytes) return End(outline, RecordEnd::kFrameTooLarge);
         ++(is_video ? outline->video_frames : outline->audio_frames);
         outline->media_bytes += data.size;
         break;

@@ -10,11 +10,15 @@
 
 namespace kxrtc_host {
 
+inline constexpr uint32_t kMaxFrameBytes = 64 * 1024 * 1024;
+
 enum class RecordEnd {
-  kComplete,  // The index ends behind a stop record.
-  kCutShort,  // It ends without one, inside a record or with frames that have no bytes any more:
-              // the recording host crashed. A replay yields everything up to there.
-  kDamaged,   // It breaks the rules of the format; a replay stops there.
+  kComplete,       // The index ends behind a stop record.
+  kCutShort,       // It ends without one or inside a record: the recording host crashed. A replay
+                   // yields everything up to there.
+  kFrameMissing,   // A frame has no bytes (any more). A replay yields everything up to there.
+  kFrameTooLarge,  // A frame has more than kMaxFrameBytes, which no encoder makes.
+  kDamaged,        // It breaks the rules of the format; a replay stops there.
 };
 
 struct RecordOutline {

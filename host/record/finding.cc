@@ -52,6 +52,7 @@ constexpr CodeRow kCodes[] = {
     {FindingCode::kReplayFillerGap, "replay.filler-gap", Severity::kWarning},
     {FindingCode::kReplayFillerWaiting, "replay.filler-waiting", Severity::kWarning},
     {FindingCode::kReplayMismatch, "replay.mismatch", Severity::kError},
+    {FindingCode::kReplayNothing, "replay.nothing", Severity::kWarning},
     {FindingCode::kReplayOffset, "replay.offset", Severity::kWarning},
     {FindingCode::kReplaySkipped, "replay.skipped", Severity::kWarning},
     {FindingCode::kVideoAttributes, "video.attributes", Severity::kWarning},

@@ -57,6 +57,7 @@ enum class FindingCode {
   kReplayFillerGap,
   kReplayFillerWaiting,
   kReplayMismatch,
+  kReplayNothing,
   kReplayOffset,
   kReplaySkipped,
   kVideoAttributes,

@@ -14,7 +14,6 @@ namespace kxrtc_host {
 namespace {
 
 constexpr size_t kBufferSize = 256 * 1024;
-constexpr char kBecameShorter[] = ": became shorter while it was read";
 constexpr mode_t kFileMode = 0666;
 constexpr mode_t kFolderMode = 0777;
 
@@ -42,6 +41,12 @@ NewFolder::~NewFolder() { Discard(); }
 
 bool NewFolder::Fail(const std::string& what) {
   error_ = what + ": " + std::strerror(errno);
+  return false;
+}
+
+bool NewFolder::FailShorter(const RecordFile& source) {
+  error_ = source.path() + ": became shorter while it was read";
+  is_source_error_ = true;
   return false;
 }
 
@@ -96,8 +101,7 @@ bool NewFolder::CopyRange(const RecordFile& source, uint64_t begin, uint64_t end
   while (begin < end) {
     const size_t wanted = static_cast<size_t>(std::min<uint64_t>(kBufferSize, end - begin));
     if (source.Read(begin, &buffer_[0], wanted) != wanted) {
-      error_ = source.path() + kBecameShorter;
-      return false;
+      return FailShorter(source);
     }
     if (!WriteAll(buffer_.data(), wanted)) return false;
     begin += wanted;
@@ -124,8 +128,7 @@ bool NewFolder::Copy(const RecordFile& source, uint64_t size) {
   // Behind the end of a file that was cut meanwhile there is no data either.
   const off_t source_size = ::lseek(source.descriptor(), 0, SEEK_END);
   if (source_size < 0 || static_cast<uint64_t>(source_size) < size) {
-    error_ = source.path() + kBecameShorter;
-    return false;
+    return FailShorter(source);
   }
   return ::ftruncate(descriptor_, static_cast<off_t>(size)) == 0 || Fail(files_.back());
 }

@@ -41,8 +41,12 @@ class NewFolder {
   // The reason of the latest failure.
   const std::string& error() const { return error_; }
 
+  // True when that was a source that could not be copied, not the new folder.
+  bool is_source_error() const { return is_source_error_; }
+
  private:
   bool Fail(const std::string& what);
+  bool FailShorter(const RecordFile& source);
   bool EndFile();
   bool Flush();
   bool WriteAll(const char* data, size_t size);
@@ -57,6 +61,7 @@ class NewFolder {
   int descriptor_ = -1;
   bool sync_ = true;
   std::string error_;
+  bool is_source_error_ = false;
 };
 
 }  // namespace kxrtc_host

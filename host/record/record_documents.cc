@@ -81,6 +81,15 @@ Json::Value AudioValue(const RecordSummary& summary) {
   return value;
 }
 
+Json::Value CountsValue(const FindingList& findings) {
+  Json::Value value(Json::objectValue);
+  for (size_t i = 0; i < kFindingCodeCount; ++i) {
+    const auto code = static_cast<FindingCode>(i);
+    if (findings.count(code) > 0) value[FindingCodeName(code)] = U64(findings.count(code));
+  }
+  return value;
+}
+
 void FillInfo(const RecordSummary& summary, Json::Value* document) {
   Json::Value& value = *document;
   value["folder"] = summary.folder;
@@ -88,6 +97,7 @@ void FillInfo(const RecordSummary& summary, Json::Value* document) {
   value["index_records"] = U64(summary.index_records);
   value["duration_us"] = I64(summary.duration_us);
   value["estimated_mp4_bytes"] = U64(summary.estimate_bytes);
+  value["finding_counts"] = CountsValue(summary.findings);
   value["session_count"] = U64(summary.session_count);
   value["sessions"] = Json::Value(Json::arrayValue);
   for (const SessionSummary& session : summary.sessions) {
@@ -122,15 +132,6 @@ Json::Value FindingsValue(const FindingList& findings) {
   return list;
 }
 
-Json::Value CountsValue(const FindingList& findings) {
-  Json::Value value(Json::objectValue);
-  for (size_t i = 0; i < kFindingCodeCount; ++i) {
-    const auto code = static_cast<FindingCode>(i);
-    if (findings.count(code) > 0) value[FindingCodeName(code)] = U64(findings.count(code));
-  }
-  return value;
-}
-
 Json::Value ReplayValue(const ReplayPrediction& replay) {
   Json::Value value;
   value["completes"] = replay.completes;
@@ -161,7 +162,6 @@ void FillVerify(const RecordSummary& summary, Json::Value* document) {
   const Severity verdict = summary.findings.Verdict();
   value["verdict"] = verdict == Severity::kInfo ? "clean" : SeverityName(verdict);
   value["findings"] = FindingsValue(summary.findings);
-  value["finding_counts"] = CountsValue(summary.findings);
   value["replay"] = ReplayValue(summary.replay);
 }
 

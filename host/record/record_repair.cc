@@ -50,8 +50,9 @@ class Repair {
   }
 
   bool Check(bool done) {
-    result_.target_failed = !done;
-    return done || Fail(folder_.error());
+    if (done) return true;
+    (folder_.is_source_error() ? result_.source_refused : result_.target_failed) = true;
+    return Fail(folder_.error());
   }
 
   bool OpenSource() {
@@ -90,6 +91,7 @@ class Repair {
       const IndexWalker::Step step = walker.Next(&record);
       if (step == IndexWalker::Step::kEnd) break;
       if (step == IndexWalker::Step::kChanged) {
+        result_.source_refused = true;
         return Fail(files_.index.path() + ": became shorter while it was read");
       }
       if (step != IndexWalker::Step::kRecord) {

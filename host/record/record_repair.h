@@ -24,7 +24,7 @@ const char* ChannelSourceName(ChannelSource source);
 
 struct RepairResult {
   bool repaired = false;
-  bool source_refused = false;  // A file of it cannot be read.
+  bool source_refused = false;  // A file of it cannot be read, or not to its end.
   bool target_refused = false;  // It exists, lies in the source or cannot be begun.
   bool target_failed = false;   // Writing it failed half-way.
   std::string error;            // Why not.

@@ -195,6 +195,10 @@ void ReplayModel::Finish() {
   EndDrops();
   if (!failed_ && in_session_) Fail("the index ends without a stop record");
   if (!failed_ && !saw_session_) Fail("the index holds no session");
+  if (!failed_ && prediction_->audio_samples + prediction_->video_samples == 0) {
+    summary_->findings.Add(FindingCode::kReplayNothing, std::nullopt,
+                           "the record holds no frame: there is nothing to make an MP4 of");
+  }
   prediction_->completes = !failed_;
   prediction_->call_digest = digest_.value();
   const int64_t audio_end_us =

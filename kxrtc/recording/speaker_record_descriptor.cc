@@ -207,7 +207,8 @@ std::string SpeakerRecordDescWriter::RenderDocument() const {
 
 bool SpeakerRecordDescWriter::WriteToFile() {
   const std::string text = RenderDocument();
-  // Intended: not truncated first. Counts and times only grow, so the text covers the former one.
+  // Intended: not truncated first. Counts and times only grow, so the text covers the former one; a
+  // clock that is set back may leave a rest of it behind the document, which readers ignore.
   if (!file_.Seek(0) ||
       file_.Write(reinterpret_cast<const uint8_t*>(text.data()), text.size()) != text.size()) {
     return Failed("failed to write data");

@@ -244,7 +244,13 @@ bool SpeakerRecordTranscoderImp::GetDx9CapsType(int* type) {
 }
 
 void SpeakerRecordTranscoderImp::Run(kx_utility::Thread* /*thread*/) {
-  const bool done = TranscodeLoop();
+  bool done = false;
+  try {
+    done = TranscodeLoop();
+  } catch (const std::bad_alloc&) {
+    // An index may name a frame of 4 GiB whose bytes are there, in a sparse file for one.
+    (void)Failed("out of memory");
+  }
   if (IsThreadStopped()) return;
   if (!done) {
     NotifyError(kTranscodeErrorReplay);

@@ -68,11 +68,17 @@ INSTANTIATE_TEST_SUITE_P(
         EndCase{
             "FrameBeyondItsFile",
             [](RecordBuilder& r) { r.Start(1).Audio(2).DataRecord(0xEEDDCC07, 3, 4, 2).Stop(4); },
-            RecordEnd::kCutShort},
+            RecordEnd::kFrameMissing},
         EndCase{
             "FrameFarBeyondItsFile",
             [](RecordBuilder& r) { r.Start(1).DataRecord(0xEEDDCC07, 3, UINT64_MAX, 2).Stop(4); },
-            RecordEnd::kCutShort},
+            RecordEnd::kFrameMissing},
+        EndCase{"FrameTooLarge",
+                [](RecordBuilder& r) {
+                  r.Start(1).RawAudio(std::string(kMaxFrameBytes + 1, 'x'));
+                  r.DataRecord(0xEEDDCC07, 3, 0, kMaxFrameBytes + 1).Stop(4);
+                },
+                RecordEnd::kFrameTooLarge},
         EndCase{"UnknownType",
                 [](RecordBuilder& r) {
                   r.Start(1).RawIndex(kx_testing::BigEndian32(0xEEDDCC05) +

@@ -38,10 +38,6 @@ ExitStatus Dump(const DumpCommandOptions& options) {
     std::fprintf(stderr, "kxrtc: %s\n", result.error.c_str());
     return kExitRecordUnreadable;
   }
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    std::fprintf(stderr, "kxrtc: the list could not be written\n");
-    return kExitOutputFailed;
-  }
   return result.whole ? kExitOk : kExitRecordIncomplete;
 }
 

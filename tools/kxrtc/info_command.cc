@@ -26,7 +26,7 @@ ExitStatus Info(const InfoOptions& options) {
   const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir, analysis);
   if (options.json) {
     std::printf("%s\n", kxrtc_host::JsonText(kxrtc_host::InfoDocument(summary)).c_str());
-  } else {
+  } else if (summary.index_records > 0) {
     PrintInfo(summary);
   }
   if (summary.index_records > 0) return kExitOk;

@@ -87,6 +87,10 @@ int Run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kxrtc_tool::kExitOk : kxrtc_tool::kExitUsage;
   }
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    std::fprintf(stderr, "kxrtc: cannot write to standard output\n");
+    return kxrtc_tool::kExitOutputFailed;
+  }
   return exit_status;
 }
 

@@ -110,6 +110,12 @@ void PrintInfo(const kxrtc_host::RecordSummary& summary) {
               summary.sizes.descriptor);
   std::printf("MP4        about %" PRIu64 " bytes (%s)\n", summary.estimate_bytes,
               BytesText(summary.estimate_bytes).c_str());
+  const uint64_t errors = summary.findings.count(kxrtc_host::Severity::kError);
+  const uint64_t warnings = summary.findings.count(kxrtc_host::Severity::kWarning);
+  if (errors + warnings > 0) {
+    std::printf("findings   %" PRIu64 " errors, %" PRIu64 " warnings (kxrtc verify lists them)\n",
+                errors, warnings);
+  }
   PrintFormats(summary);
   PrintSessions(summary);
   PrintChannels(summary);

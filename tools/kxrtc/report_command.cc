@@ -2,13 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "host/output_file.h"
 #include "host/record/record_analysis.h"
 #include "host/record/record_report.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/file_of_record.h"
 #include "tools/kxrtc/report_assets.h"
 
 namespace kxrtc_tool {
@@ -21,6 +24,16 @@ struct ReportOptions {
 };
 
 ExitStatus Report(const ReportOptions& options) {
+  std::error_code ignored;
+  if (IsFileOfRecord(options.record_dir, options.output)) {
+    std::fprintf(stderr, "kxrtc: %s is a file of the record itself\n", options.output.c_str());
+    return kExitOutputRefused;
+  }
+  if (!options.video.empty() &&
+      std::filesystem::equivalent(options.video, options.output, ignored)) {
+    std::fprintf(stderr, "kxrtc: %s is the video itself\n", options.output.c_str());
+    return kExitOutputRefused;
+  }
   std::string video_url;
   std::string error;
   if (!options.video.empty() &&

@@ -4,11 +4,9 @@
 
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
 
 #include "host/ffmpeg_log.h"
-#include "kxrtc/recording/speaker_record_format.h"
+#include "tools/kxrtc/file_of_record.h"
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/record_folder.h"
 #include "tools/kxrtc/transcoder_handle.h"
@@ -63,22 +61,17 @@ kxrtc_host::Mp4SinkWriterOptions TranscodeRun::WriterOptions() const {
   return writer_options;
 }
 
-bool TranscodeRun::OutputBelongsToRecord() const {
-  for (const char* extension : {kxrtc::kDescriptorFileExtension, kxrtc::kIndexFileExtension,
-                                kxrtc::kVideoFileExtension, kxrtc::kAudioFileExtension}) {
-    std::error_code ignored;
-    const std::string file = kxrtc::SpeakerRecordFilePath(folder_, extension);
-    if (std::filesystem::equivalent(file, options_.output, ignored)) return true;
-  }
-  return false;
-}
-
 ExitStatus TranscodeRun::Run() {
   kxrtc_host::SendFFmpegLogToLibraryLog();
-  if (OutputBelongsToRecord()) {
+  if (IsFileOfRecord(folder_, options_.output)) {
     return Fail(kExitOutputRefused, options_.output + " is a file of the record itself");
   }
   has_outline_ = ReadRecordOutline(folder_, &outline_);
+  if (has_outline_ && outline_.end == RecordEnd::kFrameTooLarge) {
+    return Fail(kExitReplayFailed,
+                "the record in " + folder_ +
+                    " is damaged (a frame of more than 64 MiB); nothing is written");
+  }
   kxrtc_host::MediaComponentFactoryImp factory(WriterOptions());
   TranscoderHandle transcoder = MakeTranscoder();
   transcoder->SetPreferHW(options_.prefer_hardware);
@@ -86,7 +79,8 @@ ExitStatus TranscodeRun::Run() {
     WaitForEnd(factory);
   }
   const int32_t error_code = error_code_.load(std::memory_order_acquire);
-  const bool cut_short = has_outline_ && outline_.end == RecordEnd::kCutShort;
+  const bool cut_short = has_outline_ && (outline_.end == RecordEnd::kCutShort ||
+                                          outline_.end == RecordEnd::kFrameMissing);
   if (signals_.signal_number() != 0 ||
       (error_code != 0 && !(error_code == kxrtc::kTranscodeErrorReplay && cut_short))) {
     factory.Discard();
@@ -178,8 +172,11 @@ ExitStatus TranscodeRun::Settle(const Mp4WriterStatus& status) {
   ExitStatus exit_status = kExitOk;
   if (error_code_.load(std::memory_order_acquire) != 0) {
     exit_status = kExitRecordIncomplete;
-    Warn("the record ends without its stop record, as after a crash of the recording program; " +
-         options_.output + " holds everything up to there");
+    const std::string cause = outline_.end == RecordEnd::kFrameMissing
+                                  ? "a frame is missing from its data file (see kxrtc verify); "
+                                  : "the record ends without its stop record, as after a crash of "
+                                    "the recording program; ";
+    Warn(cause + options_.output + " holds everything up to there");
   }
   TellDone(status, exit_status);
   return exit_status;

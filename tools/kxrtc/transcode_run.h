@@ -43,7 +43,6 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
 
  private:
   kxrtc_host::Mp4SinkWriterOptions WriterOptions() const;
-  bool OutputBelongsToRecord() const;
   void WaitForEnd(const kxrtc_host::MediaComponentFactoryImp& factory);
   void ShowProgress(int64_t media_us);
   ExitStatus Settle(const kxrtc_host::Mp4WriterStatus& status);

@@ -86,6 +86,7 @@ TEST(NewFolderTest, ExplainsASourceThatBecameShorter) {
   ASSERT_TRUE(folder.BeginFile("a"));
   EXPECT_FALSE(folder.Copy(source, 1000));
   EXPECT_THAT(folder.error(), HasSubstr("became shorter"));
+  EXPECT_TRUE(folder.is_source_error());
 }
 
 }  // namespace

@@ -325,6 +325,8 @@ std::vector<CodeCase> ReplayCases() {
              dir, RecordBuilder(dir).Start(0).Channel(1, kCamera).Audio(21333).Stop(30000));
        }},
       {"Mismatch", FindingCode::kReplayMismatch, AlteredPrediction},
+      {"NoFrame", FindingCode::kReplayNothing,
+       [](const TempDir& dir) { return AnalyseBuilt(dir, RecordBuilder(dir).Start(0).Stop(1)); }},
       {"LateSound", FindingCode::kReplayOffset,
        [](const TempDir& dir) {
          // Without sound for 0.9 s the picture at its end runs ahead, and the next one waits.

@@ -75,10 +75,48 @@ TEST(RecordCommandsTest, DumpSaysThatAnIndexIsTorn) {
   EXPECT_THAT(result.output, HasSubstr("truncated"));
 }
 
-TEST(RecordCommandsTest, DumpReportsADiskThatIsFull) {
+TEST(RecordCommandsTest, SayThatStandardOutputIsFull) {
+  const TempDir dir;
+  const TempDir target;
+  kx_testing::TwoSessions(dir).Write();
+  const std::string folder = Quoted(dir.path());
+  for (const std::string& arguments :
+       {"info " + folder, "info --json " + folder, "dump " + folder, "verify " + folder,
+        "estimate " + folder, "repair " + folder + " " + Quoted(target.File("new"))}) {
+    const ShellResult result = Kxrtc(arguments + " > /dev/full");
+    EXPECT_EQ(result.exit_status, 4) << arguments;
+    EXPECT_EQ(result.errors, "kxrtc: cannot write to standard output\n") << arguments;
+  }
+}
+
+TEST(RecordCommandsTest, InfoTellsThatThereAreFindings) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).RawVideo("stale").Write();
+  EXPECT_THAT(Kxrtc("info " + Quoted(dir.path())).output,
+              HasSubstr("0 errors, 1 warnings (kxrtc verify lists them)"));
+  const ShellResult result = Kxrtc("info --json " + Quoted(dir.path()));
+  EXPECT_EQ(Parsed(result.output)["finding_counts"]["data.stale-tail"].asInt(), 1);
+}
+
+TEST(RecordCommandsTest, ReportNeverReplacesWhatItIsMadeOf) {
   const TempDir dir;
   kx_testing::TwoSessions(dir).Write();
-  EXPECT_EQ(Kxrtc("dump " + Quoted(dir.path()) + " > /dev/full").exit_status, 4);
+  kx_testing::WriteFile(dir.File("v.mp4"), "video");
+  const std::string folder = Quoted(dir.path());
+  for (const char* extension : {".index", ".264", ".aac", ".desc"}) {
+    const std::string file = dir.File(std::string("SpeakeRecord") + extension);
+    const std::string before = kx_testing::ReadFile(file);
+    const ShellResult result = Kxrtc("report " + folder + " " + Quoted(file));
+    EXPECT_EQ(result.exit_status, 5);
+    EXPECT_EQ(result.errors, "kxrtc: " + file + " is a file of the record itself\n");
+    EXPECT_EQ(kx_testing::ReadFile(file), before);
+  }
+  const std::string video = dir.File("v.mp4");
+  const ShellResult result =
+      Kxrtc("report " + folder + " " + Quoted(video) + " --video " + Quoted(video));
+  EXPECT_EQ(result.exit_status, 5);
+  EXPECT_EQ(result.errors, "kxrtc: " + video + " is the video itself\n");
+  EXPECT_EQ(kx_testing::ReadFile(video), "video");
 }
 
 TEST(RecordCommandsTest, VerifyTellsItsVerdictByItsStatus) {

@@ -119,6 +119,9 @@ struct CutCase {
   const char* name;
   const char* file;
   size_t bytes;  // Cut off its end.
+  const char* cause =
+      "the record ends without its stop record, as after a crash of the recording "
+      "program; ";
 };
 
 class CutShortTest : public TranscodeFailuresTest, public ::testing::WithParamInterface<CutCase> {};
@@ -131,9 +134,7 @@ TEST_P(CutShortTest, GivesAFileOfEverythingUpToThere) {
     const ShellResult run = Transcode(mode);
     EXPECT_EQ(run.exit_status, 7);
     EXPECT_EQ(run.errors,
-              "kxrtc: warning: the record ends without its stop record, as after a crash of the "
-              "recording program; " +
-                  mp4_ + " holds everything up to there\n");
+              "kxrtc: warning: " + (GetParam().cause + mp4_) + " holds everything up to there\n");
     const ShellResult decode = RunShell("ffmpeg -nostdin -v warning -i " + Quoted(mp4_) +
                                         " -fps_mode passthrough -enc_time_base -1 -f null -");
     EXPECT_EQ(decode.exit_status, 0);
@@ -145,8 +146,21 @@ INSTANTIATE_TEST_SUITE_P(Cases, CutShortTest,
                          ::testing::Values(CutCase{"NoStopRecord", "SpeakeRecord.index", 12},
                                            CutCase{"InsideTheStopRecord", "SpeakeRecord.index", 1},
                                            CutCase{"InsideAPayload", "SpeakeRecord.index", 13},
-                                           CutCase{"AudioMissing", "SpeakeRecord.aac", 1000}),
+                                           CutCase{"AudioMissing", "SpeakeRecord.aac", 1000,
+                                                   "a frame is missing from its data file (see "
+                                                   "kxrtc verify); "}),
                          [](const auto& param) { return std::string(param.param.name); });
+
+TEST_F(TranscodeFailuresTest, AFrameThatNoEncoderMakesIsNotRead) {
+  constexpr uint32_t kSize = 0xFFFFFFFF;
+  RecordBuilder(record_).Start(0).Channel(1, 0).DataRecord(0xEEDDCC07, 2, 0, kSize).Stop(3).Write();
+  std::filesystem::resize_file(record_.File("SpeakeRecord.aac"), kSize);  // All of it a hole.
+  const ShellResult run = Transcode();
+  EXPECT_EQ(run.exit_status, 6);
+  EXPECT_EQ(run.errors, "kxrtc: the record in " + record_.path() +
+                            " is damaged (a frame of more than 64 MiB); nothing is written\n");
+  EXPECT_THAT(Left(), IsEmpty());
+}
 
 TEST_F(TranscodeFailuresTest, AudioOfAnotherKindIsToldAndNothingIsLeft) {
   RecordBuilder builder(record_);
