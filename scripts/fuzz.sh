@@ -25,5 +25,6 @@ for name in "${targets[@]}"; do
   [ ! -f "fuzz/$name.dict" ] || dictionary=("-dict=fuzz/$name.dict")
   # The limit leaves room for what the sanitizer remembers of its allocations in a long run.
   "build/fuzz/fuzz/$name" "${dictionary[@]}" "$limit" -timeout=10 -rss_limit_mb=4096 \
+    -malloc_limit_mb=512 \
     -print_final_stats=1 -artifact_prefix="$found/" "$grown" "fuzz/corpus/$name"
 done

@@ -137,7 +137,7 @@ def is_number(value, limits):
 def check_descriptor(text, sessions):
     """Yields where the descriptor breaks the format or disagrees with the sessions of the index."""
     try:
-        root = json.loads(text)
+        root, _ = json.JSONDecoder().raw_decode(text.decode().lstrip())
     except ValueError as error:
         yield f"descriptor: {error}"
         return

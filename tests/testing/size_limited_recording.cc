@@ -49,17 +49,47 @@ void RecordUnderSizeLimit(uint64_t limit) {
   EXPECT_LT(longest, kSizeLimitedRecordingBytes);
   EXPECT_EQ("release", conference.mixer.calls().back());
 
-  const std::vector<std::string> whole = {"start",        "channel 2",      "attributes 640x360 r0",
-                                          "video " + key, "audio " + first, "audio " + second,
-                                          "stop"};
-  std::vector<std::string> lines = DumpRecord(conference.dir.path());
-  if (longest < limit) {  // Nothing met the limit.
-    EXPECT_EQ(whole, lines);
-    EXPECT_THAT(log.problems(), testing::IsEmpty());
-    return;
+  // Each record with the end that it has in the index, and that its frame has in its data file.
+  struct Written {
+    std::string line;
+    uint64_t index_end;
+    uint64_t data_end;
+  };
+  const std::vector<Written> written = {
+      {"start", 12, 0},         {"channel 2", 28, 0},        {"attributes 640x360 r0", 52, 0},
+      {"video " + key, 76, 60}, {"audio " + first, 100, 30}, {"audio " + second, 124, 60},
+      {"stop", 136, 0},
+  };
+  std::vector<std::string> whole;
+  size_t intact = 0;  // Records in front of the first one that has no room.
+  for (const Written& record : written) {
+    const bool fits = record.index_end <= limit && record.data_end <= limit;
+    if (fits && intact == whole.size()) ++intact;
+    whole.push_back(record.line);
   }
+  std::vector<std::string> lines = DumpRecord(conference.dir.path());
   if (!lines.empty() && lines.back().rfind("rest of ", 0) == 0) lines.pop_back();
   EXPECT_TRUE(IsSubsequence(lines, whole)) << testing::PrintToString(lines);
+  ASSERT_GE(lines.size(), intact) << testing::PrintToString(lines);
+  lines.resize(intact);
+  whole.resize(intact);
+  EXPECT_EQ(lines, whole);
+  if (longest < limit) {  // Nothing met the limit.
+    EXPECT_EQ(intact, written.size());
+    EXPECT_THAT(log.problems(), testing::IsEmpty());
+  } else if (intact < written.size()) {
+    EXPECT_THAT(log.problems(),
+                testing::Contains(testing::AnyOf("ERROR failed in WriteToFile",
+                                                 "ERROR failed in WriteToIndexFile")));
+  } else {
+    // The descriptor has the limit's size: it is complete, or told to be cut.
+    const std::string descriptor = ReadFile(conference.dir.File("SpeakeRecord.desc"));
+    const bool complete =
+        descriptor.size() > 2 && descriptor.substr(descriptor.size() - 2) == "}\n";
+    const std::vector<std::string> problems = log.problems();
+    EXPECT_NE(complete, problems.end() != std::find(problems.begin(), problems.end(),
+                                                    "ERROR failed to write data"));
+  }
 }
 
 }  // namespace kx_testing

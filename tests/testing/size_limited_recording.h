@@ -10,8 +10,9 @@ namespace kx_testing {
 inline constexpr uint64_t kSizeLimitedRecordingBytes = 450;
 
 // Records a session with a key frame and two audio frames while no file may have more than `limit`
-// bytes. Fails the running test unless the recorder tells the failure, stops, finalizes, releases
-// its mixer and leaves the whole records, and nothing else but the part of one, on the disk.
+// bytes. Fails the running test unless the recorder tells the failure, finalizes, releases its
+// mixer and leaves all records in front of the first one without room, and no part of another but
+// the last.
 void RecordUnderSizeLimit(uint64_t limit);
 
 }  // namespace kx_testing

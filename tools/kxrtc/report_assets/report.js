@@ -473,11 +473,13 @@
 
   function listenToTheme() {
     const dark = window.matchMedia('(prefers-color-scheme: dark)');
-    dark.addEventListener('change', () => showTheme(dark.matches));
+    const follow = () => showTheme(dark.matches);
+    dark.addEventListener('change', follow);
     byId('theme').addEventListener('click', () => {
+      dark.removeEventListener('change', follow);  // The reader's choice stays.
       showTheme(document.documentElement.dataset.theme !== 'dark');
     });
-    showTheme(dark.matches);
+    follow();
   }
 
   // ---- Start ------------------------------------------------------------------------------------
