@@ -38,7 +38,9 @@ ExitStatus Dump(const DumpCommandOptions& options) {
     std::fprintf(stderr, "kxrtc: %s\n", result.error.c_str());
     return kExitRecordUnreadable;
   }
-  return result.whole ? kExitOk : kExitRecordIncomplete;
+  if (result.whole) return kExitOk;
+  std::fprintf(stderr, "kxrtc: the index holds bytes that are no record\n");
+  return kExitRecordIncomplete;
 }
 
 }  // namespace

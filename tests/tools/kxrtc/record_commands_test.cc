@@ -73,6 +73,7 @@ TEST(RecordCommandsTest, DumpSaysThatAnIndexIsTorn) {
   const ShellResult result = Kxrtc("dump " + Quoted(dir.path()));
   EXPECT_EQ(result.exit_status, 7);
   EXPECT_THAT(result.output, HasSubstr("truncated"));
+  EXPECT_EQ(result.errors, "kxrtc: the index holds bytes that are no record\n");
 }
 
 TEST(RecordCommandsTest, SayThatStandardOutputIsFull) {
