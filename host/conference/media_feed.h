@@ -1,8 +1,8 @@
 // Plays one source into the conference in real time: access units to the recorder's video entry,
 // decoded sound into a track of the audio room.
-// Threads: Open(), Start(), Stop() and destruction belong to one control thread; the other
-// operations any. Two threads of its own run between Start() and Stop(): one reads ahead, one sends
-// each picture at its time.
+// Threads: Open(), Start(), Stop(), HasEnded() and destruction belong to one control thread; the
+// other operations any. Two threads of its own run between Start() and Stop(): one reads ahead, one
+// sends each picture at its time.
 #ifndef HOST_CONFERENCE_MEDIA_FEED_H_
 #define HOST_CONFERENCE_MEDIA_FEED_H_
 
