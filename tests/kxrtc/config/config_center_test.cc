@@ -9,8 +9,10 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/testing/log_capture.h"
+#include "tests/testing/run_on_threads.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/working_dir.h"
 
@@ -81,6 +83,27 @@ TEST_F(ConfigCenterTest, YieldsDefaultsInSilenceWithoutAFile) {
   EXPECT_EQ(Settings(), Load());
   EXPECT_FALSE(ConfigCenter().LoadConfigFile());
   EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(ConfigCenterTest, ObjectsOfDifferentThreadsAreIndependent) {
+  constexpr int kThreads = 4;
+  constexpr int kTurns = 50;
+  WriteConfig(R"({"loggin_serverity": 2, "enable_local_network_recording": true,
+                  "remote_network_recording_folder_path": "a/b/", "prefer_hw_encode": false})");
+  Settings expected;
+  expected.severity = 2;
+  expected.local = true;
+  expected.remote_path = "a/b/";
+  expected.hardware = false;
+  kx_testing::RunOnThreads(kThreads, [&] {
+    ConfigCenter own;
+    for (int i = 0; i < kTurns; ++i) {
+      EXPECT_EQ(Load(), expected);
+      EXPECT_TRUE(own.LoadConfigFile());
+      EXPECT_EQ(SettingsOf(own), expected);
+    }
+  });
+  EXPECT_EQ(log_.lines(), std::vector<std::string>(2 * kThreads * kTurns, FoundLine()));
 }
 
 TEST_F(ConfigCenterTest, YieldsDefaultsBeforeAnythingIsLoaded) {

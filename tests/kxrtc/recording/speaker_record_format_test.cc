@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/testing/record_builder.h"
+#include "tests/testing/run_on_threads.h"
 
 namespace kxrtc {
 namespace {
@@ -83,6 +84,29 @@ TEST(SpeakerRecordFormatTest, RefusesEveryTruncation) {
     EXPECT_FALSE(ReadRecord(&data_reader, &data)) << length;
     EXPECT_FALSE(ReadRecord(&attributes_reader, &attributes)) << length;
   }
+}
+
+TEST(SpeakerRecordFormatTest, AllFunctionsMayRunAtOnce) {
+  const std::string expected =
+      BigEndian32(0xEEDDCC07) + BigEndian64(1000000) + BigEndian64(7) + BigEndian32(5000);
+  kx_testing::RunOnThreads(4, [&] {
+    for (int i = 0; i < 200; ++i) {
+      ByteBufferWriter writer;
+      WriteRecord(SpeakerRecordHeader{kAudioData, 1000000}, &writer);
+      WriteRecord(MediaDataRecord{7, 5000}, &writer);
+      EXPECT_EQ(expected, Written(writer));
+      ByteBufferReader reader(expected.data(), static_cast<uint32_t>(expected.size()));
+      SpeakerRecordHeader header;
+      MediaDataRecord data;
+      ASSERT_TRUE(ReadRecord(&reader, &header) && ReadRecord(&reader, &data));
+      EXPECT_EQ(1000000, header.record_timestamp_us);
+      EXPECT_EQ(5000u, data.size);
+      uint32_t size = 0;
+      EXPECT_TRUE(GetRecordPayloadSize(header.type, &size));
+      EXPECT_EQ(kMediaDataRecordSize, size);
+      EXPECT_EQ("a/SpeakeRecord.aac", SpeakerRecordFilePath("a/", kAudioFileExtension));
+    }
+  });
 }
 
 struct PayloadCase {
