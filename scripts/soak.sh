@@ -32,8 +32,9 @@ case "$mode" in
     ;;
   sanitizers)
     for preset in asan tsan; do
-      build "$preset" kxrtc_recording_soak_tests
+      build "$preset" kxrtc_recording_soak_tests kxrtc_host_long_tests
       "build/$preset/tests/kxrtc/recording/kxrtc_recording_soak_tests"
+      "build/$preset/tests/host/kxrtc_host_long_tests" --gtest_filter='*Soak*'
     done
     ;;
   all)

@@ -46,7 +46,7 @@ STATUSES = {"info": {0, 3}, "dump": {0, 3, 7}, "verify": {0, 3, 12, 13}, "repair
             "report": {0, 3}, "transcode": {0, 3, 4, 6, 7, 8}, "estimate": {0, 3, 6}}
 OUTPUTS = {"repair": ("repaired", {0}), "report": ("page.html", {0}),
            "transcode": ("out.mp4", {0, 7})}
-TOLD_ON_STANDARD_OUTPUT = {"verify": {12, 13}, "dump": {7}}
+TOLD_ON_STANDARD_OUTPUT = {"verify": {12, 13}}
 
 
 # --- Records -------------------------------------------------------------------------------------
