@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "host/ffmpeg_log.h"
+#include "host/record/record_file.h"
 #include "tools/kxrtc/file_of_record.h"
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/record_folder.h"
@@ -20,6 +21,20 @@ using kxrtc_host::VideoMode;
 using kxrtc_host::WriterFailure;
 
 constexpr std::chrono::milliseconds kRedrawInterval(200);
+
+// Names a file of the record that is there and cannot be read as a file, such as a FIFO; else
+// empty.
+std::string UnreadableFile(const std::string& folder) {
+  kxrtc_host::RecordFiles files;
+  files.Open(folder);
+  for (const kxrtc_host::RecordFile* file :
+       {&files.index, &files.video, &files.audio, &files.descriptor}) {
+    if (file->state() == kxrtc_host::RecordFile::State::kUnreadable) {
+      return file->path() + ": " + file->error();
+    }
+  }
+  return "";
+}
 
 }  // namespace
 
@@ -65,6 +80,9 @@ ExitStatus TranscodeRun::Run() {
   kxrtc_host::SendFFmpegLogToLibraryLog();
   if (IsFileOfRecord(folder_, options_.output)) {
     return Fail(kExitOutputRefused, options_.output + " is a file of the record itself");
+  }
+  if (const std::string reason = UnreadableFile(folder_); !reason.empty()) {
+    return Fail(kExitRecordUnreadable, "cannot open the record in " + folder_ + ": " + reason);
   }
   has_outline_ = ReadRecordOutline(folder_, &outline_);
   if (has_outline_ && outline_.end == RecordEnd::kFrameTooLarge) {

@@ -99,6 +99,17 @@ TEST_F(TranscodeFailuresTest, ARecordThatCannotBeOpenedIsToldWithTheCause) {
   EXPECT_THAT(Left(), IsEmpty());
 }
 
+TEST_F(TranscodeFailuresTest, AFileOfTheRecordThatIsNoFileIsNamed) {
+  Second().Stop(2000000).Write();
+  const std::string audio = record_.File("SpeakeRecord.aac");
+  std::filesystem::remove(audio);
+  std::filesystem::create_symlink("/dev/zero", audio);
+  const ShellResult run = Transcode();
+  EXPECT_EQ(run.exit_status, 3);
+  EXPECT_EQ(run.errors, "kxrtc: cannot open the record in " + record_.path() + ": " + audio +
+                            ": not a regular file\n");
+}
+
 TEST_F(TranscodeFailuresTest, ADamagedRecordLeavesNothing) {
   Second().RawIndex("\xEE\xDD\xCC\x05 eight b").Stop(2000000).Write();
   const ShellResult run = Transcode();
