@@ -32,6 +32,9 @@ struct CommandCase {
   const char* arguments;  // With the record for "%r" and the output for "%o".
   const char* output;
   const char* older;  // What stands under the final name already; null for nothing.
+  // The part by which two runs may differ in size: what libx264 encodes in several threads under a
+  // limited bit rate depends on how far each of them has come.
+  double variation = 0;
 };
 
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
@@ -104,7 +107,8 @@ TEST_P(FullDiskTest, LeavesNothingWhereverItEnds) {
     if (GetParam().older != nullptr) WriteFile(output_, GetParam().older);
   }
   ASSERT_GT(size, kSteps);
-  std::vector<uint64_t> limits = {kRoomForMessage, size - 1};
+  const uint64_t too_little = size - 1 - static_cast<uint64_t>(GetParam().variation * size);
+  std::vector<uint64_t> limits = {kRoomForMessage, too_little};
   for (uint64_t step = 1; step < kSteps; ++step) limits.push_back(size * step / kSteps);
   for (const uint64_t limit : limits) {
     SCOPED_TRACE(std::to_string(limit) + " of " + std::to_string(size) + " bytes");
@@ -140,7 +144,7 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{"TranscodeForced", "transcode --quiet --video copy --force %r %o", "out.mp4",
                     "older"},
         CommandCase{"TranscodeEncode", "transcode --quiet --no-hardware --preset ultrafast %r %o",
-                    "out.mp4", nullptr},
+                    "out.mp4", nullptr, 0.02},
         CommandCase{"Report", "report %r %o", "page.html", "older"},
         CommandCase{"Repair", "repair %r %o", "repaired", nullptr},
         CommandCase{"H264Copy", "h264 %rSpeakeRecord.264 --rewrite-vui %o", "out.264", nullptr}),
