@@ -1,12 +1,11 @@
 #include "host/mp4_sink_writer_imp.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <filesystem>
 #include <functional>
 
+#include "tests/testing/failing_disk.h"
 #include "tests/testing/mp4_writer_fixture.h"
 
 namespace kxrtc_host {
@@ -69,25 +68,19 @@ TEST_F(Mp4SinkWriterImpTest, AFileThatAppearsMeanwhileIsKept) {
 
 // The limit on the size of files stands for a disk that fills up.
 TEST_F(CopyTest, AFullDiskEndsTheRunOnceWithItsReason) {
-  rlimit before;
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-  const auto old_handler = signal(SIGXFSZ, SIG_IGN);
-  rlimit small = before;
-  small.rlim_cur = 1 << 20;
   const std::string unit = TinyVideo(64, 32, 1)[0] + std::string(100000, 'x');
   ASSERT_TRUE(Start());
   Attributes();
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-  int pushed = 0;
-  while (pushed < 1000 && Audio((pushed + 1) * kFrameUs, SilentAudio()) &&
-         Video((pushed + 1) * kFrameUs, unit)) {
-    ++pushed;
+  {
+    const kx_testing::ScopedFileSizeLimit limit(1 << 20);
+    int pushed = 0;
+    while (pushed < 1000 && Audio((pushed + 1) * kFrameUs, SilentAudio()) &&
+           Video((pushed + 1) * kFrameUs, unit)) {
+      ++pushed;
+    }
+    EXPECT_LT(pushed, 30);
+    EXPECT_FALSE(Stop().file_written);
   }
-  const bool written = Stop().file_written;
-  setrlimit(RLIMIT_FSIZE, &before);
-  signal(SIGXFSZ, old_handler);
-  EXPECT_LT(pushed, 30);
-  EXPECT_FALSE(written);
   EXPECT_EQ(writer_->status().failure, WriterFailure::kOutput);
   EXPECT_EQ(writer_->status().failure_text, "cannot write " + path_ + ": File too large");
   EXPECT_THAT(observer_.errors, ElementsAre(kxrtc::kMp4SinkWriterFatalError));

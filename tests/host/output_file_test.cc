@@ -1,14 +1,13 @@
 #include "host/output_file.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <filesystem>
 
+#include "tests/testing/failing_disk.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kxrtc_host {
@@ -170,20 +169,13 @@ TEST(OutputFileTest, ReservesNothingThatTheDiskDoesNotHave) {
 
 TEST(OutputFileTest, AFailedWriteIsTold) {
   TempDir dir;
-  rlimit before;
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-  const auto old_handler = signal(SIGXFSZ, SIG_IGN);
-  rlimit small = before;
-  small.rlim_cur = 4096;
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
   OutputFile file;
-  const bool opened = file.Open(dir.File("a.mp4"), false);
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
   const std::string much(8192, 'x');
-  const bool written = file.WriteAt(0, much.data(), much.size());
-  setrlimit(RLIMIT_FSIZE, &before);
-  signal(SIGXFSZ, old_handler);
-  ASSERT_TRUE(opened);
-  EXPECT_FALSE(written);
+  {
+    const kx_testing::ScopedFileSizeLimit limit(4096);
+    EXPECT_FALSE(file.WriteAt(0, much.data(), much.size()));
+  }
   EXPECT_EQ(file.error_number(), EFBIG);
   EXPECT_EQ(file.error_text(), "cannot write " + dir.File("a.mp4") + ": File too large");
 }

@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <pthread.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -15,6 +13,7 @@
 #include <thread>
 
 #include "kx_utility/event.h"
+#include "tests/testing/failing_disk.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kx_utility {
@@ -306,29 +305,11 @@ TEST_F(LogSinkImpTest, GoesOnWithoutTheLinesThatAFullDiskRefuses) {
   EXPECT_THAT(NumberedTexts(path_), ElementsAre("00020001 text"));
 }
 
-// Lets files grow up to `size` bytes only while it lives.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t size) : former_handler_(::signal(SIGXFSZ, SIG_IGN)) {
-    EXPECT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &former_));
-    const rlimit limit{size, former_.rlim_max};
-    EXPECT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &limit));
-  }
-  ~FileSizeLimit() {
-    EXPECT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &former_));
-    (void)::signal(SIGXFSZ, former_handler_);
-  }
-
- private:
-  void (*former_handler_)(int);
-  rlimit former_{};
-};
-
 TEST_F(LogSinkImpTest, WritesOnWhenADiskThatWasFullHasRoomAgain) {
   ASSERT_TRUE(sink_.Initialize(path_.c_str(), LS_INFO));
   const std::string text(200, 'x');
   {
-    FileSizeLimit limit(100000);
+    const kx_testing::ScopedFileSizeLimit limit(100000);
     for (int i = 0; i < 2000; ++i) sink_.OnLogMessage(text.c_str(), LS_INFO);
     sink_.FlushQueue();
     EXPECT_TRUE(WaitFor([this] { return std::filesystem::file_size(path_) == 100000; }));

@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
+#include "host/record/record_file.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
-#include "tools/kxrtc/record_folder.h"
 #include "tools/kxrtc/transcoder_handle.h"
 
 namespace kxrtc_tool {
@@ -22,7 +22,8 @@ struct EstimateOptions {
 
 ExitStatus Estimate(const EstimateOptions& options) {
   long long size = 0;
-  if (!MakeTranscoder()->EstimateOutputSize(RecordFolder(options.record_dir).c_str(), &size)) {
+  if (!MakeTranscoder()->EstimateOutputSize(
+          kxrtc_host::RecordFolderPath(options.record_dir).c_str(), &size)) {
     std::fprintf(stderr, "kxrtc: %s holds no readable record descriptor\n",
                  options.record_dir.c_str());
     return kExitRecordUnreadable;

@@ -12,8 +12,8 @@
 
 #include "host/conference/conference.h"
 #include "host/conference/scenario_reader.h"
+#include "host/record/record_file.h"
 #include "tools/kxrtc/exit_status.h"
-#include "tools/kxrtc/record_folder.h"
 #include "tools/kxrtc/record_printer.h"
 #include "tools/kxrtc/stop_signals.h"
 
@@ -88,12 +88,10 @@ ExitStatus Record(const RecordCommandOptions& options) {
     std::fprintf(stderr, "kxrtc: %s\n", error.c_str());
     return kExitScenarioInvalid;
   }
-  // A file that has reached its size limit shall fail its write, not end the program.
-  std::signal(SIGXFSZ, SIG_IGN);
   StopSignals signals;
   const std::unique_ptr<RecordPrinter> printer = MakePrinter(options);
   kxrtc_host::ConferenceOptions conference_options;
-  conference_options.folder = RecordFolder(options.record_dir);
+  conference_options.folder = kxrtc_host::RecordFolderPath(options.record_dir);
   conference_options.replace_record = options.force;
   if (options.duration > 0) {
     conference_options.duration_us = std::llround(options.duration * 1e6);

@@ -9,7 +9,6 @@
 #include "host/record/record_file.h"
 #include "tools/kxrtc/file_of_record.h"
 #include "tools/kxrtc/json_line.h"
-#include "tools/kxrtc/record_folder.h"
 #include "tools/kxrtc/transcoder_handle.h"
 
 namespace kxrtc_tool {
@@ -40,7 +39,7 @@ std::string UnreadableFile(const std::string& folder) {
 
 TranscodeRun::TranscodeRun(const TranscodeOptions& options)
     : options_(options),
-      folder_(RecordFolder(options.record_dir)),
+      folder_(kxrtc_host::RecordFolderPath(options.record_dir)),
       progress_(ChooseProgressStyle(options.quiet, options.json)),
       start_(std::chrono::steady_clock::now()) {}
 

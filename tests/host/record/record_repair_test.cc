@@ -1,14 +1,13 @@
 #include "host/record/record_repair.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 
 #include "host/record/record_analysis.h"
 #include "kxrtc/recording/speaker_record_descriptor.h"
+#include "tests/testing/failing_disk.h"
 #include "tests/testing/record_samples.h"
 
 namespace kxrtc_host {
@@ -149,14 +148,8 @@ TEST(RecordRepairTest, LeavesNothingBehindWhenTheDiskIsFull) {
   const TempDir target;
   RecordBuilder builder = TwoSessions(dir);
   builder.Start(3000000).Audio(3000001, std::string(100000, 'a')).Stop(3000002).Write();
-  struct rlimit before {};
-  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-  const struct rlimit tight = {50000, before.rlim_max};
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
+  const kx_testing::ScopedFileSizeLimit limit(50000);
   const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
-  std::signal(SIGXFSZ, handler);
   EXPECT_FALSE(result.repaired);
   EXPECT_TRUE(result.target_failed);
   EXPECT_THAT(result.error, HasSubstr("File too large"));

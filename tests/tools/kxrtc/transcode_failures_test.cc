@@ -99,6 +99,13 @@ TEST_F(TranscodeFailuresTest, ARecordThatCannotBeOpenedIsToldWithTheCause) {
   EXPECT_THAT(Left(), IsEmpty());
 }
 
+TEST_F(TranscodeFailuresTest, AnEmptyPathIsNoRecord) {
+  const ShellResult run = RunKxrtc("transcode --quiet '' " + mp4_);
+  EXPECT_EQ(run.exit_status, 3);
+  EXPECT_EQ(run.errors, "kxrtc: cannot open the record in : failed to open video file\n");
+  EXPECT_THAT(Left(), IsEmpty());
+}
+
 TEST_F(TranscodeFailuresTest, AFileOfTheRecordThatIsNoFileIsNamed) {
   Second().Stop(2000000).Write();
   const std::string audio = record_.File("SpeakeRecord.aac");
