@@ -29,6 +29,9 @@ constexpr int64_t ScaleTime(int64_t ticks, int64_t numerator, int64_t denominato
   return whole * numerator + (rest * numerator + denominator / 2) / denominator;
 }
 
+// Output times beyond this, in either direction, are those of a damaged record; none is processed.
+inline constexpr int64_t kMaxOutputTimeUs = int64_t{1} << 61;
+
 // Microseconds as written for `timestamp_us` of output time.
 constexpr int64_t ExactMicroseconds(int64_t timestamp_us) {
   return ScaleTime(timestamp_us, 64000, 63999);
@@ -42,33 +45,6 @@ constexpr int64_t ExactAudioSamples(int64_t timestamp_us) {
 constexpr int64_t AudioSamplesToMicroseconds(int64_t samples) {
   return ScaleTime(samples, kMicrosecondsPerSecond, kAudioSampleRate);
 }
-
-// Moves a timeline that starts far from 0 to its start: a transcoder that is started again goes on
-// with its old clock, and a player would show nothing for that long.
-// Threads: one at a time.
-class TimelineStart {
- public:
-  // A start up to here is natural and stays: the first frames lie within a second.
-  static constexpr int64_t kFarFromZeroUs = 1000000;
-
-  // `timestamp_us` on the timeline of the file. The first call settles by how much all are moved:
-  // by whole audio frames, so that audio stays on its grid.
-  int64_t Rebase(int64_t timestamp_us) {
-    if (!started_) {
-      started_ = true;
-      if (timestamp_us > kFarFromZeroUs || timestamp_us < 0) {
-        moved_by_us_ = timestamp_us / kxrtc::kAudioFrameDurationUs * kxrtc::kAudioFrameDurationUs;
-      }
-    }
-    return timestamp_us - moved_by_us_;
-  }
-
-  int64_t moved_by_us() const { return moved_by_us_; }
-
- private:
-  bool started_ = false;
-  int64_t moved_by_us_ = 0;
-};
 
 }  // namespace kxrtc_host
 

@@ -6,6 +6,7 @@
 
 #include "host/copy_video_track.h"
 #include "host/encode_video_track.h"
+#include "host/media_time.h"
 #include "kx_utility/failure_log.h"
 
 namespace kxrtc_host {
@@ -97,12 +98,12 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
           std::make_unique<EncodeVideoTrack>(std::move(encoder), settings, muxer_.get(), &report_);
       EncodeVideoTrack* const encode_track = track.get();
       video_track_ = std::move(track);
-      video_clock_ = std::make_unique<VideoClock>(std::numeric_limits<int64_t>::max());
+      timeline_ = std::make_unique<FileTimeline>(std::numeric_limits<int64_t>::max());
       return encode_track->Initialize();
     }
     report_.Warn("FFmpeg has no H.264 encoder that works here: the video is copied");
   }
-  video_clock_ = std::make_unique<VideoClock>(CopyVideoTrack::kLongestSampleUs);
+  timeline_ = std::make_unique<FileTimeline>(CopyVideoTrack::kLongestSampleUs);
   video_track_ =
       std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_);
   return true;
@@ -117,18 +118,15 @@ bool Mp4SinkWriterImp::SetNewInputVideoAttributes(uint32_t /*width*/, uint32_t /
 
 bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
   if (!started_ || report_.failed() || data == nullptr) return false;
-  const int64_t time_us = ExactMicroseconds(timeline_.Rebase(timestamp_us));
-  const int64_t placed_us = video_clock_->Place(std::max<int64_t>(time_us, 0));
-  return Settle(video_track_->Push(placed_us, data, size));
+  return Settle(video_track_->Push(timeline_->PlaceVideo(timestamp_us), data, size));
 }
 
 bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
   if (!started_ || report_.failed() || data == nullptr) return false;
-  const int64_t rebased_us = std::max<int64_t>(timeline_.Rebase(timestamp_us), 0);
-  media_time_us_.store(ExactMicroseconds(rebased_us), std::memory_order_relaxed);
-  video_clock_->NoteAudio(ExactMicroseconds(rebased_us));
-  return Settle(audio_track_->Push(rebased_us, data, size) &&
-                video_track_->AdvanceTo(ExactMicroseconds(rebased_us)));
+  const int64_t placed_us = timeline_->PlaceAudio(timestamp_us);
+  const int64_t file_us = ExactMicroseconds(placed_us);
+  media_time_us_.store(file_us, std::memory_order_relaxed);
+  return Settle(audio_track_->Push(placed_us, data, size) && video_track_->AdvanceTo(file_us));
 }
 
 bool Mp4SinkWriterImp::Finish() {
@@ -141,7 +139,7 @@ bool Mp4SinkWriterImp::Finish() {
   }
   if (!video_track_->Finish(audio_track_->end_us())) return false;
   audio_track_->Finish();
-  video_clock_->Finish(&report_);
+  timeline_->video_clock().Finish(&report_);
   if (report_.status.timestamps_raised != 0) {
     report_.Warn(std::to_string(report_.status.timestamps_raised) +
                  " timestamps are not later than the one before and are raised");

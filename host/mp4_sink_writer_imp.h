@@ -9,11 +9,10 @@
 #include <vector>
 
 #include "host/audio_track.h"
+#include "host/file_timeline.h"
 #include "host/h264_encoder.h"
-#include "host/media_time.h"
 #include "host/mp4_muxer.h"
 #include "host/output_file.h"
-#include "host/video_clock.h"
 #include "host/video_track.h"
 #include "host/writer_status.h"
 #include "kxrtc/recording/mp4_sink_writer.h"
@@ -87,10 +86,9 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   std::atomic<int64_t> media_time_us_{0};
   WriterReport report_;
   OutputFile file_;
-  TimelineStart timeline_;
   std::unique_ptr<Mp4Muxer> muxer_;
   std::unique_ptr<VideoTrack> video_track_;
-  std::unique_ptr<VideoClock> video_clock_;
+  std::unique_ptr<FileTimeline> timeline_;
   std::unique_ptr<AudioTrack> audio_track_;
 };
 

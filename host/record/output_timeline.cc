@@ -8,6 +8,19 @@
 namespace kxrtc_host {
 namespace {
 
+FindingCode CodeOf(FillerReason reason) {
+  switch (reason) {
+    case FillerReason::kGap:
+      return FindingCode::kReplayFillerGap;
+    case FillerReason::kWaitingForKeyFrame:
+      return FindingCode::kReplayFillerWaiting;
+    case FillerReason::kAudioOnly:
+    case FillerReason::kNone:
+      break;
+  }
+  return FindingCode::kReplayFillerAudioOnly;
+}
+
 void Merge(const OutputBucket& from, OutputBucket* into) {
   into->video_bytes += from.video_bytes;
   into->audio_bytes += from.audio_bytes;
@@ -17,7 +30,8 @@ void Merge(const OutputBucket& from, OutputBucket* into) {
 
 }  // namespace
 
-OutputTimeline::OutputTimeline(ReplayPrediction* prediction) : prediction_(prediction) {
+OutputTimeline::OutputTimeline(ReplayPrediction* prediction, FindingList* findings)
+    : prediction_(prediction), findings_(findings) {
   prediction_->bucket_us = kFirstBucketUs;
 }
 
@@ -46,10 +60,18 @@ void OutputTimeline::EndSpan(int64_t output_us) {
   if (span_.filler != FillerReason::kNone) {
     prediction_->filler_us =
         SaturatedAdd(prediction_->filler_us, SaturatedSubtract(span_.end_us, span_.start_us));
+    ReportFiller();
   }
   ++prediction_->span_count;
   if (prediction_->spans.size() < kMaxSpans) prediction_->spans.push_back(span_);
   has_span_ = false;
+}
+
+void OutputTimeline::ReportFiller() {
+  findings_->Add(
+      CodeOf(span_.filler), span_.time_us,
+      Text("the MP4 shows the icon from %s to %s: %s", SecondsText(span_.start_us).c_str(),
+           SecondsText(span_.end_us).c_str(), FillerReasonName(span_.filler)));
 }
 
 void OutputTimeline::Show(int64_t output_us, FillerReason filler, uint32_t media_type,

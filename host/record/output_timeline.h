@@ -17,8 +17,9 @@ inline constexpr int64_t kFirstBucketUs = 100000;
 
 class OutputTimeline {
  public:
-  // `prediction` is borrowed: spans, marks and buckets are written.
-  explicit OutputTimeline(ReplayPrediction* prediction);
+  // Both are borrowed: spans, marks and buckets are written, and a finding for each stretch of
+  // filler.
+  OutputTimeline(ReplayPrediction* prediction, FindingList* findings);
 
   // Pictures of this kind are shown from `output_us` on. The same kind again changes nothing.
   void Show(int64_t output_us, FillerReason filler, uint32_t media_type, int64_t time_us);
@@ -35,8 +36,10 @@ class OutputTimeline {
  private:
   OutputBucket* BucketAt(int64_t output_us);
   void EndSpan(int64_t output_us);
+  void ReportFiller();
 
   ReplayPrediction* prediction_;
+  FindingList* findings_;
   OutputSpan span_;
   bool has_span_ = false;
   bool broken_ = false;

@@ -157,7 +157,7 @@ RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& op
   if (summary.descriptor.parsed) summary.estimate_bytes = EstimateBytes(summary.folder);
   if (options.run_replay) CompareWithReplay(&summary);
   if (!summary.replay.completes) {
-    summary.findings.Add(FindingCode::kReplayFailed, std::nullopt,
+    summary.findings.Add(FindingCode::kReplayFailed, summary.replay.failure_time_us,
                          "the record cannot be transcoded to its end: " + summary.replay.failure);
   }
   return summary;

@@ -14,7 +14,8 @@
 
 namespace kxrtc_host {
 
-// Times are recorder time unless a name says output time; both microseconds.
+// Times are recorder time unless a name says output time, which is time in the MP4; both
+// microseconds.
 
 inline constexpr size_t kMaxSessions = 60000;  // More do not fit into a descriptor.
 inline constexpr size_t kMaxSwitches = 10000;
@@ -109,9 +110,10 @@ struct OutputBucket {
 // What the transcoder will make of the record.
 struct ReplayPrediction {
   bool completes = false;
-  std::string failure;         // Where and why it stops, when it does not complete.
-  int64_t duration_us = 0;     // Output time.
-  uint64_t video_samples = 0;  // Filler included.
+  std::string failure;                     // Where and why it stops, when it does not complete.
+  std::optional<int64_t> failure_time_us;  // Recorder time, where a record is to blame.
+  int64_t duration_us = 0;                 // Output time.
+  uint64_t video_samples = 0;              // Filler included.
   uint64_t audio_samples = 0;
   uint64_t filler_insertions = 0;  // Of the whole clip.
   int64_t filler_us = 0;           // Output time shown as filler.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/media_time.h"
 #include "host/record/text.h"
 #include "kxrtc/recording/speaker_record_transcoder.h"
 
@@ -18,24 +19,20 @@ constexpr int64_t kIconSpacingUs = 10000;
 constexpr uint32_t kIconWidth = 640;
 constexpr uint32_t kIconHeight = 360;
 
-FindingCode CodeOf(FillerReason reason) {
-  switch (reason) {
-    case FillerReason::kGap:
-      return FindingCode::kReplayFillerGap;
-    case FillerReason::kWaitingForKeyFrame:
-      return FindingCode::kReplayFillerWaiting;
-    case FillerReason::kAudioOnly:
-    case FillerReason::kNone:
-      break;
-  }
-  return FindingCode::kReplayFillerAudioOnly;
-}
+// Pictures that are measured against the audio frame behind them, of those between two.
+constexpr size_t kMaxUnmeasured = 1024;
+
+// How long the last picture of a file stays.
+constexpr int64_t kLastPictureUs = kMicrosecondsPerSecond / 24;
+
+int64_t Distance(int64_t a, int64_t b) { return SaturatedSubtract(std::max(a, b), std::min(a, b)); }
 
 }  // namespace
 
-void ReplayModel::Fail(const std::string& reason) {
+void ReplayModel::Fail(const std::string& reason, std::optional<int64_t> time_us) {
   failed_ = true;
   prediction_->failure = reason;
+  prediction_->failure_time_us = time_us;
 }
 
 void ReplayModel::OnBrokenIndex() {
@@ -45,37 +42,41 @@ void ReplayModel::OnBrokenIndex() {
 void ReplayModel::OnRecord(const IndexRecord& record, bool readable, bool is_key) {
   if (failed_) return;
   const uint32_t type = record.header.type;
-  const std::string where =
-      Text("at index offset %llu: ", static_cast<unsigned long long>(record.offset));
+  const auto fail = [this, &record](const char* reason) {
+    Fail(Text("at index offset %llu: %s", static_cast<unsigned long long>(record.offset), reason),
+         record.header.record_timestamp_us);
+  };
   if (!in_session_) {
-    if (type != kxrtc::kStartRecording) return Fail(where + "a session without start record");
+    if (type != kxrtc::kStartRecording) return fail("a session without start record");
     in_session_ = saw_session_ = need_key_frame_ = true;
     icon_active_ = false;
     anchor_us_ = record.header.record_timestamp_us;
+    audio_.reset();
     timeline_.Break();
     if (prediction_->sessions.size() < kMaxMarks) {
-      prediction_->sessions.push_back({audio_clock_us_, anchor_us_, media_type_});
+      prediction_->sessions.push_back({audio_file_us_, anchor_us_, media_type_});
     }
     return;
   }
-  if (record.IsMedia() && !readable) return Fail(where + "the frame is not in its file");
+  if (record.IsMedia() && !readable) return fail("the frame is not in its file");
   switch (type) {
     case kxrtc::kStopRecording:
+      MeasureOffsets(std::nullopt);
       in_session_ = false;
       return;
     case kxrtc::kNewChannel:
       return OnChannel(record);
     case kxrtc::kNewVideoAttributes:
-      if (media_type_ == 0) return Fail(where + "attributes without a video channel");
+      if (media_type_ == 0) return fail("attributes without a video channel");
       attributes_ = record.attributes;
       return SetAttributes(false);
     case kxrtc::kVideoData:
-      if (media_type_ == 0) return Fail(where + "a video frame without a video channel");
+      if (media_type_ == 0) return fail("a video frame without a video channel");
       return OnVideo(record, is_key);
     case kxrtc::kAudioData:
       return OnAudio(record);
     default:
-      return Fail(where + "an unexpected record type");
+      return fail("an unexpected record type");
   }
 }
 
@@ -93,20 +94,56 @@ int64_t ReplayModel::OutputTimeOf(int64_t time_us) const {
                       audio_clock_us_);
 }
 
+// Where in the file lies what is recorded at this time, unless the recorder's clock just stepped.
+int64_t ReplayModel::FileTimeOf(int64_t time_us) const {
+  const int64_t since_us = SaturatedSubtract(time_us, anchor_us_);
+  const bool is_step = since_us < 0 || since_us > VideoClock::kStepUs;
+  return SaturatedAdd(is_step ? 0 : since_us, audio_file_us_);
+}
+
+// Hands a picture to the writer. Answers where in the file it is shown.
 int64_t ReplayModel::PushVideo(int64_t time_us) {
   last_video_us_ =
       std::max(OutputTimeOf(time_us), SaturatedAdd(last_video_us_, kMinVideoSpacingUs));
   digest_.AddVideo(last_video_us_);
   video_pushed_ = true;
   ++prediction_->video_samples;
-  return last_video_us_;
+  last_picture_us_ = std::max(last_picture_us_, file_timeline_.PlaceVideo(last_video_us_));
+  return last_picture_us_;
+}
+
+// Notes how far a picture is shown behind the sound that was recorded with it, as told by an audio
+// frame.
+void ReplayModel::NoteOffset(const Placed& picture, const Placed& audio) {
+  const int64_t ideal_us =
+      SaturatedAdd(audio.file_us, SaturatedSubtract(picture.time_us, audio.time_us));
+  const int64_t offset_us = SaturatedSubtract(picture.file_us, ideal_us);
+  if (offset_us <= prediction_->largest_offset_us) return;
+  prediction_->largest_offset_us = offset_us;
+  prediction_->largest_offset_time_us = picture.time_us;
+}
+
+// Measures each picture against the audio frame of its session that is nearer in recorder time: the
+// latest one or the one that comes now.
+void ReplayModel::MeasureOffsets(const std::optional<Placed>& next_audio) {
+  for (const Placed& picture : unmeasured_) {
+    const bool next_is_nearer =
+        next_audio && (!audio_ || Distance(picture.time_us, next_audio->time_us) <
+                                      Distance(picture.time_us, audio_->time_us));
+    if (next_is_nearer) {
+      NoteOffset(picture, *next_audio);
+    } else if (audio_) {
+      NoteOffset(picture, *audio_);
+    }
+  }
+  unmeasured_.clear();
 }
 
 void ReplayModel::PushIcons(int64_t time_us, FillerReason reason) {
   ++prediction_->filler_insertions;
   for (int i = 0; i < kIconFrameCount; ++i) {
-    const int64_t output_us = PushVideo(SaturatedAdd(time_us, i * kIconSpacingUs));
-    if (i == 0) timeline_.Show(output_us, reason, media_type_, time_us);
+    const int64_t file_us = PushVideo(SaturatedAdd(time_us, i * kIconSpacingUs));
+    if (i == 0) timeline_.Show(file_us, reason, media_type_, time_us);
   }
 }
 
@@ -117,7 +154,7 @@ void ReplayModel::OnChannel(const IndexRecord& record) {
   in_gap_ = false;
   timeline_.Break();
   if (prediction_->switches.size() < kMaxMarks) {
-    prediction_->switches.push_back({OutputTimeOf(time_us), time_us, media_type_});
+    prediction_->switches.push_back({FileTimeOf(time_us), time_us, media_type_});
   }
   if (media_type_ == 0) {
     SetAttributes(true);
@@ -147,15 +184,11 @@ void ReplayModel::OnVideo(const IndexRecord& record, bool is_key) {
     if (icon_active_) SetAttributes(false);
     need_key_frame_ = false;
   }
-  const int64_t ideal_us = OutputTimeOf(time_us);
-  const int64_t output_us = PushVideo(time_us);
-  const int64_t offset_us = SaturatedSubtract(output_us, ideal_us);
-  if (offset_us > prediction_->largest_offset_us) {
-    prediction_->largest_offset_us = offset_us;
-    prediction_->largest_offset_time_us = time_us;
-  }
-  timeline_.Show(output_us, FillerReason::kNone, media_type_, time_us);
-  timeline_.AddVideo(output_us, record.data.size, is_key);
+  const int64_t file_us = PushVideo(time_us);
+  if (unmeasured_.size() == kMaxUnmeasured) MeasureOffsets(std::nullopt);
+  unmeasured_.push_back({file_us, time_us});
+  timeline_.Show(file_us, FillerReason::kNone, media_type_, time_us);
+  timeline_.AddVideo(file_us, record.data.size, is_key);
 }
 
 void ReplayModel::OnAudio(const IndexRecord& record) {
@@ -164,7 +197,13 @@ void ReplayModel::OnAudio(const IndexRecord& record) {
   audio_clock_us_ = SaturatedAdd(audio_clock_us_, kAudioFrameDurationUs);
   digest_.AddAudio(audio_clock_us_, record.data.size);
   ++prediction_->audio_samples;
-  timeline_.AddAudio(audio_clock_us_, record.data.size);
+  const int64_t placed_us = file_timeline_.PlaceAudio(audio_clock_us_);
+  audio_file_us_ = ExactMicroseconds(placed_us);
+  audio_end_us_ = ExactMicroseconds(placed_us + kAudioFrameDurationUs);
+  timeline_.AddAudio(audio_file_us_, record.data.size);
+  const Placed audio = {audio_file_us_, time_us};
+  MeasureOffsets(audio);
+  audio_ = audio;
   const int64_t limit_us = need_key_frame_ ? kGapLimitWaitingUs : kGapLimitUs;
   if (video_pushed_ && audio_clock_us_ <= SaturatedAdd(last_video_us_, limit_us)) return;
   in_gap_ = in_gap_ || !need_key_frame_;
@@ -174,21 +213,6 @@ void ReplayModel::OnAudio(const IndexRecord& record) {
   if (!icon_active_) SetAttributes(true);
   PushIcons(time_us, reason);
   need_key_frame_ = true;
-}
-
-void ReplayModel::ReportFiller() {
-  for (const OutputSpan& span : prediction_->spans) {
-    if (span.filler == FillerReason::kNone) continue;
-    summary_->findings.Add(
-        CodeOf(span.filler), span.time_us,
-        Text("the MP4 shows the icon from %s to %s: %s", SecondsText(span.start_us).c_str(),
-             SecondsText(span.end_us).c_str(), FillerReasonName(span.filler)));
-  }
-  if (prediction_->largest_offset_us >= kNoticeableOffsetUs) {
-    summary_->findings.Add(FindingCode::kReplayOffset, prediction_->largest_offset_time_us,
-                           Text("pictures are up to %s behind their sound",
-                                SecondsText(prediction_->largest_offset_us).c_str()));
-  }
 }
 
 void ReplayModel::Finish() {
@@ -201,11 +225,15 @@ void ReplayModel::Finish() {
   }
   prediction_->completes = !failed_;
   prediction_->call_digest = digest_.value();
-  const int64_t audio_end_us =
-      prediction_->audio_samples == 0 ? 0 : SaturatedAdd(audio_clock_us_, kAudioFrameDurationUs);
-  prediction_->duration_us = std::max(audio_end_us, last_video_us_);
+  MeasureOffsets(std::nullopt);
+  const int64_t pictures_end_us = video_pushed_ ? last_picture_us_ + kLastPictureUs : 0;
+  prediction_->duration_us = std::max(audio_end_us_, pictures_end_us);
   timeline_.Finish(prediction_->duration_us);
-  ReportFiller();
+  if (prediction_->largest_offset_us >= kNoticeableOffsetUs) {
+    summary_->findings.Add(FindingCode::kReplayOffset, prediction_->largest_offset_time_us,
+                           Text("pictures are up to %s behind their sound",
+                                SecondsText(prediction_->largest_offset_us).c_str()));
+  }
 }
 
 }  // namespace kxrtc_host

@@ -191,6 +191,21 @@ TEST_F(CopyTest, MovesAStartFarFromZero) {
   EXPECT_EQ(file.Track("soun").start_us, 21333);
 }
 
+TEST_F(CopyTest, ALateFirstPictureLeavesTheSoundAsItIs) {
+  const std::vector<std::string> units = TinyVideo(64, 32, 2);
+  ASSERT_TRUE(Start());
+  Attributes();
+  ASSERT_TRUE(Video(10000000, units[0]));
+  Silence(1, 20);
+  ASSERT_TRUE(Video(10010000, units[1]));
+  Silence(21, 40);
+  const Mp4File file = Finished();
+  EXPECT_EQ(file.Track("soun").start_us, 21333);
+  EXPECT_EQ(file.Track("soun").durations, std::vector<uint32_t>(40, 1024));
+  EXPECT_NEAR(file.Track("vide").TimeOfSampleUs(1), 10010156, 1);
+  EXPECT_THAT(writer_->status().warnings, IsEmpty());
+}
+
 TEST_F(CopyTest, VideoFollowsTheAudioWhenTheRecordersClockWasSetForward) {
   const std::string unit = TinyVideo(64, 32, 1)[0];
   const int64_t hour = 3600000000;

@@ -36,33 +36,5 @@ TEST(ScaleTimeTest, TakesTheLargestTimes) {
   EXPECT_EQ(ScaleTime(INT64_MAX, 1000000, 1000000), INT64_MAX);
 }
 
-TEST(TimelineStartTest, LeavesANaturalStart) {
-  TimelineStart start;
-  EXPECT_EQ(start.Rebase(10000), 10000);
-  EXPECT_EQ(start.Rebase(5000000), 5000000);
-  EXPECT_EQ(start.moved_by_us(), 0);
-}
-
-TEST(TimelineStartTest, MovesAFarStartByWholeAudioFrames) {
-  TimelineStart start;
-  const int64_t first = 168750 * int64_t{21333};  // An hour.
-  EXPECT_EQ(start.Rebase(first + 10000), 10000);
-  EXPECT_EQ(start.Rebase(first + 21333), 21333);
-  EXPECT_EQ(start.moved_by_us() % 21333, 0);
-}
-
-TEST(TimelineStartTest, ASecondIsNotFarYet) {
-  TimelineStart near;
-  EXPECT_EQ(near.Rebase(1000000), 1000000);
-  TimelineStart far;
-  EXPECT_LT(far.Rebase(1000001), 21333);
-}
-
-TEST(TimelineStartTest, MovesANegativeStartToItsPlace) {
-  TimelineStart start;
-  EXPECT_EQ(start.Rebase(-21333 * 10), 0);
-  EXPECT_EQ(start.Rebase(-21333 * 9), 21333);
-}
-
 }  // namespace
 }  // namespace kxrtc_host

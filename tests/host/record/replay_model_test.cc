@@ -43,8 +43,8 @@ TEST(ReplayModelTest, PredictsAnAudioOnlyRecord) {
   builder.Start(0);
   for (int i = 1; i <= 50; ++i) builder.Audio(i * 21333);
   const ReplayPrediction replay = Predict(dir, builder.Stop(51 * 21333));
-  EXPECT_THAT(SpanTexts(replay), ElementsAre("audio only 21 to 1087"));
-  EXPECT_EQ(replay.duration_us, 51 * 21333);
+  EXPECT_THAT(SpanTexts(replay), ElementsAre("audio only 21 to 1088"));
+  EXPECT_EQ(replay.duration_us, 51 * 64000 / 3);
   EXPECT_EQ(replay.audio_samples, 50u);
   EXPECT_EQ(replay.video_samples, replay.filler_insertions * 8);
 }
@@ -59,7 +59,7 @@ TEST(ReplayModelTest, NamesTheGapOfAStaticShare) {
   const ReplayPrediction replay = Predict(dir, builder.Key(431 * 21333).Stop(432 * 21333));
   EXPECT_THAT(SpanTexts(replay),
               ElementsAre("desktop 10 to 5013", "gap over 5 s 5013 to 9045",
-                          "waiting for a key frame 9045 to 9173", "desktop 9173 to 9173"));
+                          "waiting for a key frame 9045 to 9173", "desktop 9173 to 9214"));
   EXPECT_EQ(replay.dropped_frames, 1u);
 }
 
@@ -76,15 +76,97 @@ TEST(ReplayModelTest, MeasuresHowFarPicturesFallBehind) {
   RecordBuilder builder(dir);
   builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3).Audio(10000);
   builder.Delta(900000).Audio(900001).Delta(900002);
-  // The second picture lands 10 ms behind the first, 910000 + 1333; its sound is at 42666.
+  // The second picture lands 10 ms behind the first, 910000 + 1333; its sound is at 42666. The file
+  // stretches each by 1/63999.
   const ReplayPrediction replay = Predict(dir, builder.Stop(900003));
-  EXPECT_EQ(replay.largest_offset_us, 21333 + 890000 + 10000 - (42666 + 1));
+  EXPECT_EQ(replay.largest_offset_us, 21333 + 890000 + 10000 + 14 - (42666 + 1 + 1));
   EXPECT_EQ(replay.largest_offset_time_us, 900002);
+}
+
+TEST(ReplayModelTest, MeasuresPicturesStampedBeforeTheSoundInFrontOfThem) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3);
+  for (int i = 1; i <= 50; ++i) builder.Audio(i * 21333).Delta(i * 21333 - 400000);
+  const ReplayPrediction replay = Predict(dir, builder.Stop(51 * 21333));
+  EXPECT_NEAR(replay.largest_offset_us, 400000, 20);
+}
+
+TEST(ReplayModelTest, MeasuresAPictureAgainstTheSoundThatResumesBesideIt) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3);
+  for (int i = 1; i <= 10; ++i) builder.Audio(i * 21333);
+  builder.Delta(3000000);
+  for (int i = 0; i < 10; ++i) builder.Audio(3010000 + i * 21333);
+  // The picture is shown at 3.0 s; the sound of 3.01 s is heard at 11 * 21333.
+  const ReplayPrediction replay = Predict(dir, builder.Stop(4000000));
+  EXPECT_NEAR(replay.largest_offset_us, 3000000 - (11 * 21333 - 10000), 50);
+  EXPECT_EQ(replay.largest_offset_time_us, 3000000);
+}
+
+TEST(ReplayModelTest, AClockThatIsSetBackMovesNoPictureFromItsSound) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(9000000).Channel(9000001, kCamera).Attributes(9000002, 640, 360).Key(9000003);
+  for (int i = 1; i <= 10; ++i) builder.Audio(9000000 + i * 21333).Delta(9000001 + i * 21333);
+  for (int i = 1; i <= 10; ++i) builder.Delta(7000000 + i * 21333).Audio(7000001 + i * 21333);
+  const ReplayPrediction replay = Predict(dir, builder.Stop(8000000));
+  EXPECT_LT(replay.largest_offset_us, 50000);
+}
+
+TEST(ReplayModelTest, ManyPicturesWithoutSoundAreMeasuredInBoundedMemory) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Audio(10000).Key(10001);
+  for (int i = 1; i <= 3000; ++i) builder.Delta(10001 + i);
+  // Each picture is 10 ms behind the one in front of it.
+  const ReplayPrediction replay = Predict(dir, builder.Stop(4000000));
+  EXPECT_GT(replay.largest_offset_us, 3000 * 9999);
+}
+
+TEST(ReplayModelTest, FollowsTheWriterWhenTheClockIsSetForward) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3);
+  for (int i = 1; i <= 50; ++i) builder.Audio(i * 21333).Delta(i * 21333 + 5);
+  const int64_t hour_us = 3600000000;
+  builder.Delta(hour_us + 51 * 21333 - 5);
+  for (int i = 51; i <= 100; ++i) {
+    builder.Audio(hour_us + i * 21333).Delta(hour_us + i * 21333 + 5);
+  }
+  const ReplayPrediction replay = Predict(dir, builder.Stop(hour_us + 101 * 21333));
+  EXPECT_NEAR(replay.duration_us, 101 * 64000 / 3, 42000);
+  EXPECT_LT(replay.largest_offset_us, 50000);
+}
+
+TEST(ReplayModelTest, ALateFirstPictureIsShownFromTheStartOn) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(5000000);
+  for (int i = 1; i <= 400; ++i) builder.Audio(5000000 + i * 21333);
+  const ReplayPrediction replay = Predict(dir, builder.Stop(14000000));
+  EXPECT_EQ(replay.spans.front().start_us / 21333, 0);
+  EXPECT_EQ(replay.duration_us, 401 * int64_t{64000} / 3 + 1);
+}
+
+TEST(ReplayModelTest, CountsEachStretchOfFiller) {
+  ReplayPrediction prediction;
+  FindingList findings;
+  OutputTimeline timeline(&prediction, &findings);
+  for (int i = 0; i < 60000; ++i) {
+    timeline.Show(i, i % 2 ? FillerReason::kGap : FillerReason::kWaitingForKeyFrame, kCamera, i);
+  }
+  timeline.Finish(60000);
+  EXPECT_EQ(prediction.spans.size(), kMaxSpans);
+  EXPECT_EQ(findings.count(FindingCode::kReplayFillerGap), 30000u);
+  EXPECT_EQ(findings.count(FindingCode::kReplayFillerWaiting), 30000u);
 }
 
 TEST(ReplayModelTest, KeepsSpansAndBucketsBounded) {
   ReplayPrediction prediction;
-  OutputTimeline timeline(&prediction);
+  FindingList findings;
+  OutputTimeline timeline(&prediction, &findings);
   for (int i = 0; i < 100000; ++i) {
     timeline.Show(i * int64_t{1000000}, FillerReason::kNone, i % 2 ? kCamera : kDesktop, 0);
     timeline.AddVideo(i * int64_t{1000000}, 10, true);
