@@ -10,25 +10,33 @@ constexpr uint32_t kSampleRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 2
                                      22050, 16000, 12000, 11025, 8000,  7350};
 // By channel configuration.
 constexpr uint32_t kChannelCounts[] = {0, 1, 2, 3, 4, 5, 6, 8};
-constexpr uint32_t kHeaderSize = 7;
 constexpr uint32_t kHeaderSizeWithChecksum = 9;
 
 }  // namespace
 
-bool ParseAdtsHeader(const uint8_t* data, uint32_t size, AdtsHeader* header) {
-  if (size < kHeaderSize || data[0] != 0xFF || (data[1] & 0xF6) != 0xF0) return false;
+bool ReadAdtsHeader(const uint8_t* data, AdtsHeader* header) {
+  if (data[0] != 0xFF || (data[1] & 0xF6) != 0xF0) return false;
   const uint32_t rate_index = data[2] >> 2 & 0xF;
-  const uint32_t frame_size =
+  if (rate_index >= std::size(kSampleRates)) return false;
+  AdtsHeader read;
+  read.frame_size =
       static_cast<uint32_t>(data[3] & 3) << 11 | static_cast<uint32_t>(data[4]) << 3 | data[5] >> 5;
-  if (rate_index >= std::size(kSampleRates) || frame_size != size) return false;
-  AdtsHeader parsed;
-  parsed.header_size = (data[1] & 1) != 0 ? kHeaderSize : kHeaderSizeWithChecksum;
-  parsed.object_type = (data[2] >> 6) + 1u;
-  parsed.sample_rate = kSampleRates[rate_index];
-  parsed.channel_configuration = (data[2] & 1u) << 2 | data[3] >> 6;
-  parsed.raw_data_blocks = (data[6] & 3u) + 1;
-  if (parsed.header_size > size) return false;
-  *header = parsed;
+  read.header_size = (data[1] & 1) != 0 ? kAdtsHeaderSize : kHeaderSizeWithChecksum;
+  read.object_type = (data[2] >> 6) + 1u;
+  read.sample_rate = kSampleRates[rate_index];
+  read.channel_configuration = (data[2] & 1u) << 2 | data[3] >> 6;
+  read.raw_data_blocks = (data[6] & 3u) + 1;
+  if (read.header_size > read.frame_size) return false;
+  *header = read;
+  return true;
+}
+
+bool ParseAdtsHeader(const uint8_t* data, uint32_t size, AdtsHeader* header) {
+  AdtsHeader read;
+  if (size < kAdtsHeaderSize || !ReadAdtsHeader(data, &read) || read.frame_size != size) {
+    return false;
+  }
+  *header = read;
   return true;
 }
 

@@ -8,13 +8,20 @@
 
 namespace kxrtc_host {
 
+inline constexpr uint32_t kAdtsHeaderSize = 7;  // Bytes, without a checksum.
+
 struct AdtsHeader {
+  uint32_t frame_size = 0;             // Bytes, header included.
   uint32_t header_size = 0;            // Bytes in front of the raw frame: 7, or 9 with a checksum.
   uint32_t object_type = 0;            // Audio object type; 2 is AAC LC.
   uint32_t sample_rate = 0;            // Hz.
   uint32_t channel_configuration = 0;  // 0: the frame itself tells.
   uint32_t raw_data_blocks = 0;        // In this frame.
 };
+
+// Reads the kAdtsHeaderSize bytes at `data`. False unless they begin with the sync word, layer 0
+// and a valid frequency and tell a length that has room for them.
+[[nodiscard]] bool ReadAdtsHeader(const uint8_t* data, AdtsHeader* header);
 
 // Reads the header of one frame. False unless `data` begins with the sync word, layer 0 and a valid
 // frequency and tells its own length as exactly `size`: no raw AAC frame looks so.

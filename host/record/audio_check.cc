@@ -1,29 +1,42 @@
 #include "host/record/audio_check.h"
 
+#include "host/media_time.h"
 #include "host/record/text.h"
 
 namespace kxrtc_host {
+namespace {
 
-bool ReadAdtsHeader(const uint8_t* bytes, AudioFormat* format, uint32_t* frame_bytes) {
-  constexpr uint32_t kSampleRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
-                                       22050, 16000, 12000, 11025, 8000,  7350};
-  constexpr uint32_t kRateCount = sizeof(kSampleRates) / sizeof(kSampleRates[0]);
-  // syncword of 12 ones, ID, layer 00.
-  if (bytes[0] != 0xFF || (bytes[1] & 0xF6) != 0xF0) return false;
-  const uint32_t rate_index = (bytes[2] >> 2) & 0x0F;
-  if (rate_index >= kRateCount) return false;
-  format->is_adts = true;
-  format->object_type = (bytes[2] >> 6) + 1u;
-  format->sample_rate = kSampleRates[rate_index];
-  format->channels = ((bytes[2] & 1u) << 2) | (bytes[3] >> 6);
-  *frame_bytes = ((bytes[3] & 3u) << 11) | (uint32_t{bytes[4]} << 3) | (bytes[5] >> 5);
-  return *frame_bytes >= kAdtsHeaderSize;
+constexpr uint32_t kAacLowComplexity = 2;  // What frames without a header are taken for.
+
+}  // namespace
+
+void AudioCheck::OnFirstFrame(int64_t time_us, const AdtsHeader* header) {
+  AudioFormat& format = summary_->audio;
+  format.is_known = true;
+  if (header == nullptr) {
+    format.object_type = kAacLowComplexity;
+    summary_->findings.Add(FindingCode::kAudioNotAdts, time_us,
+                           "the audio frames carry no ADTS header, so nothing tells whether they "
+                           "are AAC at 48000 Hz");
+    return;
+  }
+  first_ = *header;
+  format.is_adts = true;
+  format.object_type = header->object_type;
+  format.sample_rate = header->sample_rate;
+  format.channels = ChannelCount(header->channel_configuration);
+  if (format.sample_rate != kAudioSampleRate) {
+    summary_->findings.Add(FindingCode::kAudioSampleRate, time_us,
+                           Text("the audio has %u Hz; the transcoder takes each frame for 21333 "
+                                "us, which is right for %lld Hz only",
+                                format.sample_rate, static_cast<long long>(kAudioSampleRate)));
+  }
 }
 
 void AudioCheck::OnFrame(const IndexRecord& record) {
+  if (record.data.size == 0) return;  // A finding of its own.
   const int64_t time_us = record.header.record_timestamp_us;
-  AudioFormat format;
-  uint32_t frame_bytes = 0;
+  AdtsHeader header;
   bool is_adts = false;
   if (record.data.size >= kAdtsHeaderSize) {
     const uint8_t* bytes = file_->View(record.data.start_position, kAdtsHeaderSize);
@@ -32,27 +45,39 @@ void AudioCheck::OnFrame(const IndexRecord& record) {
                              "the file .aac became shorter while it was read");
       return;
     }
-    is_adts = ReadAdtsHeader(bytes, &format, &frame_bytes);
+    is_adts = ReadAdtsHeader(bytes, &header);
   }
-  if (is_first_) {
-    is_first_ = false;
-    if (is_adts) summary_->audio = format;
-    if (!is_adts) {
-      summary_->findings.Add(FindingCode::kAudioNotAdts, time_us,
-                             "the audio frames carry no ADTS header, so their format is unknown");
-    } else if (format.sample_rate != kExpectedSampleRate) {
-      summary_->findings.Add(FindingCode::kAudioSampleRate, time_us,
-                             Text("the audio has %u Hz; the transcoder takes each frame for 21333 "
-                                  "us, which is right for %u Hz only",
-                                  format.sample_rate, kExpectedSampleRate));
-    }
-  }
-  if (summary_->audio.is_adts && (!is_adts || frame_bytes != record.data.size)) {
+  const bool is_whole = is_adts && header.frame_size == record.data.size;
+  if (!summary_->audio.is_known) OnFirstFrame(time_us, is_whole ? &header : nullptr);
+  const auto position = static_cast<unsigned long long>(record.data.start_position);
+  if (is_adts != is_whole || (summary_->audio.is_adts && !is_adts)) {
     summary_->findings.Add(FindingCode::kAudioFrameLength, time_us,
                            Text("the frame at %llu of .aac has %u bytes, its ADTS header says %u",
-                                static_cast<unsigned long long>(record.data.start_position),
-                                record.data.size, frame_bytes));
+                                position, record.data.size, header.frame_size));
+  } else if (summary_->audio.is_adts &&
+             (header.raw_data_blocks != 1 || header.sample_rate != first_.sample_rate ||
+              header.channel_configuration != first_.channel_configuration)) {
+    summary_->findings.Add(
+        FindingCode::kAudioLeftOut, time_us,
+        Text("the frame at %llu of .aac has %u Hz, channel configuration %u and %u raw data "
+             "blocks: unlike the first, or not 1 block, it is left out of the MP4",
+             position, header.sample_rate, header.channel_configuration, header.raw_data_blocks));
   }
+}
+
+std::string AudioRefusal(const RecordSummary& summary) {
+  const AudioFormat& audio = summary.audio;
+  if (!audio.is_known) return "";
+  if (audio.is_adts && audio.sample_rate != kAudioSampleRate) {
+    return Text("its audio has %u samples a second, but a record's clock counts %lld",
+                audio.sample_rate, static_cast<long long>(kAudioSampleRate));
+  }
+  const uint32_t channels =
+      audio.channels != 0 ? audio.channels : summary.descriptor.audio_channel_count.value_or(0);
+  if (AudioSpecificConfig(audio.object_type, kAudioSampleRate, channels).empty()) {
+    return Text("its audio has %u channels, which MP4 cannot tell", channels);
+  }
+  return "";
 }
 
 }  // namespace kxrtc_host

@@ -1,23 +1,18 @@
 // Looks at the head of recorded audio frames. A host may record any encoder's output; frames with
-// an ADTS header (ISO/IEC 14496-3, 1.A.2.2) tell their own format.
+// an ADTS header tell their own format.
 // Threads: an object belongs to one thread at a time.
 #ifndef HOST_RECORD_AUDIO_CHECK_H_
 #define HOST_RECORD_AUDIO_CHECK_H_
 
 #include <cstdint>
+#include <string>
 
+#include "host/adts.h"
 #include "host/record/index_walker.h"
 #include "host/record/record_file.h"
 #include "host/record/record_summary.h"
 
 namespace kxrtc_host {
-
-inline constexpr uint32_t kExpectedSampleRate = 48000;
-
-// Reads the header at `bytes` (7 bytes); false when it is none. `frame_bytes`: the length it
-// states, which need not be that of the frame.
-[[nodiscard]] bool ReadAdtsHeader(const uint8_t* bytes, AudioFormat* format, uint32_t* frame_bytes);
-inline constexpr uint32_t kAdtsHeaderSize = 7;
 
 class AudioCheck {
  public:
@@ -28,10 +23,16 @@ class AudioCheck {
   void OnFrame(const IndexRecord& record);
 
  private:
+  void OnFirstFrame(int64_t time_us, const AdtsHeader* header);
+
   RecordFile* file_;
   RecordSummary* summary_;
-  bool is_first_ = true;
+  AdtsHeader first_;
 };
+
+// Why the audio of the record cannot be kept in an MP4 file; empty when it can, as far as the heads
+// of its frames and the descriptor tell.
+std::string AudioRefusal(const RecordSummary& summary);
 
 }  // namespace kxrtc_host
 

@@ -94,21 +94,19 @@ class EndObserver final : public kxrtc::SpeakerRecordTranscoderObserver {
 
 // Why the replay is not run; empty when it may.
 std::string ReasonToSkip(const RecordSummary& summary) {
-  const FindingList& findings = summary.findings;
-  if (findings.count(FindingCode::kFileMissing) > 0 ||
-      findings.count(FindingCode::kFileUnreadable) > 0) {
-    return "a file of the record cannot be read";
-  }
-  if (findings.count(FindingCode::kFileChanged) > 0) return "the record changes";
-  if (summary.largest_frame > kMaxDryRunFrame) {
+  if (!summary.replay.can_start) return summary.replay.failure;
+  if (summary.findings.count(FindingCode::kFileChanged) > 0) return "the record changes";
+  if (summary.largest_frame > kMaxReplayedFrame) {
     return Text("a frame of %s would be held in memory", BytesText(summary.largest_frame).c_str());
   }
-  if (!summary.descriptor.parsed) return "the descriptor is not valid";
   for (const char* extension :
        {kxrtc::kVideoFileExtension, kxrtc::kAudioFileExtension, kxrtc::kIndexFileExtension}) {
     const std::string path = kxrtc::SpeakerRecordFilePath(summary.folder, extension);
     if (::access(path.c_str(), W_OK) != 0) {
-      return Text("the replay opens %s for writing too, which is not permitted here", extension);
+      return Text(
+          "the replay opens %s for writing too, which is not permitted here; to transcode "
+          "the record, copy it",
+          extension);
     }
   }
   return "";

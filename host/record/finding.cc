@@ -17,6 +17,7 @@ struct CodeRow {
 constexpr CodeRow kCodes[] = {
     {FindingCode::kAudioCadence, "audio.cadence", Severity::kWarning},
     {FindingCode::kAudioFrameLength, "audio.frame-length", Severity::kWarning},
+    {FindingCode::kAudioLeftOut, "audio.left-out", Severity::kWarning},
     {FindingCode::kAudioNotAdts, "audio.not-adts", Severity::kInfo},
     {FindingCode::kAudioSampleRate, "audio.sample-rate", Severity::kWarning},
     {FindingCode::kClockBackwardStep, "clock.backward-step", Severity::kWarning},
@@ -54,6 +55,7 @@ constexpr CodeRow kCodes[] = {
     {FindingCode::kReplayMismatch, "replay.mismatch", Severity::kError},
     {FindingCode::kReplayNothing, "replay.nothing", Severity::kWarning},
     {FindingCode::kReplayOffset, "replay.offset", Severity::kWarning},
+    {FindingCode::kReplayRefused, "replay.refused", Severity::kError},
     {FindingCode::kReplaySkipped, "replay.skipped", Severity::kWarning},
     {FindingCode::kVideoAttributes, "video.attributes", Severity::kWarning},
     {FindingCode::kVideoBadSps, "video.bad-sps", Severity::kWarning},
@@ -61,6 +63,7 @@ constexpr CodeRow kCodes[] = {
     {FindingCode::kVideoInvalidNal, "video.invalid-nal", Severity::kWarning},
     {FindingCode::kVideoNoAttributes, "video.no-attributes", Severity::kWarning},
     {FindingCode::kVideoNoKeyAfterSwitch, "video.no-key-after-switch", Severity::kWarning},
+    {FindingCode::kVideoNoParameterSets, "video.no-parameter-sets", Severity::kWarning},
     {FindingCode::kVideoNoStartCode, "video.no-start-code", Severity::kWarning},
     {FindingCode::kVideoSizeMismatch, "video.size-mismatch", Severity::kWarning},
 };

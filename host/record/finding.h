@@ -22,6 +22,7 @@ const char* SeverityName(Severity severity);
 enum class FindingCode {
   kAudioCadence,
   kAudioFrameLength,
+  kAudioLeftOut,
   kAudioNotAdts,
   kAudioSampleRate,
   kClockBackwardStep,
@@ -59,6 +60,7 @@ enum class FindingCode {
   kReplayMismatch,
   kReplayNothing,
   kReplayOffset,
+  kReplayRefused,
   kReplaySkipped,
   kVideoAttributes,
   kVideoBadSps,
@@ -66,6 +68,7 @@ enum class FindingCode {
   kVideoInvalidNal,
   kVideoNoAttributes,
   kVideoNoKeyAfterSwitch,
+  kVideoNoParameterSets,
   kVideoNoStartCode,
   kVideoSizeMismatch,
   kCount,

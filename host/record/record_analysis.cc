@@ -10,10 +10,10 @@
 #include "host/record/index_walker.h"
 #include "host/record/record_file.h"
 #include "host/record/replay_model.h"
+#include "host/record/size_estimate.h"
 #include "host/record/structure_check.h"
 #include "host/record/text.h"
 #include "host/record/video_check.h"
-#include "rtc_transcoder/api/rtc_transcoder.h"
 
 namespace kxrtc_host {
 namespace {
@@ -125,14 +125,39 @@ void ReportUnopened(const RecordFile& file, FindingList* findings) {
                 file.path() + ": " + file.error());
 }
 
-uint64_t EstimateBytes(const std::string& folder) {
-  void* handle = nullptr;
-  CreateSpeakerRecordTranscoder(&handle);
-  long long size = 0;
-  const bool estimated = static_cast<kxrtc::SpeakerRecordTranscoder*>(handle)->EstimateOutputSize(
-      folder.c_str(), &size);
-  ReleaseSpeakerRecordTranscoder(handle);
-  return estimated && size > 0 ? static_cast<uint64_t>(size) : 0;
+// Why the replay would not start with these files; empty when it does.
+std::string ReasonNotToStart(const FindingList& findings) {
+  for (const FindingCode code : {FindingCode::kFileMissing, FindingCode::kFileUnreadable}) {
+    if (findings.count(code) > 0) return "a file of the record cannot be read";
+  }
+  for (const FindingCode code :
+       {FindingCode::kDescriptorMember, FindingCode::kDescriptorSessionCount,
+        FindingCode::kDescriptorTooLarge, FindingCode::kDescriptorUnparsable}) {
+    if (findings.count(code) > 0) return "the descriptor is not valid";
+  }
+  return "";
+}
+
+// Tells what stands against an MP4 besides the records of the index.
+void JudgeOutput(RecordSummary* summary) {
+  ReplayPrediction& replay = summary->replay;
+  if (const std::string reason = ReasonNotToStart(summary->findings); !reason.empty()) {
+    replay.can_start = false;
+    replay.completes = false;
+    replay.failure = reason;
+    replay.failure_time_us.reset();
+  }
+  if (summary->largest_frame > kMaxReplayedFrame) {
+    replay.refusal =
+        Text("a frame of %s; the largest one that is taken has %s",
+             BytesText(summary->largest_frame).c_str(), BytesText(kMaxReplayedFrame).c_str());
+  } else {
+    replay.refusal = AudioRefusal(*summary);
+  }
+  if (!replay.refusal.empty()) {
+    summary->findings.Add(FindingCode::kReplayRefused, std::nullopt,
+                          "kxrtc transcode makes no MP4 of the record: " + replay.refusal);
+  }
 }
 
 }  // namespace
@@ -154,7 +179,10 @@ RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& op
   }
   Analysis(&files, &summary).Run();
   CheckDescriptor(files.descriptor, &summary);
-  if (summary.descriptor.parsed) summary.estimate_bytes = EstimateBytes(summary.folder);
+  if (summary.descriptor.parsed) {
+    summary.estimate_bytes = EstimateMp4Bytes(summary.folder).value_or(0);
+  }
+  JudgeOutput(&summary);
   if (options.run_replay) CompareWithReplay(&summary);
   if (!summary.replay.completes) {
     summary.findings.Add(FindingCode::kReplayFailed, summary.replay.failure_time_us,

@@ -136,6 +136,7 @@ Json::Value ReplayValue(const ReplayPrediction& replay) {
   Json::Value value;
   value["completes"] = replay.completes;
   if (!replay.completes) value["failure"] = replay.failure;
+  if (!replay.refusal.empty()) value["refusal"] = replay.refusal;
   value["dry_run"] = replay.has_dry_run;
   value["duration_us"] = I64(replay.duration_us);
   value["video_samples"] = U64(replay.video_samples);
@@ -162,6 +163,7 @@ void FillVerify(const RecordSummary& summary, Json::Value* document) {
   const Severity verdict = summary.findings.Verdict();
   value["verdict"] = verdict == Severity::kInfo ? "clean" : SeverityName(verdict);
   value["findings"] = FindingsValue(summary.findings);
+  value["finding_counts"] = CountsValue(summary.findings);
   value["replay"] = ReplayValue(summary.replay);
 }
 

@@ -6,7 +6,7 @@
 #include <climits>
 #include <cstdlib>
 
-#include "host/record/audio_check.h"
+#include "host/adts.h"
 #include "host/record/descriptor_check.h"
 #include "host/record/new_folder.h"
 #include "host/record/record_file.h"
@@ -140,13 +140,12 @@ class Repair {
       result_.channel_source = ChannelSource::kDescriptor;
       return true;
     }
-    AudioFormat format;
-    uint32_t frame_bytes = 0;
+    AdtsHeader header;
     const uint8_t* bytes = first_audio_.size < kAdtsHeaderSize
                                ? nullptr
                                : files_.audio.View(first_audio_.start_position, kAdtsHeaderSize);
-    if (bytes != nullptr && ReadAdtsHeader(bytes, &format, &frame_bytes) && format.channels > 0) {
-      result_.audio_channels = format.channels;
+    if (bytes != nullptr && ReadAdtsHeader(bytes, &header) && header.channel_configuration > 0) {
+      result_.audio_channels = ChannelCount(header.channel_configuration);
       result_.channel_source = ChannelSource::kAudioFrames;
       return true;
     }

@@ -56,11 +56,12 @@ struct VideoFormat {
   bool operator<(const VideoFormat& other) const;
 };
 
-// From the ADTS header of the first audio frame (ISO/IEC 14496-3, 1.A.2.2).
+// Of the first audio frame that is not empty.
 struct AudioFormat {
-  bool is_adts = false;
+  bool is_known = false;  // There is such a frame.
+  bool is_adts = false;   // Its ADTS header tells the following.
   uint32_t sample_rate = 0;
-  uint32_t channels = 0;
+  uint32_t channels = 0;     // 0: the header does not tell.
   uint32_t object_type = 0;  // 2 is AAC-LC.
 };
 
@@ -109,8 +110,10 @@ struct OutputBucket {
 
 // What the transcoder will make of the record.
 struct ReplayPrediction {
+  bool can_start = true;  // All files are there, and the descriptor is valid.
   bool completes = false;
-  std::string failure;                     // Where and why it stops, when it does not complete.
+  std::string failure;  // Where and why it stops, when it does not complete.
+  std::string refusal;  // Why the MP4 writer takes nothing of it; empty when it does.
   std::optional<int64_t> failure_time_us;  // Recorder time, where a record is to blame.
   int64_t duration_us = 0;                 // Output time.
   uint64_t video_samples = 0;              // Filler included.

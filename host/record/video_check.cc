@@ -1,6 +1,7 @@
 #include "host/record/video_check.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "host/record/text.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
@@ -10,8 +11,17 @@ namespace kxrtc_host {
 namespace {
 
 constexpr uint8_t kNalTypeSps = 7;            // ITU-T H.264, table 7-1.
+constexpr uint8_t kNalTypePps = 8;            // Likewise.
+constexpr uint32_t kMaxPicOrderCntType = 2;   // ITU-T H.264, 7.4.2.1.1.
 constexpr uint32_t kMinSpsBytes = 4;          // Header, profile, constraints, level.
 constexpr uint32_t kMaxParameterSet = 65536;  // Larger ones are not parsed.
+
+// ITU-T H.264, annexes A, F, G and H.
+bool IsKnownProfile(uint32_t profile_idc) {
+  constexpr uint32_t kProfiles[] = {44,  66,  77,  83,  86,  88,  100, 110,
+                                    118, 122, 128, 134, 135, 138, 139, 244};
+  return std::find(std::begin(kProfiles), std::end(kProfiles), profile_idc) != std::end(kProfiles);
+}
 
 unsigned long long Ull(uint64_t value) { return value; }
 
@@ -25,6 +35,7 @@ void VideoCheck::OnNewChannel() {
 void VideoCheck::OnAttributes(const IndexRecord& record) {
   attributes_ = record.attributes;
   has_attributes_ = true;
+  has_sps_ = has_pps_ = false;
   const bool is_plausible =
       attributes_.width > 0 && attributes_.height > 0 && attributes_.width <= kMaxPictureSide &&
       attributes_.height <= kMaxPictureSide && attributes_.rotation_angle % 90 == 0;
@@ -62,11 +73,11 @@ bool VideoCheck::OnFrame(const IndexRecord& record) {
                            "no attributes record stands before the first frame of the channel");
   }
   expects_key_frame_ = false;
-  CheckNalUnits(time_us, record.data.start_position);
+  CheckNalUnits(time_us, record.data.start_position, is_key);
   return is_key;
 }
 
-void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position) {
+void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) {
   const auto size = static_cast<uint32_t>(frame_.size());
   if (size == 0) return;
   const auto nal_units = kxrtc::H264::FindNaluIndices(frame_.data(), size);
@@ -83,8 +94,19 @@ void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position) {
   }
   for (const auto& nal_unit : nal_units) {
     const uint8_t* bytes = frame_.data() + nal_unit.payload_start_offset;
-    if (nal_unit.payload_size == 0 || kxrtc::H264::ParseNaluType(bytes[0]) != kNalTypeSps) continue;
+    if (nal_unit.payload_size == 0) continue;
+    const uint8_t type = kxrtc::H264::ParseNaluType(bytes[0]);
+    has_pps_ = has_pps_ || type == kNalTypePps;
+    if (type != kNalTypeSps) continue;
+    has_sps_ = true;
     CheckParameterSet(bytes, nal_unit.payload_size, time_us);
+  }
+  if (is_key && !(has_sps_ && has_pps_)) {
+    summary_->findings.Add(
+        FindingCode::kVideoNoParameterSets, time_us,
+        Text("the key frame at %llu of .264 comes without parameter sets, and none came since the "
+             "attributes record",
+             Ull(position)));
   }
 }
 
@@ -94,13 +116,14 @@ void VideoCheck::CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64
   if (is_new && size <= kMaxParameterSet) {
     last_parameter_set_.assign(nal_unit, nal_unit + size);
     kxrtc::SpsParser::SpsState state{};
-    last_format_valid_ =
-        size >= kMinSpsBytes && kxrtc::SpsParser::ParseSps(nal_unit + 1, size - 1, state);
+    last_format_valid_ = size >= kMinSpsBytes && IsKnownProfile(nal_unit[1]) &&
+                         kxrtc::SpsParser::ParseSps(nal_unit + 1, size - 1, state) &&
+                         state.pic_order_cnt_type <= kMaxPicOrderCntType;
     if (last_format_valid_) last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
   }
   if (size > kMaxParameterSet || !last_format_valid_) {
     summary_->findings.Add(FindingCode::kVideoBadSps, time_us,
-                           "a sequence parameter set cannot be parsed");
+                           "a sequence parameter set cannot be parsed, or no decoder knows it");
     return;
   }
   auto& formats = summary_->video_formats;

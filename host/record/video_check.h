@@ -29,7 +29,7 @@ class VideoCheck {
 
  private:
   bool ReadFrame(const IndexRecord& record);
-  void CheckNalUnits(int64_t time_us, uint64_t position);
+  void CheckNalUnits(int64_t time_us, uint64_t position, bool is_key);
   void CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64_t time_us);
 
   RecordFile* file_;
@@ -40,6 +40,8 @@ class VideoCheck {
   bool last_format_valid_ = false;
   bool expects_key_frame_ = true;  // The next frame is the first one of its channel.
   bool has_attributes_ = false;    // Of the present channel.
+  bool has_sps_ = false;           // Since the latest attributes.
+  bool has_pps_ = false;           // Likewise.
   kxrtc::NewVideoAttributesRecord attributes_;
 };
 

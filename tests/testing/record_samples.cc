@@ -3,9 +3,10 @@
 namespace kx_testing {
 
 std::string KeyFrame640x360() {
-  // Baseline, 40x23 macroblocks with 8 rows cropped (ITU-T H.264, 7.3.2.1.1), then an IDR slice.
+  // Baseline, 40x23 macroblocks with 8 rows cropped (ITU-T H.264, 7.3.2.1.1), a picture parameter
+  // set, then an IDR slice.
   return std::string("\0\0\0\1\x67\x42\xC0\x1E\xDA\x02\x80\xBF\xE5\x40", 14) +
-         std::string("\0\0\0\1\x65key", 8);
+         std::string("\0\0\0\1\x68\xCE\x3C\x80", 8) + std::string("\0\0\0\1\x65key", 8);
 }
 
 std::string AdtsFrame(uint32_t sample_rate_index, uint32_t channels) {

@@ -3,14 +3,15 @@
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
+#include <cinttypes>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
-#include "host/record/record_file.h"
+#include "host/record/size_estimate.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
-#include "tools/kxrtc/transcoder_handle.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -21,19 +22,19 @@ struct EstimateOptions {
 };
 
 ExitStatus Estimate(const EstimateOptions& options) {
-  long long size = 0;
-  if (!MakeTranscoder()->EstimateOutputSize(
-          kxrtc_host::RecordFolderPath(options.record_dir).c_str(), &size)) {
+  const std::optional<uint64_t> size = kxrtc_host::EstimateMp4Bytes(options.record_dir);
+  if (!size) {
     std::fprintf(stderr, "kxrtc: %s holds no readable record descriptor\n",
                  options.record_dir.c_str());
     return kExitRecordUnreadable;
   }
   if (options.json) {
     Json::Value line;
-    line["estimated_bytes"] = Json::Int64{size};
+    line["estimated_bytes"] = Json::UInt64{*size};
     PrintJsonLine(line);
   } else {
-    std::printf("%lld bytes (%.1f MB), audio not counted\n", size, static_cast<double>(size) / 1e6);
+    std::printf("%" PRIu64 " bytes (%.1f MB), audio not counted\n", *size,
+                static_cast<double>(*size) / 1e6);
   }
   return kExitOk;
 }

@@ -139,8 +139,8 @@ void PrintFindings(const kxrtc_host::FindingList& findings) {
 }
 
 void PrintReplay(const kxrtc_host::ReplayPrediction& replay) {
-  std::printf("\nMP4: %s%s\n", replay.completes ? "complete" : "not possible: ",
-              replay.completes ? "" : replay.failure.c_str());
+  const std::string& obstacle = replay.completes ? replay.refusal : replay.failure;
+  std::printf("\nMP4: %s%s\n", obstacle.empty() ? "complete" : "not possible: ", obstacle.c_str());
   std::printf("  duration %s, %" PRIu64 " pictures, %" PRIu64 " audio frames\n",
               SecondsText(replay.duration_us).c_str(), replay.video_samples, replay.audio_samples);
   std::printf("  icon shown for %s, %" PRIu64 " delta frames dropped, pictures at most %s late\n",

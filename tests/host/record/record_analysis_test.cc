@@ -4,19 +4,14 @@
 #include <json/value.h>
 
 #include <filesystem>
-#include <functional>
-#include <set>
 
 #include "host/record/dry_run.h"
 #include "host/record/record_documents.h"
-#include "host/record/structure_check.h"
-#include "host/record/video_check.h"
 #include "tests/testing/record_samples.h"
 
 namespace kxrtc_host {
 namespace {
 
-using kx_testing::AddHealthySession;
 using kx_testing::AdtsFrame;
 using kx_testing::kAdts44100;
 using kx_testing::kAdts48000;
@@ -27,393 +22,106 @@ using kx_testing::RecordBuilder;
 using kx_testing::TempDir;
 using kx_testing::TwoSessions;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 constexpr uint32_t kVideoRecord = 0xEEDDCC06;
 constexpr uint32_t kAudioRecord = 0xEEDDCC07;
 
-FindingList Analyse(const TempDir& dir) { return AnalyseRecord(dir.path(), {}).findings; }
-
-FindingList AnalyseBuilt(const TempDir& dir, const RecordBuilder& builder) {
-  builder.Write();
-  return Analyse(dir);
-}
-
-RecordBuilder Healthy(const TempDir& dir) {
+// A session with a picture and `frame` as its sound, the descriptor telling `channels`.
+RecordSummary WithAudio(const TempDir& dir, const std::string& frame, const char* channels) {
   RecordBuilder builder(dir);
-  AddHealthySession(builder, 0);
-  return builder;
-}
-
-// The head of a session with a camera and one key frame, to be gone on with.
-RecordBuilder OpenCamera(const TempDir& dir) {
-  RecordBuilder builder(dir);
-  builder.Start(0).Channel(1000, kCamera).Attributes(2000, 640, 360).Key(3000);
-  return builder;
-}
-
-FindingList WithDescriptor(const TempDir& dir, const std::string& from, const std::string& to) {
-  RecordBuilder builder = Healthy(dir);
-  builder.Write();
+  builder.Start(0).Channel(1000, kCamera).Attributes(2000, 640, 360).Video(3000, KeyFrame640x360());
+  builder.Audio(21333, frame).Stop(50000).Write();
   std::string text = builder.Descriptor();
-  const size_t position = text.find(from);
-  EXPECT_NE(position, std::string::npos);
-  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), text.replace(position, from.size(), to));
-  return Analyse(dir);
+  const std::string key = "\"audio_channel_count\":";
+  const size_t at = text.find(key);
+  EXPECT_NE(at, std::string::npos) << text;
+  text.replace(at + key.size(), 1, channels);
+  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), text);
+  return AnalyseRecord(dir.path(), {});
 }
 
-FindingList AudioEvery(const TempDir& dir, int64_t interval_us, int count) {
-  RecordBuilder builder(dir);
-  builder.Start(0);
-  for (int i = 1; i <= count; ++i) builder.Audio(i * interval_us, AdtsFrame(kAdts48000, 2));
-  return AnalyseBuilt(dir, builder.Stop(count * interval_us + 1));
-}
-
-FindingList ShrunkVideo(const TempDir& dir) {
-  OpenCamera(dir).Write();
-  RecordFile file;
-  EXPECT_EQ(file.Open(dir.File("SpeakeRecord.264")), RecordFile::State::kOpen);
-  std::filesystem::resize_file(dir.File("SpeakeRecord.264"), 3);
-  RecordSummary summary;
-  VideoCheck check(&file, &summary);
-  IndexRecord record;
-  record.header.type = kVideoRecord;
-  record.data.size = 8;
-  EXPECT_FALSE(check.OnFrame(record));
-  return summary.findings;
-}
-
-FindingList HugeFrame(const TempDir& dir) {
-  RecordBuilder builder(dir);
-  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360);
-  builder.DataRecord(kVideoRecord, 3, 0, kMaxFrameBytesRead + 1).Stop(4).Write();
-  std::filesystem::resize_file(dir.File("SpeakeRecord.264"), kMaxFrameBytesRead + 1);
-  return Analyse(dir);
-}
-
-FindingList ManySessions(const TempDir& dir) {
-  RecordBuilder builder(dir);
-  const std::string session = kx_testing::BigEndian32(0xEEDDCC01) + std::string(8, '\0') +
-                              kx_testing::BigEndian32(0xEEDDCC02) + std::string(8, '\0');
-  std::string index;
-  for (size_t i = 0; i <= kMaxSessions; ++i) index += session;
-  builder.RawIndex(index).Write();
-  AnalysisOptions options;
-  options.run_replay = false;
-  return AnalyseRecord(dir.path(), options).findings;
-}
-
-// Frames of 9 seconds' sound behind one picture, then a key frame.
-FindingList StaticShare(const TempDir& dir) {
-  RecordBuilder builder(dir);
-  builder.Start(0).Channel(1000, kDesktop).Attributes(2000, 640, 360).Key(3000);
-  int64_t time_us = 3000;
-  for (int i = 0; i < 420; ++i) builder.Audio(time_us += 21333, AdtsFrame(kAdts48000, 2));
-  return AnalyseBuilt(dir, builder.Key(time_us + 1).Stop(time_us + 2));
-}
-
-FindingList AlteredPrediction(const TempDir& dir) {
-  Healthy(dir).Write();
-  RecordSummary summary = AnalyseRecord(dir.path(), {});
-  EXPECT_EQ(summary.findings.count(FindingCode::kReplayMismatch), 0u);
-  ++summary.replay.call_digest;
-  CompareWithReplay(&summary);
-  return summary.findings;
-}
-
-struct CodeCase {
+struct RefusalCase {
   const char* name;
-  FindingCode code;
-  std::function<FindingList(const TempDir&)> make;
+  std::string frame;
+  const char* channels;
+  const char* refusal;
 };
 
-std::vector<CodeCase> AudioAndClockCases() {
-  return {
-      {"Cadence", FindingCode::kAudioCadence,
-       [](const TempDir& dir) { return AudioEvery(dir, 23220, 120); }},
-      {"AdtsLength", FindingCode::kAudioFrameLength,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir)
-                                      .Audio(21333, AdtsFrame(kAdts48000, 2))
-                                      .Audio(42666, AdtsFrame(kAdts48000, 2) + "x")
-                                      .Stop(50000));
-       }},
-      {"RawAudio", FindingCode::kAudioNotAdts,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Audio(21333, "raw audio").Stop(30000));
-       }},
-      {"SampleRate", FindingCode::kAudioSampleRate,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir,
-                             OpenCamera(dir).Audio(21333, AdtsFrame(kAdts44100, 2)).Stop(30000));
-       }},
-      {"BackwardStep", FindingCode::kClockBackwardStep,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Audio(900000).Audio(799999).Stop(1000000));
-       }},
-      {"ForwardStep", FindingCode::kClockForwardStep,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Audio(21333).Audio(1021334).Stop(1040000));
-       }},
-      {"SlightlySwapped", FindingCode::kClockOutOfOrder,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Audio(200000).Audio(100000).Stop(300000));
-       }},
-  };
-}
+class RefusalTest : public testing::TestWithParam<RefusalCase> {};
 
-std::vector<CodeCase> DataCases() {
-  return {
-      {"EmptyFrame", FindingCode::kDataEmptyFrame,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Audio(21333, "").Stop(30000));
-       }},
-      {"Hole", FindingCode::kDataHole,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).RawVideo("lost").Delta(40000).Stop(50000));
-       }},
-      {"Overlap", FindingCode::kDataOverlap,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir,
-                             OpenCamera(dir).DataRecord(kVideoRecord, 40000, 0, 8).Stop(50000));
-       }},
-      {"PastEnd", FindingCode::kDataPastEnd,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir,
-                             OpenCamera(dir).DataRecord(kVideoRecord, 40000, 8, 1).Stop(50000));
-       }},
-      {"PositionOverflows", FindingCode::kDataPastEnd,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(
-             dir,
-             OpenCamera(dir).DataRecord(kAudioRecord, 40000, ~uint64_t{0}, 0xFFFFFFFF).Stop(50000));
-       }},
-      {"EmptyFrameFarPastEnd", FindingCode::kDataPastEnd,
-       [](const TempDir& dir) {  // Beyond what some file systems can seek to.
-         return AnalyseBuilt(
-             dir,
-             OpenCamera(dir).DataRecord(kAudioRecord, 40000, uint64_t{1} << 62, 0).Stop(50000));
-       }},
-      {"EmptyFrameAtNoPosition", FindingCode::kDataPastEnd,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(
-             dir, OpenCamera(dir).DataRecord(kAudioRecord, 40000, ~uint64_t{0}, 0).Stop(50000));
-       }},
-      {"StaleTailOfData", FindingCode::kDataStaleTail,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Stop(50000).RawAudio("partial"));
-       }},
-      {"FileShrinks", FindingCode::kFileChanged, ShrunkVideo},
-      {"NoAudioFile", FindingCode::kFileMissing,
-       [](const TempDir& dir) {
-         Healthy(dir).Write();
-         std::filesystem::remove(dir.File("SpeakeRecord.aac"));
-         return Analyse(dir);
-       }},
-      {"FolderAsFile", FindingCode::kFileUnreadable,
-       [](const TempDir& dir) {
-         Healthy(dir).Write();
-         std::filesystem::remove(dir.File("SpeakeRecord.264"));
-         std::filesystem::create_directory(dir.File("SpeakeRecord.264"));
-         return Analyse(dir);
-       }},
-  };
-}
-
-std::vector<CodeCase> DescriptorCases() {
-  return {
-      {"ChannelCountOfDescriptor", FindingCode::kDescriptorAudioChannels,
-       [](const TempDir& dir) { return WithDescriptor(dir, "count\":2}", "count\":1}"); }},
-      {"VideoFlag", FindingCode::kDescriptorFlags,
-       [](const TempDir& dir) {
-         return WithDescriptor(dir, "contain_video\":1", "contain_video\":0");
-       }},
-      {"FractionalTime", FindingCode::kDescriptorMember,
-       [](const TempDir& dir) {
-         return WithDescriptor(dir, "start_timestamp_us\":0", "start_timestamp_us\":0.5");
-       }},
-      {"MissingOverall", FindingCode::kDescriptorMember,
-       [](const TempDir& dir) { return WithDescriptor(dir, "record_overall", "record_total"); }},
-      {"ListedSessions", FindingCode::kDescriptorSessionCount,
-       [](const TempDir& dir) {
-         return WithDescriptor(dir, "session_count\":1", "session_count\":2");
-       }},
-      {"FrameCount", FindingCode::kDescriptorSessionMismatch,
-       [](const TempDir& dir) {
-         return WithDescriptor(dir, "audio_frame_count\":3", "audio_frame_count\":4");
-       }},
-      {"EndTime", FindingCode::kDescriptorSessionMismatch,
-       [](const TempDir& dir) { return WithDescriptor(dir, "us\":70000", "us\":69998"); }},
-      {"HugeDescriptor", FindingCode::kDescriptorTooLarge,
-       [](const TempDir& dir) {
-         Healthy(dir).Write();
-         std::filesystem::resize_file(dir.File("SpeakeRecord.desc"), uint64_t{1} << 40);
-         return Analyse(dir);
-       }},
-      {"CutDescriptor", FindingCode::kDescriptorUnparsable,
-       [](const TempDir& dir) {
-         Healthy(dir).Write();
-         std::filesystem::resize_file(dir.File("SpeakeRecord.desc"), 40);
-         return Analyse(dir);
-       }},
-      {"DeepDescriptor", FindingCode::kDescriptorUnparsable,
-       [](const TempDir& dir) {
-         Healthy(dir).Write();
-         kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), std::string(60000, '['));
-         return Analyse(dir);
-       }},
-  };
-}
-
-std::vector<CodeCase> IndexCases() {
-  return {
-      {"EmptyIndex", FindingCode::kIndexEmpty,
-       [](const TempDir& dir) { return AnalyseBuilt(dir, RecordBuilder(dir)); }},
-      {"Garbage", FindingCode::kIndexGarbage,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).RawIndex(std::string(50, '\0')).Stop(50000));
-       }},
-      {"ReservedType", FindingCode::kIndexGarbage,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir)
-                                      .RawIndex(kx_testing::BigEndian32(0xEEDDCC05))
-                                      .RawIndex(std::string(8, '\0'))
-                                      .Stop(50000));
-       }},
-      {"StartInSession", FindingCode::kIndexNestedStart,
-       [](const TempDir& dir) {
-         RecordBuilder builder = OpenCamera(dir);
-         return AnalyseBuilt(dir, AddHealthySession(builder, 10000));
-       }},
-      {"NoStart", FindingCode::kIndexNoStart,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, RecordBuilder(dir).Audio(21333).Stop(30000));
-       }},
-      {"NoStop", FindingCode::kIndexNoStop,
-       [](const TempDir& dir) { return AnalyseBuilt(dir, OpenCamera(dir)); }},
-      {"StaleTailOfIndex", FindingCode::kIndexStaleTail,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, Healthy(dir).RawIndex(std::string(11, 'x')));
-       }},
-      {"TooManySessions", FindingCode::kIndexTooManySessions, ManySessions},
-      {"CutRecord", FindingCode::kIndexTruncatedTail,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).RawIndex(std::string("\xEE\xDD\xCC\x02", 4)));
-       }},
-      {"VideoWithoutChannel", FindingCode::kIndexVideoWithoutChannel,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, RecordBuilder(dir).Start(0).Key(1000).Stop(2000));
-       }},
-  };
-}
-
-std::vector<CodeCase> ReplayCases() {
-  return {
-      {"DeltaAfterSwitch", FindingCode::kReplayDroppedFrames,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Channel(30000, kCamera).Delta(40000).Stop(50000));
-       }},
-      {"TornRecord", FindingCode::kReplayFailed,
-       [](const TempDir& dir) { return AnalyseBuilt(dir, OpenCamera(dir)); }},
-      {"AudioOnly", FindingCode::kReplayFillerAudioOnly,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, RecordBuilder(dir).Start(0).Audio(21333).Stop(30000));
-       }},
-      {"StaticShare", FindingCode::kReplayFillerGap, StaticShare},
-      {"WaitingForKeyFrame", FindingCode::kReplayFillerWaiting,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(
-             dir, RecordBuilder(dir).Start(0).Channel(1, kCamera).Audio(21333).Stop(30000));
-       }},
-      {"Mismatch", FindingCode::kReplayMismatch, AlteredPrediction},
-      {"NoFrame", FindingCode::kReplayNothing,
-       [](const TempDir& dir) { return AnalyseBuilt(dir, RecordBuilder(dir).Start(0).Stop(1)); }},
-      {"LateSound", FindingCode::kReplayOffset,
-       [](const TempDir& dir) {
-         // Without sound for 0.9 s the picture at its end runs ahead, and the next one waits.
-         return AnalyseBuilt(
-             dir,
-             OpenCamera(dir).Audio(10000).Delta(900000).Audio(900001).Delta(900002).Stop(900003));
-       }},
-      {"NoDryRun", FindingCode::kReplaySkipped,
-       [](const TempDir& dir) {
-         Healthy(dir).Write();
-         std::filesystem::remove(dir.File("SpeakeRecord.desc"));
-         return Analyse(dir);
-       }},
-  };
-}
-
-std::vector<CodeCase> VideoCases() {
-  return {
-      {"OddRotation", FindingCode::kVideoAttributes,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Attributes(4000, 640, 360, 45).Stop(50000));
-       }},
-      {"CutParameterSet", FindingCode::kVideoBadSps,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(
-             dir, OpenCamera(dir).Video(40000, std::string("\0\0\0\1\x67\x42", 6)).Stop(50000));
-       }},
-      {"HugeFrame", FindingCode::kVideoFrameTooLarge, HugeFrame},
-      {"NalTypeZero", FindingCode::kVideoInvalidNal,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(
-             dir, OpenCamera(dir).Video(40000, std::string("\0\0\0\1\0abc", 8)).Stop(50000));
-       }},
-      {"NoAttributes", FindingCode::kVideoNoAttributes,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir,
-                             RecordBuilder(dir).Start(0).Channel(1, kCamera).Key(2).Stop(50000));
-       }},
-      {"DeltaFirst", FindingCode::kVideoNoKeyAfterSwitch,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Channel(30000, kCamera).Delta(40000).Stop(50000));
-       }},
-      {"NoStartCode", FindingCode::kVideoNoStartCode,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir).Video(40000, "no start code").Stop(50000));
-       }},
-      {"OtherSize", FindingCode::kVideoSizeMismatch,
-       [](const TempDir& dir) {
-         return AnalyseBuilt(dir, OpenCamera(dir)
-                                      .Attributes(30000, 1280, 720)
-                                      .Video(40000, KeyFrame640x360())
-                                      .Stop(50000));
-       }},
-  };
-}
-
-std::vector<CodeCase> AllCases() {
-  std::vector<CodeCase> all;
-  for (const auto& cases : {AudioAndClockCases(), DataCases(), DescriptorCases(), IndexCases(),
-                            ReplayCases(), VideoCases()}) {
-    all.insert(all.end(), cases.begin(), cases.end());
-  }
-  return all;
-}
-
-class FindingCodeTest : public testing::TestWithParam<CodeCase> {};
-
-TEST_P(FindingCodeTest, IsReportedForARecordWithThatFault) {
+TEST_P(RefusalTest, IsToldBeforehand) {
   const TempDir dir;
-  const FindingList findings = GetParam().make(dir);
-  EXPECT_GT(findings.count(GetParam().code), 0u);
-  // The model and the real replay agree about every fault.
-  if (GetParam().code != FindingCode::kReplayMismatch) {
-    EXPECT_EQ(findings.count(FindingCode::kReplayMismatch), 0u);
-  }
+  const RecordSummary summary = WithAudio(dir, GetParam().frame, GetParam().channels);
+  EXPECT_EQ(summary.replay.refusal, GetParam().refusal);
+  EXPECT_TRUE(summary.replay.completes);
+  EXPECT_EQ(summary.findings.count(FindingCode::kReplayRefused), *GetParam().refusal ? 1u : 0u);
+  EXPECT_EQ(VerifyDocument(summary)["replay"].isMember("refusal"), *GetParam().refusal != 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codes, FindingCodeTest, testing::ValuesIn(AllCases()),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Audio, RefusalTest,
+    testing::Values(RefusalCase{"Adts", AdtsFrame(kAdts48000, 2), "2", ""},
+                    RefusalCase{"AdtsOfUnknownChannels", AdtsFrame(kAdts48000, 0), "2", ""},
+                    RefusalCase{"AdtsWithoutChannels", AdtsFrame(kAdts48000, 0), "0",
+                                "its audio has 0 channels, which MP4 cannot tell"},
+                    RefusalCase{"AdtsThatKnowsBetter", AdtsFrame(kAdts48000, 2), "0", ""},
+                    RefusalCase{
+                        "OtherRate", AdtsFrame(kAdts44100, 2), "2",
+                        "its audio has 44100 samples a second, but a record's clock counts 48000"},
+                    RefusalCase{"Raw", "raw audio", "2", ""},
+                    RefusalCase{"RawWithoutChannels", "raw audio", "0",
+                                "its audio has 0 channels, which MP4 cannot tell"},
+                    RefusalCase{"RawOfTooManyChannels", "raw audio", "9",
+                                "its audio has 9 channels, which MP4 cannot tell"},
+                    RefusalCase{"Empty", "", "0", ""}),
+    [](const auto& param_info) { return param_info.param.name; });
 
-TEST(RecordAnalysisTest, HasATestForEveryCode) {
-  std::set<FindingCode> tested;
-  for (const CodeCase& test : AllCases()) tested.insert(test.code);
-  for (size_t i = 0; i < kFindingCodeCount; ++i) {
-    EXPECT_EQ(tested.count(static_cast<FindingCode>(i)), 1u)
-        << FindingCodeName(static_cast<FindingCode>(i));
+TEST(RecordAnalysisTest, ForeseesThatAFrameIsTooLarge) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360);
+  builder.DataRecord(kVideoRecord, 3, 0, kMaxReplayedFrame + 1).Stop(4).Write();
+  std::filesystem::resize_file(dir.File("SpeakeRecord.264"), kMaxReplayedFrame + 1);
+  const RecordSummary summary = AnalyseRecord(dir.path(), {});
+  EXPECT_THAT(summary.replay.refusal, HasSubstr("a frame of 67.1 MB"));
+  EXPECT_EQ(summary.findings.Verdict(), Severity::kError);
+}
+
+TEST(RecordAnalysisTest, ForeseesThatTheReplayDoesNotStart) {
+  for (const char* extension : {".264", ".aac", ".desc"}) {
+    const TempDir dir;
+    TwoSessions(dir).Write();
+    std::filesystem::remove(dir.File(std::string("SpeakeRecord") + extension));
+    const RecordSummary summary = AnalyseRecord(dir.path(), {});
+    EXPECT_FALSE(summary.replay.completes);
+    EXPECT_EQ(summary.replay.failure, "a file of the record cannot be read");
+    EXPECT_EQ(summary.findings.count(FindingCode::kReplayFailed), 1u);
   }
+  const TempDir dir;
+  TwoSessions(dir).Write();
+  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), "{");
+  EXPECT_EQ(AnalyseRecord(dir.path(), {}).replay.failure, "the descriptor is not valid");
+}
+
+TEST(RecordAnalysisTest, CountsFramesUnlikeTheFirst) {
+  const TempDir dir;
+  const std::string two_blocks = std::string(AdtsFrame(kAdts48000, 2)).replace(6, 1, 1, '\xFD');
+  RecordBuilder builder(dir);
+  builder.Start(0).Audio(21333, AdtsFrame(kAdts48000, 2)).Audio(42666, AdtsFrame(kAdts44100, 2));
+  builder.Audio(63999, AdtsFrame(kAdts48000, 1)).Audio(85332, two_blocks).Stop(100000).Write();
+  const FindingList findings = AnalyseRecord(dir.path(), {}).findings;
+  EXPECT_EQ(findings.count(FindingCode::kAudioLeftOut), 3u);
+  EXPECT_EQ(findings.count(FindingCode::kReplayRefused), 0u);
+}
+
+TEST(RecordAnalysisTest, EstimatesTheSizeOfARecordThatMayNotBeWritten) {
+  const TempDir dir;
+  TwoSessions(dir).Write();
+  const uint64_t estimate = AnalyseRecord(dir.path(), {}).estimate_bytes;
+  std::filesystem::permissions(dir.File("SpeakeRecord.desc"), std::filesystem::perms::owner_read);
+  EXPECT_GT(estimate, 0u);
+  EXPECT_EQ(AnalyseRecord(dir.path(), {}).estimate_bytes, estimate);
 }
 
 TEST(RecordAnalysisTest, FindsNothingWrongWithHealthySessions) {
@@ -454,7 +162,9 @@ TEST(RecordAnalysisTest, SumsUpSessionsChannelsAndFormats) {
 
 TEST(RecordAnalysisTest, KnowsThatAnEmptyFramePastTheEndIsReplayed) {
   const TempDir dir;
-  OpenCamera(dir).DataRecord(kAudioRecord, 40000, 1000, 0).Stop(50000).Write();
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1000, kCamera).Attributes(2000, 640, 360).Key(3000);
+  builder.DataRecord(kAudioRecord, 40000, 1000, 0).Stop(50000).Write();
   const RecordSummary summary = AnalyseRecord(dir.path(), {});
   EXPECT_EQ(summary.findings.count(FindingCode::kDataPastEnd), 1u);
   EXPECT_EQ(summary.findings.count(FindingCode::kReplayMismatch), 0u);

@@ -48,7 +48,8 @@ TEST(RecordRepairTest, MakesATornRecordPlayToItsEnd) {
   const TempDir dir;
   const TempDir target;
   RecordBuilder builder = TwoSessions(dir);
-  builder.Start(3000000).Channel(3000001, kCamera).Attributes(3000002, 640, 360).Key(3000003);
+  builder.Start(3000000).Channel(3000001, kCamera).Attributes(3000002, 640, 360);
+  builder.Video(3000003, kx_testing::KeyFrame640x360());
   builder.DataRecord(0xEEDDCC06, 3000004, builder.video().size(), 100);
   builder.RawVideo("half of the frame").RawIndex("\xEE\xDD").RawAudio("stale").Write();
   const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
