@@ -4,10 +4,11 @@
 
 #include <algorithm>
 #include <exception>
-#include <memory>
 #include <string>
 
 #include "host/record/text.h"
+#include "kx_utility/json_accessors.h"
+#include "kxrtc/recording/speaker_record_descriptor.h"
 
 namespace kxrtc_host {
 namespace {
@@ -19,23 +20,52 @@ constexpr uint64_t kTimeTolerance = 1;
 
 unsigned long long Ull(uint64_t value) { return value; }
 
-bool ParseDocument(const RecordFile& file, Json::Value* root, std::string* problem) {
-  std::string text(static_cast<size_t>(file.size()), '\0');
-  if (file.Read(0, &text[0], text.size()) != text.size()) {
+constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
+constexpr size_t kByteOrderMarkSize = sizeof(kByteOrderMark) - 1;
+
+// The text ends at the first zero byte, as it does for the library's reader.
+bool ReadText(const RecordFile& file, std::string* text, std::string* problem) {
+  text->resize(static_cast<size_t>(file.size()));
+  if (file.Read(0, &(*text)[0], text->size()) != text->size()) {
     *problem = "the descriptor became shorter while it was read";
     return false;
   }
+  text->resize(std::min(text->size(), text->find('\0')));
+  return true;
+}
+
+// The class that the library's reader uses: the newer one takes more, e.g. a comma behind the last
+// member.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+bool ParseObject(const char* begin, const char* end, Json::Value* root, std::string* problem) {
   try {
-    // Throws on documents that nest too deeply.
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    if (reader->parse(text.data(), text.data() + text.size(), root, problem)) {
+    Json::Reader reader;
+    if (reader.parse(begin, end, *root, true)) {
       if (root->isObject()) return true;
       *problem = "it is no object";
+    } else {
+      *problem = reader.getFormattedErrorMessages();
     }
-  } catch (const std::exception& error) {
+  } catch (const std::exception& error) {  // Thrown at values nested too deep.
     *problem = error.what();
   }
   return false;
+}
+#pragma GCC diagnostic pop
+
+bool HasByteOrderMark(const std::string& text) {
+  return text.compare(0, kByteOrderMarkSize, kByteOrderMark) == 0;
+}
+
+bool ParseDocument(const RecordFile& file, Json::Value* root, std::string* problem) {
+  std::string text;
+  if (!ReadText(file, &text, problem)) return false;
+  if (HasByteOrderMark(text)) {
+    *problem = "it begins with a byte order mark";
+    return false;
+  }
+  return ParseObject(text.data(), text.data() + text.size(), root, problem);
 }
 
 class Comparison {
@@ -43,7 +73,7 @@ class Comparison {
   Comparison(const Json::Value& root, RecordSummary* summary) : root_(root), summary_(summary) {}
 
   void Run() {
-    const Json::Value& overall = Member(root_, kOverallKey);
+    const Json::Value& overall = root_[kOverallKey];
     if (!overall.isObject()) return Missing(kOverallKey);
     DescriptorSummary& found = summary_->descriptor;
     uint32_t channels = 0;
@@ -60,23 +90,14 @@ class Comparison {
   }
 
  private:
-  static const Json::Value& Member(const Json::Value& object, const char* key) {
-    return object.isObject() ? object[key] : Json::Value::nullSingleton();
-  }
-
   void Missing(const char* key) {
     summary_->findings.Add(FindingCode::kDescriptorMember, std::nullopt,
                            Text("the descriptor has no valid member \"%s\"", key));
   }
 
+  // The library decides what a member may be: it takes more for some than for others.
   bool GetUInt(const Json::Value& object, const char* key, uint32_t* out) {
-    const Json::Value& value = Member(object, key);
-    if (!value.isUInt()) {
-      Missing(key);
-      return false;
-    }
-    *out = value.asUInt();
-    return true;
+    return Check(kx_utility::GetUIntFromJsonObject(object, key, out), key);
   }
 
   void CompareOverall() {
@@ -108,9 +129,10 @@ class Comparison {
   }
 
   void CompareSessions() {
-    const Json::Value& sessions = Member(root_, kSessionsKey);
-    if (sessions.isNull() && summary_->descriptor.session_count == 0) return;
-    if (!sessions.isArray()) return Missing(kSessionsKey);
+    if (!root_.isMember(kSessionsKey)) return Missing(kSessionsKey);
+    // Null is what the recorder writes for no sessions; it counts as an empty array.
+    const Json::Value& sessions = root_[kSessionsKey];
+    if (!sessions.isArray() && !sessions.isNull()) return Missing(kSessionsKey);
     if (summary_->descriptor.parsed && sessions.size() != summary_->descriptor.session_count) {
       summary_->findings.Add(FindingCode::kDescriptorSessionCount, std::nullopt,
                              Text("the descriptor counts %u sessions and lists %u",
@@ -120,20 +142,33 @@ class Comparison {
   }
 
   void CompareSession(const Json::Value& value, Json::ArrayIndex i) {
-    const char* const times[] = {"sessoin_start_timestamp_us", "sessoin_end_timestamp_us"};  // sic
-    const char* const counts[] = {"session_video_frame_count", "session_audio_frame_count"};
+    const char* const start = "sessoin_start_timestamp_us";  // sic
+    const char* const end = "sessoin_end_timestamp_us";      // sic
+    const char* const video_frames = "session_video_frame_count";
+    const char* const audio_frames = "session_audio_frame_count";
     const char* const switches = "session_video_switch_count";
-    bool valid = true;
-    for (const char* key : times) valid = Check(Member(value, key).isInt64(), key) && valid;
-    for (const char* key : counts) valid = Check(Member(value, key).isUInt64(), key) && valid;
-    valid = Check(Member(value, switches).isUInt(), switches) && valid;
+    kxrtc::SpeakerRecordSession found;
+    // Each missing member is told.
+    bool valid = GetInt64(value, start, &found.sessoin_start_timestamp_us);
+    valid = GetInt64(value, end, &found.sessoin_end_timestamp_us) && valid;
+    valid = GetUInt64(value, video_frames, &found.session_video_frame_count) && valid;
+    valid = GetUInt64(value, audio_frames, &found.session_audio_frame_count) && valid;
+    valid = GetUInt(value, switches, &found.session_video_switch_count) && valid;
     if (!valid || i >= summary_->sessions.size()) return;
     const SessionSummary& session = summary_->sessions[i];
-    CompareTime(i, times[0], value[times[0]].asInt64(), session.start_us, session);
-    CompareTime(i, times[1], value[times[1]].asInt64(), session.end_us, session);
-    CompareCount(i, counts[0], value[counts[0]].asUInt64(), session.video_frames, session);
-    CompareCount(i, counts[1], value[counts[1]].asUInt64(), session.audio_frames, session);
-    CompareCount(i, switches, value[switches].asUInt(), session.switches, session);
+    CompareTime(i, start, found.sessoin_start_timestamp_us, session.start_us, session);
+    CompareTime(i, end, found.sessoin_end_timestamp_us, session.end_us, session);
+    CompareCount(i, video_frames, found.session_video_frame_count, session.video_frames, session);
+    CompareCount(i, audio_frames, found.session_audio_frame_count, session.audio_frames, session);
+    CompareCount(i, switches, found.session_video_switch_count, session.switches, session);
+  }
+
+  bool GetInt64(const Json::Value& object, const char* key, int64_t* out) {
+    return Check(kxrtc::GetInt64FromJsonObject(object, key, out), key);
+  }
+
+  bool GetUInt64(const Json::Value& object, const char* key, uint64_t* out) {
+    return Check(kxrtc::GetUInt64FromJsonObject(object, key, out), key);
   }
 
   bool Check(bool valid, const char* key) {
@@ -188,12 +223,18 @@ void CheckDescriptor(const RecordFile& file, RecordSummary* summary) {
 
 std::optional<uint32_t> ReadAudioChannelCount(const RecordFile& file, uint64_t sessions) {
   if (!file.is_open() || file.size() > MaxDescriptorSize(sessions)) return std::nullopt;
-  Json::Value root;
+  std::string text;
   std::string problem;
-  if (!ParseDocument(file, &root, &problem)) return std::nullopt;
-  const Json::Value& overall = root[kOverallKey];
-  if (!overall.isObject() || !overall["audio_channel_count"].isUInt()) return std::nullopt;
-  return overall["audio_channel_count"].asUInt();
+  if (!ReadText(file, &text, &problem)) return std::nullopt;
+  const size_t start = HasByteOrderMark(text) ? kByteOrderMarkSize : 0;
+  Json::Value root;
+  const char* end = text.data() + text.size();
+  if (!ParseObject(text.data() + start, end, &root, &problem)) return std::nullopt;
+  uint32_t count = 0;
+  if (!kx_utility::GetUIntFromJsonObject(root[kOverallKey], "audio_channel_count", &count)) {
+    return std::nullopt;
+  }
+  return count;
 }
 
 }  // namespace kxrtc_host

@@ -14,8 +14,8 @@ namespace kxrtc_host {
 // A whole descriptor of `sessions` sessions is never larger; nothing larger is parsed.
 uint64_t MaxDescriptorSize(uint64_t sessions);
 
-// The descriptor's findings and `summary->descriptor`. The sessions are compared with those that
-// the summary holds already.
+// Stores the findings about the descriptor, errors exactly where the library's reader refuses it,
+// and `summary->descriptor`. The sessions are compared with those that the summary holds already.
 void CheckDescriptor(const RecordFile& file, RecordSummary* summary);
 
 // Only the channel count, from whatever parses; none otherwise.
