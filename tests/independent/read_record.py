@@ -11,6 +11,7 @@ first breach that leaves the place of the next record unknown.
 
 import argparse
 import json
+import re
 import struct
 import sys
 from pathlib import Path
@@ -130,21 +131,30 @@ class IndexWalk:
             self.wants_key_frame = False
 
 
-def is_number(value, limits):
-    return type(value) is int and limits[0] <= value <= limits[1]
+def read_number(value, limits):
+    """The number that a member's value stands for, or None. Only uint32 members may be written other
+    than as an integer."""
+    if limits is UINT32:
+        if value is None or isinstance(value, bool):
+            value = int(value or 0)
+        elif isinstance(value, float) and limits[0] <= value <= limits[1]:
+            value = int(value)
+        elif isinstance(value, str) and re.fullmatch(r"[ \t\n\v\f\r]*[+-]?[0-9]+", value):
+            value = int(value)
+    return value if type(value) is int and limits[0] <= value <= limits[1] else None
 
 
 def check_descriptor(text, sessions):
     """Yields where the descriptor breaks the format or disagrees with the sessions of the index."""
     try:
-        root, _ = json.JSONDecoder().raw_decode(text.decode().lstrip())
+        root, _ = json.JSONDecoder().raw_decode(text.split(b"\0")[0].decode().lstrip(" \t\r\n"))
     except ValueError as error:
         yield f"descriptor: {error}"
         return
     if not isinstance(root, dict):
         yield "descriptor: no object"
         return
-    overall, listed = root.get("speaker_record_overall"), root.get("speaker_record_session")
+    overall, listed = root.get("speaker_record_overall"), root.get("speaker_record_session", False)
     listed = [] if listed is None else listed
     if not isinstance(overall, dict) or not isinstance(listed, list):
         yield "descriptor: lacks its two members"
@@ -153,9 +163,12 @@ def check_descriptor(text, sessions):
                                  [(f"session {i}", s, SESSION_MEMBERS)
                                   for i, s in enumerate(listed)]):
         for member, limits in members.items():
-            if not isinstance(item, dict) or not is_number(item.get(member), limits):
-                yield f"descriptor: {place}: no integer {member}"
+            has_member = isinstance(item, dict) and member in item
+            found = read_number(item[member], limits) if has_member else None
+            if found is None:
+                yield f"descriptor: {place}: no valid {member}"
                 return
+            item[member] = found
     if not overall["record_session_count"] == len(listed) == len(sessions):
         yield (f"descriptor: counts {overall['record_session_count']} sessions and lists "
                f"{len(listed)}, the index has {len(sessions)}")

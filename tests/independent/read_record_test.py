@@ -81,13 +81,41 @@ class ReadRecordTest(unittest.TestCase):
                             "descriptor: session 0: session_audio_frame_count is 7, "
                             "the index has 1"),
             "float": ({"descriptor": page_descriptor().replace("1000000", "1000000.0")},
-                      "descriptor: session 0: no integer sessoin_start_timestamp_us"),
+                      "descriptor: session 0: no valid sessoin_start_timestamp_us"),
             "no JSON": ({"descriptor": "{"}, "descriptor: Expecting property name enclosed in "
                                              "double quotes: line 1 column 2 (char 1)"),
         }
         for name, (change, expected) in cases.items():
             with self.subTest(name):
                 self.assertIn(expected, read(**{"index": index, **change})["problems"])
+
+    def test_takes_for_each_number_what_its_type_allows(self):
+        start = '"sessoin_start_timestamp_us" : 1000000'
+        switches = '"session_video_switch_count" : 1'
+        values = {"1": (True, True), "1.0": (False, True), "1.5": (False, True),
+                  "true": (False, True), "null": (False, True), '"1"': (False, True),
+                  '"1.0"': (False, False), '""': (False, False), "[]": (False, False),
+                  "-1": (True, False), "-0.5": (False, False), "4294967296": (True, False),
+                  "9223372036854775808": (False, False), "NaN": (False, False)}
+        for value, taken in values.items():
+            for whole, is_taken in zip((start, switches), taken):
+                with self.subTest(f"{whole}: {value}"):
+                    member = whole.split(" : ")[0]
+                    text = page_descriptor().replace(whole, f"{member} : {value}")
+                    expected = [] if is_taken else [
+                        "descriptor: session 0: no valid " + member.strip('"')]
+                    self.assertEqual(read(page_index(), descriptor=text)["problems"], expected)
+
+    def test_reads_the_text_up_to_the_first_zero_byte(self):
+        self.assertEqual(
+            read(page_index(), descriptor=page_descriptor() + "\0\0")["problems"], [])
+        self.assertNotEqual(
+            read(page_index(), descriptor="\ufeff" + page_descriptor())["problems"], [])
+
+    def test_the_list_of_sessions_may_not_be_absent(self):
+        text = page_descriptor().replace("speaker_record_session", "other")
+        self.assertEqual(read(page_index(), descriptor=text)["problems"],
+                         ["descriptor: lacks its two members"])
 
 
 if __name__ == "__main__":
