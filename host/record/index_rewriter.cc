@@ -126,8 +126,8 @@ void IndexRewriter::OnGarbage(uint64_t offset, uint64_t bytes) {
                  Text("%llu bytes of the index that are no whole record", Ull(bytes))});
 }
 
-void IndexRewriter::Finish(std::string* out) {
-  if (in_session_) AddStop(0, "the record ends without one", out);
+void IndexRewriter::Finish(uint64_t index_size, std::string* out) {
+  if (in_session_) AddStop(index_size, "the record ends without one", out);
 }
 
 }  // namespace kxrtc_host

@@ -54,8 +54,8 @@ class IndexRewriter {
   // `bytes` at `offset` of the index are left out.
   void OnGarbage(uint64_t offset, uint64_t bytes);
 
-  // Closes an open session.
-  void Finish(std::string* out);
+  // Closes an open session. `index_size`: where the old index ends.
+  void Finish(uint64_t index_size, std::string* out);
 
   const std::vector<kxrtc::SpeakerRecordSession>& sessions() const { return sessions_; }
   bool has_too_many_sessions() const { return has_too_many_sessions_; }

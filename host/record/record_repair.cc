@@ -105,7 +105,7 @@ class Repair {
       if (!Check(folder_.Append(out.data(), out.size()))) return false;
     }
     out.clear();
-    rewriter.Finish(&out);
+    rewriter.Finish(files_.index.size(), &out);
     result_.kept = rewriter.kept();
     sessions_ = rewriter.sessions();
     contains_desktop_ = rewriter.contains_desktop();

@@ -27,31 +27,39 @@ RecordBuilder Camera(const TempDir& dir) {
   return builder;
 }
 
-class IndexRewriterTest : public testing::TestWithParam<RewriteCase> {};
+struct Rewritten {
+  std::string index;
+  RepairChanges changes;
+};
 
-TEST_P(IndexRewriterTest, MakesAValidIndex) {
-  const TempDir dir;
-  const RecordBuilder before = GetParam().before(dir);
+Rewritten Rewrite(const TempDir& dir, const RecordBuilder& before) {
   before.Write();
   RecordFile file;
-  ASSERT_EQ(file.Open(dir.File("SpeakeRecord.index")), RecordFile::State::kOpen);
-  RepairChanges changes;
-  IndexRewriter rewriter(before.video().size(), before.audio().size(), &changes);
+  EXPECT_EQ(file.Open(dir.File("SpeakeRecord.index")), RecordFile::State::kOpen);
+  Rewritten result;
+  IndexRewriter rewriter(before.video().size(), before.audio().size(), &result.changes);
   IndexWalker walker(&file);
   IndexRecord record;
-  std::string out;
   IndexWalker::Step step;
   while ((step = walker.Next(&record)) != IndexWalker::Step::kEnd) {
     if (step == IndexWalker::Step::kRecord) {
-      rewriter.OnRecord(record, &out);
+      rewriter.OnRecord(record, &result.index);
     } else {
       rewriter.OnGarbage(record.offset, walker.skipped_bytes());
     }
   }
-  rewriter.Finish(&out);
-  EXPECT_EQ(out, GetParam().after(dir).index());
-  EXPECT_EQ(changes.lost, GetParam().lost);
-  EXPECT_EQ(changes.added, GetParam().added);
+  rewriter.Finish(file.size(), &result.index);
+  return result;
+}
+
+class IndexRewriterTest : public testing::TestWithParam<RewriteCase> {};
+
+TEST_P(IndexRewriterTest, MakesAValidIndex) {
+  const TempDir dir;
+  const Rewritten result = Rewrite(dir, GetParam().before(dir));
+  EXPECT_EQ(result.index, GetParam().after(dir).index());
+  EXPECT_EQ(result.changes.lost, GetParam().lost);
+  EXPECT_EQ(result.changes.added, GetParam().added);
 }
 
 std::vector<RewriteCase> Cases() {
@@ -106,6 +114,24 @@ std::vector<RewriteCase> Cases() {
 
 INSTANTIATE_TEST_SUITE_P(Records, IndexRewriterTest, testing::ValuesIn(Cases()),
                          [](const auto& test) { return test.param.name; });
+
+TEST(IndexRewriterPlaceTest, NamesTheEndOfTheOldIndexWhereItAddsTheLastStop) {
+  const TempDir dir;
+  const RecordBuilder builder = Camera(dir).RawIndex("torn");
+  const RepairChanges changes = Rewrite(dir, builder).changes;
+  ASSERT_EQ(changes.kept.size(), 2u);
+  EXPECT_EQ(changes.kept[0].offset, builder.index().size() - 4);
+  EXPECT_EQ(changes.kept[1].kind, RepairChange::Kind::kAdded);
+  EXPECT_EQ(changes.kept[1].offset, builder.index().size());
+}
+
+TEST(IndexRewriterPlaceTest, NamesTheRecordBeforeWhichItAddsOne) {
+  const TempDir dir;
+  const RecordBuilder head = Camera(dir);
+  const RepairChanges changes = Rewrite(dir, Camera(dir).Start(50).Stop(60)).changes;
+  ASSERT_EQ(changes.kept.size(), 1u);
+  EXPECT_EQ(changes.kept[0].offset, head.index().size());
+}
 
 }  // namespace
 }  // namespace kxrtc_host
