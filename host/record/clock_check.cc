@@ -20,6 +20,7 @@ void ClockCheck::OnRecord(const IndexRecord& record) {
                                 SecondsText(last_us_).c_str()));
   } else if (summary_->index_records > 1 && step_us < 0) {
     ++swaps_;
+    if (!first_swap_us_) first_swap_us_ = time_us;
   } else if (in_session_ && !starts && step_us > kForwardStepUs) {
     summary_->findings.Add(FindingCode::kClockForwardStep, time_us,
                            Text("no record for %s (from %s): the clock was set forward, or "
@@ -35,6 +36,7 @@ void ClockCheck::OnRecord(const IndexRecord& record) {
 void ClockCheck::OnAudio(int64_t time_us) {
   const int64_t interval_us = SaturatedSubtract(time_us, last_audio_us_);
   if (has_audio_ && interval_us >= -kBackwardStepUs && interval_us <= kForwardStepUs) {
+    if (intervals_ == 0) first_measured_us_ = last_audio_us_;
     interval_sum_us_ = SaturatedAdd(interval_sum_us_, interval_us);
     ++intervals_;
   }
@@ -44,7 +46,7 @@ void ClockCheck::OnAudio(int64_t time_us) {
 
 void ClockCheck::Finish() {
   if (swaps_ > 0) {
-    summary_->findings.Add(FindingCode::kClockOutOfOrder, std::nullopt,
+    summary_->findings.Add(FindingCode::kClockOutOfOrder, first_swap_us_,
                            Text("%llu records are slightly earlier than the record before them",
                                 static_cast<unsigned long long>(swaps_)));
   }
@@ -54,7 +56,7 @@ void ClockCheck::Finish() {
   if (intervals_ + 1 < kCadenceMinFrames) return;
   if (std::abs(mean_us / kAudioFrameDurationUs - 1) <= kCadenceTolerance) return;
   summary_->findings.Add(
-      FindingCode::kAudioCadence, std::nullopt,
+      FindingCode::kAudioCadence, first_measured_us_,
       Text("audio frames come every %.0f us instead of %lld us (about %.0f Hz with 1024 samples a "
            "frame): sound and pictures drift apart",
            mean_us, static_cast<long long>(kAudioFrameDurationUs), 1024e6 / mean_us));

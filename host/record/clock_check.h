@@ -5,6 +5,7 @@
 #define HOST_RECORD_CLOCK_CHECK_H_
 
 #include <cstdint>
+#include <optional>
 
 #include "host/record/index_walker.h"
 #include "host/record/record_summary.h"
@@ -35,9 +36,11 @@ class ClockCheck {
   bool has_audio_ = false;  // In this session.
   int64_t last_us_ = 0;
   int64_t last_audio_us_ = 0;
+  int64_t first_measured_us_ = 0;  // The frame that the first interval begins with.
   int64_t interval_sum_us_ = 0;
   uint64_t intervals_ = 0;
   uint64_t swaps_ = 0;
+  std::optional<int64_t> first_swap_us_;
 };
 
 }  // namespace kxrtc_host

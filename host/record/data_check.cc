@@ -18,6 +18,7 @@ bool LiesInside(const kxrtc::MediaDataRecord& record, uint64_t file_size) {
 bool DataCheck::OnRecord(const IndexRecord& record) {
   const kxrtc::MediaDataRecord& data = record.data;
   const int64_t time_us = record.header.record_timestamp_us;
+  last_time_us_ = time_us;
   if (!LiesInside(data, file_size_)) {
     findings_->Add(
         FindingCode::kDataPastEnd, time_us,
@@ -48,7 +49,7 @@ bool DataCheck::OnRecord(const IndexRecord& record) {
 void DataCheck::Finish() {
   if (end_ >= file_size_) return;
   findings_->Add(
-      FindingCode::kDataStaleTail, std::nullopt,
+      FindingCode::kDataStaleTail, last_time_us_,
       Text("%llu bytes at the end of %s belong to no frame", Ull(file_size_ - end_), name_));
 }
 

@@ -5,6 +5,7 @@
 #define HOST_RECORD_DATA_CHECK_H_
 
 #include <cstdint>
+#include <optional>
 
 #include "host/record/finding.h"
 #include "host/record/index_walker.h"
@@ -30,6 +31,7 @@ class DataCheck {
   uint64_t file_size_;
   FindingList* findings_;
   uint64_t end_ = 0;
+  std::optional<int64_t> last_time_us_;  // Of the last record, also of one behind the end.
 };
 
 // True when all bytes of the frame lie before `file_size`.

@@ -82,6 +82,7 @@ void StructureCheck::OnChannel(const IndexRecord& record) {
 void StructureCheck::OnRecord(const IndexRecord& record) {
   ++summary_->index_records;
   const int64_t time_us = record.header.record_timestamp_us;
+  last_time_us_ = time_us;
   if (record.header.type == kxrtc::kStartRecording) return OnStart(record);
   if (!in_session_) {
     summary_->findings.Add(FindingCode::kIndexNoStart, time_us,
@@ -102,26 +103,25 @@ void StructureCheck::OnRecord(const IndexRecord& record) {
 
 void StructureCheck::OnStep(IndexWalker::Step step, const IndexRecord& record, uint64_t bytes) {
   FindingList& findings = summary_->findings;
-  const auto time_us = in_session_ ? std::optional<int64_t>(session_.end_us) : std::nullopt;
   switch (step) {
     case IndexWalker::Step::kGarbage:
-      findings.Add(FindingCode::kIndexGarbage, time_us,
+      findings.Add(FindingCode::kIndexGarbage, last_time_us_,
                    Text("%llu bytes at offset %llu of the index are no record", Ull(bytes),
                         Ull(record.offset)));
       break;
     case IndexWalker::Step::kTruncated:
       if (in_session_) {
-        findings.Add(FindingCode::kIndexTruncatedTail, time_us,
+        findings.Add(FindingCode::kIndexTruncatedTail, last_time_us_,
                      Text("the index ends inside the record at offset %llu (%llu bytes of it)",
                           Ull(record.offset), Ull(bytes)));
       } else {
-        findings.Add(FindingCode::kIndexStaleTail, time_us,
+        findings.Add(FindingCode::kIndexStaleTail, last_time_us_,
                      Text("%llu bytes at offset %llu behind the last whole record", Ull(bytes),
                           Ull(record.offset)));
       }
       break;
     case IndexWalker::Step::kChanged:
-      findings.Add(FindingCode::kFileChanged, time_us,
+      findings.Add(FindingCode::kFileChanged, last_time_us_,
                    "the index became shorter while it was read");
       break;
     case IndexWalker::Step::kRecord:

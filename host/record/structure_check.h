@@ -5,6 +5,7 @@
 #define HOST_RECORD_STRUCTURE_CHECK_H_
 
 #include <cstdint>
+#include <optional>
 
 #include "host/record/index_walker.h"
 #include "host/record/record_summary.h"
@@ -18,7 +19,8 @@ class StructureCheck {
 
   void OnRecord(const IndexRecord& record);
 
-  // A step of the walker that is not a record: findings only.
+  // A step of the walker that is not a record: findings only, with the time of the record before
+  // it.
   void OnStep(IndexWalker::Step step, const IndexRecord& record, uint64_t bytes);
 
   // Behind the last step.
@@ -38,6 +40,7 @@ class StructureCheck {
 
   RecordSummary* summary_;
   bool in_session_ = false;
+  std::optional<int64_t> last_time_us_;  // Of the last record, in a session or not.
   SessionSummary session_;
   uint32_t media_type_ = 0;
   int64_t channel_start_us_ = 0;
