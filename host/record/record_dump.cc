@@ -2,6 +2,8 @@
 
 #include <json/value.h>
 
+#include <optional>
+
 #include "host/record/index_walker.h"
 #include "host/record/record_documents.h"
 #include "host/record/record_file.h"
@@ -27,6 +29,13 @@ std::string PayloadText(const IndexRecord& record) {
   }
 }
 
+// Bytes that are no record.
+struct BrokenBytes {
+  const char* kind = "";
+  uint64_t offset = 0;
+  uint64_t bytes = 0;
+};
+
 class Listing {
  public:
   Listing(const DumpOptions& options, std::FILE* out) : options_(options), out_(out) {}
@@ -41,32 +50,52 @@ class Listing {
 
   void Add(const IndexRecord& record) {
     const int64_t time_us = record.header.record_timestamp_us;
-    if (time_us < options_.from_us || time_us > options_.to_us) return;
+    if (!last_time_us_ && time_us >= options_.from_us) ShowHead();
+    last_time_us_ = time_us;
+    if (!IsAskedFor(time_us)) return;
     if (options_.json) return AddJson(RecordElement(record));
     std::fprintf(out_, "%12llu  %-10s  %20s  %s\n", static_cast<unsigned long long>(record.offset),
                  RecordTypeName(record.header.type), SecondsText(time_us).c_str(),
                  PayloadText(record).c_str());
   }
 
-  void AddBroken(const char* kind, uint64_t offset, uint64_t bytes) {
-    if (options_.json) {
-      Json::Value value;
-      value["offset"] = Json::Value::UInt64{offset};
-      value["type"] = kind;
-      value["bytes"] = Json::Value::UInt64{bytes};
-      return AddJson(value);
+  void AddBroken(const BrokenBytes& broken) {
+    if (!last_time_us_) {
+      head_ = broken;
+    } else if (IsAskedFor(*last_time_us_)) {
+      Show(broken);
     }
-    std::fprintf(out_, "%12llu  %-10s  %20s  %llu bytes\n", static_cast<unsigned long long>(offset),
-                 kind, "-", static_cast<unsigned long long>(bytes));
   }
 
   void End(bool whole) {
+    if (!last_time_us_ && options_.from_us == DumpOptions().from_us) ShowHead();
     if (!options_.json) return;
     std::fprintf(out_, "\n],\"version\":%d,\"whole\":%s}\n", kDocumentVersion,
                  whole ? "true" : "false");
   }
 
  private:
+  bool IsAskedFor(int64_t time_us) const {
+    return time_us >= options_.from_us && time_us <= options_.to_us;
+  }
+
+  void ShowHead() {
+    if (head_) Show(*head_);
+  }
+
+  void Show(const BrokenBytes& broken) {
+    if (options_.json) {
+      Json::Value value;
+      value["offset"] = Json::Value::UInt64{broken.offset};
+      value["type"] = broken.kind;
+      value["bytes"] = Json::Value::UInt64{broken.bytes};
+      return AddJson(value);
+    }
+    std::fprintf(out_, "%12llu  %-10s  %20s  %llu bytes\n",
+                 static_cast<unsigned long long>(broken.offset), broken.kind, "-",
+                 static_cast<unsigned long long>(broken.bytes));
+  }
+
   void AddJson(const Json::Value& value) {
     std::fprintf(out_, "%s\n%s", has_elements_ ? "," : "", JsonText(value).c_str());
     has_elements_ = true;
@@ -75,6 +104,8 @@ class Listing {
   const DumpOptions& options_;
   std::FILE* out_;
   bool has_elements_ = false;
+  std::optional<int64_t> last_time_us_;  // Of the last record, shown or not.
+  std::optional<BrokenBytes> head_;      // What stands before the first record.
 };
 
 }  // namespace
@@ -101,8 +132,8 @@ DumpResult DumpRecord(const std::string& folder, const DumpOptions& options, std
     }
     result.whole = false;
     if (step == IndexWalker::Step::kChanged) break;
-    listing.AddBroken(step == IndexWalker::Step::kGarbage ? "garbage" : "truncated", record.offset,
-                      walker.skipped_bytes());
+    listing.AddBroken({step == IndexWalker::Step::kGarbage ? "garbage" : "truncated", record.offset,
+                       walker.skipped_bytes()});
   }
   listing.End(result.whole);
   return result;

@@ -10,6 +10,9 @@
 
 namespace kxrtc_host {
 
+// Bytes that are no record are shown where the record before them is. At the start of the index,
+// where none is, they count as earlier than everything: they are shown when `from_us` is not later
+// than the first record, or is left as it is.
 struct DumpOptions {
   int64_t from_us = std::numeric_limits<int64_t>::min();  // Recorder time, both included.
   int64_t to_us = std::numeric_limits<int64_t>::max();

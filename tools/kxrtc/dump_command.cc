@@ -33,6 +33,11 @@ ExitStatus Dump(const DumpCommandOptions& options) {
     return kExitUsage;
   }
   if (!options.to.empty() && !kxrtc_host::ParseSeconds(options.to, &dump.to_us)) return kExitUsage;
+  if (dump.from_us > dump.to_us) {
+    std::fprintf(stderr, "kxrtc: --from %s is later than --to %s\n", options.from.c_str(),
+                 options.to.c_str());
+    return kExitUsage;
+  }
   const kxrtc_host::DumpResult result = DumpRecord(options.record_dir, dump, stdout);
   if (!result.readable) {
     std::fprintf(stderr, "kxrtc: %s\n", result.error.c_str());

@@ -65,6 +65,56 @@ TEST(RecordDumpTest, ShowsOnlyTheTimesAskedFor) {
   EXPECT_EQ(document["records"][1]["payload"]["size"].asUInt(), 5u);
 }
 
+struct RangeCase {
+  const char* name;
+  DumpOptions options;
+  std::vector<std::string> types;
+};
+
+class DumpRangeTest : public testing::TestWithParam<RangeCase> {};
+
+TEST_P(DumpRangeTest, ShowsBrokenBytesBehindTheRecordsAskedFor) {
+  const TempDir dir;
+  // Two records in a row, or nobody believes what stands behind garbage.
+  RecordBuilder builder(dir);
+  builder.RawIndex(std::string(20, 'x')).Start(10).Audio(10).RawIndex(std::string(20, 'x'));
+  builder.Stop(20).RawIndex("x").Write();
+  DumpResult result;
+  const Json::Value document = DumpJson(dir.path(), GetParam().options, &result);
+  std::vector<std::string> types;
+  for (const Json::Value& record : document["records"]) types.push_back(record["type"].asString());
+  EXPECT_EQ(types, GetParam().types);
+  EXPECT_FALSE(result.whole);  // Of the index, whatever is shown of it.
+}
+
+std::vector<RangeCase> Ranges() {
+  const DumpOptions all;
+  return {
+      {"All", all, {"garbage", "start", "audio", "garbage", "stop", "truncated"}},
+      {"ToTheFirst", {all.from_us, 10, false}, {"garbage", "start", "audio", "garbage"}},
+      {"BeforeTheFirst", {all.from_us, 9, false}, {"garbage"}},
+      {"FromTheFirst",
+       {10, all.to_us, false},
+       {"garbage", "start", "audio", "garbage", "stop", "truncated"}},
+      {"BehindTheFirst", {11, all.to_us, false}, {"stop", "truncated"}},
+      {"Between", {11, 19, false}, {}},
+      {"BehindTheLast", {21, all.to_us, false}, {}},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Times, DumpRangeTest, testing::ValuesIn(Ranges()),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(RecordDumpTest, ShowsWhatIsNoRecordWhereThereIsNone) {
+  const TempDir dir;
+  RecordBuilder(dir).RawIndex(std::string(20, 'x')).Write();
+  DumpResult result;
+  EXPECT_EQ(DumpJson(dir.path(), {}, &result)["records"].size(), 1u);
+  DumpOptions options;
+  options.from_us = 0;
+  EXPECT_EQ(DumpJson(dir.path(), options, &result)["records"].size(), 0u);
+}
+
 TEST(RecordDumpTest, WritesAVersionedDocument) {
   const TempDir dir;
   RecordBuilder(dir).Write();

@@ -67,6 +67,17 @@ TEST(RecordCommandsTest, DumpShowsOnlyTheTimesAskedFor) {
   EXPECT_EQ(Kxrtc("dump --from noon " + Quoted(dir.path())).exit_status, 2);
 }
 
+TEST(RecordCommandsTest, DumpRefusesTimesThatContradictEachOther) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).Write();
+  const ShellResult result = Kxrtc("dump --from 5 --to 1 " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 2);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors, "kxrtc: --from 5 is later than --to 1\n");
+  EXPECT_EQ(Kxrtc("dump --from 2 --to 2 " + Quoted(dir.path())).exit_status, 0);
+  EXPECT_EQ(Kxrtc("dump --from '' " + Quoted(dir.path())).exit_status, 2);
+}
+
 TEST(RecordCommandsTest, DumpSaysThatAnIndexIsTorn) {
   const TempDir dir;
   kx_testing::TwoSessions(dir).RawIndex("torn").Write();
