@@ -86,10 +86,20 @@ IndexWalker::Step IndexWalker::Next(IndexRecord* record) {
     case Look::kCut:
       break;
   }
+  const uint32_t type = TypeAt(position_);
+  *record = {};
+  record->header.type = type;
   record->offset = position_;
   skipped_bytes_ = index_->size() - position_;
   position_ = index_->size();
   return Step::kTruncated;
+}
+
+uint32_t IndexWalker::TypeAt(uint64_t position) const {
+  uint32_t type = 0;
+  const uint8_t* bytes = index_->View(position, sizeof(type));
+  if (bytes == nullptr) return 0;
+  return ReaderOf(bytes, sizeof(type)).ReadUInt32(&type) ? type : 0;
 }
 
 // Moves to the next byte that may begin a type, or to the end. False when the file became shorter.
@@ -114,6 +124,7 @@ bool IndexWalker::FindTypeMark() {
 // the end of the file, stands right behind it.
 IndexWalker::Step IndexWalker::SkipGarbage(IndexRecord* record) {
   const uint64_t start = position_;
+  const uint32_t type = TypeAt(start);
   while (++position_ < index_->size()) {
     IndexRecord candidate;
     IndexRecord next;
@@ -135,6 +146,7 @@ IndexWalker::Step IndexWalker::SkipGarbage(IndexRecord* record) {
     if (look_behind == Look::kRecord || look_behind == Look::kCut) break;
   }
   *record = {};
+  record->header.type = type;
   record->offset = start;
   skipped_bytes_ = position_ - start;
   return Step::kGarbage;

@@ -46,7 +46,8 @@ class IndexWalker {
   explicit IndexWalker(RecordFile* index) : index_(index) {}
 
   // The next step. kGarbage and kTruncated store the place and length of the bytes concerned in
-  // `record->offset` and skipped_bytes().
+  // `record->offset` and skipped_bytes(), and the first four of them in `record->header.type`, 0
+  // where there are fewer.
   [[nodiscard]] Step Next(IndexRecord* record);
 
   uint64_t position() const { return position_; }
@@ -56,6 +57,7 @@ class IndexWalker {
   enum class Look { kRecord, kNoRecord, kCut, kChanged };
 
   Look LookAt(uint64_t position, IndexRecord* record) const;
+  uint32_t TypeAt(uint64_t position) const;
   Step SkipGarbage(IndexRecord* record);
   bool FindTypeMark();
 

@@ -29,9 +29,17 @@ std::string PayloadText(const IndexRecord& record) {
   }
 }
 
+// True for a type that a record could have by its first bytes, and none has.
+bool IsUnknownRecordType(uint32_t type) {
+  constexpr uint32_t kFamily = kxrtc::kStartRecording & 0xFFFFFF00;
+  uint32_t payload_size = 0;
+  return (type & 0xFFFFFF00) == kFamily && !kxrtc::GetRecordPayloadSize(type, &payload_size);
+}
+
 // Bytes that are no record.
 struct BrokenBytes {
   const char* kind = "";
+  uint32_t type = 0;
   uint64_t offset = 0;
   uint64_t bytes = 0;
 };
@@ -89,11 +97,13 @@ class Listing {
       value["offset"] = Json::Value::UInt64{broken.offset};
       value["type"] = broken.kind;
       value["bytes"] = Json::Value::UInt64{broken.bytes};
+      if (IsUnknownRecordType(broken.type)) value["type_code"] = broken.type;
       return AddJson(value);
     }
-    std::fprintf(out_, "%12llu  %-10s  %20s  %llu bytes\n",
+    std::fprintf(out_, "%12llu  %-10s  %20s  %llu bytes%s\n",
                  static_cast<unsigned long long>(broken.offset), broken.kind, "-",
-                 static_cast<unsigned long long>(broken.bytes));
+                 static_cast<unsigned long long>(broken.bytes),
+                 IsUnknownRecordType(broken.type) ? Text(" type=0x%08X", broken.type).c_str() : "");
   }
 
   void AddJson(const Json::Value& value) {
@@ -132,8 +142,8 @@ DumpResult DumpRecord(const std::string& folder, const DumpOptions& options, std
     }
     result.whole = false;
     if (step == IndexWalker::Step::kChanged) break;
-    listing.AddBroken({step == IndexWalker::Step::kGarbage ? "garbage" : "truncated", record.offset,
-                       walker.skipped_bytes()});
+    listing.AddBroken({step == IndexWalker::Step::kGarbage ? "garbage" : "truncated",
+                       record.header.type, record.offset, walker.skipped_bytes()});
   }
   listing.End(result.whole);
   return result;

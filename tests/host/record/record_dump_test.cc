@@ -137,6 +137,49 @@ TEST(RecordDumpTest, NamesBytesThatAreNoRecord) {
   EXPECT_EQ(document["records"][3]["type"].asString(), "truncated");
 }
 
+struct TypeCodeCase {
+  const char* name;
+  std::string bytes;
+  uint32_t type_code;  // 0: not named.
+};
+
+class DumpTypeCodeTest : public testing::TestWithParam<TypeCodeCase> {};
+
+TEST_P(DumpTypeCodeTest, IsNamedWhereItIsAnUnknownOneOfTheFamily) {
+  const TempDir dir;
+  RecordBuilder(dir).Start(0).RawIndex(GetParam().bytes).Write();
+  DumpResult result;
+  const Json::Value broken = DumpJson(dir.path(), {}, &result)["records"][1];
+  EXPECT_EQ(broken["bytes"].asUInt64(), GetParam().bytes.size());
+  EXPECT_EQ(broken.isMember("type_code"), GetParam().type_code != 0);
+  EXPECT_EQ(broken["type_code"].asUInt(), GetParam().type_code);
+  const std::string text = Dump(dir.path(), {}, &result);
+  EXPECT_EQ(text.find(" bytes\n") == std::string::npos, GetParam().type_code != 0) << text;
+  if (GetParam().type_code != 0) {
+    char code[32];
+    std::snprintf(code, sizeof(code), " bytes type=0x%08X\n", GetParam().type_code);
+    EXPECT_THAT(text, HasSubstr(code));
+  }
+}
+
+std::vector<TypeCodeCase> TypeCodes() {
+  const std::string rest(20, '\0');
+  return {
+      {"Reserved", kx_testing::BigEndian32(0xEEDDCC05) + rest, 0xEEDDCC05},
+      {"First", kx_testing::BigEndian32(0xEEDDCC00) + rest, 0xEEDDCC00},
+      {"Last", kx_testing::BigEndian32(0xEEDDCCFF) + rest, 0xEEDDCCFF},
+      {"BelowTheFamily", kx_testing::BigEndian32(0xEEDDCBFF) + rest, 0},
+      {"AboveTheFamily", kx_testing::BigEndian32(0xEEDDCD00) + rest, 0},
+      {"CutReserved", kx_testing::BigEndian32(0xEEDDCC05), 0xEEDDCC05},
+      {"CutInsideTheType", kx_testing::BigEndian32(0xEEDDCC05).substr(0, 3), 0},
+      {"CutHeaderOfAKnownType", kx_testing::BigEndian32(0xEEDDCC06), 0},
+      {"CutPayloadOfAKnownType", kx_testing::BigEndian32(0xEEDDCC06) + rest.substr(8), 0},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Bytes, DumpTypeCodeTest, testing::ValuesIn(TypeCodes()),
+                         [](const auto& test) { return test.param.name; });
+
 TEST(RecordDumpTest, ExplainsAMissingIndex) {
   const TempDir dir;
   DumpResult result;
