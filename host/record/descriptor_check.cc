@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "host/record/text.h"
 #include "kx_utility/json_accessors.h"
@@ -14,6 +15,7 @@ namespace kxrtc_host {
 namespace {
 
 constexpr char kOverallKey[] = "speaker_record_overall";
+constexpr char kAudioChannelsKey[] = "audio_channel_count";
 constexpr char kSessionsKey[] = "speaker_record_session";
 // The recorder may raise a time by one when it writes the index record.
 constexpr uint64_t kTimeTolerance = 1;
@@ -82,7 +84,7 @@ class Comparison {
     const bool has_video = GetUInt(overall, "contain_video", &found.contain_video);
     const bool has_desktop = GetUInt(overall, "contain_desktop", &found.contain_desktop);
     const bool has_counts = has_sessions && has_video && has_desktop;
-    const bool has_channels = GetUInt(overall, "audio_channel_count", &channels);
+    const bool has_channels = GetUInt(overall, kAudioChannelsKey, &channels);
     if (has_channels) found.audio_channel_count = channels;
     found.parsed = has_counts && has_channels;
     if (has_counts) CompareOverall();
@@ -221,7 +223,8 @@ void CheckDescriptor(const RecordFile& file, RecordSummary* summary) {
                         "the descriptor is no JSON document: " + problem);
 }
 
-std::optional<uint32_t> ReadAudioChannelCount(const RecordFile& file, uint64_t sessions) {
+std::optional<AudioChannelMember> ReadAudioChannelMember(const RecordFile& file,
+                                                         uint64_t sessions) {
   if (!file.is_open() || file.size() > MaxDescriptorSize(sessions)) return std::nullopt;
   std::string text;
   std::string problem;
@@ -230,11 +233,16 @@ std::optional<uint32_t> ReadAudioChannelCount(const RecordFile& file, uint64_t s
   Json::Value root;
   const char* end = text.data() + text.size();
   if (!ParseObject(text.data() + start, end, &root, &problem)) return std::nullopt;
+  const Json::Value& overall = std::as_const(root)[kOverallKey];
+  if (!overall.isObject() || !overall.isMember(kAudioChannelsKey)) return std::nullopt;
+  AudioChannelMember member;
+  member.offset = start + static_cast<uint64_t>(overall[kAudioChannelsKey].getOffsetStart());
   uint32_t count = 0;
-  if (!kx_utility::GetUIntFromJsonObject(root[kOverallKey], "audio_channel_count", &count)) {
-    return std::nullopt;
+  if (kx_utility::GetUIntFromJsonObject(overall, kAudioChannelsKey, &count) &&
+      count >= kMinAudioChannels && count <= kMaxAudioChannels) {
+    member.count = count;
   }
-  return count;
+  return member;
 }
 
 }  // namespace kxrtc_host

@@ -18,7 +18,7 @@ namespace kxrtc_host {
 struct RepairChange {
   enum class Kind { kLost, kAdded };
   Kind kind = Kind::kLost;
-  uint64_t offset = 0;             // In the old index, or in the data file that the text names.
+  uint64_t offset = 0;             // In the old index, or in the file that the text names.
   std::optional<int64_t> time_us;  // Recorder time.
   std::string text;
 };

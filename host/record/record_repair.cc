@@ -130,13 +130,20 @@ class Repair {
   }
 
   bool FindChannels() {
+    const auto member = ReadAudioChannelMember(files_.descriptor, sessions_.size());
+    if (member && !member->count) {
+      result_.changes.Add(
+          {RepairChange::Kind::kLost, member->offset, std::nullopt,
+           Text("audio_channel_count of %s, which is no number from %u to %u",
+                kxrtc::kDescriptorFileExtension, kMinAudioChannels, kMaxAudioChannels)});
+    }
     if (options_.audio_channels) {
       result_.audio_channels = *options_.audio_channels;
       result_.channel_source = ChannelSource::kOption;
       return true;
     }
-    if (const auto channels = ReadAudioChannelCount(files_.descriptor, sessions_.size())) {
-      result_.audio_channels = *channels;
+    if (member && member->count) {
+      result_.audio_channels = *member->count;
       result_.channel_source = ChannelSource::kDescriptor;
       return true;
     }

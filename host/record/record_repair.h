@@ -12,8 +12,9 @@
 namespace kxrtc_host {
 
 struct RepairOptions {
-  std::optional<uint32_t> audio_channels;  // Overrides what the record says.
-  bool sync = true;                        // Wait until the new record is on the disk.
+  // Overrides what the record says: kMinAudioChannels to kMaxAudioChannels (descriptor_check.h).
+  std::optional<uint32_t> audio_channels;
+  bool sync = true;  // Wait until the new record is on the disk.
 };
 
 // Where the channel count of the new descriptor comes from.

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "host/record/descriptor_check.h"
 #include "host/record/record_documents.h"
 #include "host/record/record_repair.h"
 #include "tools/kxrtc/exit_status.h"
@@ -47,8 +48,10 @@ void AddRepairCommand(CLI::App& app, int* exit_status) {
       app.add_subcommand("repair", "Make a valid record out of a torn one, in a new folder");
   command->add_option("RECORD_DIR", options->record_dir, "Folder of the torn record")->required();
   command->add_option("NEW_DIR", options->new_dir, "Folder to make; must not exist")->required();
-  command->add_option("--channels", options->channels,
-                      "Audio channels, where the record does not tell");
+  command
+      ->add_option("--channels", options->channels,
+                   "Audio channels, where the record does not tell")
+      ->check(CLI::Range(kxrtc_host::kMinAudioChannels, kxrtc_host::kMaxAudioChannels));
   command->add_flag("--json", options->json, "Print a JSON document");
   command->footer("Example:\n  kxrtc repair ~/records/monday ~/records/monday-repaired\n");
   command->callback([options, exit_status] { *exit_status = Repair(*options); });

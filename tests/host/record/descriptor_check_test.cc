@@ -221,7 +221,10 @@ TEST(DescriptorCheckTest, FindsTheChannelCountBehindAByteOrderMark) {
   kx_testing::WriteFile(dir.File("desc"), "\xEF\xBB\xBF" + Altered("count\":2}", "count\":5}"));
   RecordFile file;
   ASSERT_EQ(file.Open(dir.File("desc")), RecordFile::State::kOpen);
-  EXPECT_EQ(ReadAudioChannelCount(file, 1), 5u);
+  const auto member = ReadAudioChannelMember(file, 1);
+  ASSERT_TRUE(member);
+  EXPECT_EQ(member->count, 5u);
+  EXPECT_EQ(member->offset, 3 + Whole().find("count\":2}") + 7);
 }
 
 }  // namespace

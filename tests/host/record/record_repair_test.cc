@@ -133,6 +133,66 @@ TEST(RecordRepairTest, TakesTheChannelCountFromTheBestPlace) {
   EXPECT_EQ(result.channel_source, ChannelSource::kAudioFrames);
 }
 
+struct ChannelCase {
+  const char* name;
+  const char* in_descriptor;
+  ChannelSource source;
+};
+
+class RepairChannelsTest : public testing::TestWithParam<ChannelCase> {};
+
+TEST_P(RepairChannelsTest, TakesNoCountThatAacCannotState) {
+  const TempDir dir;
+  const TempDir target;
+  const RecordBuilder builder = TwoSessions(dir);
+  builder.Write();
+  std::string text = builder.Descriptor();
+  const size_t place = text.find("count\":2}") + 7;
+  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"),
+                        text.replace(place, 1, GetParam().in_descriptor));
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  ASSERT_TRUE(result.repaired) << result.error;
+  EXPECT_EQ(result.channel_source, GetParam().source);
+  const auto before = ReadRecord(dir.path());
+  const auto after = ReadRecord(target.File("new/"));
+  for (const char* extension : {".index", ".264", ".aac"}) {
+    EXPECT_EQ(after.at(extension), before.at(extension));
+  }
+  const bool is_taken = GetParam().source == ChannelSource::kDescriptor;
+  EXPECT_EQ(result.changes.kept.size(), is_taken ? 0u : 1u);
+  if (is_taken) return;
+  EXPECT_EQ(result.audio_channels, 2u);  // Of the audio frames.
+  EXPECT_EQ(result.changes.lost, 1u);
+  EXPECT_EQ(result.changes.kept[0].offset, place);
+  EXPECT_EQ(result.changes.kept[0].text,
+            "audio_channel_count of .desc, which is no number from 1 to 8");
+  RepairOptions options;
+  options.audio_channels = 6;
+  const RepairResult told = RepairRecord(dir.path(), target.File("told"), options);
+  EXPECT_EQ(told.audio_channels, 6u);
+  EXPECT_EQ(told.changes.lost, 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Counts, RepairChannelsTest,
+    testing::Values(ChannelCase{"Zero", "0", ChannelSource::kAudioFrames},
+                    ChannelCase{"Least", "1", ChannelSource::kDescriptor},
+                    ChannelCase{"Most", "8", ChannelSource::kDescriptor},
+                    ChannelCase{"TooMany", "9", ChannelSource::kAudioFrames},
+                    ChannelCase{"Negative", "-1", ChannelSource::kAudioFrames},
+                    ChannelCase{"Largest", "4294967295", ChannelSource::kAudioFrames},
+                    ChannelCase{"NoNumber", "[]", ChannelSource::kAudioFrames}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(RecordRepairTest, AsksForTheChannelCountWhereOnlyAnInvalidOneIsTold) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder(dir).Start(0).Audio(21333, "raw audio").Stop(30000).AudioChannels(99).Write();
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  EXPECT_FALSE(result.repaired);
+  EXPECT_THAT(result.error, HasSubstr("--channels"));
+}
+
 TEST(RecordRepairTest, AsksForTheChannelCountThatNothingTells) {
   const TempDir dir;
   const TempDir target;

@@ -165,6 +165,20 @@ TEST(RecordCommandsTest, RepairListsWhatItKeptAndLost) {
   EXPECT_EQ(Parsed(result.output)["lost_count"].asInt(), 1);
 }
 
+TEST(RecordCommandsTest, RepairTakesOnlyChannelCountsOfAac) {
+  const TempDir dir;
+  const TempDir target;
+  kx_testing::TwoSessions(dir).Write();
+  const std::string arguments = "repair " + Quoted(dir.path()) + " " + Quoted(target.File("new"));
+  for (const char* count : {"0", "9", "99", "4294967295", "4294967297", "-1", "2.5", "two", "''"}) {
+    const ShellResult result = Kxrtc(arguments + " --channels " + count);
+    EXPECT_EQ(result.exit_status, 2) << count;
+    EXPECT_THAT(result.errors, HasSubstr("--channels")) << count;
+  }
+  EXPECT_FALSE(std::filesystem::exists(target.File("new")));
+  EXPECT_EQ(Kxrtc(arguments + " --channels 8").exit_status, 0);
+}
+
 TEST(RecordCommandsTest, ReportWritesOnePageOverAnOlderOne) {
   const TempDir dir;
   const TempDir target;
