@@ -10,6 +10,8 @@
 #include <random>
 #include <system_error>
 
+#include "host/link_target.h"
+
 namespace kxrtc_host {
 namespace {
 
@@ -41,15 +43,17 @@ bool OutputFile::FailWith(const std::string& what, int error_number) {
 bool OutputFile::CheckTarget() {
   struct stat target;
   if (stat(path_.c_str(), &target) != 0) {
-    // A link that leads nowhere is replaced like a file; it takes the place all the same.
-    if (lstat(path_.c_str(), &target) == 0 && !replace_existing_) {
-      return FailWith(path_ + " exists already", 0);
-    }
-    return true;
+    return errno == ENOENT || FailWith("cannot create " + path_, errno);
   }
   if (S_ISDIR(target.st_mode)) return FailWith(path_ + " is a folder", 0);
   if (!S_ISREG(target.st_mode)) return FailWith(path_ + " is not a regular file", 0);
   if (!replace_existing_) return FailWith(path_ + " exists already", 0);
+  // The links of an open file (/dev/stdout) may carry the name that the file had once.
+  struct stat named;
+  if (lstat(target_.c_str(), &named) != 0 || named.st_dev != target.st_dev ||
+      named.st_ino != target.st_ino) {
+    return FailWith(path_ + " has no name that a new file could take", 0);
+  }
   return true;
 }
 
@@ -61,9 +65,10 @@ bool OutputFile::Open(const std::string& path, bool replace_existing) {
   reserved_ = false;
   path_ = path;
   replace_existing_ = replace_existing;
-  const size_t slash = path.rfind('/');
-  folder_ = slash == std::string::npos ? "./" : path.substr(0, slash + 1);
-  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  target_ = LinkTarget(path);
+  const size_t slash = target_.rfind('/');
+  folder_ = slash == std::string::npos ? "./" : target_.substr(0, slash + 1);
+  const std::string name = slash == std::string::npos ? target_ : target_.substr(slash + 1);
   if (name.empty()) return FailWith("\"" + path + "\" names no file", 0);
   if (!CheckTarget()) return false;
   for (int attempt = 0; attempt < kNameAttempts && fd_ < 0; ++attempt) {
@@ -111,7 +116,7 @@ bool OutputFile::ReadAt(uint64_t position, void* data, uint64_t size) {
 
 bool OutputFile::Rename() {
   const char* from = temporary_path_.c_str();
-  const char* to = path_.c_str();
+  const char* to = target_.c_str();
   if (replace_existing_) return rename(from, to) == 0;
   if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;

@@ -17,8 +17,9 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // Creates the hidden file. On false error_text() says why: the target exists and
-  // `replace_existing` is not set, it is no regular file, or its folder cannot be written.
+  // Creates the hidden file. A symbolic link is followed, also to a file that is missing, and
+  // stays. On false error_text() says why: the target exists and `replace_existing` is not set, it
+  // is no regular file, or its folder cannot be written.
   [[nodiscard]] bool Open(const std::string& path, bool replace_existing);
 
   // Asks the file system for room for `bytes` in one piece, which makes writing cheaper. Only a
@@ -49,7 +50,8 @@ class OutputFile {
   uint64_t size_ = 0;  // One past the last byte written.
   bool reserved_ = false;
   bool replace_existing_ = false;
-  std::string path_;
+  std::string path_;    // As it was given.
+  std::string target_;  // Where that leads.
   std::string folder_;
   std::string temporary_path_;
   std::string error_text_;

@@ -1,5 +1,6 @@
 #include "host/output_file.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -76,12 +77,62 @@ TEST(OutputFileTest, KeepsAFileThatExists) {
   EXPECT_EQ(ReadFile(dir.File("a.mp4")), "mine");
 }
 
-TEST(OutputFileTest, KeepsALinkThatLeadsNowhere) {
+TEST(OutputFileTest, FollowsALinkToAFileThatIsMissing) {
   TempDir dir;
-  ASSERT_EQ(symlink("nowhere", dir.File("a.mp4").c_str()), 0);
+  std::filesystem::create_directory(dir.File("folder"));
+  std::filesystem::create_symlink("folder/b.mp4", dir.File("a.mp4"));
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false)) << file.error_text();
+  EXPECT_FALSE(std::filesystem::is_empty(dir.File("folder"))) << "the hidden file is beside it";
+  ASSERT_TRUE(file.WriteAt(0, "new", 3));
+  ASSERT_TRUE(file.Commit(false)) << file.error_text();
+  EXPECT_TRUE(std::filesystem::is_symlink(dir.File("a.mp4")));
+  EXPECT_EQ(ReadFile(dir.File("folder/b.mp4")), "new");
+}
+
+TEST(OutputFileTest, FollowsALinkToAFileThatIsToBeReplaced) {
+  TempDir dir;
+  WriteFile(dir.File("b.mp4"), "old");
+  std::filesystem::create_symlink(dir.File("b.mp4"), dir.File("a.mp4"));
   OutputFile file;
   EXPECT_FALSE(file.Open(dir.File("a.mp4"), false));
   EXPECT_EQ(file.error_text(), dir.File("a.mp4") + " exists already");
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), true)) << file.error_text();
+  ASSERT_TRUE(file.WriteAt(0, "new", 3));
+  ASSERT_TRUE(file.Commit(true)) << file.error_text();
+  EXPECT_TRUE(std::filesystem::is_symlink(dir.File("a.mp4")));
+  EXPECT_EQ(ReadFile(dir.File("b.mp4")), "new");
+}
+
+TEST(OutputFileTest, NeverReplacesALinkToWhatIsNoFile) {
+  TempDir dir;
+  ASSERT_EQ(mkfifo(dir.File("fifo").c_str(), 0600), 0);
+  const std::string link = dir.File("a.mp4");
+  for (const char* to : {"/dev/null", "fifo", "a.mp4"}) {
+    std::filesystem::remove(link);
+    std::filesystem::create_symlink(to, link);
+    OutputFile file;
+    EXPECT_FALSE(file.Open(link, true)) << to;
+    EXPECT_EQ(file.error_text(),
+              to == std::string("a.mp4")
+                  ? "cannot create " + link + ": Too many levels of symbolic links"
+                  : link + " is not a regular file");
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+  }
+}
+
+TEST(OutputFileTest, NeverTakesTheFormerNameOfAnOpenFile) {
+  TempDir dir;
+  WriteFile(dir.File("gone"), "");
+  const int descriptor = open(dir.File("gone").c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(descriptor, 0);
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  std::filesystem::remove(dir.File("gone"));
+  OutputFile file;
+  EXPECT_FALSE(file.Open(link, true));
+  EXPECT_EQ(file.error_text(), link + " has no name that a new file could take");
+  EXPECT_THAT(Names(dir), IsEmpty());
+  close(descriptor);
 }
 
 TEST(OutputFileTest, KeepsAFileThatAppearsMeanwhile) {
@@ -135,6 +186,8 @@ TEST(OutputFileTest, TakesTheLongestName) {
   ASSERT_TRUE(file.Open(dir.File(name), false)) << file.error_text();
   ASSERT_TRUE(file.Commit(false)) << file.error_text();
   EXPECT_THAT(Names(dir), ElementsAre(name));
+  EXPECT_FALSE(file.Open(dir.File(name + 'x'), false));
+  EXPECT_EQ(file.error_text(), "cannot create " + dir.File(name) + "x: File name too long");
 }
 
 // Blocks of the disk that the file occupies.
