@@ -1,8 +1,6 @@
 #include "tools/kxrtc/file_of_record.h"
 
-#include <filesystem>
-#include <system_error>
-
+#include "host/link_target.h"
 #include "host/record/record_file.h"
 #include "kxrtc/recording/speaker_record_format.h"
 
@@ -11,10 +9,9 @@ namespace kxrtc_tool {
 bool IsFileOfRecord(const std::string& folder, const std::string& path) {
   for (const char* extension : {kxrtc::kDescriptorFileExtension, kxrtc::kIndexFileExtension,
                                 kxrtc::kVideoFileExtension, kxrtc::kAudioFileExtension}) {
-    std::error_code ignored;
     const std::string file =
         kxrtc::SpeakerRecordFilePath(kxrtc_host::RecordFolderPath(folder), extension);
-    if (std::filesystem::equivalent(file, path, ignored)) return true;
+    if (kxrtc_host::LeadToSameFile(file, path)) return true;
   }
   return false;
 }

@@ -6,7 +6,8 @@
 
 namespace kxrtc_tool {
 
-// True when `path` is one of the four files of the record in `folder`, by whatever name.
+// True when `path` is one of the four files of the record in `folder`, by whatever name, or would
+// be made in its place where it is missing.
 bool IsFileOfRecord(const std::string& folder, const std::string& path);
 
 }  // namespace kxrtc_tool

@@ -2,11 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 
+#include "host/link_target.h"
 #include "host/output_file.h"
 #include "host/record/record_analysis.h"
 #include "host/record/record_report.h"
@@ -24,13 +23,11 @@ struct ReportOptions {
 };
 
 ExitStatus Report(const ReportOptions& options) {
-  std::error_code ignored;
   if (IsFileOfRecord(options.record_dir, options.output)) {
     std::fprintf(stderr, "kxrtc: %s is a file of the record itself\n", options.output.c_str());
     return kExitOutputRefused;
   }
-  if (!options.video.empty() &&
-      std::filesystem::equivalent(options.video, options.output, ignored)) {
+  if (!options.video.empty() && kxrtc_host::LeadToSameFile(options.video, options.output)) {
     std::fprintf(stderr, "kxrtc: %s is the video itself\n", options.output.c_str());
     return kExitOutputRefused;
   }

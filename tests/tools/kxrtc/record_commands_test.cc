@@ -124,6 +124,11 @@ TEST(RecordCommandsTest, ReportNeverReplacesWhatItIsMadeOf) {
     EXPECT_EQ(result.errors, "kxrtc: " + file + " is a file of the record itself\n");
     EXPECT_EQ(kx_testing::ReadFile(file), before);
   }
+  const std::string missing = dir.File("SpeakeRecord.264");
+  std::filesystem::remove(missing);
+  EXPECT_EQ(Kxrtc("report " + folder + " " + Quoted(missing)).errors,
+            "kxrtc: " + missing + " is a file of the record itself\n");
+  EXPECT_FALSE(std::filesystem::exists(missing));
   const std::string video = dir.File("v.mp4");
   const ShellResult result =
       Kxrtc("report " + folder + " " + Quoted(video) + " --video " + Quoted(video));
