@@ -58,6 +58,16 @@ TEST(RecordCommandsTest, ExplainWhereThereIsNoRecord) {
   EXPECT_EQ(Kxrtc("repair " + Quoted(dir.path()) + " " + Quoted(dir.File("new"))).exit_status, 3);
 }
 
+TEST(RecordCommandsTest, EstimateTellsTheSizeAsAnObject) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).Write();
+  const ShellResult result = Kxrtc("estimate --json " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 0) << result.errors;
+  const Json::Value document = Parsed(result.output);
+  EXPECT_EQ(document.getMemberNames(), std::vector<std::string>{"estimated_bytes"});
+  EXPECT_TRUE(document["estimated_bytes"].isInt64());
+}
+
 TEST(RecordCommandsTest, DumpShowsOnlyTheTimesAskedFor) {
   const TempDir dir;
   kx_testing::TwoSessions(dir).Write();
