@@ -16,6 +16,7 @@ namespace {
 constexpr size_t kBufferSize = 256 * 1024;
 constexpr mode_t kFileMode = 0666;
 constexpr mode_t kFolderMode = 0777;
+constexpr size_t kMaxNamePart = 200;  // Leaves room for the rest within NAME_MAX.
 
 std::string ParentOf(const std::string& path) {
   const size_t slash = path.rfind('/');
@@ -54,11 +55,17 @@ bool NewFolder::Create(const std::string& path) {
   Discard();
   path_ = path;
   while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
-  if (path_.empty() || Exists(path_)) {
+  const size_t name_begin = path_.rfind('/') + 1;  // 0 without one.
+  if (path_.empty()) {
+    error_ = "\"\" names no folder";
+    return false;
+  }
+  if (Exists(path_)) {
     error_ = path + ": exists already";
     return false;
   }
-  std::string name = path_ + ".partial-XXXXXX";
+  if (errno != ENOENT) return Fail(path);
+  std::string name = path_.substr(0, name_begin + kMaxNamePart) + ".partial-XXXXXX";
   if (::mkdtemp(&name[0]) == nullptr) return Fail(ParentOf(path_));
   temporary_ = name;
   return ApplyUsualMode(temporary_) || Fail(temporary_);

@@ -19,8 +19,8 @@ class NewFolder {
   NewFolder(const NewFolder&) = delete;
   NewFolder& operator=(const NewFolder&) = delete;
 
-  // Makes the temporary folder. False when `path` exists already, in whatever form, or its parent
-  // does not.
+  // Makes the temporary folder. False when `path` exists already, in whatever form, can be no name,
+  // or its parent does not exist.
   [[nodiscard]] bool Create(const std::string& path);
 
   // Begins the next file; the former one ends.

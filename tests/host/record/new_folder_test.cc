@@ -48,6 +48,24 @@ TEST(NewFolderTest, NeverTakesANameThatAppearedMeanwhile) {
   EXPECT_TRUE(std::filesystem::is_empty(dir.File("new")));
 }
 
+TEST(NewFolderTest, TakesTheLongestName) {
+  const TempDir dir;
+  const std::string name(255, 'x');
+  NewFolder folder;
+  ASSERT_TRUE(folder.Create(dir.File(name))) << folder.error();
+  ASSERT_TRUE(folder.Commit()) << folder.error();
+  EXPECT_TRUE(std::filesystem::is_directory(dir.File(name)));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
+  EXPECT_FALSE(folder.Create(dir.File(name + 'x')));
+  EXPECT_EQ(folder.error(), dir.File(name) + "x: File name too long");
+}
+
+TEST(NewFolderTest, NeedsAName) {
+  NewFolder folder;
+  EXPECT_FALSE(folder.Create(""));
+  EXPECT_EQ(folder.error(), "\"\" names no folder");
+}
+
 TEST(NewFolderTest, HasTheModeOfAnyNewFolder) {
   const TempDir dir;
   const mode_t mask = ::umask(027);
