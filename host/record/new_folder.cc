@@ -51,6 +51,12 @@ bool NewFolder::FailShorter(const RecordFile& source) {
   return false;
 }
 
+bool NewFolder::CheckWanted() {
+  if (!is_wanted_ || is_wanted_()) return true;
+  error_ = "stopped; nothing is written";
+  return false;
+}
+
 bool NewFolder::Create(const std::string& path) {
   Discard();
   path_ = path;
@@ -72,7 +78,7 @@ bool NewFolder::Create(const std::string& path) {
 }
 
 bool NewFolder::BeginFile(const std::string& name) {
-  if (!EndFile()) return false;
+  if (!EndFile() || !CheckWanted()) return false;
   const std::string path = temporary_ + "/" + name;
   descriptor_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
   if (descriptor_ < 0) return Fail(path);
@@ -99,13 +105,14 @@ bool NewFolder::Flush() {
 
 bool NewFolder::Append(const char* data, size_t size) {
   buffer_.append(data, size);
-  return buffer_.size() < kBufferSize || Flush();
+  return buffer_.size() < kBufferSize || (CheckWanted() && Flush());
 }
 
 bool NewFolder::CopyRange(const RecordFile& source, uint64_t begin, uint64_t end) {
   buffer_.resize(kBufferSize);
   if (::lseek(descriptor_, static_cast<off_t>(begin), SEEK_SET) < 0) return Fail(files_.back());
   while (begin < end) {
+    if (!CheckWanted()) return false;
     const size_t wanted = static_cast<size_t>(std::min<uint64_t>(kBufferSize, end - begin));
     if (source.Read(begin, &buffer_[0], wanted) != wanted) {
       return FailShorter(source);
@@ -159,7 +166,7 @@ bool NewFolder::SyncFolder(const std::string& path) {
 }
 
 bool NewFolder::Commit() {
-  if (!EndFile() || !SyncFolder(temporary_)) return false;
+  if (!EndFile() || !SyncFolder(temporary_) || !CheckWanted()) return false;
   if (::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) != 0) {
     // A file system without that flag: rename() replaces empty folders only, and the name was free.
     const bool unsupported = errno == EINVAL || errno == ENOSYS;

@@ -5,7 +5,9 @@
 #define HOST_RECORD_NEW_FOLDER_H_
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/record/record_file.h"
@@ -35,6 +37,9 @@ class NewFolder {
   // Without it nothing waits for the disk; a crash of the machine may then lose the folder.
   void set_sync(bool sync) { sync_ = sync; }
 
+  // Asked now and then and before the folder gets its name; false ends the work with a failure.
+  void set_is_wanted(std::function<bool()> is_wanted) { is_wanted_ = std::move(is_wanted); }
+
   // Syncs everything and gives the folder its name. False also when the name was taken meanwhile.
   [[nodiscard]] bool Commit();
 
@@ -47,6 +52,7 @@ class NewFolder {
  private:
   bool Fail(const std::string& what);
   bool FailShorter(const RecordFile& source);
+  bool CheckWanted();
   bool EndFile();
   bool Flush();
   bool WriteAll(const char* data, size_t size);
@@ -60,6 +66,7 @@ class NewFolder {
   std::string buffer_;
   int descriptor_ = -1;
   bool sync_ = true;
+  std::function<bool()> is_wanted_;
   std::string error_;
   bool is_source_error_ = false;
 };

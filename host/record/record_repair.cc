@@ -76,6 +76,7 @@ class Repair {
       return Fail(target_ + ": lies inside the record that is to stay untouched");
     }
     folder_.set_sync(options_.sync);
+    folder_.set_is_wanted(options_.is_wanted);
     if (folder_.Create(target_)) return true;
     result_.target_refused = true;
     return Fail(folder_.error());

@@ -4,6 +4,7 @@
 #define HOST_RECORD_RECORD_REPAIR_H_
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -14,7 +15,8 @@ namespace kxrtc_host {
 struct RepairOptions {
   // Overrides what the record says: kMinAudioChannels to kMaxAudioChannels (descriptor_check.h).
   std::optional<uint32_t> audio_channels;
-  bool sync = true;  // Wait until the new record is on the disk.
+  bool sync = true;                 // Wait until the new record is on the disk.
+  std::function<bool()> is_wanted;  // Asked now and then; false ends the work.
 };
 
 // Where the channel count of the new descriptor comes from.

@@ -3,9 +3,7 @@
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <cinttypes>
-#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -175,10 +173,7 @@ template <typename Printer>
 class Stoppable : public Printer {
  public:
   explicit Stoppable(StopSignals* signals) : signals_(signals) {}
-  bool IsWanted() override {
-    signals_->Wait(std::chrono::milliseconds(0));
-    return signals_->signal_number() == 0;
-  }
+  bool IsWanted() override { return !signals_->IsStopped(); }
 
  private:
   StopSignals* signals_;
@@ -202,7 +197,7 @@ ExitStatus Inspect(const H264Options& options) {
     case InspectionResult::kOk:
       return kExitOk;
     case InspectionResult::kStopped:
-      return signals.signal_number() == SIGTERM ? kExitTerminated : kExitInterrupted;
+      return signals.exit_status();
     case InspectionResult::kUnreadable:
       return kExitRecordUnreadable;
     case InspectionResult::kOutputRefused:

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -41,7 +40,7 @@ std::unique_ptr<RecordPrinter> MakePrinter(const RecordCommandOptions& options) 
   return std::make_unique<TextRecordPrinter>();
 }
 
-ExitStatus StatusOf(ConferenceOutcome outcome, int signal_number) {
+ExitStatus StatusOf(ConferenceOutcome outcome, const StopSignals& signals) {
   switch (outcome) {
     case ConferenceOutcome::kComplete:
       return kExitOk;
@@ -54,7 +53,7 @@ ExitStatus StatusOf(ConferenceOutcome outcome, int signal_number) {
     case ConferenceOutcome::kStartFailed:
       return kExitOutputRefused;
     case ConferenceOutcome::kCancelled:
-      return signal_number == SIGTERM ? kExitTerminated : kExitInterrupted;
+      return signals.exit_status();
     case ConferenceOutcome::kWriteFailed:
       return kExitOutputFailed;
   }
@@ -112,7 +111,7 @@ ExitStatus Record(const RecordCommandOptions& options) {
                                                           : "");
     std::fprintf(stderr, "kxrtc: %s%s\n", error.c_str(), hint);
   }
-  return StatusOf(outcome, signals.signal_number());
+  return StatusOf(outcome, signals);
 }
 
 }  // namespace

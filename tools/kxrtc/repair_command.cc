@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -13,6 +14,7 @@
 #include "host/record/record_repair.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/record_tables.h"
+#include "tools/kxrtc/stop_signals.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -25,8 +27,10 @@ struct RepairCommandOptions {
 };
 
 ExitStatus Repair(const RepairCommandOptions& options) {
+  StopSignals signals;
   kxrtc_host::RepairOptions repair;
   repair.audio_channels = options.channels;
+  repair.is_wanted = [&signals] { return !signals.IsStopped(); };
   const kxrtc_host::RepairResult result = RepairRecord(options.record_dir, options.new_dir, repair);
   if (options.json) {
     std::printf("%s\n", kxrtc_host::JsonText(kxrtc_host::RepairDocument(result)).c_str());
@@ -35,6 +39,7 @@ ExitStatus Repair(const RepairCommandOptions& options) {
   }
   if (result.repaired) return kExitOk;
   std::fprintf(stderr, "kxrtc: %s\n", result.error.c_str());
+  if (signals.signal_number() != 0) return signals.exit_status();
   if (result.source_refused) return kExitRecordUnreadable;
   if (result.target_refused) return kExitOutputRefused;
   return result.target_failed ? kExitOutputFailed : kExitFailure;

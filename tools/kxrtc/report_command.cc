@@ -12,6 +12,7 @@
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/file_of_record.h"
 #include "tools/kxrtc/report_assets.h"
+#include "tools/kxrtc/stop_signals.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -21,6 +22,26 @@ struct ReportOptions {
   std::string output;
   std::string video;
 };
+
+// Writes the page. A signal that comes meanwhile leaves nothing behind.
+ExitStatus WritePage(const std::string& path, const std::string& page) {
+  StopSignals signals;
+  kxrtc_host::OutputFile output;
+  if (!output.Open(path, true)) {
+    std::fprintf(stderr, "kxrtc: %s\n", output.error_text().c_str());
+    return kExitOutputRefused;
+  }
+  const bool written = output.WriteAt(0, page.data(), page.size());
+  if (signals.IsStopped()) {
+    std::fprintf(stderr, "kxrtc: stopped; nothing is written\n");
+    return signals.exit_status();
+  }
+  if (!written || !output.Commit(true)) {
+    std::fprintf(stderr, "kxrtc: %s\n", output.error_text().c_str());
+    return kExitOutputFailed;
+  }
+  return kExitOk;
+}
 
 ExitStatus Report(const ReportOptions& options) {
   if (IsFileOfRecord(options.record_dir, options.output)) {
@@ -43,18 +64,8 @@ ExitStatus Report(const ReportOptions& options) {
     std::fprintf(stderr, "kxrtc: %s holds no readable record\n", options.record_dir.c_str());
     return kExitRecordUnreadable;
   }
-  const std::string page =
-      RenderReport(summary, {kReportPage, kReportStyle, kReportScript}, video_url);
-  kxrtc_host::OutputFile output;
-  if (!output.Open(options.output, true)) {
-    std::fprintf(stderr, "kxrtc: %s\n", output.error_text().c_str());
-    return kExitOutputRefused;
-  }
-  if (!output.WriteAt(0, page.data(), page.size()) || !output.Commit(true)) {
-    std::fprintf(stderr, "kxrtc: %s\n", output.error_text().c_str());
-    return kExitOutputFailed;
-  }
-  return kExitOk;
+  return WritePage(options.output,
+                   RenderReport(summary, {kReportPage, kReportStyle, kReportScript}, video_url));
 }
 
 }  // namespace

@@ -30,6 +30,10 @@ StopSignals::StopSignals() {
 }
 
 StopSignals::~StopSignals() {
+  // What comes when the work is done stops nothing any more.
+  signalfd_siginfo late;
+  while (blocked_ && read(signal_fd_, &late, sizeof(late)) == sizeof(late)) {
+  }
   RestoreMask();
   if (signal_fd_ >= 0) close(signal_fd_);
   if (wake_fd_ >= 0) close(wake_fd_);
@@ -58,6 +62,15 @@ void StopSignals::Wait(std::chrono::milliseconds at_most) {
     signal_number_ = static_cast<int>(info.ssi_signo);
     RestoreMask();
   }
+}
+
+bool StopSignals::IsStopped() {
+  if (signal_number_ == 0) Wait(std::chrono::milliseconds(0));
+  return signal_number_ != 0;
+}
+
+ExitStatus StopSignals::exit_status() const {
+  return signal_number_ == SIGTERM ? kExitTerminated : kExitInterrupted;
 }
 
 }  // namespace kxrtc_tool

@@ -4,10 +4,13 @@
 
 #include <chrono>
 
+#include "tools/kxrtc/exit_status.h"
+
 namespace kxrtc_tool {
 
 // Blocks both signals for the calling thread and all threads that it starts from now on, so make
-// one before any thread. Restored on destruction.
+// one before any thread. Restored on destruction, where a signal that nobody waited for is dropped:
+// the work is done by then.
 // Threads: Wake() any; the rest the thread that made it.
 class StopSignals {
  public:
@@ -22,9 +25,15 @@ class StopSignals {
   // Waits for a signal, a Wake() or the time to pass, whichever is first.
   void Wait(std::chrono::milliseconds at_most);
 
-  // The signal that asked to stop, 0 if none came so far. After the first one the signals have
+  // Looks without waiting: true when a signal came so far.
+  bool IsStopped();
+
+  // The signal that asked to stop, 0 if none was seen so far. After the first one the signals have
   // their ordinary effect again: a second Ctrl-C ends a program that does not come to an end.
   int signal_number() const { return signal_number_; }
+
+  // What a program ends with that the signal stopped.
+  ExitStatus exit_status() const;
 
  private:
   void RestoreMask();

@@ -2,7 +2,6 @@
 
 #include <json/value.h>
 
-#include <csignal>
 #include <cstdio>
 
 #include "host/ffmpeg_log.h"
@@ -178,8 +177,7 @@ ExitStatus TranscodeRun::SettleFailure(const Mp4WriterStatus& status) {
 
 ExitStatus TranscodeRun::Settle(const Mp4WriterStatus& status) {
   if (!status.file_written && signals_.signal_number() != 0) {
-    return Fail(signals_.signal_number() == SIGTERM ? kExitTerminated : kExitInterrupted,
-                "stopped; nothing is written");
+    return Fail(signals_.exit_status(), "stopped; nothing is written");
   }
   // What is to be said of a file that is not there concerns nobody, but why it would be empty does.
   if (status.file_written || status.failure == WriterFailure::kNothing) {

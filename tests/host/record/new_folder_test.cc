@@ -48,6 +48,29 @@ TEST(NewFolderTest, NeverTakesANameThatAppearedMeanwhile) {
   EXPECT_TRUE(std::filesystem::is_empty(dir.File("new")));
 }
 
+TEST(NewFolderTest, EndsAtAnyTimeAndLeavesNothing) {
+  const TempDir dir;
+  kx_testing::WriteFile(dir.File("source"), std::string(1000000, 'a'));
+  RecordFile source;
+  ASSERT_EQ(source.Open(dir.File("source")), RecordFile::State::kOpen);
+  const std::string piece(300000, 'b');
+  bool committed = false;
+  for (int turns = 0; !committed; ++turns) {
+    ASSERT_LT(turns, 20);
+    int left = turns;
+    NewFolder folder;
+    folder.set_sync(false);
+    folder.set_is_wanted([&left] { return left-- > 0; });
+    ASSERT_TRUE(folder.Create(dir.File("new")));
+    committed = folder.BeginFile("a") && folder.Append(piece.data(), piece.size()) &&
+                folder.BeginFile("b") && folder.Copy(source, 1000000) && folder.Commit();
+    EXPECT_EQ(committed, turns >= 8) << turns;
+    EXPECT_EQ(folder.error(), committed ? "" : "stopped; nothing is written");
+    EXPECT_EQ(std::filesystem::exists(dir.File("new")), committed);
+  }
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2);
+}
+
 TEST(NewFolderTest, TakesTheLongestName) {
   const TempDir dir;
   const std::string name(255, 'x');

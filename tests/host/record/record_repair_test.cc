@@ -96,6 +96,20 @@ TEST(RecordRepairTest, RefusesATargetInsideTheSource) {
   EXPECT_EQ(Names(dir.path()).size(), 4u);
 }
 
+TEST(RecordRepairTest, EndsWhenItIsNotWantedAnyMore) {
+  const TempDir dir;
+  const TempDir target;
+  TwoSessions(dir).Write();
+  int questions = 0;
+  RepairOptions options;
+  options.is_wanted = [&questions] { return ++questions < 4; };
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), options);
+  EXPECT_FALSE(result.repaired);
+  EXPECT_EQ(result.error, "stopped; nothing is written");
+  EXPECT_EQ(questions, 4);
+  EXPECT_THAT(Names(target.path()), testing::IsEmpty());
+}
+
 TEST(RecordRepairTest, ExplainsAMissingParentFolder) {
   const TempDir dir;
   const TempDir target;

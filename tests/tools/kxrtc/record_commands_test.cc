@@ -1,8 +1,12 @@
 // kxrtc info, dump, verify, repair and report as somebody at a terminal meets them.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <json/json.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "tests/testing/conference_record.h"
@@ -230,6 +234,56 @@ TEST(RecordCommandsTest, ReportWritesThroughALink) {
   EXPECT_EQ(refused.errors, "kxrtc: " + link + " is not a regular file\n");
   EXPECT_TRUE(std::filesystem::is_fifo(target.File("page.html")));
 }
+
+struct StopCase {
+  const char* name;
+  int signal_number;
+  const char* command;
+};
+
+void PrintTo(const StopCase& stop_case, std::ostream* out) { *out << stop_case.name; }
+
+// Runs the tool with a signal that waits for it from its start on, so that it comes before the end
+// without a race. The result is what waitpid() tells.
+int RunSignalled(int signal_number, const char* const arguments[], const std::string& errors) {
+  const pid_t child = fork();
+  if (child == 0) {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, signal_number);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    dup2(open(errors.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+    kill(getpid(), signal_number);
+    execv(KXRTC_PROGRAM, const_cast<char* const*>(arguments));
+    _exit(1);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return status;
+}
+
+class StoppedCommandTest : public testing::TestWithParam<StopCase> {};
+
+TEST_P(StoppedCommandTest, LeavesNothing) {
+  const TempDir dir;
+  const TempDir target;
+  kx_testing::TwoSessions(dir).Write();
+  const std::string made = target.File("made");
+  const char* const arguments[] = {KXRTC_PROGRAM, GetParam().command, dir.path().c_str(),
+                                   made.c_str(), nullptr};
+  const int status = RunSignalled(GetParam().signal_number, arguments, dir.File("errors"));
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 128 + GetParam().signal_number);
+  EXPECT_EQ(kx_testing::ReadFile(dir.File("errors")), "kxrtc: stopped; nothing is written\n");
+  EXPECT_TRUE(std::filesystem::is_empty(target.path()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, StoppedCommandTest,
+                         testing::Values(StopCase{"RepairInt", SIGINT, "repair"},
+                                         StopCase{"RepairTerm", SIGTERM, "repair"},
+                                         StopCase{"ReportInt", SIGINT, "report"},
+                                         StopCase{"ReportTerm", SIGTERM, "report"}),
+                         [](const auto& param) { return std::string(param.param.name); });
 
 TEST(RecordCommandsTest, VerifyPredictsTheLengthOfTheMp4) {
   const TempDir dir;

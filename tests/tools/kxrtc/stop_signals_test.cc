@@ -29,6 +29,23 @@ TEST_P(StopSignalsTest, ASignalEndsTheWait) {
   EXPECT_FALSE(IsBlocked(GetParam())) << "a second one must have its ordinary effect";
 }
 
+TEST_P(StopSignalsTest, ALookFindsASignalWithoutWaiting) {
+  StopSignals signals;
+  EXPECT_FALSE(signals.IsStopped());
+  kill(getpid(), GetParam());
+  EXPECT_TRUE(signals.IsStopped());
+  EXPECT_TRUE(signals.IsStopped()) << "it stays so";
+  EXPECT_EQ(signals.exit_status(), 128 + GetParam());
+}
+
+TEST_P(StopSignalsTest, ASignalThatComesTooLateIsDropped) {
+  {
+    StopSignals signals;
+    kill(getpid(), GetParam());
+  }
+  EXPECT_FALSE(IsBlocked(GetParam())) << "and this program still runs";
+}
+
 INSTANTIATE_TEST_SUITE_P(Signals, StopSignalsTest, ::testing::Values(SIGINT, SIGTERM),
                          [](const auto& param) { return param.param == SIGINT ? "Int" : "Term"; });
 
