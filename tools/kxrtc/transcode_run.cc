@@ -151,6 +151,11 @@ void TranscodeRun::Warn(const std::string& text) {
   }
 }
 
+ExitStatus TranscodeRun::FailDamaged(const std::string& cause) {
+  return Fail(kExitReplayFailed, "the record in " + folder_ + " is damaged (" + cause +
+                                     "); nothing is written, kxrtc repair makes it whole");
+}
+
 ExitStatus TranscodeRun::SettleFailure(const Mp4WriterStatus& status) {
   const int32_t error_code = error_code_.load(std::memory_order_acquire);
   const std::string cause = log_.first_error();
@@ -161,9 +166,9 @@ ExitStatus TranscodeRun::SettleFailure(const Mp4WriterStatus& status) {
     case kxrtc::kTranscodeErrorStartWriter:
       return Fail(kExitOutputRefused, writer_text);
     case kxrtc::kTranscodeErrorReplay:
-      if (status.failure == WriterFailure::kDiscarded) {
-        return Fail(kExitReplayFailed,
-                    "the record in " + folder_ + " is damaged (" + cause + "); nothing is written");
+      if (status.failure == WriterFailure::kDiscarded) return FailDamaged(cause);
+      if (status.failure == WriterFailure::kNothing && outline_.end == RecordEnd::kFrameMissing) {
+        return FailDamaged("a frame is missing from its data file");
       }
       break;
     default:

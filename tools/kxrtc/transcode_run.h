@@ -47,6 +47,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   void ShowProgress(int64_t media_us);
   ExitStatus Settle(const kxrtc_host::Mp4WriterStatus& status);
   ExitStatus SettleFailure(const kxrtc_host::Mp4WriterStatus& status);
+  ExitStatus FailDamaged(const std::string& cause);
   ExitStatus Fail(ExitStatus exit_status, const std::string& text);
   void Warn(const std::string& text);
   void TellDone(const kxrtc_host::Mp4WriterStatus& status, ExitStatus exit_status) const;

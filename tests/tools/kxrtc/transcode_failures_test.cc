@@ -122,6 +122,21 @@ TEST_F(TranscodeFailuresTest, ADamagedRecordLeavesNothing) {
   const ShellResult run = Transcode();
   EXPECT_EQ(run.exit_status, 6);
   EXPECT_THAT(run.errors, HasSubstr("kxrtc: the record in " + record_.path() + " is damaged ("));
+  EXPECT_THAT(run.errors, HasSubstr("); nothing is written, kxrtc repair makes it whole\n"));
+  EXPECT_THAT(Left(), IsEmpty());
+}
+
+// Not "nothing to play": repair gets the rest out of it.
+TEST_F(TranscodeFailuresTest, ARecordWhoseFirstFrameIsMissingIsDamaged) {
+  RecordBuilder builder(record_);
+  builder.Start(0).Channel(1, 2).DataRecord(0xEEDDCC06, 2, 1000000, 100);
+  for (const std::string& frame : kx_testing::MakeAudio(10, 2, true)) builder.Audio(3, frame);
+  builder.Stop(2000000).Write();
+  const ShellResult run = Transcode();
+  EXPECT_EQ(run.exit_status, 6);
+  EXPECT_EQ(run.errors, "kxrtc: the record in " + record_.path() +
+                            " is damaged (a frame is missing from its data file); nothing "
+                            "is written, kxrtc repair makes it whole\n");
   EXPECT_THAT(Left(), IsEmpty());
 }
 
