@@ -194,8 +194,8 @@ ExitStatus TranscodeRun::Settle(const Mp4WriterStatus& status) {
     exit_status = kExitRecordIncomplete;
     const std::string cause = outline_.end == RecordEnd::kFrameMissing
                                   ? "a frame is missing from its data file (see kxrtc verify); "
-                                  : "the record ends without its stop record, as after a crash of "
-                                    "the recording program; ";
+                                  : "the record does not end with a stop record, as after a crash "
+                                    "of the recording program; ";
     Warn(cause + options_.output + " holds everything up to there");
   }
   TellDone(status, exit_status);

@@ -151,9 +151,9 @@ TEST_F(TranscodeFailuresTest, ARecordWithoutMediaMakesNoFile) {
 struct CutCase {
   const char* name;
   const char* file;
-  size_t bytes;  // Cut off its end.
+  int64_t bytes;  // Added at its end; cut off where negative.
   const char* cause =
-      "the record ends without its stop record, as after a crash of the recording "
+      "the record does not end with a stop record, as after a crash of the recording "
       "program; ";
 };
 
@@ -162,7 +162,8 @@ class CutShortTest : public TranscodeFailuresTest, public ::testing::WithParamIn
 TEST_P(CutShortTest, GivesAFileOfEverythingUpToThere) {
   Second().Stop(2000000).Write();
   const std::string path = record_.File(GetParam().file);
-  std::filesystem::resize_file(path, std::filesystem::file_size(path) - GetParam().bytes);
+  const auto size = static_cast<int64_t>(std::filesystem::file_size(path));
+  std::filesystem::resize_file(path, static_cast<uintmax_t>(size + GetParam().bytes));
   for (const char* mode : {"--video copy", "--preset ultrafast --no-hardware --force"}) {
     const ShellResult run = Transcode(mode);
     EXPECT_EQ(run.exit_status, 7);
@@ -176,10 +177,12 @@ TEST_P(CutShortTest, GivesAFileOfEverythingUpToThere) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, CutShortTest,
-                         ::testing::Values(CutCase{"NoStopRecord", "SpeakeRecord.index", 12},
-                                           CutCase{"InsideTheStopRecord", "SpeakeRecord.index", 1},
-                                           CutCase{"InsideAPayload", "SpeakeRecord.index", 13},
-                                           CutCase{"AudioMissing", "SpeakeRecord.aac", 1000,
+                         ::testing::Values(CutCase{"NoStopRecord", "SpeakeRecord.index", -12},
+                                           CutCase{"InsideTheStopRecord", "SpeakeRecord.index", -1},
+                                           CutCase{"InsideAPayload", "SpeakeRecord.index", -13},
+                                           CutCase{"BytesBehindTheStopRecord", "SpeakeRecord.index",
+                                                   3},
+                                           CutCase{"AudioMissing", "SpeakeRecord.aac", -1000,
                                                    "a frame is missing from its data file (see "
                                                    "kxrtc verify); "}),
                          [](const auto& param) { return std::string(param.param.name); });
