@@ -130,7 +130,13 @@ void AddRecordCommand(CLI::App& app, int* exit_status) {
   command->add_flag("--json", options->json, "Print events as lines of JSON");
   command->footer(
       "Example:\n  kxrtc record examples/scenario.json ~/records/monday --duration 60\n");
-  command->callback([options, exit_status] { *exit_status = Record(*options); });
+  command->callback([options, exit_status] {
+    // It is neither below nor above the range.
+    if (std::isnan(options->duration)) {
+      throw CLI::ValidationError("--duration", "nan is no number of seconds");
+    }
+    *exit_status = Record(*options);
+  });
 }
 
 }  // namespace kxrtc_tool

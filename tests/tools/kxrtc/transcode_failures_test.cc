@@ -228,6 +228,7 @@ INSTANTIATE_TEST_SUITE_P(
                       UsageCase{"NoOutput", "transcode /tmp"},
                       UsageCase{"UnknownMode", "transcode /tmp a.mp4 --video paint"},
                       UsageCase{"UnknownPreset", "transcode /tmp a.mp4 --preset swift"},
+                      UsageCase{"DurationIsNoNumber", "record a.json /nowhere --duration nan"},
                       UsageCase{"LevelWithoutFile", "estimate /tmp --log-level info"},
                       UsageCase{"UnknownLevel", "estimate /tmp --log-file l --log-level loud"},
                       UsageCase{"LogThatCannotBeWritten", "estimate /tmp --log-file /nowhere/l"}),
