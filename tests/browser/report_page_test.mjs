@@ -196,6 +196,15 @@ async function testLooks(browser, problems, name) {
   assert.equal(backgrounds.size, 2, 'light and dark differ');
 }
 
+// On a window of middle width no table hides a column behind a scroll bar.
+async function testTablesFit(browser, problems) {
+  const tab = await openPage(browser, { viewport: { width: 1000, height: 800 } }, problems);
+  const cut = await tab.evaluate(() => [...document.querySelectorAll('.scroll')]
+    .filter((box) => box.scrollWidth > box.clientWidth).map((box) => box.firstElementChild.id));
+  assert.deepEqual(cut, [], 'tables that are cut');
+  await tab.context().close();
+}
+
 async function testVideoGone(browser) {
   rmSync(mp4);
   const tab = await openPage(browser, {}, []);
@@ -236,6 +245,7 @@ async function main() {
       await tab.context().close();
     }
     await testLooks(browser, problems, 'repaired');
+    await testTablesFit(browser, problems);
     assert.deepEqual(problems, [], 'nothing is said on the console');
     await testVideoGone(browser);
   } finally {
