@@ -1,13 +1,11 @@
 #include "host/record/dry_run.h"
 
-#include <unistd.h>
-
 #include <condition_variable>
 #include <mutex>
 
 #include "host/record/call_digest.h"
+#include "host/record/record_file.h"
 #include "host/record/text.h"
-#include "kxrtc/recording/speaker_record_format.h"
 #include "rtc_transcoder/api/rtc_transcoder.h"
 
 namespace kxrtc_host {
@@ -99,17 +97,7 @@ std::string ReasonToSkip(const RecordSummary& summary) {
   if (summary.largest_frame > kMaxReplayedFrame) {
     return Text("a frame of %s would be held in memory", BytesText(summary.largest_frame).c_str());
   }
-  for (const char* extension :
-       {kxrtc::kVideoFileExtension, kxrtc::kAudioFileExtension, kxrtc::kIndexFileExtension}) {
-    const std::string path = kxrtc::SpeakerRecordFilePath(summary.folder, extension);
-    if (::access(path.c_str(), W_OK) != 0) {
-      return Text(
-          "the replay opens %s for writing too, which is not permitted here; to transcode "
-          "the record, copy it",
-          extension);
-    }
-  }
-  return "";
+  return ReplayObstacle(summary.folder);
 }
 
 }  // namespace

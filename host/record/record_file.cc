@@ -92,4 +92,17 @@ void RecordFiles::Open(const std::string& folder) {
   descriptor.Open(kxrtc::SpeakerRecordFilePath(path, kxrtc::kDescriptorFileExtension));
 }
 
+std::string ReplayObstacle(const std::string& folder) {
+  RecordFiles files;
+  files.Open(folder);
+  for (const RecordFile* file : {&files.index, &files.video, &files.audio, &files.descriptor}) {
+    if (!file->is_open()) return file->path() + ": " + file->error();
+    if (::access(file->path().c_str(), W_OK) != 0) {
+      return file->path() + ": the replay opens it for writing too, which is not permitted here; " +
+             "copy the record";
+    }
+  }
+  return "";
+}
+
 }  // namespace kxrtc_host

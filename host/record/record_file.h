@@ -70,6 +70,11 @@ struct RecordFiles {
   void Open(const std::string& folder);
 };
 
+// Why the library's replay cannot open the record in `folder`, in one line that names the file: it
+// is missing, is no file, such as a FIFO, or may not be written. The library opens all four for
+// writing too, though a replay writes nothing. Empty when it can.
+std::string ReplayObstacle(const std::string& folder);
+
 }  // namespace kxrtc_host
 
 #endif  // HOST_RECORD_RECORD_FILE_H_

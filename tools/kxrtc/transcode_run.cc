@@ -20,20 +20,6 @@ using kxrtc_host::WriterFailure;
 
 constexpr std::chrono::milliseconds kRedrawInterval(200);
 
-// Names a file of the record that is there and cannot be read as a file, such as a FIFO; else
-// empty.
-std::string UnreadableFile(const std::string& folder) {
-  kxrtc_host::RecordFiles files;
-  files.Open(folder);
-  for (const kxrtc_host::RecordFile* file :
-       {&files.index, &files.video, &files.audio, &files.descriptor}) {
-    if (file->state() == kxrtc_host::RecordFile::State::kUnreadable) {
-      return file->path() + ": " + file->error();
-    }
-  }
-  return "";
-}
-
 }  // namespace
 
 TranscodeRun::TranscodeRun(const TranscodeOptions& options)
@@ -79,7 +65,7 @@ ExitStatus TranscodeRun::Run() {
   if (IsFileOfRecord(folder_, options_.output)) {
     return Fail(kExitOutputRefused, options_.output + " is a file of the record itself");
   }
-  if (const std::string reason = UnreadableFile(folder_); !reason.empty()) {
+  if (const std::string reason = kxrtc_host::ReplayObstacle(folder_); !reason.empty()) {
     return Fail(kExitRecordUnreadable, "cannot open the record in " + folder_ + ": " + reason);
   }
   has_outline_ = ReadRecordOutline(folder_, &outline_);

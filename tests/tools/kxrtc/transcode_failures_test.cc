@@ -88,8 +88,9 @@ TEST_F(TranscodeFailuresTest, TheRecordItselfIsNeverReplaced) {
 }
 
 TEST_F(TranscodeFailuresTest, ARecordThatCannotBeOpenedIsToldWithTheCause) {
-  EXPECT_EQ(Transcode().errors,
-            "kxrtc: cannot open the record in " + record_.path() + ": failed to open video file\n");
+  EXPECT_EQ(Transcode().errors, "kxrtc: cannot open the record in " + record_.path() + ": " +
+                                    record_.File("SpeakeRecord.index") +
+                                    ": No such file or directory\n");
   Second().Stop(2000000).Write();
   WriteFile(record_.File("SpeakeRecord.desc"), "no document");
   const ShellResult run = Transcode();
@@ -99,10 +100,29 @@ TEST_F(TranscodeFailuresTest, ARecordThatCannotBeOpenedIsToldWithTheCause) {
   EXPECT_THAT(Left(), IsEmpty());
 }
 
+TEST_F(TranscodeFailuresTest, ARecordOnAReadOnlyDiskIsToBeCopied) {
+  Second().Stop(2000000).Write();
+  const std::string folder = Quoted(record_.path());
+  const std::string kxrtc = Quoted(KXRTC_PROGRAM);
+  const std::string script = "mount --bind " + folder + " " + folder +
+                             " && mount -o remount,bind,ro " + folder + " || exit 99; " + kxrtc +
+                             " transcode --quiet " + folder + " " + Quoted(mp4_) + "; echo $?; " +
+                             kxrtc + " verify " + folder + " > /dev/null; echo $?; " + kxrtc +
+                             " estimate " + folder + " > /dev/null; echo $?";
+  const ShellResult run = RunShell("unshare --map-root-user --mount sh -c " + Quoted(script));
+  if (run.exit_status != 0) GTEST_SKIP() << "this system mounts nothing for tests: " << run.errors;
+  EXPECT_EQ(run.output, "3\n12\n0\n");
+  EXPECT_EQ(run.errors, "kxrtc: cannot open the record in " + record_.path() + ": " +
+                            record_.File("SpeakeRecord.index") +
+                            ": the replay opens it for writing too, which is not permitted here; "
+                            "copy the record\n");
+}
+
 TEST_F(TranscodeFailuresTest, AnEmptyPathIsNoRecord) {
   const ShellResult run = RunKxrtc("transcode --quiet '' " + mp4_);
   EXPECT_EQ(run.exit_status, 3);
-  EXPECT_EQ(run.errors, "kxrtc: cannot open the record in : failed to open video file\n");
+  EXPECT_EQ(run.errors,
+            "kxrtc: cannot open the record in : SpeakeRecord.index: No such file or directory\n");
   EXPECT_THAT(Left(), IsEmpty());
 }
 
