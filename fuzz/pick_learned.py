@@ -3,9 +3,9 @@
 
 usage: fuzz/pick_learned.py [TARGET...]     (all targets; after scripts/fuzz.sh)
 
-Of the inputs in build/fuzz/corpus/<target>/ it picks the fewest and smallest, as far as a greedy
-choice finds them, that reach every edge which the named inputs of fuzz/corpus/<target>/ miss, and
-makes them the new content of fuzz/corpus/<target>/learned/.
+Of the inputs of up to 1 KiB in build/fuzz/corpus/<target>/ it picks the fewest and smallest, as far
+as a greedy choice finds them, that reach every edge of theirs which the named inputs of
+fuzz/corpus/<target>/ miss, and makes them the new content of fuzz/corpus/<target>/learned/.
 """
 import pathlib
 import shutil
@@ -26,9 +26,11 @@ def edges(target, file):
             (work / name).mkdir()
         shutil.copy(file, work / "in")
         control = work / "control"
-        subprocess.run(
+        run = subprocess.run(
             [BUILD / "fuzz" / target, "-set_cover_merge=1", f"-merge_control_file={control}",
-             work / "out", work / "in"], check=True, capture_output=True)
+             work / "out", work / "in"], capture_output=True, text=True)
+        if run.returncode != 0:
+            sys.exit(f"{file}: {run.stderr}")
         if not control.exists():
             return set()
         lines = (line.split() for line in control.read_text().splitlines())

@@ -8,13 +8,12 @@ extern "C" {
 #include <string>
 #include <vector>
 
-#include "host/adts.h"
-#include "host/media_time.h"
+#include "host/shared/adts.h"
+#include "host/shared/media_time.h"
 
 namespace kxrtc_host {
 namespace {
 
-constexpr uint32_t kAacLowComplexity = 2;
 // A damaged frame may stand at the start; this many in a row are another kind of audio.
 constexpr uint32_t kFramesToRecognise = 5;
 

@@ -7,7 +7,7 @@
 
 #include "host/ffmpeg_handles.h"
 #include "host/mp4_muxer.h"
-#include "host/writer_status.h"
+#include "host/shared/writer_status.h"
 
 namespace kxrtc_host {
 

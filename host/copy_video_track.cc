@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "host/media_time.h"
+#include "host/shared/media_time.h"
 
 namespace kxrtc_host {
 namespace {

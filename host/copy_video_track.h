@@ -9,8 +9,8 @@
 #include "host/annex_b.h"
 #include "host/mp4_muxer.h"
 #include "host/parameter_sets.h"
+#include "host/shared/writer_status.h"
 #include "host/video_track.h"
-#include "host/writer_status.h"
 #include "kx_utility/raw_buffer.h"
 
 namespace kxrtc_host {

@@ -3,8 +3,8 @@
 #include <string>
 #include <utility>
 
-#include "host/media_time.h"
 #include "host/parameter_sets.h"
+#include "host/shared/media_time.h"
 
 namespace kxrtc_host {
 namespace {

@@ -15,8 +15,8 @@
 #include "host/mp4_muxer.h"
 #include "host/picture_decoder.h"
 #include "host/picture_layout.h"
+#include "host/shared/writer_status.h"
 #include "host/video_track.h"
-#include "host/writer_status.h"
 #include "kx_utility/raw_buffer.h"
 
 namespace kxrtc_host {

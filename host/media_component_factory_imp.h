@@ -7,7 +7,7 @@
 #include <mutex>
 
 #include "host/mp4_sink_writer_imp.h"
-#include "host/writer_status.h"
+#include "host/shared/writer_status.h"
 #include "kxrtc/recording/media_component_factory.h"
 
 namespace kxrtc_host {

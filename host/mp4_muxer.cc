@@ -12,7 +12,7 @@ extern "C" {
 #include <cstring>
 #include <limits>
 
-#include "host/media_time.h"
+#include "host/shared/media_time.h"
 
 namespace kxrtc_host {
 namespace {

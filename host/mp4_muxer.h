@@ -10,7 +10,7 @@
 #include "host/ffmpeg_handles.h"
 #include "host/output_file.h"
 #include "host/output_file_io.h"
-#include "host/writer_status.h"
+#include "host/shared/writer_status.h"
 
 namespace kxrtc_host {
 

@@ -6,7 +6,7 @@
 
 #include "host/copy_video_track.h"
 #include "host/encode_video_track.h"
-#include "host/media_time.h"
+#include "host/shared/media_time.h"
 #include "kx_utility/failure_log.h"
 
 namespace kxrtc_host {

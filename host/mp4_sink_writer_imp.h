@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "host/audio_track.h"
-#include "host/file_timeline.h"
 #include "host/h264_encoder.h"
 #include "host/mp4_muxer.h"
 #include "host/output_file.h"
+#include "host/shared/file_timeline.h"
+#include "host/shared/writer_status.h"
 #include "host/video_track.h"
-#include "host/writer_status.h"
 #include "kxrtc/recording/mp4_sink_writer.h"
 
 namespace kxrtc_host {

@@ -10,7 +10,7 @@
 #include <random>
 #include <system_error>
 
-#include "host/link_target.h"
+#include "host/shared/link_target.h"
 
 namespace kxrtc_host {
 namespace {

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <utility>
 
-#include "host/media_time.h"
+#include "host/shared/media_time.h"
 #include "kx_utility/byte_buffer.h"
 #include "kxrtc/recording/speaker_record_format.h"
 

@@ -7,10 +7,9 @@
 
 #include "host/mp4_muxer.h"
 #include "host/mp4_sink_writer_imp.h"
+#include "host/shared/frame_limit.h"
 
 namespace kxrtc_host {
-
-inline constexpr uint32_t kMaxFrameBytes = 64 * 1024 * 1024;
 
 enum class RecordEnd {
   kComplete,       // The index ends behind a stop record.

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "host/media_time.h"
+#include "host/shared/media_time.h"
 
 namespace kxrtc_host {
 

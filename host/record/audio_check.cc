@@ -1,20 +1,15 @@
 #include "host/record/audio_check.h"
 
-#include "host/media_time.h"
 #include "host/record/text.h"
+#include "host/shared/media_time.h"
 
 namespace kxrtc_host {
-namespace {
-
-constexpr uint32_t kAacLowComplexity = 2;  // What frames without a header are taken for.
-
-}  // namespace
 
 void AudioCheck::OnFirstFrame(int64_t time_us, const AdtsHeader* header) {
   AudioFormat& format = summary_->audio;
   format.is_known = true;
   if (header == nullptr) {
-    format.object_type = kAacLowComplexity;
+    format.object_type = kAacLowComplexity;  // What the MP4 writer takes it for.
     summary_->findings.Add(FindingCode::kAudioNotAdts, time_us,
                            "the audio frames carry no ADTS header, so nothing tells whether they "
                            "are AAC at 48000 Hz");
@@ -50,7 +45,11 @@ void AudioCheck::OnFrame(const IndexRecord& record) {
   const bool is_whole = is_adts && header.frame_size == record.data.size;
   if (!summary_->audio.is_known) OnFirstFrame(time_us, is_whole ? &header : nullptr);
   const auto position = static_cast<unsigned long long>(record.data.start_position);
-  if (is_adts != is_whole || (summary_->audio.is_adts && !is_adts)) {
+  if (summary_->audio.is_adts && !is_adts) {
+    summary_->findings.Add(FindingCode::kAudioFrameLength, time_us,
+                           Text("the frame of %u bytes at %llu of .aac has no ADTS header",
+                                record.data.size, position));
+  } else if (is_adts != is_whole) {
     summary_->findings.Add(FindingCode::kAudioFrameLength, time_us,
                            Text("the frame at %llu of .aac has %u bytes, its ADTS header says %u",
                                 position, record.data.size, header.frame_size));
@@ -72,8 +71,9 @@ std::string AudioRefusal(const RecordSummary& summary) {
     return Text("its audio has %u samples a second, but a record's clock counts %lld",
                 audio.sample_rate, static_cast<long long>(kAudioSampleRate));
   }
-  const uint32_t channels =
-      audio.channels != 0 ? audio.channels : summary.descriptor.audio_channel_count.value_or(0);
+  const auto& told = summary.descriptor.audio_channel_count;
+  if (audio.channels == 0 && !told) return "";
+  const uint32_t channels = audio.channels != 0 ? audio.channels : *told;
   if (AudioSpecificConfig(audio.object_type, kAudioSampleRate, channels).empty()) {
     return Text("its audio has %u channels, which MP4 cannot tell", channels);
   }

@@ -7,10 +7,10 @@
 #include <cstdint>
 #include <string>
 
-#include "host/adts.h"
 #include "host/record/index_walker.h"
 #include "host/record/record_file.h"
 #include "host/record/record_summary.h"
+#include "host/shared/adts.h"
 
 namespace kxrtc_host {
 

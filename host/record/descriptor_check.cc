@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/record/text.h"
+#include "host/shared/adts.h"
 #include "kx_utility/json_accessors.h"
 #include "kxrtc/recording/speaker_record_descriptor.h"
 
@@ -204,15 +205,24 @@ class Comparison {
 uint64_t MaxDescriptorSize(uint64_t sessions) {
   constexpr uint64_t kOverallBytes = 65536;
   constexpr uint64_t kSessionBytes = 512;
-  return kOverallBytes + kSessionBytes * std::min<uint64_t>(sessions, kMaxSessions);
+  return std::min<uint64_t>(
+      kxrtc::kMaxDescriptorSize,
+      kOverallBytes + kSessionBytes * std::min<uint64_t>(sessions, kMaxSessions));
 }
 
 void CheckDescriptor(const RecordFile& file, RecordSummary* summary) {
   if (!file.is_open()) return;
+  if (file.size() > kxrtc::kMaxDescriptorSize) {
+    summary->findings.Add(FindingCode::kDescriptorUnparsable, std::nullopt,
+                          Text("the descriptor has %llu bytes; at most %llu are read",
+                               Ull(file.size()), Ull(kxrtc::kMaxDescriptorSize)));
+    return;
+  }
   if (file.size() > MaxDescriptorSize(summary->session_count)) {
     summary->findings.Add(
         FindingCode::kDescriptorTooLarge, std::nullopt,
-        Text("%llu bytes are too many for the sessions of this record", Ull(file.size())));
+        Text("%llu bytes are too many for the sessions of this record; they are not looked at",
+             Ull(file.size())));
     return;
   }
   Json::Value root;
@@ -239,7 +249,7 @@ std::optional<AudioChannelMember> ReadAudioChannelMember(const RecordFile& file,
   member.offset = start + static_cast<uint64_t>(overall[kAudioChannelsKey].getOffsetStart());
   uint32_t count = 0;
   if (kx_utility::GetUIntFromJsonObject(overall, kAudioChannelsKey, &count) &&
-      count >= kMinAudioChannels && count <= kMaxAudioChannels) {
+      IsAacChannelCount(count)) {
     member.count = count;
   }
   return member;

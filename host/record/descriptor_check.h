@@ -11,21 +11,19 @@
 
 namespace kxrtc_host {
 
-// A whole descriptor of `sessions` sessions is never larger; nothing larger is parsed.
+// A descriptor of `sessions` sessions as recorders write it is never larger; nothing larger is
+// parsed, though the library's reader takes up to kxrtc::kMaxDescriptorSize.
 uint64_t MaxDescriptorSize(uint64_t sessions);
 
-// Stores the findings about the descriptor, errors exactly where the library's reader refuses it,
-// and `summary->descriptor`. The sessions are compared with those that the summary holds already.
+// Stores the findings about the descriptor, errors exactly where the library's reader refuses it as
+// far as it is parsed, and `summary->descriptor`. The sessions are compared with those that the
+// summary holds already.
 void CheckDescriptor(const RecordFile& file, RecordSummary* summary);
-
-// The channel counts that AAC can state without a table of its own (ISO/IEC 14496-3, table 1.19).
-inline constexpr uint32_t kMinAudioChannels = 1;
-inline constexpr uint32_t kMaxAudioChannels = 8;
 
 // The member that holds the channel count.
 struct AudioChannelMember {
   uint64_t offset = 0;            // Of its value in the file.
-  std::optional<uint32_t> count;  // None where it is no number from the least to the most.
+  std::optional<uint32_t> count;  // None where it is no number of channels that AAC can have.
 };
 
 // Only that member, from whatever parses; none where there is none.

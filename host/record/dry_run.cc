@@ -6,6 +6,7 @@
 #include "host/record/call_digest.h"
 #include "host/record/record_file.h"
 #include "host/record/text.h"
+#include "host/shared/frame_limit.h"
 #include "rtc_transcoder/api/rtc_transcoder.h"
 
 namespace kxrtc_host {
@@ -94,7 +95,10 @@ class EndObserver final : public kxrtc::SpeakerRecordTranscoderObserver {
 std::string ReasonToSkip(const RecordSummary& summary) {
   if (!summary.replay.can_start) return summary.replay.failure;
   if (summary.findings.count(FindingCode::kFileChanged) > 0) return "the record changes";
-  if (summary.largest_frame > kMaxReplayedFrame) {
+  if (summary.findings.count(FindingCode::kDescriptorTooLarge) > 0) {
+    return "the descriptor is too large";
+  }
+  if (summary.largest_frame > kMaxFrameBytes) {
     return Text("a frame of %s would be held in memory", BytesText(summary.largest_frame).c_str());
   }
   return ReplayObstacle(summary.folder);

@@ -26,9 +26,6 @@ DryRunResult RunReplay(const std::string& folder);
 // files for writing although it writes nothing, so a record that may not be written is skipped.
 void CompareWithReplay(RecordSummary* summary);
 
-// The replay holds one whole frame in memory; records with larger ones are not replayed.
-inline constexpr uint64_t kMaxReplayedFrame = 64 * 1024 * 1024;
-
 }  // namespace kxrtc_host
 
 #endif  // HOST_RECORD_DRY_RUN_H_

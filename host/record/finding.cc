@@ -33,7 +33,7 @@ constexpr CodeRow kCodes[] = {
     {FindingCode::kDescriptorMember, "descriptor.member", Severity::kError},
     {FindingCode::kDescriptorSessionCount, "descriptor.session-count", Severity::kError},
     {FindingCode::kDescriptorSessionMismatch, "descriptor.session-mismatch", Severity::kWarning},
-    {FindingCode::kDescriptorTooLarge, "descriptor.too-large", Severity::kError},
+    {FindingCode::kDescriptorTooLarge, "descriptor.too-large", Severity::kWarning},
     {FindingCode::kDescriptorUnparsable, "descriptor.unparsable", Severity::kError},
     {FindingCode::kFileChanged, "file.changed", Severity::kError},
     {FindingCode::kFileMissing, "file.missing", Severity::kError},

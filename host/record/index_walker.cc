@@ -74,6 +74,7 @@ IndexWalker::Look IndexWalker::LookAt(uint64_t position, IndexRecord* record) co
 IndexWalker::Step IndexWalker::Next(IndexRecord* record) {
   skipped_bytes_ = 0;
   if (position_ >= index_->size()) return Step::kEnd;
+  if (IsStopped()) return Step::kStopped;
   switch (LookAt(position_, record)) {
     case Look::kRecord:
       position_ += record->size;
@@ -102,11 +103,20 @@ uint32_t IndexWalker::TypeAt(uint64_t position) const {
   return ReaderOf(bytes, sizeof(type)).ReadUInt32(&type) ? type : 0;
 }
 
-// Moves to the next byte that may begin a type, or to the end. False when the file became shorter.
+bool IndexWalker::IsStopped() {
+  if (is_wanted_ && position_ >= next_question_) {
+    next_question_ = position_ + kPieceSize;
+    is_stopped_ = is_stopped_ || !is_wanted_();
+  }
+  return is_stopped_;
+}
+
+// Moves to the next byte that may begin a type, or to the end. False when the file became shorter
+// or nobody wants the rest.
 bool IndexWalker::FindTypeMark() {
   constexpr uint8_t kTypeMark = kxrtc::kStartRecording >> 24;
-  constexpr uint64_t kPieceSize = RecordFile::kWindowSize / 4;
   while (position_ < index_->size()) {
+    if (IsStopped()) return false;
     const auto piece = static_cast<size_t>(std::min(kPieceSize, index_->size() - position_));
     const uint8_t* bytes = index_->View(position_, piece);
     if (bytes == nullptr) return false;
@@ -133,7 +143,7 @@ IndexWalker::Step IndexWalker::SkipGarbage(IndexRecord* record) {
     const Look look = found ? LookAt(position_, &candidate) : Look::kChanged;
     if (look == Look::kChanged) {
       position_ = index_->size();
-      return Step::kChanged;
+      return is_stopped_ ? Step::kStopped : Step::kChanged;
     }
     if (look == Look::kCut && index_->size() - position_ < kSpeakerRecordHeaderSize) {
       position_ = index_->size();

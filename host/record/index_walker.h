@@ -6,6 +6,8 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 #include "host/record/record_file.h"
 #include "kxrtc/recording/speaker_record_format.h"
@@ -40,10 +42,13 @@ class IndexWalker {
     kTruncated,  // The file ends inside a record. The end.
     kChanged,    // The file became shorter than it was, or cannot be read on. The end.
     kEnd,        // The file ended behind a whole record.
+    kStopped,    // Nobody wants the rest.
   };
 
-  // `index` is borrowed and must be open.
-  explicit IndexWalker(RecordFile* index) : index_(index) {}
+  // `index` is borrowed and must be open. `is_wanted` is asked every kPieceSize bytes, when there
+  // is one; false ends the walk.
+  explicit IndexWalker(RecordFile* index, std::function<bool()> is_wanted = nullptr)
+      : index_(index), is_wanted_(std::move(is_wanted)) {}
 
   // The next step. kGarbage and kTruncated store the place and length of the bytes concerned in
   // `record->offset` and skipped_bytes(), and the first four of them in `record->header.type`, 0
@@ -60,8 +65,14 @@ class IndexWalker {
   uint32_t TypeAt(uint64_t position) const;
   Step SkipGarbage(IndexRecord* record);
   bool FindTypeMark();
+  bool IsStopped();
+
+  static constexpr uint64_t kPieceSize = RecordFile::kWindowSize / 4;
 
   RecordFile* index_;
+  std::function<bool()> is_wanted_;
+  uint64_t next_question_ = kPieceSize;
+  bool is_stopped_ = false;
   uint64_t position_ = 0;
   uint64_t skipped_bytes_ = 0;
 };

@@ -53,12 +53,13 @@ bool NewFolder::FailShorter(const RecordFile& source) {
 
 bool NewFolder::CheckWanted() {
   if (!is_wanted_ || is_wanted_()) return true;
-  error_ = "stopped; nothing is written";
+  error_ = kStoppedText;
   return false;
 }
 
 bool NewFolder::Create(const std::string& path) {
   Discard();
+  is_source_error_ = false;
   path_ = path;
   while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
   const size_t name_begin = path_.rfind('/') + 1;  // 0 without one.

@@ -14,6 +14,9 @@
 
 namespace kxrtc_host {
 
+// The error of work that was stopped on request.
+inline constexpr char kStoppedText[] = "stopped; nothing is written";
+
 class NewFolder {
  public:
   NewFolder() = default;

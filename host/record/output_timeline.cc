@@ -1,7 +1,6 @@
 #include "host/record/output_timeline.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "host/record/text.h"
 

@@ -14,6 +14,7 @@
 #include "host/record/structure_check.h"
 #include "host/record/text.h"
 #include "host/record/video_check.h"
+#include "host/shared/frame_limit.h"
 
 namespace kxrtc_host {
 namespace {
@@ -84,11 +85,14 @@ class Analysis {
       default:
         break;
     }
+    if (readable) {
+      summary_->largest_frame = std::max<uint64_t>(summary_->largest_frame, record.data.size);
+    }
     replay_.OnRecord(record, readable, is_key);
+    if (replay_.shows_icon()) video_.OnIcon();
   }
 
   void CountVideo(const IndexRecord& record, bool is_key) {
-    summary_->largest_frame = std::max<uint64_t>(summary_->largest_frame, record.data.size);
     ChannelTotals& totals = summary_->channels[structure_.media_type()];
     ++totals.video_frames;
     totals.video_bytes += record.data.size;
@@ -100,7 +104,6 @@ class Analysis {
   }
 
   void CountAudio(const IndexRecord& record) {
-    summary_->largest_frame = std::max<uint64_t>(summary_->largest_frame, record.data.size);
     SessionSummary* session = structure_.session();
     if (session == nullptr) return;
     ++session->audio_frames;
@@ -132,7 +135,7 @@ std::string ReasonNotToStart(const FindingList& findings) {
   }
   for (const FindingCode code :
        {FindingCode::kDescriptorMember, FindingCode::kDescriptorSessionCount,
-        FindingCode::kDescriptorTooLarge, FindingCode::kDescriptorUnparsable}) {
+        FindingCode::kDescriptorUnparsable}) {
     if (findings.count(code) > 0) return "the descriptor is not valid";
   }
   return "";
@@ -147,10 +150,10 @@ void JudgeOutput(RecordSummary* summary) {
     replay.failure = reason;
     replay.failure_time_us.reset();
   }
-  if (summary->largest_frame > kMaxReplayedFrame) {
+  if (summary->largest_frame > kMaxFrameBytes) {
     replay.refusal =
         Text("a frame of %s; the largest one that is taken has %s",
-             BytesText(summary->largest_frame).c_str(), BytesText(kMaxReplayedFrame).c_str());
+             BytesText(summary->largest_frame).c_str(), BytesText(kMaxFrameBytes).c_str());
   } else {
     replay.refusal = AudioRefusal(*summary);
   }

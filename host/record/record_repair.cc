@@ -6,11 +6,11 @@
 #include <climits>
 #include <cstdlib>
 
-#include "host/adts.h"
 #include "host/record/descriptor_check.h"
 #include "host/record/new_folder.h"
 #include "host/record/record_file.h"
 #include "host/record/text.h"
+#include "host/shared/adts.h"
 
 namespace kxrtc_host {
 namespace {
@@ -84,13 +84,14 @@ class Repair {
 
   bool WriteIndex() {
     IndexRewriter rewriter(files_.video.size(), files_.audio.size(), &result_.changes);
-    IndexWalker walker(&files_.index);
+    IndexWalker walker(&files_.index, options_.is_wanted);
     IndexRecord record;
     std::string out;
     if (!Check(folder_.BeginFile(FileName(kxrtc::kIndexFileExtension)))) return false;
     for (;;) {
       const IndexWalker::Step step = walker.Next(&record);
       if (step == IndexWalker::Step::kEnd) break;
+      if (step == IndexWalker::Step::kStopped) return Fail(kStoppedText);
       if (step == IndexWalker::Step::kChanged) {
         result_.source_refused = true;
         return Fail(files_.index.path() + ": became shorter while it was read");
@@ -102,7 +103,8 @@ class Repair {
       out.clear();
       const uint64_t audio_frames = rewriter.kept().audio_frames;
       rewriter.OnRecord(record, &out);
-      if (audio_frames == 0 && rewriter.kept().audio_frames == 1) first_audio_ = record.data;
+      const bool is_kept_audio = rewriter.kept().audio_frames > audio_frames;
+      if (is_kept_audio && first_audio_.size == 0) first_audio_ = record.data;
       if (!Check(folder_.Append(out.data(), out.size()))) return false;
     }
     out.clear();
@@ -135,8 +137,8 @@ class Repair {
     if (member && !member->count) {
       result_.changes.Add(
           {RepairChange::Kind::kLost, member->offset, std::nullopt,
-           Text("audio_channel_count of %s, which is no number from %u to %u",
-                kxrtc::kDescriptorFileExtension, kMinAudioChannels, kMaxAudioChannels)});
+           Text("audio_channel_count of %s, which is no number of channels that AAC can have",
+                kxrtc::kDescriptorFileExtension)});
     }
     if (options_.audio_channels) {
       result_.audio_channels = *options_.audio_channels;
@@ -158,8 +160,8 @@ class Repair {
       return true;
     }
     return Fail(
-        "neither the descriptor nor the audio frames tell the number of audio channels: give it "
-        "with --channels");
+        "neither the descriptor nor the first audio frame tells the number of audio channels: give "
+        "it with --channels");
   }
 
   bool WriteDescriptor() {
@@ -182,7 +184,7 @@ class Repair {
   NewFolder folder_;
   std::vector<kxrtc::SpeakerRecordSession> sessions_;
   bool contains_desktop_ = false;
-  kxrtc::MediaDataRecord first_audio_;
+  kxrtc::MediaDataRecord first_audio_;  // That is kept and not empty.
 };
 
 }  // namespace

@@ -13,7 +13,7 @@
 namespace kxrtc_host {
 
 struct RepairOptions {
-  // Overrides what the record says: kMinAudioChannels to kMaxAudioChannels (descriptor_check.h).
+  // Overrides what the record says; see IsAacChannelCount().
   std::optional<uint32_t> audio_channels;
   bool sync = true;                 // Wait until the new record is on the disk.
   std::function<bool()> is_wanted;  // Asked now and then; false ends the work.

@@ -12,6 +12,7 @@
 #include "host/record/record_documents.h"
 #include "host/record/record_file.h"
 #include "host/record/text.h"
+#include "host/shared/link_target.h"
 
 namespace kxrtc_host {
 namespace {
@@ -114,7 +115,7 @@ bool VideoUrl(const std::string& video_path, const std::string& page_path, std::
   char target[PATH_MAX];
   char folder[PATH_MAX];
   if (::realpath(video_path.c_str(), target) == nullptr ||
-      ::realpath(FolderOf(page_path).c_str(), folder) == nullptr) {
+      ::realpath(FolderOf(LinkTarget(page_path)).c_str(), folder) == nullptr) {
     *error = page_path + ": " + std::strerror(errno);
     return false;
   }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "host/media_time.h"
 #include "host/record/text.h"
+#include "host/shared/media_time.h"
 #include "kxrtc/recording/speaker_record_transcoder.h"
 
 namespace kxrtc_host {

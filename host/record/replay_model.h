@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "host/file_timeline.h"
 #include "host/record/call_digest.h"
 #include "host/record/index_walker.h"
 #include "host/record/output_timeline.h"
 #include "host/record/record_summary.h"
+#include "host/shared/file_timeline.h"
 
 namespace kxrtc_host {
 
@@ -37,6 +37,9 @@ class ReplayModel {
   void OnBrokenIndex();
 
   void Finish();
+
+  // The icon is shown at this point, and with it are its parameter sets in force.
+  bool shows_icon() const { return icon_active_; }
 
  private:
   // Where a picture or an audio frame lies.

@@ -1,6 +1,7 @@
 #include "host/record/size_estimate.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -52,20 +53,27 @@ bool CopyDescriptor(const std::string& from, const std::string& to) {
   return copy.good();
 }
 
-}  // namespace
-
-std::optional<uint64_t> EstimateMp4Bytes(const std::string& folder) {
-  const ScratchFolder scratch;
-  if (scratch.path().empty()) return std::nullopt;
-  if (!CopyDescriptor(DescriptorPath(folder), DescriptorPath(scratch.path()))) return std::nullopt;
+// `folder` with its separator.
+std::optional<uint64_t> Estimate(const std::string& folder) {
   void* handle = nullptr;
   CreateSpeakerRecordTranscoder(&handle);
   long long size = 0;
   const bool estimated = static_cast<kxrtc::SpeakerRecordTranscoder*>(handle)->EstimateOutputSize(
-      scratch.path().c_str(), &size);
+      folder.c_str(), &size);
   ReleaseSpeakerRecordTranscoder(handle);
   if (!estimated || size < 0) return std::nullopt;
   return static_cast<uint64_t>(size);
+}
+
+}  // namespace
+
+std::optional<uint64_t> EstimateMp4Bytes(const std::string& folder) {
+  const std::string descriptor = DescriptorPath(folder);
+  if (::access(descriptor.c_str(), W_OK) == 0) return Estimate(RecordFolderPath(folder));
+  const ScratchFolder scratch;
+  if (scratch.path().empty()) return std::nullopt;
+  if (!CopyDescriptor(descriptor, DescriptorPath(scratch.path()))) return std::nullopt;
+  return Estimate(scratch.path());
 }
 
 }  // namespace kxrtc_host

@@ -11,7 +11,7 @@ namespace kxrtc_host {
 
 // Bytes of the MP4 in encode mode, audio not counted; none when the record in `folder` holds no
 // descriptor that the library takes. The library opens it for writing too, though it writes
-// nothing, so it gets a copy among the system's temporary files.
+// nothing: where that is not permitted, it gets a copy among the system's temporary files.
 std::optional<uint64_t> EstimateMp4Bytes(const std::string& folder);
 
 }  // namespace kxrtc_host

@@ -126,6 +126,7 @@ void StructureCheck::OnStep(IndexWalker::Step step, const IndexRecord& record, u
       break;
     case IndexWalker::Step::kRecord:
     case IndexWalker::Step::kEnd:
+    case IndexWalker::Step::kStopped:
       break;
   }
 }

@@ -105,7 +105,7 @@ void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) 
     summary_->findings.Add(
         FindingCode::kVideoNoParameterSets, time_us,
         Text("the key frame at %llu of .264 comes without parameter sets, and none came since the "
-             "attributes record",
+             "attributes record or the icon",
              Ull(position)));
   }
 }
@@ -122,8 +122,9 @@ void VideoCheck::CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64
     if (last_format_valid_) last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
   }
   if (size > kMaxParameterSet || !last_format_valid_) {
-    summary_->findings.Add(FindingCode::kVideoBadSps, time_us,
-                           "a sequence parameter set cannot be parsed, or no decoder knows it");
+    summary_->findings.Add(
+        FindingCode::kVideoBadSps, time_us,
+        "a sequence parameter set cannot be parsed, or names what the standard does not have");
     return;
   }
   auto& formats = summary_->video_formats;

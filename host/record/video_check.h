@@ -24,6 +24,9 @@ class VideoCheck {
   void OnNewChannel();
   void OnAttributes(const IndexRecord& record);
 
+  // The icon is pushed: the parameter sets in front of it do not count any more.
+  void OnIcon() { has_sps_ = has_pps_ = false; }
+
   // For a frame inside the file. True when it holds a key frame.
   bool OnFrame(const IndexRecord& record);
 
@@ -40,7 +43,7 @@ class VideoCheck {
   bool last_format_valid_ = false;
   bool expects_key_frame_ = true;  // The next frame is the first one of its channel.
   bool has_attributes_ = false;    // Of the present channel.
-  bool has_sps_ = false;           // Since the latest attributes.
+  bool has_sps_ = false;           // Since the latest attributes or icon.
   bool has_pps_ = false;           // Likewise.
   kxrtc::NewVideoAttributesRecord attributes_;
 };

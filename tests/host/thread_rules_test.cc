@@ -11,12 +11,12 @@ extern "C" {
 #include <thread>
 #include <vector>
 
-#include "host/adts.h"
 #include "host/annex_b.h"
 #include "host/ffmpeg_log.h"
 #include "host/media_component_factory_imp.h"
-#include "host/media_time.h"
 #include "host/record_outline.h"
+#include "host/shared/adts.h"
+#include "host/shared/media_time.h"
 #include "tests/testing/log_capture.h"
 #include "tests/testing/mp4_writer_fixture.h"
 #include "tests/testing/record_builder.h"

@@ -316,7 +316,11 @@ def judge_outputs(kxrtc, command, result, outputs):
         if parts != sorted(FILES.values()):
             yield f"the repaired record consists of {parts}"
         verified = run_limited([kxrtc, "verify", "--json", outputs / name], keep_output=True)
-        findings = json.loads(verified.output or "{}").get("findings", [])
+        try:
+            findings = json.loads(verified.output)["findings"]
+        except (ValueError, KeyError):
+            yield f"verify of the repaired record: status {verified.status}, no document"
+            return
         errors = {found["code"] for found in findings if found["severity"] == "error"}
         # What the MP4 writer does not take is no fault of the record.
         if verified.status not in (0, 12, 13) or errors - {"replay.refused"}:

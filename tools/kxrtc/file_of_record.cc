@@ -1,7 +1,7 @@
 #include "tools/kxrtc/file_of_record.h"
 
-#include "host/link_target.h"
 #include "host/record/record_file.h"
+#include "host/shared/link_target.h"
 #include "kxrtc/recording/speaker_record_format.h"
 
 namespace kxrtc_tool {

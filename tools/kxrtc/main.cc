@@ -7,13 +7,12 @@
 #include <memory>
 #include <string>
 
-#include "host/link_target.h"
 #include "tools/kxrtc/dump_command.h"
 #include "tools/kxrtc/estimate_command.h"
 #include "tools/kxrtc/exit_status.h"
-#include "tools/kxrtc/file_of_record.h"
 #include "tools/kxrtc/h264_command.h"
 #include "tools/kxrtc/info_command.h"
+#include "tools/kxrtc/log_conflict.h"
 #include "tools/kxrtc/log_file.h"
 #include "tools/kxrtc/record_command.h"
 #include "tools/kxrtc/repair_command.h"
@@ -46,23 +45,6 @@ const std::map<std::string, kx_utility::LoggingSeverity> kLogLevels = {
     {"warning", kx_utility::LS_WARNING},
     {"error", kx_utility::LS_ERROR}};
 
-// Why the log must not be written into `log`: the subcommand reads or writes that file. Empty: it
-// may.
-std::string ConflictOfLog(const CLI::App& app, const std::string& log) {
-  for (const CLI::App* command : app.get_subcommands()) {
-    for (const CLI::Option* option : command->get_options()) {
-      // Options that take any text are paths.
-      if (option->empty() || option->get_type_name() != "TEXT") continue;
-      const std::string& path = option->results().front();
-      if (kxrtc_tool::IsFileOfRecord(path, log)) return " is a file of the record itself";
-      if (kxrtc_host::LeadToSameFile(path, log)) {
-        return " is given as " + option->get_name() + " too";
-      }
-    }
-  }
-  return "";
-}
-
 // The options of every subcommand. The log is open before the subcommand runs.
 void AddLogOptions(CLI::App& app, kxrtc_tool::LogFile* log_file) {
   auto path = std::make_shared<std::string>();
@@ -74,7 +56,7 @@ void AddLogOptions(CLI::App& app, kxrtc_tool::LogFile* log_file) {
       ->needs(file_option);
   app.parse_complete_callback([&app, path, level, log_file] {
     if (path->empty()) return;
-    if (const std::string conflict = ConflictOfLog(app, *path); !conflict.empty()) {
+    if (const std::string conflict = kxrtc_tool::ConflictOfLog(app, *path); !conflict.empty()) {
       throw CLI::ValidationError("--log-file", *path + conflict);
     }
     if (log_file->Open(*path, *level)) return;

@@ -3,7 +3,6 @@
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -12,6 +11,7 @@
 #include "host/record/descriptor_check.h"
 #include "host/record/record_documents.h"
 #include "host/record/record_repair.h"
+#include "host/shared/adts.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/record_tables.h"
 #include "tools/kxrtc/stop_signals.h"
@@ -56,7 +56,12 @@ void AddRepairCommand(CLI::App& app, int* exit_status) {
   command
       ->add_option("--channels", options->channels,
                    "Audio channels, where the record does not tell")
-      ->check(CLI::Range(kxrtc_host::kMinAudioChannels, kxrtc_host::kMaxAudioChannels));
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            const bool is_count = text.size() == 1 && kxrtc_host::IsAacChannelCount(text[0] - '0');
+            return is_count ? "" : text + " is no number of channels that AAC can have";
+          },
+          "1-6|8"));
   command->add_flag("--json", options->json, "Print a JSON document");
   command->footer("Example:\n  kxrtc repair ~/records/monday ~/records/monday-repaired\n");
   command->callback([options, exit_status] { *exit_status = Repair(*options); });

@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "host/link_target.h"
 #include "host/output_file.h"
 #include "host/record/record_analysis.h"
 #include "host/record/record_report.h"
+#include "host/shared/link_target.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/file_of_record.h"
 #include "tools/kxrtc/report_assets.h"

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/adts.h"
 #include "host/conference/audio_format.h"
+#include "host/shared/adts.h"
 
 namespace kxrtc_host {
 namespace {

@@ -36,7 +36,6 @@ std::string Altered(const std::string& from, const std::string& to) {
 uint64_t DescriptorErrors(const FindingList& findings) {
   return findings.count(FindingCode::kDescriptorMember) +
          findings.count(FindingCode::kDescriptorSessionCount) +
-         findings.count(FindingCode::kDescriptorTooLarge) +
          findings.count(FindingCode::kDescriptorUnparsable);
 }
 

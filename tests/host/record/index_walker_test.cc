@@ -15,9 +15,9 @@ using kx_testing::TempDir;
 using testing::ElementsAre;
 
 // Each step as text, e.g. "audio 16", "garbage 0 +5" or "truncated 12 +3".
-std::vector<std::string> Walk(RecordFile* file) {
+std::vector<std::string> Walk(RecordFile* file, std::function<bool()> is_wanted = nullptr) {
   std::vector<std::string> steps;
-  IndexWalker walker(file);
+  IndexWalker walker(file, std::move(is_wanted));
   IndexRecord record;
   for (;;) {
     const IndexWalker::Step step = walker.Next(&record);
@@ -36,6 +36,9 @@ std::vector<std::string> Walk(RecordFile* file) {
       case IndexWalker::Step::kChanged:
         steps.push_back("changed");
         break;
+      case IndexWalker::Step::kStopped:
+        steps.push_back("stopped");
+        return steps;
       case IndexWalker::Step::kEnd:
         return steps;
     }
@@ -124,6 +127,30 @@ TEST(IndexWalkerTest, EndsWhereTheFileBecameShorter) {
   ASSERT_EQ(file.Open(dir.File("index")), RecordFile::State::kOpen);
   std::filesystem::resize_file(dir.File("index"), 30);
   EXPECT_THAT(Walk(&file), ElementsAre("start 0", "channel 12", "changed"));
+}
+
+TEST(IndexWalkerTest, EndsInTheMidstOfGarbageThatNobodyWants) {
+  const TempDir dir;
+  kx_testing::WriteFile(dir.File("index"), SmallIndex());
+  std::filesystem::resize_file(dir.File("index"), uint64_t{1} << 40);
+  RecordFile file;
+  ASSERT_EQ(file.Open(dir.File("index")), RecordFile::State::kOpen);
+  int questions = 0;
+  const auto steps = Walk(&file, [&questions] { return ++questions < 3; });
+  EXPECT_EQ(steps.back(), "stopped");
+  EXPECT_EQ(questions, 3);
+}
+
+TEST(IndexWalkerTest, EndsBetweenRecordsThatNobodyWants) {
+  const TempDir dir;
+  std::string index;
+  while (index.size() < 1000000) index += SmallIndex();
+  kx_testing::WriteFile(dir.File("index"), index);
+  RecordFile file;
+  ASSERT_EQ(file.Open(dir.File("index")), RecordFile::State::kOpen);
+  const auto steps = Walk(&file, [] { return false; });
+  EXPECT_EQ(steps.back(), "stopped");
+  EXPECT_LT(steps.size(), index.size() / 88);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "host/record/record_analysis.h"
 #include "host/record/structure_check.h"
 #include "host/record/video_check.h"
+#include "kxrtc/recording/speaker_record_descriptor.h"
 #include "tests/testing/record_samples.h"
 
 namespace kxrtc_host {
@@ -133,6 +134,13 @@ std::vector<CodeCase> AudioAndClockCases() {
                                       .Audio(42666, AdtsFrame(kAdts48000, 2) + "x")
                                       .Stop(50000));
        }},
+      {"LostAdtsHeader", FindingCode::kAudioFrameLength,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir)
+                                      .Audio(21333, AdtsFrame(kAdts48000, 2))
+                                      .Audio(42666, "raw audio")
+                                      .Stop(50000));
+       }},
       {"OtherSampleRate", FindingCode::kAudioLeftOut,
        [](const TempDir& dir) {
          return AnalyseBuilt(dir, OpenCamera(dir)
@@ -249,7 +257,7 @@ std::vector<CodeCase> DescriptorCases() {
       {"HugeDescriptor", FindingCode::kDescriptorTooLarge,
        [](const TempDir& dir) {
          Healthy(dir).Write();
-         std::filesystem::resize_file(dir.File("SpeakeRecord.desc"), uint64_t{1} << 40);
+         std::filesystem::resize_file(dir.File("SpeakeRecord.desc"), kxrtc::kMaxDescriptorSize);
          return Analyse(dir);
        }},
       {"CutDescriptor", FindingCode::kDescriptorUnparsable,

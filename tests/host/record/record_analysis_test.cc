@@ -5,8 +5,9 @@
 
 #include <filesystem>
 
-#include "host/record/dry_run.h"
 #include "host/record/record_documents.h"
+#include "host/shared/frame_limit.h"
+#include "kxrtc/recording/speaker_record_descriptor.h"
 #include "tests/testing/record_samples.h"
 
 namespace kxrtc_host {
@@ -81,8 +82,8 @@ TEST(RecordAnalysisTest, ForeseesThatAFrameIsTooLarge) {
   const TempDir dir;
   RecordBuilder builder(dir);
   builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360);
-  builder.DataRecord(kVideoRecord, 3, 0, kMaxReplayedFrame + 1).Stop(4).Write();
-  std::filesystem::resize_file(dir.File("SpeakeRecord.264"), kMaxReplayedFrame + 1);
+  builder.DataRecord(kVideoRecord, 3, 0, kMaxFrameBytes + 1).Stop(4).Write();
+  std::filesystem::resize_file(dir.File("SpeakeRecord.264"), kMaxFrameBytes + 1);
   const RecordSummary summary = AnalyseRecord(dir.path(), {});
   EXPECT_THAT(summary.replay.refusal, HasSubstr("a frame of 67.1 MB"));
   EXPECT_EQ(summary.findings.Verdict(), Severity::kError);
@@ -115,13 +116,53 @@ TEST(RecordAnalysisTest, CountsFramesUnlikeTheFirst) {
   EXPECT_EQ(findings.count(FindingCode::kReplayRefused), 0u);
 }
 
-TEST(RecordAnalysisTest, EstimatesTheSizeOfARecordThatMayNotBeWritten) {
+TEST(RecordAnalysisTest, AFrameThatIsNotInItsFileIsNoneThatIsTooLarge) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Audio(21333, AdtsFrame(kAdts48000, 2));
+  builder.DataRecord(kAudioRecord, 42666, 0, 0x7FFFFFFF).Stop(50000).Write();
+  const RecordSummary summary = AnalyseRecord(dir.path(), {});
+  EXPECT_EQ(summary.replay.refusal, "");
+  EXPECT_FALSE(summary.replay.completes);
+  EXPECT_TRUE(summary.replay.has_dry_run);
+}
+
+TEST(RecordAnalysisTest, ParameterSetsInFrontOfTheIconDoNotCount) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1000, kCamera).Attributes(2000, 640, 360).Video(3000, KeyFrame640x360());
+  for (int i = 1; i <= 300; ++i) builder.Audio(i * 21333, AdtsFrame(kAdts48000, 2));
+  builder.Key(301 * 21333).Stop(302 * 21333).Write();
+  EXPECT_EQ(AnalyseRecord(dir.path(), {}).findings.count(FindingCode::kVideoNoParameterSets), 1u);
+}
+
+TEST(RecordAnalysisTest, ADescriptorPaddedBeyondItsSessionsIsStillTaken) {
+  const TempDir dir;
+  const RecordBuilder builder = TwoSessions(dir);
+  builder.Write();
+  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"),
+                        builder.Descriptor() + std::string(70000, ' '));
+  const RecordSummary summary = AnalyseRecord(dir.path(), {});
+  EXPECT_EQ(summary.findings.count(FindingCode::kDescriptorTooLarge), 1u);
+  EXPECT_EQ(summary.findings.Verdict(), Severity::kWarning);
+  EXPECT_TRUE(summary.replay.completes);
+}
+
+TEST(RecordAnalysisTest, ADescriptorBeyondTheLibrarysLimitIsAnError) {
   const TempDir dir;
   TwoSessions(dir).Write();
-  const uint64_t estimate = AnalyseRecord(dir.path(), {}).estimate_bytes;
-  std::filesystem::permissions(dir.File("SpeakeRecord.desc"), std::filesystem::perms::owner_read);
-  EXPECT_GT(estimate, 0u);
-  EXPECT_EQ(AnalyseRecord(dir.path(), {}).estimate_bytes, estimate);
+  std::filesystem::resize_file(dir.File("SpeakeRecord.desc"), kxrtc::kMaxDescriptorSize + 1);
+  const RecordSummary summary = AnalyseRecord(dir.path(), {});
+  EXPECT_EQ(summary.findings.count(FindingCode::kDescriptorUnparsable), 1u);
+  EXPECT_FALSE(summary.replay.completes);
+}
+
+TEST(RecordAnalysisTest, WithoutADescriptorNothingIsSaidOfItsChannels) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Audio(21333, "raw audio").Stop(50000).Write();
+  std::filesystem::remove(dir.File("SpeakeRecord.desc"));
+  EXPECT_EQ(AnalyseRecord(dir.path(), {}).replay.refusal, "");
 }
 
 TEST(RecordAnalysisTest, FindsNothingWrongWithHealthySessions) {

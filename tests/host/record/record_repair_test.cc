@@ -147,6 +147,16 @@ TEST(RecordRepairTest, TakesTheChannelCountFromTheBestPlace) {
   EXPECT_EQ(result.channel_source, ChannelSource::kAudioFrames);
 }
 
+TEST(RecordRepairTest, AnEmptyFirstFrameHidesNoChannelCount) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder builder(dir);
+  builder.Start(0).Audio(21333, "").Audio(42666, kx_testing::AdtsFrame(kx_testing::kAdts48000, 2));
+  builder.Stop(50000).Write();
+  std::filesystem::remove(dir.File("SpeakeRecord.desc"));
+  EXPECT_EQ(RepairRecord(dir.path(), target.File("new"), {}).audio_channels, 2u);
+}
+
 struct ChannelCase {
   const char* name;
   const char* in_descriptor;
@@ -179,7 +189,7 @@ TEST_P(RepairChannelsTest, TakesNoCountThatAacCannotState) {
   EXPECT_EQ(result.changes.lost, 1u);
   EXPECT_EQ(result.changes.kept[0].offset, place);
   EXPECT_EQ(result.changes.kept[0].text,
-            "audio_channel_count of .desc, which is no number from 1 to 8");
+            "audio_channel_count of .desc, which is no number of channels that AAC can have");
   RepairOptions options;
   options.audio_channels = 6;
   const RepairResult told = RepairRecord(dir.path(), target.File("told"), options);

@@ -57,6 +57,10 @@ TEST(RecordReportTest, LinksALargeVideoRelativeToThePage) {
   std::string error;
   ASSERT_TRUE(VideoUrl(video, dir.File("pages/page.html"), &url, &error));
   EXPECT_EQ(url, "../mp%204%3As/a%231.mp4");
+  // A page behind a link lies where the link leads.
+  std::filesystem::create_symlink("pages/page.html", dir.File("link.html"));
+  ASSERT_TRUE(VideoUrl(video, dir.File("link.html"), &url, &error));
+  EXPECT_EQ(url, "../mp%204%3As/a%231.mp4");
 }
 
 TEST(RecordReportTest, ExplainsAMissingVideo) {

@@ -39,6 +39,8 @@ class LogOptionTest : public ::testing::TestWithParam<LogCase> {
     std::filesystem::create_symlink(record_.File("SpeakeRecord.desc"), out_.File("link"));
     std::filesystem::create_symlink(out_.File("out.html"), out_.File("page"));
     WriteFile(out_.File("v.mp4"), "video");
+    WriteFile(out_.File("s.json"),
+              R"({"participants":[{"user_id":1,"camera":"v.mp4","events":[]}]})");
   }
 
   std::string InFolders(const std::string& text) const {
@@ -65,26 +67,27 @@ constexpr char kOfTheRecord[] = " is a file of the record itself";
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, LogOptionTest,
-    ::testing::Values(LogCase{"Verify", "verify RECORD", "RECORDSpeakeRecord.index", kOfTheRecord},
-                      LogCase{"Info", "info RECORD", "RECORDSpeakeRecord.264", kOfTheRecord},
-                      LogCase{"Dump", "dump RECORD", "RECORD./SpeakeRecord.aac", kOfTheRecord},
-                      LogCase{"Estimate", "estimate RECORD", "OUTlink", kOfTheRecord},
-                      LogCase{"Repair", "repair RECORD OUTnew", "OUTlink", kOfTheRecord},
-                      LogCase{"Transcode", "transcode RECORD OUTa.mp4", "OUTlink", kOfTheRecord},
-                      LogCase{"Report", "report RECORD OUTa.html", "OUTlink", kOfTheRecord},
-                      LogCase{"Record", "record OUTno.json RECORD", "OUTlink", kOfTheRecord},
-                      LogCase{"TranscodeOutput", "transcode RECORD OUTv.mp4 --force", "OUTv.mp4",
-                              " is given as OUT.mp4 too"},
-                      LogCase{"ReportOutput", "report RECORD OUTpage", "OUTout.html",
-                              " is given as OUT.html too"},
-                      LogCase{"ReportVideo", "report RECORD OUTpage --video OUTv.mp4", "OUTv.mp4",
-                              " is given as --video too"},
-                      LogCase{"Scenario", "record OUTv.mp4 OUTnew", "OUTv.mp4",
-                              " is given as SCENARIO too"},
-                      LogCase{"Stream", "h264 RECORDSpeakeRecord.264", "RECORDSpeakeRecord.264",
-                              " is given as FILE too"},
-                      LogCase{"StreamCopy", "h264 RECORDSpeakeRecord.264 --rewrite-vui OUTpage",
-                              "OUTout.html", " is given as --rewrite-vui too"}),
+    ::testing::Values(
+        LogCase{"Verify", "verify RECORD", "RECORDSpeakeRecord.index", kOfTheRecord},
+        LogCase{"Info", "info RECORD", "RECORDSpeakeRecord.264", kOfTheRecord},
+        LogCase{"Dump", "dump RECORD", "RECORD./SpeakeRecord.aac", kOfTheRecord},
+        LogCase{"Estimate", "estimate RECORD", "OUTlink", kOfTheRecord},
+        LogCase{"Repair", "repair RECORD OUTnew", "OUTlink", kOfTheRecord},
+        LogCase{"Transcode", "transcode RECORD OUTa.mp4", "OUTlink", kOfTheRecord},
+        LogCase{"Report", "report RECORD OUTa.html", "OUTlink", kOfTheRecord},
+        LogCase{"Record", "record OUTno.json RECORD", "OUTlink", kOfTheRecord},
+        LogCase{"TranscodeOutput", "transcode RECORD OUTv.mp4 --force", "OUTv.mp4",
+                " is given as OUT.mp4 too"},
+        LogCase{"ReportOutput", "report RECORD OUTpage", "OUTout.html",
+                " is given as OUT.html too"},
+        LogCase{"ReportVideo", "report RECORD OUTpage --video OUTv.mp4", "OUTv.mp4",
+                " is given as --video too"},
+        LogCase{"Scenario", "record OUTv.mp4 OUTnew", "OUTv.mp4", " is given as SCENARIO too"},
+        LogCase{"PlayedMedium", "record OUTs.json OUTnew", "OUTv.mp4", " is played by "},
+        LogCase{"Stream", "h264 RECORDSpeakeRecord.264", "RECORDSpeakeRecord.264",
+                " is given as FILE too"},
+        LogCase{"StreamCopy", "h264 RECORDSpeakeRecord.264 --rewrite-vui OUTpage", "OUTout.html",
+                " is given as --rewrite-vui too"}),
     [](const auto& param) { return std::string(param.param.name); });
 
 TEST(LogOptionFolderTest, MayLieInTheFolderOfTheRecord) {

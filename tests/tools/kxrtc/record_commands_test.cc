@@ -190,7 +190,8 @@ TEST(RecordCommandsTest, RepairTakesOnlyChannelCountsOfAac) {
   const TempDir target;
   kx_testing::TwoSessions(dir).Write();
   const std::string arguments = "repair " + Quoted(dir.path()) + " " + Quoted(target.File("new"));
-  for (const char* count : {"0", "9", "99", "4294967295", "4294967297", "-1", "2.5", "two", "''"}) {
+  for (const char* count :
+       {"0", "7", "9", "99", "4294967295", "4294967297", "-1", "2.5", "two", "''"}) {
     const ShellResult result = Kxrtc(arguments + " --channels " + count);
     EXPECT_EQ(result.exit_status, 2) << count;
     EXPECT_THAT(result.errors, HasSubstr("--channels")) << count;

@@ -1,4 +1,4 @@
-#include "host/media_time.h"
+#include "host/shared/media_time.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "host/link_target.h"
+#include "host/shared/link_target.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "host/writer_status.h"
+#include "host/shared/writer_status.h"
 
 #include <gmock/gmock.h>
 

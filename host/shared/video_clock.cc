@@ -1,4 +1,4 @@
-#include "host/video_clock.h"
+#include "host/shared/video_clock.h"
 
 #include <algorithm>
 #include <string>

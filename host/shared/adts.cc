@@ -1,4 +1,4 @@
-#include "host/adts.h"
+#include "host/shared/adts.h"
 
 #include <algorithm>
 #include <iterator>
@@ -50,6 +50,10 @@ std::vector<uint8_t> AudioSpecificConfig(uint32_t object_type, uint32_t sample_r
   const auto configuration = static_cast<uint32_t>(count - std::begin(kChannelCounts));
   const uint32_t bits = object_type << 11 | rate_index << 7 | configuration << 3;
   return {static_cast<uint8_t>(bits >> 8), static_cast<uint8_t>(bits)};
+}
+
+bool IsAacChannelCount(uint32_t channel_count) {
+  return !AudioSpecificConfig(kAacLowComplexity, kSampleRates[0], channel_count).empty();
 }
 
 uint32_t ChannelCount(uint32_t channel_configuration) {

@@ -1,14 +1,15 @@
 // Audio frames: ADTS framing (ISO/IEC 14496-3, 1.A.3.2) and the AudioSpecificConfig of MP4.
 // Threads: any.
-#ifndef HOST_ADTS_H_
-#define HOST_ADTS_H_
+#ifndef HOST_SHARED_ADTS_H_
+#define HOST_SHARED_ADTS_H_
 
 #include <cstdint>
 #include <vector>
 
 namespace kxrtc_host {
 
-inline constexpr uint32_t kAdtsHeaderSize = 7;  // Bytes, without a checksum.
+inline constexpr uint32_t kAacLowComplexity = 2;  // The usual audio object type.
+inline constexpr uint32_t kAdtsHeaderSize = 7;    // Bytes, without a checksum.
 
 struct AdtsHeader {
   uint32_t frame_size = 0;             // Bytes, header included.
@@ -32,9 +33,13 @@ struct AdtsHeader {
 std::vector<uint8_t> AudioSpecificConfig(uint32_t object_type, uint32_t sample_rate,
                                          uint32_t channel_count);
 
+// Whether a channel configuration stands for so many channels: 1 to 6 and 8 (ISO/IEC 14496-3, table
+// 1.19).
+bool IsAacChannelCount(uint32_t channel_count);
+
 // Channels that a channel configuration stands for; 0 for none.
 uint32_t ChannelCount(uint32_t channel_configuration);
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_ADTS_H_
+#endif  // HOST_SHARED_ADTS_H_

@@ -1,10 +1,10 @@
 // Where in the file belongs what a transcoder pushes. The record tools predict with the same rules.
-#ifndef HOST_FILE_TIMELINE_H_
-#define HOST_FILE_TIMELINE_H_
+#ifndef HOST_SHARED_FILE_TIMELINE_H_
+#define HOST_SHARED_FILE_TIMELINE_H_
 
 #include <cstdint>
 
-#include "host/video_clock.h"
+#include "host/shared/video_clock.h"
 
 namespace kxrtc_host {
 
@@ -57,4 +57,4 @@ class FileTimeline {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_FILE_TIMELINE_H_
+#endif  // HOST_SHARED_FILE_TIMELINE_H_

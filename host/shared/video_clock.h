@@ -1,10 +1,10 @@
 // Keeps video beside the audio when the recorder's clock stepped.
-#ifndef HOST_VIDEO_CLOCK_H_
-#define HOST_VIDEO_CLOCK_H_
+#ifndef HOST_SHARED_VIDEO_CLOCK_H_
+#define HOST_SHARED_VIDEO_CLOCK_H_
 
 #include <cstdint>
 
-#include "host/writer_status.h"
+#include "host/shared/writer_status.h"
 
 namespace kxrtc_host {
 
@@ -46,4 +46,4 @@ class VideoClock {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_VIDEO_CLOCK_H_
+#endif  // HOST_SHARED_VIDEO_CLOCK_H_

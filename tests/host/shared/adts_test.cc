@@ -1,4 +1,4 @@
-#include "host/adts.h"
+#include "host/shared/adts.h"
 
 #include <gmock/gmock.h>
 
@@ -81,6 +81,11 @@ TEST(AudioSpecificConfigTest, IsEmptyForWhatItCannotTell) {
   EXPECT_THAT(AudioSpecificConfig(2, 48000, 7), IsEmpty());
   EXPECT_THAT(AudioSpecificConfig(2, 48000, 9), IsEmpty());
   EXPECT_THAT(AudioSpecificConfig(2, 48001, 2), IsEmpty());
+}
+
+TEST(ChannelCountTest, TellsWhichCountsAacCanHave) {
+  for (const uint32_t count : {1, 2, 3, 4, 5, 6, 8}) EXPECT_TRUE(IsAacChannelCount(count)) << count;
+  for (const uint32_t count : {0, 7, 9, 99}) EXPECT_FALSE(IsAacChannelCount(count)) << count;
 }
 
 TEST(ChannelCountTest, FollowsTheChannelConfiguration) {

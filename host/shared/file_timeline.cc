@@ -1,8 +1,8 @@
-#include "host/file_timeline.h"
+#include "host/shared/file_timeline.h"
 
 #include <algorithm>
 
-#include "host/media_time.h"
+#include "host/shared/media_time.h"
 
 namespace kxrtc_host {
 namespace {

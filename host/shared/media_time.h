@@ -4,8 +4,8 @@
 // Stretching every timestamp by 64000/63999 puts audio exactly on multiples of 1024 samples and
 // keeps video beside it: counting samples for audio alone would part the two by 56 ms an hour.
 // Threads: any.
-#ifndef HOST_MEDIA_TIME_H_
-#define HOST_MEDIA_TIME_H_
+#ifndef HOST_SHARED_MEDIA_TIME_H_
+#define HOST_SHARED_MEDIA_TIME_H_
 
 #include <cstdint>
 
@@ -29,7 +29,8 @@ constexpr int64_t ScaleTime(int64_t ticks, int64_t numerator, int64_t denominato
   return whole * numerator + (rest * numerator + denominator / 2) / denominator;
 }
 
-// Output times beyond this, in either direction, are those of a damaged record; none is processed.
+// Output times beyond this, in either direction, are those of a damaged record and are taken for
+// it.
 inline constexpr int64_t kMaxOutputTimeUs = int64_t{1} << 61;
 
 // Microseconds as written for `timestamp_us` of output time.
@@ -48,4 +49,4 @@ constexpr int64_t AudioSamplesToMicroseconds(int64_t samples) {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_MEDIA_TIME_H_
+#endif  // HOST_SHARED_MEDIA_TIME_H_

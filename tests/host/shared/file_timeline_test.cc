@@ -1,10 +1,10 @@
-#include "host/file_timeline.h"
+#include "host/shared/file_timeline.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "host/media_time.h"
+#include "host/shared/media_time.h"
 
 namespace kxrtc_host {
 namespace {

@@ -1,7 +1,7 @@
 // Which file a path leads to, whether the file exists or not.
 // Threads: any.
-#ifndef HOST_LINK_TARGET_H_
-#define HOST_LINK_TARGET_H_
+#ifndef HOST_SHARED_LINK_TARGET_H_
+#define HOST_SHARED_LINK_TARGET_H_
 
 #include <string>
 
@@ -17,4 +17,4 @@ bool LeadToSameFile(const std::string& one, const std::string& other);
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_LINK_TARGET_H_
+#endif  // HOST_SHARED_LINK_TARGET_H_

@@ -1,6 +1,6 @@
 // What became of one MP4 file. The writer's stop answers nothing, so the outcome is kept here.
-#ifndef HOST_WRITER_STATUS_H_
-#define HOST_WRITER_STATUS_H_
+#ifndef HOST_SHARED_WRITER_STATUS_H_
+#define HOST_SHARED_WRITER_STATUS_H_
 
 #include <cstdint>
 #include <string>
@@ -58,4 +58,4 @@ std::string TimeText(int64_t time_us);
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_WRITER_STATUS_H_
+#endif  // HOST_SHARED_WRITER_STATUS_H_
