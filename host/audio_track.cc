@@ -12,13 +12,6 @@ extern "C" {
 #include "host/shared/media_time.h"
 
 namespace kxrtc_host {
-namespace {
-
-// A damaged frame may stand at the start; this many in a row are another kind of audio.
-constexpr uint32_t kFramesToRecognise = 5;
-
-}  // namespace
-
 AudioTrack::AudioTrack(uint32_t channel_count, Mp4Muxer* muxer, WriterReport* report)
     : muxer_(muxer), report_(report), channel_count_(channel_count) {}
 
@@ -27,33 +20,29 @@ int64_t AudioTrack::end_us() const {
 }
 
 bool AudioTrack::Describe(uint32_t object_type, uint32_t channel_count) {
-  AudioTrackInfo info;
-  info.audio_specific_config = AudioSpecificConfig(object_type, kAudioSampleRate, channel_count);
-  info.channel_count = channel_count;
-  if (info.audio_specific_config.empty()) {
+  info_.audio_specific_config = AudioSpecificConfig(object_type, kAudioSampleRate, channel_count);
+  info_.channel_count = channel_count;
+  if (info_.audio_specific_config.empty()) {
     return report_->Fail(WriterFailure::kAudio, "the audio has " + std::to_string(channel_count) +
                                                     " channels, which MP4 cannot tell");
   }
   const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_AAC);
   decoder_.reset(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
   if (decoder_ != nullptr) {
-    const size_t size = info.audio_specific_config.size();
+    const size_t size = info_.audio_specific_config.size();
     decoder_->extradata = static_cast<uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
     if (decoder_->extradata != nullptr) {
-      std::copy(info.audio_specific_config.begin(), info.audio_specific_config.end(),
+      std::copy(info_.audio_specific_config.begin(), info_.audio_specific_config.end(),
                 decoder_->extradata);
       decoder_->extradata_size = static_cast<int>(size);
     }
     // Without a decoder nothing can be recognised, and the word of the record is taken for it.
     if (avcodec_open2(decoder_.get(), codec, nullptr) < 0) decoder_.reset();
   }
-  muxer_->DescribeAudio(info);
   return true;
 }
 
-bool AudioTrack::BeginAdts(const uint8_t* data, uint32_t size) {
-  AdtsHeader header;
-  if (!ParseAdtsHeader(data, size, &header)) return false;
+bool AudioTrack::BeginAdts(const AdtsHeader& header) {
   if (header.sample_rate != kAudioSampleRate) {
     return report_->Fail(WriterFailure::kAudio,
                          "the audio has " + std::to_string(header.sample_rate) +
@@ -68,14 +57,14 @@ bool AudioTrack::BeginAdts(const uint8_t* data, uint32_t size) {
   }
   framing_ = Framing::kAdts;
   adts_channels_ = header.channel_configuration;
-  return Describe(header.object_type, channels);
+  if (!Describe(header.object_type, channels)) return false;
+  muxer_->DescribeAudio(info_);
+  return true;
 }
 
-bool AudioTrack::Begin(const uint8_t* data, uint32_t size) {
-  AdtsHeader header;
-  if (ParseAdtsHeader(data, size, &header)) return BeginAdts(data, size);
+void AudioTrack::BeginRaw() {
   framing_ = Framing::kRaw;
-  return Describe(kAacLowComplexity, channel_count_);
+  muxer_->DescribeAudio(info_);
 }
 
 bool AudioTrack::LooksLikeAac(const uint8_t* data, uint32_t size) {
@@ -91,31 +80,54 @@ bool AudioTrack::LooksLikeAac(const uint8_t* data, uint32_t size) {
          frame->sample_rate == kAudioSampleRate && frame->nb_samples == kSamplesPerAudioFrame;
 }
 
+// Whether a raw frame is AAC, as long as none was.
+bool AudioTrack::Recognise(const uint8_t* data, uint32_t size) {
+  if (decoder_ == nullptr) return true;
+  if (LooksLikeAac(data, size)) {
+    decoder_.reset();
+    return true;
+  }
+  ++unrecognised_;
+  return false;
+}
+
+bool AudioTrack::Drop() {
+  ++report_->status.audio_frames_dropped;
+  return true;
+}
+
 bool AudioTrack::Push(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
   ++report_->status.audio_frames_received;
-  if (framing_ == Framing::kUnknown && size > 0 && !Begin(data, size)) return false;
+  if (size == 0) return Drop();
   AdtsHeader header;
-  if (framing_ == Framing::kAdts) {
-    if (!ParseAdtsHeader(data, size, &header) || header.raw_data_blocks != 1 ||
-        header.sample_rate != kAudioSampleRate || header.channel_configuration != adts_channels_) {
-      ++report_->status.audio_frames_dropped;
-      return true;
-    }
+  const bool is_adts = ParseAdtsHeader(data, size, &header);
+  if (framing_ == Framing::kUnknown && is_adts && !BeginAdts(header)) return false;
+  if (framing_ == Framing::kUnknown && decoder_ == nullptr &&
+      !Describe(kAacLowComplexity, channel_count_)) {
+    return false;
+  }
+  const bool is_unlike_first =
+      framing_ == Framing::kAdts
+          ? !is_adts || header.raw_data_blocks != 1 || header.sample_rate != kAudioSampleRate ||
+                header.channel_configuration != adts_channels_ || header.header_size == size
+          : is_adts;
+  if (is_unlike_first) return Drop();
+  if (is_adts) {
     data += header.header_size;
     size -= header.header_size;
   }
-  if (size == 0) {
-    ++report_->status.audio_frames_dropped;
-    return true;
+  const bool is_recognised = Recognise(data, size);
+  if (!is_recognised && unrecognised_ == kFramesToRecognise) {
+    return report_->Fail(WriterFailure::kAudio, "the audio is not AAC with 48000 samples a second");
   }
-  if (decoder_ != nullptr) {
-    if (LooksLikeAac(data, size)) {
-      decoder_.reset();
-    } else if (++unrecognised_ == kFramesToRecognise) {
-      return report_->Fail(WriterFailure::kAudio,
-                           "the audio is not AAC with 48000 samples a second");
-    }
+  if (framing_ == Framing::kUnknown) {
+    if (!is_recognised) return Drop();
+    BeginRaw();
   }
+  return Write(timestamp_us, data, size);
+}
+
+bool AudioTrack::Write(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
   Mp4Sample sample;
   sample.decode_time = ExactAudioSamples(timestamp_us);
   if (sample.decode_time <= last_time_) {

@@ -7,6 +7,7 @@
 
 #include "host/ffmpeg_handles.h"
 #include "host/mp4_muxer.h"
+#include "host/shared/adts.h"
 #include "host/shared/writer_status.h"
 
 namespace kxrtc_host {
@@ -16,8 +17,9 @@ class AudioTrack {
   // `channel_count` describes raw frames; an ADTS header knows better. Both pointers outlive this.
   AudioTrack(uint32_t channel_count, Mp4Muxer* muxer, WriterReport* report);
 
-  // Writes one frame at `timestamp_us` of output time, rebased. The first frame decides how all are
-  // framed; one that is framed differently is dropped and counted. False: the report tells why.
+  // Writes one frame at `timestamp_us` of output time, rebased. The first frame that has an ADTS
+  // header, or decodes without one, decides how all are framed; those in front of it and those
+  // framed differently are dropped and counted. False: the report tells why.
   [[nodiscard]] bool Push(int64_t timestamp_us, const uint8_t* data, uint32_t size);
 
   // Adds what a user should know to the report.
@@ -29,9 +31,12 @@ class AudioTrack {
  private:
   enum class Framing { kUnknown, kRaw, kAdts };
 
-  bool Begin(const uint8_t* data, uint32_t size);
-  bool BeginAdts(const uint8_t* data, uint32_t size);
+  bool BeginAdts(const AdtsHeader& header);
+  void BeginRaw();
   bool Describe(uint32_t object_type, uint32_t channel_count);
+  bool Recognise(const uint8_t* data, uint32_t size);
+  bool Drop();
+  bool Write(int64_t timestamp_us, const uint8_t* data, uint32_t size);
   bool LooksLikeAac(const uint8_t* data, uint32_t size);
 
   Mp4Muxer* const muxer_;
@@ -39,6 +44,7 @@ class AudioTrack {
   const uint32_t channel_count_;
   Framing framing_ = Framing::kUnknown;
   uint32_t adts_channels_ = 0;
+  AudioTrackInfo info_;
   CodecContextHandle decoder_;  // Only until a first frame was recognised as AAC.
   uint32_t unrecognised_ = 0;
   int64_t last_time_ = -1;  // Of the last frame, in samples.

@@ -19,6 +19,9 @@ constexpr uint32_t kMaxFrameRate = 1000;
 constexpr uint32_t kMaxPictureSize = 16384;
 constexpr uint32_t kMaxBitRateKbps = 1000000;
 
+// An empty frame may come without an address; to the decoder that would be the end of its stream.
+constexpr uint8_t kNoBytes[1] = {0};
+
 }  // namespace
 
 Mp4SinkWriterImp::Mp4SinkWriterImp(const Mp4SinkWriterOptions& options) : options_(options) {}
@@ -85,6 +88,7 @@ std::unique_ptr<H264Encoder> Mp4SinkWriterImp::OpenEncoder(const EncoderSettings
 }
 
 bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
+  const bool expects_audio = options_.bounds.audio_frames > 0;
   if (options_.video_mode == VideoMode::kEncode) {
     EncoderSettings settings;
     settings.width = video.width;
@@ -98,12 +102,13 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
           std::make_unique<EncodeVideoTrack>(std::move(encoder), settings, muxer_.get(), &report_);
       EncodeVideoTrack* const encode_track = track.get();
       video_track_ = std::move(track);
-      timeline_ = std::make_unique<FileTimeline>(std::numeric_limits<int64_t>::max());
+      timeline_ =
+          std::make_unique<FileTimeline>(std::numeric_limits<int64_t>::max(), expects_audio);
       return encode_track->Initialize();
     }
     report_.Warn("FFmpeg has no H.264 encoder that works here: the video is copied");
   }
-  timeline_ = std::make_unique<FileTimeline>(CopyVideoTrack::kLongestSampleUs);
+  timeline_ = std::make_unique<FileTimeline>(CopyVideoTrack::kLongestSampleUs, expects_audio);
   video_track_ =
       std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_);
   return true;
@@ -117,12 +122,13 @@ bool Mp4SinkWriterImp::SetNewInputVideoAttributes(uint32_t /*width*/, uint32_t /
 }
 
 bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
-  if (!started_ || report_.failed() || data == nullptr) return false;
-  return Settle(video_track_->Push(timeline_->PlaceVideo(timestamp_us), data, size));
+  if (!started_ || report_.failed() || (data == nullptr && size != 0)) return false;
+  const uint8_t* const bytes = data == nullptr ? kNoBytes : data;
+  return Settle(video_track_->Push(timeline_->PlaceVideo(timestamp_us), bytes, size));
 }
 
 bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
-  if (!started_ || report_.failed() || data == nullptr) return false;
+  if (!started_ || report_.failed() || (data == nullptr && size != 0)) return false;
   const int64_t placed_us = timeline_->PlaceAudio(timestamp_us);
   const int64_t file_us = ExactMicroseconds(placed_us);
   media_time_us_.store(file_us, std::memory_order_relaxed);

@@ -5,21 +5,22 @@
 
 namespace kxrtc_host {
 
-void AudioCheck::OnFirstFrame(int64_t time_us, const AdtsHeader* header) {
+AudioCheck::Head AudioCheck::ReadHead(const IndexRecord& record, AdtsHeader* header) {
+  if (record.data.size < kAdtsHeaderSize) return Head::kRaw;
+  const uint8_t* bytes = file_->View(record.data.start_position, kAdtsHeaderSize);
+  if (bytes == nullptr) return Head::kUnreadable;
+  if (!ReadAdtsHeader(bytes, header)) return Head::kRaw;
+  return header->frame_size == record.data.size ? Head::kAdts : Head::kOtherLength;
+}
+
+void AudioCheck::SettleAdts(int64_t time_us, const AdtsHeader& header) {
   AudioFormat& format = summary_->audio;
+  first_ = header;
   format.is_known = true;
-  if (header == nullptr) {
-    format.object_type = kAacLowComplexity;  // What the MP4 writer takes it for.
-    summary_->findings.Add(FindingCode::kAudioNotAdts, time_us,
-                           "the audio frames carry no ADTS header, so nothing tells whether they "
-                           "are AAC at 48000 Hz");
-    return;
-  }
-  first_ = *header;
   format.is_adts = true;
-  format.object_type = header->object_type;
-  format.sample_rate = header->sample_rate;
-  format.channels = ChannelCount(header->channel_configuration);
+  format.object_type = header.object_type;
+  format.sample_rate = header.sample_rate;
+  format.channels = ChannelCount(header.channel_configuration);
   if (format.sample_rate != kAudioSampleRate) {
     summary_->findings.Add(FindingCode::kAudioSampleRate, time_us,
                            Text("the audio has %u Hz; the transcoder takes each frame for 21333 "
@@ -28,35 +29,65 @@ void AudioCheck::OnFirstFrame(int64_t time_us, const AdtsHeader* header) {
   }
 }
 
+void AudioCheck::SettleRaw() {
+  summary_->audio.is_known = true;
+  summary_->audio.object_type = kAacLowComplexity;  // What the MP4 writer takes it for.
+  summary_->findings.Add(FindingCode::kAudioNotAdts, undecided_.front().header.record_timestamp_us,
+                         "the audio frames carry no ADTS header, so nothing tells whether they are "
+                         "AAC at 48000 Hz");
+}
+
+// The MP4 writer looks for the first frame that settles the framing in the same way.
 void AudioCheck::OnFrame(const IndexRecord& record) {
   if (record.data.size == 0) return;  // A finding of its own.
-  const int64_t time_us = record.header.record_timestamp_us;
+  if (summary_->audio.is_known) return Judge(record);
+  undecided_.push_back(record);
   AdtsHeader header;
-  bool is_adts = false;
-  if (record.data.size >= kAdtsHeaderSize) {
-    const uint8_t* bytes = file_->View(record.data.start_position, kAdtsHeaderSize);
-    if (bytes == nullptr) {
-      summary_->findings.Add(FindingCode::kFileChanged, time_us,
-                             "the file .aac became shorter while it was read");
-      return;
-    }
-    is_adts = ReadAdtsHeader(bytes, &header);
+  if (ReadHead(record, &header) == Head::kAdts) {
+    SettleAdts(record.header.record_timestamp_us, header);
+  } else if (undecided_.size() < kFramesToRecognise) {
+    return;
+  } else {
+    SettleRaw();
   }
-  const bool is_whole = is_adts && header.frame_size == record.data.size;
-  if (!summary_->audio.is_known) OnFirstFrame(time_us, is_whole ? &header : nullptr);
+  for (const IndexRecord& earlier : undecided_) Judge(earlier);
+}
+
+void AudioCheck::Finish() {
+  if (summary_->audio.is_known || undecided_.empty()) return;
+  SettleRaw();
+  for (const IndexRecord& record : undecided_) Judge(record);
+}
+
+void AudioCheck::Judge(const IndexRecord& record) {
+  const int64_t time_us = record.header.record_timestamp_us;
   const auto position = static_cast<unsigned long long>(record.data.start_position);
-  if (summary_->audio.is_adts && !is_adts) {
-    summary_->findings.Add(FindingCode::kAudioFrameLength, time_us,
-                           Text("the frame of %u bytes at %llu of .aac has no ADTS header",
-                                record.data.size, position));
-  } else if (is_adts != is_whole) {
-    summary_->findings.Add(FindingCode::kAudioFrameLength, time_us,
-                           Text("the frame at %llu of .aac has %u bytes, its ADTS header says %u",
-                                position, record.data.size, header.frame_size));
-  } else if (summary_->audio.is_adts &&
+  FindingList& findings = summary_->findings;
+  AdtsHeader header;
+  const Head head = ReadHead(record, &header);
+  if (head == Head::kUnreadable) {
+    findings.Add(FindingCode::kFileChanged, time_us,
+                 "the file .aac became shorter while it was read");
+  } else if (head == Head::kOtherLength) {
+    findings.Add(FindingCode::kAudioFrameLength, time_us,
+                 Text("the frame at %llu of .aac has %u bytes, its ADTS header says %u", position,
+                      record.data.size, header.frame_size));
+  } else if (head == Head::kRaw && summary_->audio.is_adts) {
+    findings.Add(
+        FindingCode::kAudioLeftOut, time_us,
+        Text("the frame of %u bytes at %llu of .aac has no ADTS header, unlike others: it is "
+             "left out of the MP4",
+             record.data.size, position));
+  } else if (head == Head::kAdts && !summary_->audio.is_adts) {
+    findings.Add(
+        FindingCode::kAudioLeftOut, time_us,
+        Text("the frame of %u bytes at %llu of .aac has an ADTS header, unlike the first: it "
+             "is left out of the MP4",
+             record.data.size, position));
+  } else if (head == Head::kAdts &&
              (header.raw_data_blocks != 1 || header.sample_rate != first_.sample_rate ||
               header.channel_configuration != first_.channel_configuration)) {
-    summary_->findings.Add(
+    findings.Add(
         FindingCode::kAudioLeftOut, time_us,
         Text("the frame at %llu of .aac has %u Hz, channel configuration %u and %u raw data "
              "blocks: unlike the first, or not 1 block, it is left out of the MP4",

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "host/record/index_walker.h"
 #include "host/record/record_file.h"
@@ -22,12 +23,21 @@ class AudioCheck {
   // For a frame inside the file.
   void OnFrame(const IndexRecord& record);
 
+  // Behind the last frame.
+  void Finish();
+
  private:
-  void OnFirstFrame(int64_t time_us, const AdtsHeader* header);
+  enum class Head { kRaw, kAdts, kOtherLength, kUnreadable };
+
+  Head ReadHead(const IndexRecord& record, AdtsHeader* header);
+  void SettleAdts(int64_t time_us, const AdtsHeader& header);
+  void SettleRaw();
+  void Judge(const IndexRecord& record);
 
   RecordFile* file_;
   RecordSummary* summary_;
   AdtsHeader first_;
+  std::vector<IndexRecord> undecided_;  // The frames so far, until one settles how all are framed.
 };
 
 // Why the audio of the record cannot be kept in an MP4 file; empty when it can, as far as the heads

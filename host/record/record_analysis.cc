@@ -24,6 +24,16 @@ bool IsReachedAndEmpty(const RecordFile& file, const IndexRecord& record) {
   return record.data.size == 0 && file.CanSeekTo(record.data.start_position);
 }
 
+// Whether an audio record stands in the index, up to the first bytes that are no record.
+bool HoldsAudio(RecordFile* index) {
+  IndexWalker walker(index);
+  IndexRecord record;
+  while (walker.Next(&record) == IndexWalker::Step::kRecord) {
+    if (record.header.type == kxrtc::kAudioData) return true;
+  }
+  return false;
+}
+
 class Analysis {
  public:
   Analysis(RecordFiles* files, RecordSummary* summary)
@@ -35,7 +45,7 @@ class Analysis {
         audio_data_(kxrtc::kAudioFileExtension, files->audio.size(), &summary->findings),
         video_(&files->video, summary),
         audio_(&files->audio, summary),
-        replay_(summary) {}
+        replay_(summary, HoldsAudio(&files->index)) {}
 
   void Run() {
     IndexWalker walker(&files_->index);
@@ -54,6 +64,7 @@ class Analysis {
     clock_.Finish();
     video_data_.Finish();
     audio_data_.Finish();
+    audio_.Finish();
     replay_.Finish();
   }
 
@@ -156,6 +167,13 @@ void JudgeOutput(RecordSummary* summary) {
              BytesText(summary->largest_frame).c_str(), BytesText(kMaxFrameBytes).c_str());
   } else {
     replay.refusal = AudioRefusal(*summary);
+  }
+  if (replay.refusal.empty() && !summary->audio.is_known && replay.filler_insertions == 0 &&
+      replay.video_samples > 0 && !summary->has_decodable_key_frame) {
+    summary->findings.Add(
+        FindingCode::kReplayNothing, std::nullopt,
+        "no picture can be decoded and there is no sound: there is nothing to make "
+        "an MP4 of");
   }
   if (!replay.refusal.empty()) {
     summary->findings.Add(FindingCode::kReplayRefused, std::nullopt,

@@ -147,6 +147,7 @@ struct RecordSummary {
   uint64_t switch_count = 0;
   std::map<uint32_t, ChannelTotals> channels;     // By media type.
   std::map<VideoFormat, uint64_t> video_formats;  // Key frames that carried it.
+  bool has_decodable_key_frame = false;           // One whose parameter sets are there.
   AudioFormat audio;
   double audio_interval_us = 0;  // Mean distance of two audio frames, 0 when unknown.
   SessionSummary totals;         // Sums of all sessions; no times.

@@ -24,11 +24,14 @@ inline constexpr int64_t kNoticeableOffsetUs = 100000;
 
 class ReplayModel {
  public:
-  // `summary` is borrowed: the prediction and findings are written.
-  explicit ReplayModel(RecordSummary* summary)
+  // `summary` is borrowed: the prediction and findings are written. `expects_audio`: the index
+  // holds audio records.
+  ReplayModel(RecordSummary* summary, bool expects_audio)
       : summary_(summary),
         prediction_(&summary->replay),
-        timeline_(&summary->replay, &summary->findings) {}
+        timeline_(&summary->replay, &summary->findings),
+        // The writer never shortens a pause of pictures that it encodes.
+        file_timeline_(std::numeric_limits<int64_t>::max(), expects_audio) {}
 
   // The next record. `readable` and `is_key` concern media records.
   void OnRecord(const IndexRecord& record, bool readable, bool is_key);
@@ -73,8 +76,7 @@ class ReplayModel {
   int64_t anchor_us_ = 0;       // Recorder time.
   int64_t audio_clock_us_ = 0;  // Output time.
   int64_t last_video_us_ = 0;   // Output time.
-  // The writer never shortens a pause of pictures that it encodes.
-  FileTimeline file_timeline_{std::numeric_limits<int64_t>::max()};
+  FileTimeline file_timeline_;
   int64_t audio_file_us_ = 0;       // Of the latest audio frame, time in the file.
   int64_t audio_end_us_ = 0;        // Likewise, its end.
   int64_t last_picture_us_ = 0;     // Likewise, of the latest picture.

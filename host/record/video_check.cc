@@ -101,7 +101,9 @@ void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) 
     has_sps_ = true;
     CheckParameterSet(bytes, nal_unit.payload_size, time_us);
   }
-  if (is_key && !(has_sps_ && has_pps_)) {
+  const bool has_sets = has_sps_ && has_pps_;
+  if (is_key && has_sets) summary_->has_decodable_key_frame = true;
+  if (is_key && !has_sets) {
     summary_->findings.Add(
         FindingCode::kVideoNoParameterSets, time_us,
         Text("the key frame at %llu of .264 comes without parameter sets, and none came since the "

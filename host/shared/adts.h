@@ -9,7 +9,11 @@
 namespace kxrtc_host {
 
 inline constexpr uint32_t kAacLowComplexity = 2;  // The usual audio object type.
-inline constexpr uint32_t kAdtsHeaderSize = 7;    // Bytes, without a checksum.
+// A damaged frame may stand at the start; so many in a row that are no AAC are another kind of
+// audio.
+inline constexpr uint32_t kFramesToRecognise = 5;
+
+inline constexpr uint32_t kAdtsHeaderSize = 7;  // Bytes, without a checksum.
 
 struct AdtsHeader {
   uint32_t frame_size = 0;             // Bytes, header included.

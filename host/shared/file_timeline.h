@@ -37,8 +37,10 @@ class TimelineStart {
 // Threads: one at a time.
 class FileTimeline {
  public:
-  // Two pictures are never farther apart than `longest_gap_us`.
-  explicit FileTimeline(int64_t longest_gap_us) : video_clock_(longest_gap_us) {}
+  // Two pictures are never farther apart than `longest_gap_us`. `expects_audio`: frames of audio
+  // are to come, which tells a step of the clock from a pause also in front of them.
+  FileTimeline(int64_t longest_gap_us, bool expects_audio)
+      : video_clock_(longest_gap_us, expects_audio) {}
 
   // Microseconds of the file for a picture pushed for `timestamp_us` of output time; never
   // negative.

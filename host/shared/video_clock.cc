@@ -6,7 +6,7 @@
 namespace kxrtc_host {
 
 int64_t VideoClock::FollowAudio(int64_t time_us) {
-  if (audio_us_ < 0) return time_us;
+  if (audio_us_ == kNoAudio) return time_us;
   const int64_t ahead_us = time_us - audio_us_;
   if (stepped_) {
     stepped_ = ahead_us > kInStepUs;

@@ -19,8 +19,10 @@ class VideoClock {
   // So near to the audio the video is back in step.
   static constexpr int64_t kInStepUs = 100000;
 
-  // Two samples are never farther apart than `longest_gap_us`; what comes later moves with it.
-  explicit VideoClock(int64_t longest_gap_us) : longest_gap_us_(longest_gap_us) {}
+  // Two samples are never farther apart than `longest_gap_us`; what comes later moves with it. With
+  // `expects_audio` samples in front of all audio are held against its start: 0.
+  VideoClock(int64_t longest_gap_us, bool expects_audio)
+      : longest_gap_us_(longest_gap_us), audio_us_(expects_audio ? 0 : kNoAudio) {}
 
   void NoteAudio(int64_t time_us) { audio_us_ = time_us; }
 
@@ -33,9 +35,11 @@ class VideoClock {
  private:
   int64_t FollowAudio(int64_t time_us);
 
+  static constexpr int64_t kNoAudio = -1;
+
   const int64_t longest_gap_us_;
-  int64_t audio_us_ = -1;  // Of the latest frame; -1: none so far.
-  int64_t last_us_ = 0;    // Where the latest sample was placed.
+  int64_t audio_us_;     // Of the latest frame.
+  int64_t last_us_ = 0;  // Where the latest sample was placed.
   bool stepped_ = false;
   uint64_t steps_ = 0;
   uint64_t moved_samples_ = 0;

@@ -37,6 +37,32 @@ TEST_F(CopyTest, AFrameThatIsFramedOtherwiseIsLeftOut) {
               Contains("2 audio frames are empty or framed unlike the first and are left out"));
 }
 
+// Whatever is torn at the start, the frames behind it are kept.
+TEST_F(CopyTest, ATornFirstFrameDoesNotSettleTheFraming) {
+  const std::string whole = WithAdts(SilentAudio());
+  for (const std::string& torn : {std::string(200, '\x7F'), whole.substr(0, 7), whole.substr(0, 3),
+                                  WithAdts(""), std::string()}) {
+    SCOPED_TRACE(torn.size());
+    std::filesystem::remove(path_);
+    ASSERT_TRUE(Start());
+    ASSERT_TRUE(writer_->PushAudioSample(
+        kFrameUs, torn.empty() ? nullptr : reinterpret_cast<const uint8_t*>(torn.data()),
+        static_cast<uint32_t>(torn.size())));
+    for (int i = 2; i <= 10; ++i) ASSERT_TRUE(Audio(i * kFrameUs, whole));
+    EXPECT_EQ(Finished().Track("soun").sizes, std::vector<uint32_t>(9, SilentAudio().size()));
+    EXPECT_THAT(writer_->status().warnings,
+                Contains("1 audio frames are empty or framed unlike the first and are left out"));
+  }
+}
+
+TEST_F(CopyTest, AnAdtsFrameAmongRawOnesIsLeftOut) {
+  ASSERT_TRUE(Start());
+  ASSERT_TRUE(Audio(kFrameUs, SilentAudio()));
+  ASSERT_TRUE(Audio(2 * kFrameUs, WithAdts(SilentAudio())));
+  ASSERT_TRUE(Audio(3 * kFrameUs, SilentAudio()));
+  EXPECT_THAT(Finished().Track("soun").durations, ElementsAre(2048, 1024));
+}
+
 struct RefusedAudioCase {
   const char* name;
   std::string frame;

@@ -225,6 +225,30 @@ TEST_F(CopyTest, VideoFollowsTheAudioWhenTheRecordersClockWasSetForward) {
                           "video samples follow the audio instead"));
 }
 
+TEST_F(CopyTest, VideoFollowsTheAudioThatIsToComeWhenTheClockWasSetForwardBeforeIt) {
+  const std::string unit = TinyVideo(64, 32, 1)[0];
+  options_.bounds = {100, 100, 1000000};
+  ASSERT_TRUE(Start());
+  Attributes();
+  ASSERT_TRUE(Video(10000, unit));
+  ASSERT_TRUE(Video(3600000000, unit));
+  Silence(1, 10);
+  ASSERT_TRUE(Video(3600010000, unit));
+  Silence(11, 20);
+  EXPECT_LT(Finished().Track("vide").EndUs(), 1000000);
+  EXPECT_THAT(writer_->status().warnings,
+              Contains(::testing::HasSubstr("the recorder's clock was set forward by ")));
+}
+
+TEST_F(CopyTest, AnEmptyPictureWithoutAnAddressIsLeftOut) {
+  ASSERT_TRUE(Start());
+  Attributes();
+  ASSERT_TRUE(Video(10000, TinyVideo(64, 32, 1)[0]));
+  ASSERT_TRUE(writer_->PushVideoSample(20000, nullptr, 0));
+  EXPECT_FALSE(writer_->PushVideoSample(30000, nullptr, 1));
+  EXPECT_EQ(Finished().Track("vide").durations.size(), 1u);
+}
+
 TEST_F(CopyTest, WithoutAudioAPauseIsAsLongAsTheFileCanTell) {
   const std::string unit = TinyVideo(64, 32, 1)[0];
   ASSERT_TRUE(Start());

@@ -29,6 +29,18 @@ TEST_F(EncodeTest, AStepOfTheRecordersClockMakesNoHourOfPictures) {
   EXPECT_THAT(writer_->status().warnings, Contains(HasSubstr("clock was set forward by 0:59:59")));
 }
 
+TEST_F(EncodeTest, AnEmptyPictureWithoutAnAddressDoesNotEndTheDecoder) {
+  const std::vector<std::string> units = TinyVideo(64, 32, 2);
+  ASSERT_TRUE(Start());
+  Attributes();
+  ASSERT_TRUE(Video(10000, units[0]));
+  ASSERT_TRUE(writer_->PushVideoSample(20000, nullptr, 0));
+  ASSERT_TRUE(Video(50000, units[1]));
+  Silence(1, 10);
+  EXPECT_FALSE(Finished().Track("vide").durations.empty());
+  EXPECT_EQ(writer_->status().pictures_undecodable, 1u);
+}
+
 TEST_F(EncodeTest, MakesOneUniformTrackAtAConstantRate) {
   const std::vector<std::string> small = TinyVideo(32, 64, 2);
   const std::vector<std::string> large = TinyVideo(128, 64, 2);

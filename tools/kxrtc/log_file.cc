@@ -7,6 +7,8 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
+#include <system_error>
 
 #include "rtc_transcoder/api/rtc_transcoder.h"
 
@@ -42,6 +44,9 @@ LogFile::~LogFile() { Close(); }
 
 bool LogFile::Open(const std::string& path, kx_utility::LoggingSeverity min_severity) {
   Close();
+  // To open a FIFO would wait for a reader.
+  std::error_code unknown;
+  if (std::filesystem::is_fifo(path, unknown)) return false;
   // The threads that start here leave the signals to the main thread.
   sigset_t signals;
   sigset_t before;

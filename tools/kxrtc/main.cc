@@ -87,6 +87,15 @@ int Run(int argc, char** argv) {
   kxrtc_tool::AddH264Command(app, &exit_status);
   AddLogOptions(app, &log_file);
 
+  const std::string first = argc > 1 ? argv[1] : "-";
+  if (first[0] != '-' &&
+      app.get_subcommands([&](CLI::App* command) { return command->get_name() == first; })
+          .empty()) {
+    std::fprintf(stderr,
+                 "kxrtc: there is no subcommand %s\nRun with --help for more information.\n",
+                 first.c_str());
+    return kxrtc_tool::kExitUsage;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -138,8 +138,10 @@ void TranscodeRun::Warn(const std::string& text) {
 }
 
 ExitStatus TranscodeRun::FailDamaged(const std::string& cause) {
+  const bool has_content = !has_outline_ || outline_.sessions > 0;
   return Fail(kExitReplayFailed, "the record in " + folder_ + " is damaged (" + cause +
-                                     "); nothing is written, kxrtc repair makes it whole");
+                                     "); nothing is written" +
+                                     (has_content ? ", kxrtc repair makes it whole" : ""));
 }
 
 ExitStatus TranscodeRun::SettleFailure(const Mp4WriterStatus& status) {

@@ -134,7 +134,7 @@ std::vector<CodeCase> AudioAndClockCases() {
                                       .Audio(42666, AdtsFrame(kAdts48000, 2) + "x")
                                       .Stop(50000));
        }},
-      {"LostAdtsHeader", FindingCode::kAudioFrameLength,
+      {"LostAdtsHeader", FindingCode::kAudioLeftOut,
        [](const TempDir& dir) {
          return AnalyseBuilt(dir, OpenCamera(dir)
                                       .Audio(21333, AdtsFrame(kAdts48000, 2))
@@ -338,6 +338,8 @@ std::vector<CodeCase> ReplayCases() {
       {"Mismatch", FindingCode::kReplayMismatch, AlteredPrediction},
       {"NoFrame", FindingCode::kReplayNothing,
        [](const TempDir& dir) { return AnalyseBuilt(dir, RecordBuilder(dir).Start(0).Stop(1)); }},
+      {"NothingToDecode", FindingCode::kReplayNothing,
+       [](const TempDir& dir) { return AnalyseBuilt(dir, OpenCamera(dir).Stop(50000)); }},
       {"LateSound", FindingCode::kReplayOffset,
        [](const TempDir& dir) {
          // Without sound for 0.9 s the picture at its end runs ahead, and the next one waits.

@@ -116,6 +116,33 @@ TEST(RecordAnalysisTest, CountsFramesUnlikeTheFirst) {
   EXPECT_EQ(findings.count(FindingCode::kReplayRefused), 0u);
 }
 
+TEST(RecordAnalysisTest, TheFirstWholeHeaderSettlesHowAudioIsFramed) {
+  const std::string whole = AdtsFrame(kAdts48000, 2);
+  for (const std::string& torn : {std::string("garbage"), whole.substr(0, 7)}) {
+    const TempDir dir;
+    RecordBuilder builder(dir);
+    builder.Start(0).Audio(21333, torn).Audio(42666, whole).Audio(63999, whole).Stop(70000).Write();
+    const RecordSummary summary = AnalyseRecord(dir.path(), {});
+    EXPECT_TRUE(summary.audio.is_adts);
+    EXPECT_EQ(summary.findings.count(FindingCode::kAudioLeftOut) +
+                  summary.findings.count(FindingCode::kAudioFrameLength),
+              1u);
+    EXPECT_EQ(summary.findings.count(FindingCode::kAudioNotAdts), 0u);
+  }
+}
+
+TEST(RecordAnalysisTest, AnAdtsFrameBehindRawOnesIsLeftOut) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0);
+  for (int i = 1; i <= 5; ++i) builder.Audio(i * 21333, "raw audio");
+  builder.Audio(6 * 21333, AdtsFrame(kAdts48000, 2)).Stop(200000).Write();
+  const RecordSummary summary = AnalyseRecord(dir.path(), {});
+  EXPECT_FALSE(summary.audio.is_adts);
+  EXPECT_EQ(summary.findings.count(FindingCode::kAudioNotAdts), 1u);
+  EXPECT_EQ(summary.findings.count(FindingCode::kAudioLeftOut), 1u);
+}
+
 TEST(RecordAnalysisTest, AFrameThatIsNotInItsFileIsNoneThatIsTooLarge) {
   const TempDir dir;
   RecordBuilder builder(dir);

@@ -140,6 +140,25 @@ TEST(ReplayModelTest, FollowsTheWriterWhenTheClockIsSetForward) {
   EXPECT_LT(replay.largest_offset_us, 50000);
 }
 
+TEST(ReplayModelTest, FollowsTheWriterWhenTheClockIsSetForwardBeforeTheSound) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3);
+  const int64_t hour_us = 3600000000;
+  builder.Delta(hour_us);
+  for (int i = 1; i <= 100; ++i) builder.Audio(hour_us + i * 21333).Delta(hour_us + i * 21333 + 5);
+  const ReplayPrediction replay = Predict(dir, builder.Stop(hour_us + 101 * 21333));
+  EXPECT_NEAR(replay.duration_us, 101 * 64000 / 3, 42000);
+}
+
+TEST(ReplayModelTest, APauseWithoutAnySoundStays) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3).Delta(100000000);
+  const ReplayPrediction replay = Predict(dir, builder.Stop(100000001));
+  EXPECT_GT(replay.duration_us, 100000000);
+}
+
 TEST(ReplayModelTest, ALateFirstPictureIsShownFromTheStartOn) {
   const TempDir dir;
   RecordBuilder builder(dir);

@@ -54,13 +54,13 @@ TEST(TimelineStartTest, ALatePictureOfASecondRunMovesTheSoundToTheStart) {
 }
 
 TEST(FileTimelineTest, StretchesPicturesAndKeepsTheGridOfAudio) {
-  FileTimeline timeline(std::numeric_limits<int64_t>::max());
+  FileTimeline timeline(std::numeric_limits<int64_t>::max(), false);
   EXPECT_EQ(timeline.PlaceAudio(21333), 21333);
   EXPECT_EQ(timeline.PlaceVideo(63999), 64000);
 }
 
 TEST(FileTimelineTest, PicturesAfterAStepOfTheClockFollowTheAudio) {
-  FileTimeline timeline(std::numeric_limits<int64_t>::max());
+  FileTimeline timeline(std::numeric_limits<int64_t>::max(), false);
   timeline.PlaceAudio(21333);
   EXPECT_EQ(timeline.PlaceVideo(3600000000), ExactMicroseconds(21333));
 }
@@ -68,7 +68,7 @@ TEST(FileTimelineTest, PicturesAfterAStepOfTheClockFollowTheAudio) {
 TEST(FileTimelineTest, PicturesOfADamagedRecordStayInRange) {
   for (const int64_t time_us : {std::numeric_limits<int64_t>::min(), -kMaxOutputTimeUs,
                                 kMaxOutputTimeUs, std::numeric_limits<int64_t>::max()}) {
-    FileTimeline timeline(std::numeric_limits<int64_t>::max());
+    FileTimeline timeline(std::numeric_limits<int64_t>::max(), false);
     timeline.PlaceVideo(10000);
     EXPECT_GE(timeline.PlaceVideo(time_us), 0);
     EXPECT_GE(timeline.PlaceAudio(time_us), 0);

@@ -18,7 +18,7 @@ std::vector<std::string> Warnings(const VideoClock& clock) {
 }
 
 TEST(VideoClockTest, LeavesWhatIsInStep) {
-  VideoClock clock(kNoLimit);
+  VideoClock clock(kNoLimit, false);
   EXPECT_EQ(clock.Place(10000), 10000);
   clock.NoteAudio(21333);
   EXPECT_EQ(clock.Place(60 * kSecond), 60 * kSecond);
@@ -27,22 +27,33 @@ TEST(VideoClockTest, LeavesWhatIsInStep) {
 }
 
 TEST(VideoClockTest, AMinuteIsNoStepYet) {
-  VideoClock clock(kNoLimit);
+  VideoClock clock(kNoLimit, false);
   clock.NoteAudio(1000);
   EXPECT_EQ(clock.Place(VideoClock::kStepUs + 1000), VideoClock::kStepUs + 1000);
-  VideoClock late(kNoLimit);
+  VideoClock late(kNoLimit, false);
   late.NoteAudio(1000);
   EXPECT_EQ(late.Place(VideoClock::kStepUs + 1001), 1000);
 }
 
 TEST(VideoClockTest, WithoutAudioNothingIsAStep) {
-  VideoClock clock(kNoLimit);
+  VideoClock clock(kNoLimit, false);
   EXPECT_EQ(clock.Place(3600 * kSecond), 3600 * kSecond);
   EXPECT_THAT(Warnings(clock), IsEmpty());
 }
 
+TEST(VideoClockTest, AStepInFrontOfTheAudioIsHeldAgainstItsStart) {
+  VideoClock clock(kNoLimit, true);
+  EXPECT_EQ(clock.Place(10000), 10000);
+  EXPECT_EQ(clock.Place(50 * kSecond), 50 * kSecond);
+  EXPECT_EQ(clock.Place(3600 * kSecond), 50 * kSecond + 1);
+  VideoClock early(kNoLimit, true);
+  EXPECT_EQ(early.Place(3600 * kSecond), 1);
+  early.NoteAudio(21333);
+  EXPECT_EQ(early.Place(3600 * kSecond + 10000), 21333);
+}
+
 TEST(VideoClockTest, AfterAStepEachSampleFollowsTheAudioUntilItHasCaughtUp) {
-  VideoClock clock(kNoLimit);
+  VideoClock clock(kNoLimit, false);
   clock.NoteAudio(kSecond);
   EXPECT_EQ(clock.Place(100 * kSecond), kSecond);
   EXPECT_EQ(clock.Place(100 * kSecond + 10000), kSecond + 1);
@@ -56,7 +67,7 @@ TEST(VideoClockTest, AfterAStepEachSampleFollowsTheAudioUntilItHasCaughtUp) {
 }
 
 TEST(VideoClockTest, SeveralStepsAreCounted) {
-  VideoClock clock(kNoLimit);
+  VideoClock clock(kNoLimit, false);
   for (int64_t at : {0, 1000, 2000}) {
     clock.NoteAudio(at * kSecond);
     EXPECT_EQ(clock.Place((at + 1) * kSecond), (at + 1) * kSecond);
@@ -70,7 +81,7 @@ TEST(VideoClockTest, SeveralStepsAreCounted) {
 }
 
 TEST(VideoClockTest, APauseThatIsTooLongIsShortened) {
-  VideoClock clock(10 * kSecond);
+  VideoClock clock(10 * kSecond, false);
   EXPECT_EQ(clock.Place(kSecond), kSecond);
   EXPECT_EQ(clock.Place(21 * kSecond), 11 * kSecond);
   EXPECT_EQ(clock.Place(22 * kSecond), 12 * kSecond);

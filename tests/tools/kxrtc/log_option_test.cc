@@ -1,5 +1,6 @@
 // The log of --log-file never takes the place of a file that the subcommand reads or writes.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -89,6 +90,17 @@ INSTANTIATE_TEST_SUITE_P(
         LogCase{"StreamCopy", "h264 RECORDSpeakeRecord.264 --rewrite-vui OUTpage", "OUTout.html",
                 " is given as --rewrite-vui too"}),
     [](const auto& param) { return std::string(param.param.name); });
+
+TEST(LogOptionFolderTest, NeverWaitsForTheReaderOfAFifo) {
+  const TempDir record;
+  kx_testing::TwoSessions(record).Write();
+  const std::string fifo = record.File("fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const ShellResult run =
+      RunKxrtc("verify " + Quoted(record.path()) + " --log-file " + Quoted(fifo));
+  EXPECT_EQ(run.exit_status, 2);
+  EXPECT_THAT(run.errors, HasSubstr("--log-file: cannot write " + fifo));
+}
 
 TEST(LogOptionFolderTest, MayLieInTheFolderOfTheRecord) {
   const TempDir record;

@@ -160,6 +160,19 @@ TEST_F(TranscodeFailuresTest, ARecordWhoseFirstFrameIsMissingIsDamaged) {
   EXPECT_THAT(Left(), IsEmpty());
 }
 
+TEST_F(TranscodeFailuresTest, NoRepairIsPromisedWhereNothingIsWhole) {
+  RecordBuilder(record_).RawIndex(std::string(1000, '\0')).Write();
+  const ShellResult run = Transcode();
+  EXPECT_EQ(run.exit_status, 6);
+  EXPECT_THAT(run.errors, ::testing::EndsWith("); nothing is written\n"));
+}
+
+TEST_F(TranscodeFailuresTest, AnUnknownSubcommandIsNamed) {
+  const ShellResult run = RunKxrtc("transmute record");
+  EXPECT_EQ(run.exit_status, 2);
+  EXPECT_THAT(run.errors, HasSubstr("kxrtc: there is no subcommand transmute\n"));
+}
+
 TEST_F(TranscodeFailuresTest, ARecordWithoutMediaMakesNoFile) {
   RecordBuilder(record_).Start(0).Stop(1).Write();
   const ShellResult run = Transcode();

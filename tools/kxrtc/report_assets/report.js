@@ -267,13 +267,19 @@
       if (x !== lastX) context.fillRect(x, key.top, 1, key.height);
       lastX = x;
     }
-    const mark = (us, color, height) => {
-      if (us < view.start || us > view.start + view.length) return;
+    // Marks that stand closer than a few pixels would hide what is between them: one of them stays.
+    const drawFew = (marks, color, height) => {
+      let lastMark = -10;
       context.fillStyle = color;
-      context.fillRect(Math.round(toX(us, width)) - 1, 18, 2, height);
+      for (const [us] of marks) {
+        const x = Math.round(toX(us, width));
+        if (us < view.start || us > view.start + view.length || x - lastMark < 6) continue;
+        context.fillRect(x - 1, 18, 2, height);
+        lastMark = x;
+      }
     };
-    for (const [us] of timeline.switches) mark(us, colors.text, 52);
-    for (const [us] of timeline.sessions) mark(us, colors.error, 66);
+    drawFew(timeline.switches, colors.text, 52);
+    drawFew(timeline.sessions, colors.error, 66);
   }
 
   function drawRates(context, width) {
