@@ -115,6 +115,8 @@ int64_t ReplayModel::PushVideo(int64_t time_us) {
 // Notes how far a picture is shown behind the sound that was recorded with it, as told by an audio
 // frame.
 void ReplayModel::NoteOffset(const Placed& picture, const Placed& audio) {
+  // So far from all sound it was recorded in front of a step of the clock.
+  if (Distance(picture.time_us, audio.time_us) > VideoClock::kStepUs) return;
   const int64_t ideal_us =
       SaturatedAdd(audio.file_us, SaturatedSubtract(picture.time_us, audio.time_us));
   const int64_t offset_us = SaturatedSubtract(picture.file_us, ideal_us);
