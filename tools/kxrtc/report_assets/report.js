@@ -97,9 +97,18 @@
 
   function fillFindings() {
     const shown = { error: true, warning: true, info: true };
+    const totals = { error: 0, warning: 0, info: 0 };
+    const findings = data.findings.slice();
+    for (const [code, count] of Object.entries(data.finding_counts)) {
+      const listed = data.findings.filter((finding) => finding.code === code);
+      const { severity } = listed[0];
+      totals[severity] += count;
+      if (count === listed.length) continue;
+      findings.push({ code, severity, text: `${count} in all, the first ${listed.length} are listed` });
+    }
     const order = { error: 0, warning: 1, info: 2 };
     const draw = () => {
-      const list = data.findings.filter((finding) => shown[finding.severity]);
+      const list = findings.filter((finding) => shown[finding.severity]);
       list.sort((a, b) => order[a.severity] - order[b.severity]);
       fillTable('findings', [['Severity', ''], ['Code', ''], ['Recorder time', 'number'], ['', 'wide']],
         list.map((finding) => [
@@ -108,7 +117,6 @@
         ]), 'Nothing to report.');
     };
     for (const severity of Object.keys(shown)) {
-      const count = data.findings.filter((finding) => finding.severity === severity).length;
       const label = element('label');
       const box = element('input');
       box.type = 'checkbox';
@@ -117,7 +125,7 @@
         shown[severity] = box.checked;
         draw();
       });
-      label.append(box, ` ${severity} (${count})`);
+      label.append(box, ` ${severity} (${totals[severity]})`);
       byId('filters').append(label);
     }
     draw();
