@@ -2,7 +2,6 @@
 
 #include <json/value.h>
 
-#include <optional>
 
 #include "host/record/index_walker.h"
 #include "host/record/record_documents.h"
@@ -58,7 +57,8 @@ class Listing {
 
   void Add(const IndexRecord& record) {
     const int64_t time_us = record.header.record_timestamp_us;
-    if (!last_time_us_ && time_us >= options_.from_us) ShowHead();
+    if (!has_records_ && time_us >= options_.from_us) ShowHead();
+    has_records_ = true;
     last_time_us_ = time_us;
     if (!IsAskedFor(time_us)) return;
     if (options_.json) return AddJson(RecordElement(record));
@@ -68,15 +68,15 @@ class Listing {
   }
 
   void AddBroken(const BrokenBytes& broken) {
-    if (!last_time_us_) {
+    if (!has_records_) {
       head_ = broken;
-    } else if (IsAskedFor(*last_time_us_)) {
+    } else if (IsAskedFor(last_time_us_)) {
       Show(broken);
     }
   }
 
   void End(bool whole) {
-    if (!last_time_us_ && options_.from_us == DumpOptions().from_us) ShowHead();
+    if (!has_records_ && options_.from_us == DumpOptions().from_us) ShowHead();
     if (!options_.json) return;
     std::fprintf(out_, "\n],\"version\":%d,\"whole\":%s}\n", kDocumentVersion,
                  whole ? "true" : "false");
@@ -88,7 +88,7 @@ class Listing {
   }
 
   void ShowHead() {
-    if (head_) Show(*head_);
+    if (head_.bytes > 0) Show(head_);
   }
 
   void Show(const BrokenBytes& broken) {
@@ -114,8 +114,9 @@ class Listing {
   const DumpOptions& options_;
   std::FILE* out_;
   bool has_elements_ = false;
-  std::optional<int64_t> last_time_us_;  // Of the last record, shown or not.
-  std::optional<BrokenBytes> head_;      // What stands before the first record.
+  bool has_records_ = false;
+  int64_t last_time_us_ = 0;  // Of the last record, shown or not.
+  BrokenBytes head_;          // What stands before the first record; 0 bytes: nothing.
 };
 
 }  // namespace
