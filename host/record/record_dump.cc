@@ -2,7 +2,6 @@
 
 #include <json/value.h>
 
-
 #include "host/record/index_walker.h"
 #include "host/record/record_documents.h"
 #include "host/record/record_file.h"
