@@ -12,6 +12,7 @@ extern "C" {
 #include "host/shared/media_time.h"
 
 namespace kxrtc_host {
+
 AudioTrack::AudioTrack(uint32_t channel_count, Mp4Muxer* muxer, WriterReport* report)
     : muxer_(muxer), report_(report), channel_count_(channel_count) {}
 

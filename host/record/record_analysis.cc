@@ -162,9 +162,8 @@ void JudgeOutput(RecordSummary* summary) {
     replay.failure_time_us.reset();
   }
   if (summary->largest_frame > kMaxFrameBytes) {
-    replay.refusal =
-        Text("a frame of %s; the largest one that is taken has %s",
-             BytesText(summary->largest_frame).c_str(), BytesText(kMaxFrameBytes).c_str());
+    replay.refusal = Text("a frame of %llu bytes; at most %u are taken",
+                          static_cast<unsigned long long>(summary->largest_frame), kMaxFrameBytes);
   } else {
     replay.refusal = AudioRefusal(*summary);
   }

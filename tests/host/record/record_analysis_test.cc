@@ -22,8 +22,9 @@ using kx_testing::KeyFrame640x360;
 using kx_testing::RecordBuilder;
 using kx_testing::TempDir;
 using kx_testing::TwoSessions;
+using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 constexpr uint32_t kVideoRecord = 0xEEDDCC06;
 constexpr uint32_t kAudioRecord = 0xEEDDCC07;
@@ -85,7 +86,7 @@ TEST(RecordAnalysisTest, ForeseesThatAFrameIsTooLarge) {
   builder.DataRecord(kVideoRecord, 3, 0, kMaxFrameBytes + 1).Stop(4).Write();
   std::filesystem::resize_file(dir.File("SpeakeRecord.264"), kMaxFrameBytes + 1);
   const RecordSummary summary = AnalyseRecord(dir.path(), {});
-  EXPECT_THAT(summary.replay.refusal, HasSubstr("a frame of 67.1 MB"));
+  EXPECT_EQ(summary.replay.refusal, "a frame of 67108865 bytes; at most 67108864 are taken");
   EXPECT_EQ(summary.findings.Verdict(), Severity::kError);
 }
 
@@ -103,6 +104,56 @@ TEST(RecordAnalysisTest, ForeseesThatTheReplayDoesNotStart) {
   TwoSessions(dir).Write();
   kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), "{");
   EXPECT_EQ(AnalyseRecord(dir.path(), {}).replay.failure, "the descriptor is not valid");
+}
+
+// All texts of the findings with that code.
+std::vector<std::string> TextsOf(const RecordSummary& summary, FindingCode code) {
+  std::vector<std::string> texts;
+  for (const Finding& finding : summary.findings.Sorted()) {
+    if (finding.code == code) texts.push_back(finding.text);
+  }
+  return texts;
+}
+
+TEST(RecordAnalysisTest, TellsWhyAudioFramesAreLeftOut) {
+  const TempDir adts_dir;
+  RecordBuilder adts(adts_dir);
+  const std::string whole = AdtsFrame(kAdts48000, 2);
+  adts.Start(0).Audio(21333, whole).Audio(42666, AdtsFrame(kAdts44100, 1)).Audio(63999, "raw");
+  adts.Audio(85332, whole + "x").Stop(100000).Write();
+  const RecordSummary summary = AnalyseRecord(adts_dir.path(), {});
+  EXPECT_THAT(
+      TextsOf(summary, FindingCode::kAudioLeftOut),
+      ElementsAre("the frame at 9 of .aac has 44100 Hz, channel configuration 1 and 1 raw "
+                  "data blocks: unlike the first, or not 1 block, it is left out of the MP4",
+                  "the frame of 3 bytes at 18 of .aac has no ADTS header, unlike others: it "
+                  "is left out of the MP4"));
+  EXPECT_THAT(TextsOf(summary, FindingCode::kAudioFrameLength),
+              ElementsAre("the frame at 21 of .aac has 10 bytes, its ADTS header says 9"));
+
+  const TempDir raw_dir;
+  RecordBuilder raw(raw_dir);
+  raw.Start(0);
+  for (int i = 1; i <= 5; ++i) raw.Audio(i * 21333, "raw");
+  raw.Audio(6 * 21333, whole).Stop(200000).Write();
+  EXPECT_THAT(
+      TextsOf(AnalyseRecord(raw_dir.path(), {}), FindingCode::kAudioLeftOut),
+      ElementsAre("the frame of 9 bytes at 15 of .aac has an ADTS header, unlike the first: "
+                  "it is left out of the MP4"));
+}
+
+TEST(RecordAnalysisTest, TellsWhyPicturesCannotBeDecoded) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3).Stop(50000).Write();
+  const RecordSummary summary = AnalyseRecord(dir.path(), {});
+  EXPECT_THAT(TextsOf(summary, FindingCode::kVideoNoParameterSets),
+              ElementsAre("the key frame at 0 of .264 comes without parameter sets, and none came "
+                          "since the attributes record or the icon"));
+  EXPECT_THAT(
+      TextsOf(summary, FindingCode::kReplayNothing),
+      ElementsAre("no picture can be decoded and there is no sound: there is nothing to make "
+                  "an MP4 of"));
 }
 
 TEST(RecordAnalysisTest, CountsFramesUnlikeTheFirst) {
@@ -170,7 +221,12 @@ TEST(RecordAnalysisTest, ADescriptorPaddedBeyondItsSessionsIsStillTaken) {
   kx_testing::WriteFile(dir.File("SpeakeRecord.desc"),
                         builder.Descriptor() + std::string(70000, ' '));
   const RecordSummary summary = AnalyseRecord(dir.path(), {});
-  EXPECT_EQ(summary.findings.count(FindingCode::kDescriptorTooLarge), 1u);
+  EXPECT_THAT(TextsOf(summary, FindingCode::kDescriptorTooLarge),
+              ElementsAre(EndsWith(
+                  " bytes are too many for the sessions of this record; they are not looked at")));
+  EXPECT_THAT(TextsOf(summary, FindingCode::kReplaySkipped),
+              ElementsAre("the replay was not run, what follows is predicted only: the descriptor "
+                          "is too large"));
   EXPECT_EQ(summary.findings.Verdict(), Severity::kWarning);
   EXPECT_TRUE(summary.replay.completes);
 }
@@ -180,7 +236,8 @@ TEST(RecordAnalysisTest, ADescriptorBeyondTheLibrarysLimitIsAnError) {
   TwoSessions(dir).Write();
   std::filesystem::resize_file(dir.File("SpeakeRecord.desc"), kxrtc::kMaxDescriptorSize + 1);
   const RecordSummary summary = AnalyseRecord(dir.path(), {});
-  EXPECT_EQ(summary.findings.count(FindingCode::kDescriptorUnparsable), 1u);
+  EXPECT_THAT(TextsOf(summary, FindingCode::kDescriptorUnparsable),
+              ElementsAre("the descriptor has 16777217 bytes; at most 16777216 are read"));
   EXPECT_FALSE(summary.replay.completes);
 }
 

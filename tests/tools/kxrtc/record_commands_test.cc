@@ -194,7 +194,8 @@ TEST(RecordCommandsTest, RepairTakesOnlyChannelCountsOfAac) {
        {"0", "7", "9", "99", "4294967295", "4294967297", "-1", "2.5", "two", "''"}) {
     const ShellResult result = Kxrtc(arguments + " --channels " + count);
     EXPECT_EQ(result.exit_status, 2) << count;
-    EXPECT_THAT(result.errors, HasSubstr("--channels")) << count;
+    EXPECT_THAT(result.errors, HasSubstr("--channels: ")) << count;
+    EXPECT_THAT(result.errors, HasSubstr(" is no number of channels that AAC can have\n")) << count;
   }
   EXPECT_FALSE(std::filesystem::exists(target.File("new")));
   EXPECT_EQ(Kxrtc(arguments + " --channels 8").exit_status, 0);
