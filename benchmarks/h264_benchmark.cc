@@ -46,7 +46,7 @@ Bytes WithoutKeyFrames() {
   Bytes bytes = Stream720p();
   for (const H264::NaluIndex& index : H264::FindNaluIndices(bytes.data(), Length(bytes))) {
     uint8_t& header = bytes[index.payload_start_offset];
-    if ((header & 31) == H264::kNaluTypeIdr) header = 0x61;
+    if (H264::ParseNaluType(header) == H264::kNaluTypeIdr) header = 0x61;
   }
   return bytes;
 }

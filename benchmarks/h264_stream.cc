@@ -52,7 +52,8 @@ Bytes FirstPayload(uint8_t type) {
   for (const kxrtc::H264::NaluIndex& index :
        kxrtc::H264::FindNaluIndices(stream.data(), static_cast<uint32_t>(stream.size()))) {
     const auto header = stream.begin() + index.payload_start_offset;
-    if ((*header & 31) == type) return Bytes(header + 1, header + index.payload_size);
+    if (kxrtc::H264::ParseNaluType(*header) == type)
+      return Bytes(header + 1, header + index.payload_size);
   }
   return Bytes();
 }

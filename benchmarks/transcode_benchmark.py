@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Times `kxrtc transcode` beside its peers doing the same work: medians, interleaved runs.
+"""Times `kxrtc transcode` and its peers at the same work: medians of interleaved runs.
 
 usage: transcode_benchmark.py copy|encode|memory KXRTC RECORD_DIR [--runs N] [--preset P]
 
@@ -15,9 +15,13 @@ and without waiting for the disk, since its peers never wait.
 import argparse
 import os
 import statistics
+import sys
 import tempfile
 import time
 from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests" / "testing"))
+import speaker_record  # noqa: E402  Needs the path above.
 
 
 def timed(command, output):
@@ -34,7 +38,7 @@ def timed(command, output):
 
 
 def commands(mode, kxrtc, record, output, preset):
-    video, audio = f"{record}/SpeakeRecord.264", f"{record}/SpeakeRecord.aac"
+    video, audio = (f"{record}/{speaker_record.FILES[kind]}" for kind in ("video", "audio"))
     ours = f"exec {kxrtc} transcode --quiet {record} {output}"
     inputs = f"exec ffmpeg -nostdin -v error -r 30 -i {video} -i {audio}"
     if mode == "copy":

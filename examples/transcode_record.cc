@@ -6,8 +6,9 @@
 #include <future>
 #include <string>
 
-#include "host/ffmpeg_log.h"
-#include "host/media_component_factory_imp.h"
+#include "host/ffmpeg/ffmpeg_log.h"
+#include "host/mp4/media_component_factory_imp.h"
+#include "host/mp4/record_bounds.h"
 #include "rtc_transcoder/api/rtc_transcoder.h"
 
 namespace {
@@ -47,17 +48,17 @@ int main(int argc, char** argv) {
 
   kxrtc_host::SendFFmpegLogToLibraryLog();
   kxrtc_host::Mp4SinkWriterOptions options;  // Encodes; see its header for the other choices.
+  options.bounds = kxrtc_host::BoundsOfRecord(folder, options.video_mode);
   kxrtc_host::MediaComponentFactoryImp factory(options);
   Observer observer;
 
   void* created = nullptr;
   CreateSpeakerRecordTranscoder(&created);
   auto* transcoder = static_cast<kxrtc::SpeakerRecordTranscoder*>(created);
-  int32_t error_code = kxrtc::kTranscodeErrorStartWriter;
-  if (transcoder->StartTranscoding(folder.c_str(), argv[2], &observer, &factory)) {
-    error_code = observer.WaitForEnd();
-    if (error_code != 0) factory.Discard();
-  }
+  // On false the observer was told why.
+  (void)transcoder->StartTranscoding(folder.c_str(), argv[2], &observer, &factory);
+  const int32_t error_code = observer.WaitForEnd();
+  if (error_code != 0) factory.Discard();
   transcoder->StopTranscoding();  // Finishes the file, or removes it.
   ReleaseSpeakerRecordTranscoder(transcoder);
 
@@ -69,6 +70,6 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "error %d %s\n", error_code, status.failure_text.c_str());
     return 1;
   }
-  std::printf("%s: %s\n", argv[2], kxrtc_host::TimeText(status.duration_us).c_str());
+  std::printf("%s: %.3f s\n", argv[2], static_cast<double>(status.duration_us) / 1e6);
   return 0;
 }

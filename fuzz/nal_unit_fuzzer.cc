@@ -50,7 +50,7 @@ void CheckScanners(const uint8_t* data, uint32_t size) {
     Check(found[n].payload_start_offset == at + 3, "the header byte follows the start code");
     Check(found[n].payload_size == end - (at + 3), "a NAL unit ends with the next start code");
     const int type = data[at + 3] & 31;
-    is_key |= type == 5;
+    is_key |= type == kxrtc::H264::kNaluTypeIdr;
     is_valid &= (type >= 1 && type <= 15) || (type >= 19 && type <= 21);
   }
   Check(H264::IsKeyFrame(data, size) == is_key, "an IDR slice makes a key frame");

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Keeps a little of what long fuzz runs have learned.
+"""Keeps the most useful inputs that long fuzz runs found.
 
 usage: fuzz/pick_learned.py [TARGET...]     (all targets; after scripts/fuzz.sh)
 

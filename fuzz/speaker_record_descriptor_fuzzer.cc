@@ -1,9 +1,8 @@
 // The input is a descriptor. Whatever it holds: nothing is thrown; a refused one answers nothing;
 // an accepted one has as many sessions as it says, and read again from what a writer's keys make of
 // it it gives the same values.
-#include <json/json.h>
-
 #include <string>
+#include <vector>
 
 #include "fuzz/fuzz_folder.h"
 #include "fuzz/fuzz_input.h"
@@ -20,21 +19,16 @@ namespace {
 std::string Rendered(const SpeakerRecordDescReader& reader) {
   SpeakerRecordOverall overall;
   Check(reader.GetSpeakerRecordOverall(&overall), "an accepted document has its counts");
-  Json::Value root;
-  kxrtc::SpeakerRecordOverallToJson(overall, &root["speaker_record_overall"]);
-  Json::Value sessions;
+  std::vector<SpeakerRecordSession> sessions;
   for (uint32_t i = 0; i < overall.record_session_count; ++i) {
     SpeakerRecordSession session;
     Check(reader.GetSpeakerRecordSession(i, &session), "each session is there");
-    Json::Value element;
-    kxrtc::SpeakerRecordSessionToJson(session, &element);
-    sessions.append(element);
+    sessions.push_back(session);
   }
   SpeakerRecordSession beyond;
   Check(!reader.GetSpeakerRecordSession(overall.record_session_count, &beyond),
         "there are no more sessions than the count");
-  root["speaker_record_session"] = sessions;
-  return root.toStyledString();
+  return kxrtc::RenderSpeakerRecordDesc(overall, sessions);
 }
 
 }  // namespace

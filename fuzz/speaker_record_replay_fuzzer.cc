@@ -9,15 +9,12 @@
 
 #include "fuzz/fuzz_folder.h"
 #include "fuzz/fuzz_input.h"
+#include "kxrtc/recording/speaker_record_descriptor_document.h"
 #include "kxrtc/recording/speaker_record_transcoder_imp.h"
 
 using kx_fuzz::Check;
 
 namespace {
-
-constexpr char kDescriptor[] =
-    R"({"speaker_record_overall":{"record_session_count":0,"contain_video":0,"contain_desktop":0,)"
-    R"("audio_channel_count":2},"speaker_record_session":null})";
 
 class CheckingWriter final : public kxrtc::Mp4SinkWriter {
  public:
@@ -110,7 +107,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   folder.Write("SpeakeRecord.index", input.Bytes(index_size));
   folder.Write("SpeakeRecord.264", input.Bytes(video_size));
   folder.Write("SpeakeRecord.aac", input.Bytes(input.size()));
-  folder.Write("SpeakeRecord.desc", kDescriptor);
+  folder.Write("SpeakeRecord.desc", kxrtc::RenderSpeakerRecordDesc({0, 0, 0, 2}, {}));
 
   Factory factory;
   Observer observer;

@@ -9,7 +9,7 @@
 namespace kx_utility {
 namespace {
 
-constexpr uint32_t kMaxGolombSuffix = 32;  // The 1 of a code and the bits behind it.
+constexpr uint32_t kMaxGolombSuffix = 32;  // The 1 of a code and the bits after it.
 
 }  // namespace
 
@@ -100,7 +100,7 @@ bool BitBuffer::ReadLongExponentialGolomb(uint32_t* val) {
   const uint32_t start_bit = bit_offset_;
   uint32_t bit_count = 1;  // The leading zeros and one more.
   uint32_t bit = 0;
-  // One zero too many decides, however many follow: the time does not depend on the data's length.
+  // One zero too many decides, so the time does not depend on the length of the data.
   while (bit_count <= kMaxGolombSuffix && PeekBits(&bit, 1) && bit == 0) {
     Advance(1);
     ++bit_count;

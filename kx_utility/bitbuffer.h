@@ -31,11 +31,11 @@ namespace kx_utility {
 // The number of significant bits: 0 for 0, 64 with the top bit set.
 [[nodiscard]] KX_EXPORT uint32_t CountBits(uint64_t value);
 
-// Reads. Every operation that answers false, also because of a null pointer, leaves the position
-// and the result untouched.
+// Reads. Every operation that returns false, also because of a null pointer, leaves the position
+// and the result unchanged.
 class KX_EXPORT BitBuffer {
  public:
-  // Stands on the first bit. `bytes` stays the caller's and outlives the object.
+  // Starts at the first bit. `bytes` is borrowed and must outlive the object.
   BitBuffer(const uint8_t* bytes, uint32_t byte_count);
 
   [[nodiscard]] uint64_t RemainingBitCount() const {
@@ -45,7 +45,7 @@ class KX_EXPORT BitBuffer {
   // The next `bit_count` bits, 0 to 32, as a number; the position stays.
   [[nodiscard]] bool PeekBits(uint32_t* val, uint32_t bit_count);
 
-  // The same, and moves behind them.
+  // The same, and moves past them.
   [[nodiscard]] bool ReadBits(uint32_t* val, uint32_t bit_count);
 
   // Reads 8, 16 or 32 bits at any bit position.
@@ -80,10 +80,10 @@ class KX_EXPORT BitBuffer {
   const uint8_t* const bytes_;
   const uint32_t byte_count_;
   uint32_t byte_offset_ = 0;
-  uint32_t bit_offset_ = 0;  // Bits of the current byte behind the position, 0 to 7.
+  uint32_t bit_offset_ = 0;  // Bits of the current byte before the position, 0 to 7.
 
  private:
-  // The next bits left-aligned: at least 57 of them, or all that remain with zeros behind.
+  // The next bits left-aligned: at least 57 of them, or all that remain, followed by zeros.
   uint64_t Window() const {
     if (byte_count_ - byte_offset_ < 8) return WindowAtTheEnd();
     uint64_t window = 0;
@@ -116,7 +116,7 @@ inline bool BitBuffer::ConsumeBits(uint32_t bit_count) {
 
 inline bool BitBuffer::ReadExponentialGolomb(uint32_t* val) {
   if (val == nullptr) return false;
-  // The code lies in one window unless it is very long, or the data ends.
+  // The code fits in one window unless it is very long, or the data ends.
   const uint64_t window = Window();
   if (window != 0) {
     const uint32_t length = 2 * static_cast<uint32_t>(__builtin_clzll(window)) + 1;
@@ -129,11 +129,11 @@ inline bool BitBuffer::ReadExponentialGolomb(uint32_t* val) {
   return ReadLongExponentialGolomb(val);
 }
 
-// Writes. Bits beside the written ones keep their values. Every operation that answers false writes
-// nothing and leaves the position.
+// Writes. Other bits keep their values. Every operation that returns false writes nothing and
+// leaves the position.
 class KX_EXPORT BitBufferWriter : public BitBuffer {
  public:
-  // Stands on the first bit. `bytes` stays the caller's and outlives the object.
+  // Starts at the first bit. `bytes` is borrowed and must outlive the object.
   BitBufferWriter(uint8_t* bytes, uint32_t byte_count);
 
   // The low `bit_count` bits of `val`, 0 to 64 of them.

@@ -143,7 +143,6 @@ void ByteBufferReader::Construct(const char* bytes, uint32_t length) {
   bytes_ = bytes;
   size_ = bytes == nullptr ? 0 : length;
   start_ = 0;
-  end_ = size_;
 }
 
 template <typename T>

@@ -14,11 +14,11 @@ namespace kx_utility {
 struct ByteBuffer {
   enum ByteOrder : uint32_t {
     ORDER_NETWORK = 0,  // The most significant byte first.
-    ORDER_HOST = 1,     // As the integer lies in memory.
+    ORDER_HOST = 1,     // As the integer is in memory.
   };
 };
 
-// Appends to storage of its own, which grows by half or by what is needed. A write that would make
+// Appends to its own storage, which grows by half or by what is needed. A write that would make
 // the length exceed 32 bits logs LS_ERROR "data is too big" and writes nothing. Running out of
 // memory throws std::bad_alloc.
 class KX_EXPORT ByteBufferWriter {
@@ -33,7 +33,7 @@ class KX_EXPORT ByteBufferWriter {
   ByteBufferWriter& operator=(const ByteBufferWriter&) = delete;
   ~ByteBufferWriter() = default;
 
-  // Drops what was written and starts over as the constructors do; the order stays.
+  // Drops the content and starts again like the constructors; the byte order stays.
   void Construct(const char* bytes, uint32_t length);
 
   void WriteUInt8(uint8_t value);
@@ -43,9 +43,9 @@ class KX_EXPORT ByteBufferWriter {
   void WriteUInt64(uint64_t value);
   // 7 bits a byte, the least significant first, all bytes but the last with the top bit set.
   void WriteUVarint(uint64_t value);
-  // `bytes` does not lie in this writer; null writes nothing.
+  // `bytes` must not be inside this writer; null writes nothing.
   void WriteBytes(const char* bytes, uint32_t length);
-  // The bytes alone: no length before and no terminator behind them.
+  // Only the bytes: no length before and no terminator after them.
   void WriteString(const std::string& text);
 
   // Counts `length` more bytes as written and returns the first of them for the caller to fill;
@@ -107,7 +107,7 @@ class KX_EXPORT ByteBufferReader {
 
   // The next byte to read, of remaining() ones.
   const char* data() const { return bytes_ + start_; }
-  uint32_t remaining() const { return end_ - start_; }
+  uint32_t remaining() const { return size_ - start_; }
   // The length given at construction.
   uint32_t size() const { return size_; }
   ByteBuffer::ByteOrder byte_order() const { return byte_order_; }
@@ -120,7 +120,6 @@ class KX_EXPORT ByteBufferReader {
   const char* bytes_ = nullptr;
   uint32_t size_ = 0;
   uint32_t start_ = 0;
-  uint32_t end_ = 0;
 };
 
 }  // namespace kx_utility

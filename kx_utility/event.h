@@ -28,8 +28,8 @@ class KX_EXPORT Event {
   bool signaled_;
 };
 
-// A bare condition: it has no state, so a notification that nobody waits for is lost, and a wait
-// may end without one. Only for where that is harmless. Threads: any.
+// A condition without state: a notification without a waiting thread is lost, and a wait may end
+// without a notification. Use it only where that is harmless. Threads: any.
 class KX_EXPORT LightEvent {
  public:
   // Waits once, for at most `ms` milliseconds, and sets `timed_out` to whether the time ran out.

@@ -6,12 +6,14 @@
 #ifndef KX_UTILITY_FAILURE_LOG_H_
 #define KX_UTILITY_FAILURE_LOG_H_
 
+#include <new>
+
 #include "kx_utility/export.h"
 #include "kx_utility/logging.h"
 
 namespace kx_utility {
 
-// Where a statement stands. In a lambda the function is "operator()": a queued lambda therefore
+// The place of a log statement. In a lambda the function is "operator()": a queued lambda therefore
 // calls a named member, and the member logs.
 struct CallSite {
   const char* file;
@@ -29,6 +31,20 @@ KX_EXPORT bool FailedIn(const char* step, CallSite site = Here());
 
 // Logs LS_ERROR `text`; always false.
 KX_EXPORT bool Failed(const char* text, CallSite site = Here());
+
+// Logged when an operation was given up because there was no memory for it.
+inline constexpr char kOutOfMemory[] = "out of memory";
+
+// Runs `step`, which returns bool. If it throws because memory ran out, logs that and returns
+// false.
+template <typename Step>
+bool Succeeds(const Step& step, CallSite site = Here()) {
+  try {
+    return step();
+  } catch (const std::bad_alloc&) {
+    return Failed(kOutOfMemory, site);
+  }
+}
 
 // Formats into a 1024-byte buffer with GenerateDebugLogString and logs the text.
 KX_EXPORT void LogFormatted(LoggingSeverity severity, CallSite site, const char* format, ...)

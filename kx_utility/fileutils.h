@@ -49,7 +49,7 @@ KX_EXPORT bool CreateDir(const std::string& path);
 KX_EXPORT bool RemoveDir(const std::string& path);
 KX_EXPORT bool RemoveFileA(const std::string& path);
 
-// Makes an empty file of a unique name that begins with `prefix` in `dir` and returns its path.
+// Makes an empty file in `dir` with a unique name that starts with `prefix`. Returns its path.
 // Stops the process when that is impossible.
 [[nodiscard]] KX_EXPORT std::string TempFilename(const std::string& dir, const std::string& prefix);
 
@@ -60,8 +60,8 @@ KX_EXPORT bool RemoveFileA(const std::string& path);
 // Bytes of a regular file; 0 for anything else.
 [[nodiscard]] KX_EXPORT size_t GetFileSize(const std::string& path);
 
-// Bytes of the file system that holds `path`: all, free, and free for ordinary users. On false the
-// outputs are untouched.
+// Bytes of the file system that contains `path`: all, free, and free for ordinary users. On false
+// the outputs are untouched.
 [[nodiscard]] KX_EXPORT bool SpaceInfo(const std::string& path, uint64_t* capacity, uint64_t* free,
                                        uint64_t* available);
 

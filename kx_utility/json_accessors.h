@@ -1,5 +1,5 @@
 // Tolerant conversions between jsoncpp values and plain values.
-// Threads: any; the values must not change meanwhile. Nothing is thrown.
+// Threads: any; the values must not change during a call. Nothing is thrown.
 #ifndef KX_UTILITY_JSON_ACCESSORS_H_
 #define KX_UTILITY_JSON_ACCESSORS_H_
 

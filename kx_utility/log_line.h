@@ -1,4 +1,4 @@
-// The line that a log file holds for one statement.
+// The line of a log file for one statement.
 // Threads: any.
 #ifndef KX_UTILITY_LOG_LINE_H_
 #define KX_UTILITY_LOG_LINE_H_

@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cstring>
-#include <system_error>
+#include <exception>
+#include <new>
 
 #include "kx_utility/log_line.h"
 
@@ -13,16 +15,26 @@ namespace {
 constexpr uint32_t kQueueCapacity = 65536;
 constexpr size_t kStreamBufferSize = 64 * 1024;
 constexpr size_t kMaxKeptCapacity = 1024;
+constexpr size_t kFirstFormatBufferSize = kLogLineOverhead + kMaxKeptCapacity;
 constexpr int64_t kFlushIntervalMs = 1000;
 constexpr uint32_t kMessagesPerClockReading = 64;
+
+// Copies `text`; without memory for all of it, as much as the copy has room for.
+void AssignOrCut(const char* text, size_t size, std::string* copy) noexcept {
+  try {
+    copy->assign(text, size);
+  } catch (const std::bad_alloc&) {
+    copy->assign(text, std::min(size, copy->capacity()));
+  }
+}
 
 // Truncates or creates the file. Null when it cannot be opened.
 std::FILE* OpenLogFile(const char* path) {
   if (path == nullptr) return nullptr;
   std::FILE* file = std::fopen(path, "wb");
   if (file == nullptr) return nullptr;
-  // Writes go to the end that the file has then, whoever truncates it meanwhile. A file that does
-  // not know this mode is written as it is.
+  // Writes go to the current end of the file, even if another program truncates it. A file that
+  // does not support this mode is written as it is.
   const int descriptor = fileno(file);
   const int flags = fcntl(descriptor, F_GETFL);
   if (flags != -1) (void)fcntl(descriptor, F_SETFL, flags | O_APPEND);
@@ -43,17 +55,16 @@ bool LogSinkImp::Initialize(const char* path, LoggingSeverity min_severity) {
   clock_.Restart();
   min_severity_.store(min_severity, std::memory_order_relaxed);
   try {
+    format_buffer_.resize(std::max(format_buffer_.size(), kFirstFormatBufferSize));
     worker_.Start(this);
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {  // The system has no memory or no thread.
     Finalize();
     return false;
   }
-  initialized_.store(true, std::memory_order_release);
   return true;
 }
 
 bool LogSinkImp::Finalize() {
-  initialized_.store(false, std::memory_order_release);
   FlushQueue();
   worker_.Stop();
   clock_.Stop();
@@ -65,14 +76,18 @@ bool LogSinkImp::Finalize() {
 
 void LogSinkImp::OnLogMessage(const char* message, LoggingSeverity severity) {
   if (min_severity_.load(std::memory_order_relaxed) > severity) return;
-  // Queueing swaps it with what the cell held, so that the copy mostly finds memory to reuse.
-  thread_local AsyncMsg msg;
-  msg.severity = severity;
-  msg.time_s = clock_.TimeInSecondsDouble();
-  msg.thread_id = Thread::CurrentThreadId();
-  msg.message = message;
-  msg.sequence_number = next_sequence_number_.fetch_add(1, std::memory_order_relaxed);
-  while (!queue_.enqueue(std::move(msg))) {
+  const double time_s = clock_.TimeInSecondsDouble();
+  const size_t size = std::strlen(message);
+  // Copied straight into the cell, which mostly has memory to reuse: this thread keeps nothing that
+  // its end, or the program's, could destroy before the last statement. The number is taken when
+  // there is room, so that a statement that finds none leaves no gap.
+  const auto fill = [&](AsyncMsg& msg) noexcept {
+    msg.time_s = time_s;
+    msg.thread_id = Thread::CurrentThreadId();
+    AssignOrCut(message, size, &msg.message);
+    msg.sequence_number = next_sequence_number_.fetch_add(1, std::memory_order_relaxed);
+  };
+  while (!queue_.enqueue_with(fill)) {
     if (!worker_.IsRunning()) return;  // Nobody makes room.
     Thread::TryYield();
   }
@@ -81,7 +96,7 @@ void LogSinkImp::OnLogMessage(const char* message, LoggingSeverity severity) {
 void LogSinkImp::SetDumpScopeLog(bool /*enable*/) {}
 
 void LogSinkImp::FlushQueue() {
-  while (queue_.size() != 0 && worker_.IsRunning()) Thread::Sleep(1);
+  while (queue_.backlog() != 0 && worker_.IsRunning()) Thread::Sleep(1);
 }
 
 void LogSinkImp::Run(Thread* /*thread*/) {
@@ -112,11 +127,17 @@ bool LogSinkImp::ProcessNextMsg() {
 }
 
 void LogSinkImp::WriteLine(const AsyncMsg& msg) {
-  const size_t needed = msg.message.size() + kLogLineOverhead;
-  if (format_buffer_.size() < needed) format_buffer_.resize(needed);
+  size_t size = msg.message.size();
+  try {
+    const size_t needed = size + kLogLineOverhead;
+    if (format_buffer_.size() < needed) format_buffer_.resize(needed);
+  } catch (const std::bad_alloc&) {
+    size = format_buffer_.size() - kLogLineOverhead;
+  }
   const size_t length = FormatLogLine(format_buffer_.data(), msg.sequence_number, msg.time_s,
-                                      msg.thread_id, msg.message.data(), msg.message.size());
-  (void)fwrite_unlocked(format_buffer_.data(), 1, length, file_);  // No other thread writes.
+                                      msg.thread_id, msg.message.data(), size);
+  // Locks the stream: other code of the process may flush all streams.
+  (void)std::fwrite(format_buffer_.data(), 1, length, file_);
 }
 
 }  // namespace kx_utility

@@ -1,4 +1,4 @@
-// A log sink that writes statements to a file from a thread of its own, so that a thread that logs
+// A log sink that writes statements to a file from its own thread, so that a thread that logs
 // never waits for the disk.
 //
 //   LogSinkImp sink;
@@ -12,24 +12,30 @@
 // 9 decimals, tab, "[" thread id "] ", the statement with every newline turned into a space, tab,
 // newline. Numbers count accepted statements across all files of the sink, the first is 1.
 //
-// Threads: OnLogMessage() from any number of threads at once, beside everything else but
+// Threads: OnLogMessage() from any number of threads at once, in parallel with everything except
 // construction and destruction. Initialize(), Finalize() and FlushQueue() belong to one control
 // thread. A sink that is destroyed while it is registered, or while a thread is still inside
-// OnLogMessage(), cannot be made safe: detach it with AddLogSink(nullptr), let the statements that
-// other threads have begun end, then destroy it. A statement that was begun before the sink was
-// detached may still arrive afterwards, also behind Finalize(); that is harmless.
+// OnLogMessage(), cannot be made safe: detach it with AddLogSink(nullptr), wait until
+// the running statements of other threads have ended, then destroy it. A statement that started
+// before the sink was detached may still arrive later, even after Finalize(); that is harmless.
 //
 // No worker, no file: statements that arrive before Initialize(), after Finalize() or after an
 // Initialize() that failed stay queued for the next Initialize() that succeeds, which writes them
-// to its file. Nothing waits for a worker that does not run: Finalize() and FlushQueue() return at
-// once and leave them queued, and OnLogMessage() drops its statement when the queue is full. The
-// statement has a number by then, so that the gap in the file tells the loss.
+// to its file. Without a worker nothing waits: Finalize() and FlushQueue() return at once and
+// leave them queued. When the queue is full, OnLogMessage() drops its statement: the oldest 65,536
+// are kept, and later statements are lost and take no number.
 //
-// The file: a disk that is full loses what does not fit, silently, and writing goes on when there
-// is room again; the line at that place may be cut. Bytes go to the end that the file has at that
-// moment, so a file that is truncated while it is written (logrotate's copytruncate) starts over
-// without a hole; what was copied but not truncated, or truncated but not copied, is the
-// rotation's affair. A file that is renamed or removed is written on until the next Initialize().
+// Nothing is stored per thread, so statements from destructors of thread-local and static objects
+// work too while the sink exists.
+//
+// Memory: without memory for the copy of a statement, or for its line, the text is cut. No
+// statement is lost by that.
+//
+// The file: when the disk is full, what does not fit is lost without a message. Writing goes on
+// when there is room again; the line at that place may be cut. Bytes go to the current end of the
+// file, so a file that is truncated while it is written (logrotate's copytruncate) starts over
+// without a hole; what the rotation loses between copy and truncation is
+// not handled here. A file that is renamed or removed is still written until the next Initialize().
 #ifndef KX_UTILITY_LOG_SINK_IMP_H_
 #define KX_UTILITY_LOG_SINK_IMP_H_
 
@@ -57,7 +63,7 @@ class KX_EXPORT LogSinkImp : public LogSink, private Runnable {
 
   // Finalizes, then truncates or creates the file at `path` and starts the worker, which writes
   // statements of at least `min_severity`. On false (the file cannot be opened, or the system has
-  // no thread to give) the sink has neither file nor worker.
+  // no thread or no memory to give) the sink has neither file nor worker.
   bool Initialize(const char* path, LoggingSeverity min_severity);
 
   // Waits without limit until everything queued is written, ends the worker and closes the file.
@@ -83,7 +89,6 @@ class KX_EXPORT LogSinkImp : public LogSink, private Runnable {
 
  private:
   struct AsyncMsg {
-    int32_t severity = LS_INFO;
     double time_s = 0;  // On the sink's clock.
     uint32_t thread_id = 0;
     std::string message;
@@ -93,7 +98,6 @@ class KX_EXPORT LogSinkImp : public LogSink, private Runnable {
   bool ProcessNextMsg();
   void WriteLine(const AsyncMsg& msg);
 
-  std::atomic<bool> initialized_{false};
   std::atomic<bool> stop_requested_{false};
   std::atomic<uint32_t> next_sequence_number_{1};
   Thread worker_;
@@ -102,7 +106,7 @@ class KX_EXPORT LogSinkImp : public LogSink, private Runnable {
   std::atomic<int32_t> min_severity_{LS_INFO};
   StopWatch clock_;
   std::vector<char> format_buffer_;  // The worker's scratch for one line.
-  AsyncMsg taken_;                   // The worker's; its text gives its memory to the queue.
+  AsyncMsg taken_;                   // The worker's; its text gives its memory to the next cell.
 };
 
 }  // namespace kx_utility

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <locale>
+#include <new>
 
 namespace kx_utility {
 namespace {
@@ -22,7 +24,7 @@ class BufferAccess : public std::stringbuf {
   static void SetMemory(std::stringbuf* buffer, char* memory, std::streamsize size) {
 #ifdef __GLIBCXX__
     buffer->pubsetbuf(memory, size);
-    (buffer->*&BufferAccess::setg)(memory, memory, memory);  // There is no text in it yet.
+    (buffer->*&BufferAccess::setg)(memory, memory, memory);  // It has no text yet.
 #else
     (void)buffer, (void)memory, (void)size;
 #endif
@@ -33,7 +35,11 @@ class BufferAccess : public std::stringbuf {
   }
   static const char* End(const std::stringbuf& buffer) { return (buffer.*&BufferAccess::pptr)(); }
 
-  // False once the position was moved: then text may stand behind it.
+  static void DropLast(std::stringbuf* buffer, int count) {
+    (buffer->*&BufferAccess::pbump)(-count);
+  }
+
+  // False after the position was moved: then text may follow it.
   static bool EndsAtThePosition(const std::stringbuf& buffer) {
     return (buffer.*&BufferAccess::egptr)() <= End(buffer);
   }
@@ -59,7 +65,11 @@ const int64_t g_start_time_ = SystemClockMicroseconds();
 
 std::atomic<int32_t> LogMessage::g_min_sev_{LS_NONE};
 std::atomic<LogSink*> LogMessage::g_sink_{nullptr};
-std::string LogMessage::g_log_tag = "kx_utility";
+LogMessage::Tag LogMessage::g_log_tag;
+
+LogMessage::Tag::Tag() : text("kx_utility") {}
+
+LogMessage::Tag::~Tag() {}  // Intended: the text stays for statements of static destructors.
 
 LogMessage::LogMessage(const char* /*file*/, const char* function, int line,
                        LoggingSeverity severity)
@@ -71,7 +81,7 @@ LogMessage::LogMessage(const char* /*file*/, const char* function, int line,
 void LogMessage::AppendPrefix(const char* function, int line) {
   const char* const severity = SeverityName(severity_);
   Append("[", 1);
-  Append(g_log_tag.data(), g_log_tag.size());
+  Append(g_log_tag.text.data(), g_log_tag.text.size());
   Append("][", 2);
   Append(severity, std::strlen(severity));
   Append("][", 2);
@@ -82,6 +92,14 @@ void LogMessage::AppendPrefix(const char* function, int line) {
 }
 
 LogMessage::~LogMessage() {
+  try {
+    Finish();
+  } catch (const std::bad_alloc&) {
+    // A statement whose sink finds no memory is lost; the program that makes it goes on.
+  }
+}
+
+void LogMessage::Finish() {
   std::stringbuf& buffer = *rdbuf();
   if (!BufferAccess::EndsAtThePosition(buffer)) {
     put('\n');
@@ -89,8 +107,14 @@ LogMessage::~LogMessage() {
     Emit(text.c_str(), text.size());
     return;
   }
-  buffer.sputc('\n');
-  buffer.sputc('\0');
+  try {
+    buffer.sputc('\n');
+    buffer.sputc('\0');
+  } catch (const std::bad_alloc&) {
+    BufferAccess::DropLast(&buffer, 2);
+    buffer.sputc('\n');
+    buffer.sputc('\0');
+  }
   const char* const text = BufferAccess::Begin(buffer);
   Emit(text, static_cast<size_t>(BufferAccess::End(buffer) - text) - 1);
 }
@@ -109,8 +133,19 @@ bool LogMessage::IsPlain() const {
   return good() && flags() == kInitial && width() == 0 && tie() == nullptr;
 }
 
+// Other locales may group the digits.
+bool LogMessage::IsPlainForNumbers() const {
+  return IsPlain() && getloc() == std::locale::classic();
+}
+
 void LogMessage::Append(const char* text, size_t size) {
-  rdbuf()->sputn(text, static_cast<std::streamsize>(size));
+  const auto whole = static_cast<std::streamsize>(size);
+  std::streamsize written = 0;
+  try {
+    written = rdbuf()->sputn(text, whole);
+  } catch (const std::bad_alloc&) {  // What found room stays.
+  }
+  if (written != whole) setstate(badbit);
 }
 
 template <typename Number>
@@ -122,7 +157,7 @@ void LogMessage::AppendNumber(Number number) {
 
 template <typename Number>
 void LogMessage::InsertNumber(Number number) {
-  if (IsPlain()) {
+  if (IsPlainForNumbers()) {
     AppendNumber(number);
   } else {
     static_cast<std::ostream&>(*this) << number;
@@ -160,7 +195,7 @@ void LogMessage::Insert(unsigned long number) { InsertNumber(number); }
 void LogMessage::Insert(long long number) { InsertNumber(number); }
 void LogMessage::Insert(unsigned long long number) { InsertNumber(number); }
 
-void LogMessage::SetLoggingTag(const char* tag) { g_log_tag = tag; }
+void LogMessage::SetLoggingTag(const char* tag) { g_log_tag.text = tag; }
 
 void LogMessage::LogToDebug(LoggingSeverity min) {
   g_min_sev_.store(min, std::memory_order_relaxed);

@@ -46,14 +46,15 @@ KX_EXPORT extern const char* const LS_UNKNOWN_NAME;
 // Wall clock at program load in microseconds; the origin of LogMessage::DiffTime().
 KX_EXPORT extern const int64_t g_start_time_;
 
-// Receives every finished log statement of the process. Slot order is binary interface: append
-// only.
+// Receives every finished log statement of the process. No function may throw: an exception other
+// than std::bad_alloc, which loses the statement, ends the process. Slot order is binary interface:
+// append only.
 class KX_EXPORT LogSink {
  public:
   virtual ~LogSink() = default;
 
   // `message` is one whole statement, its closing newline included; valid during the call only.
-  // Called on whatever thread logs, several at a time.
+  // Called on any thread that logs, several at a time.
   virtual void OnLogMessage(const char* message, LoggingSeverity severity) = 0;
 
   virtual void SetDumpScopeLog(bool enable) = 0;
@@ -61,9 +62,12 @@ class KX_EXPORT LogSink {
 
 // One log statement: collects text like any output string stream and emits the line
 // "[tag][severity][function][line]text\n" when it is destroyed. Strings, characters and integers
-// are inserted without the detour through the stream's locale as long as the stream's format is the
-// initial one; the text is that of any other output string stream in the classic locale. Statements
-// of up to kInlineTextSize characters allocate nothing.
+// are inserted without the detour through the stream's locale as long as the stream's format and
+// locale are the initial ones; the text is always that of any other output string stream.
+// Statements of up to kInlineTextSize characters allocate nothing; one that finds no memory is cut,
+// or lost when its sink finds none either, and nothing is thrown.
+//
+// Static and thread-local objects may log from their destructors.
 class KX_EXPORT LogMessage : public std::ostringstream {
  public:
   // `file` is accepted for the callers' convenience and not used. `function` is the bare name.
@@ -102,47 +106,74 @@ class KX_EXPORT LogMessage : public std::ostringstream {
   // Seconds since program load, by the wall clock.
   static double DiffTime();
 
-  // Writes `text` to standard error and flushes it, whatever the severity.
+  // Writes `text` to standard error and flushes it, for any severity.
   static void OutputToDebug(const std::string& text, LoggingSeverity severity);
 
  private:
   static std::atomic<int32_t> g_min_sev_;
   static std::atomic<LogSink*> g_sink_;
-  static std::string g_log_tag;
+
+  // Constructed once, never destroyed.
+  union Tag {
+    Tag();
+    ~Tag();
+    std::string text;
+  };
+  static Tag g_log_tag;
   static constexpr size_t kInlineTextSize = 510;
 
   bool IsPlain() const;
+  bool IsPlainForNumbers() const;
   void Append(const char* text, size_t size);
   template <typename Number>
   void AppendNumber(Number number);
   template <typename Number>
   void InsertNumber(Number number);
   void AppendPrefix(const char* function, int line);
+  void Finish();
   void Emit(const char* text, size_t size) const;
 
   LoggingSeverity severity_;
-  char inline_text_[kInlineTextSize + 2];  // A newline and a terminating zero behind the text.
+  char inline_text_[kInlineTextSize + 2];  // A newline and a terminating zero follow the text.
 };
 
-// The types that LogMessage::Insert() takes, and no type that merely converts to one of them.
+// The numbers and the texts that LogMessage::Insert() takes, and no type that merely converts to
+// one of them.
 template <typename T>
-constexpr bool kInsertsDirectly =
-    std::is_same_v<T, char> || std::is_same_v<T, char*> || std::is_same_v<T, const char*> ||
-    std::is_same_v<T, std::string> || std::is_same_v<T, int> || std::is_same_v<T, unsigned> ||
+constexpr bool kInsertsNumber =
+    std::is_same_v<T, char> || std::is_same_v<T, int> || std::is_same_v<T, unsigned> ||
     std::is_same_v<T, long> || std::is_same_v<T, unsigned long> || std::is_same_v<T, long long> ||
     std::is_same_v<T, unsigned long long>;
+template <typename T>
+constexpr bool kInsertsText =
+    std::is_same_v<T, char*> || std::is_same_v<T, const char*> || std::is_same_v<T, std::string>;
 
-// Faster than the stream's operators, which take everything else.
-template <typename T, std::enable_if_t<kInsertsDirectly<std::decay_t<const T>>, int> = 0>
+// Faster than the stream's operators, which take everything else. Numbers of any kind are taken by
+// value: a constant that is only declared in its class needs no definition to be logged.
+template <typename T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
+LogMessage& operator<<(LogMessage& message, T value) {
+  if constexpr (kInsertsNumber<T>) {
+    message.Insert(value);
+  } else {
+    static_cast<std::ostream&>(message) << value;
+  }
+  return message;
+}
+
+template <typename T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
+LogMessage& operator<<(LogMessage&& message, T value) {
+  return message << value;
+}
+
+template <typename T, std::enable_if_t<kInsertsText<std::decay_t<const T>>, int> = 0>
 LogMessage& operator<<(LogMessage& message, const T& value) {
   message.Insert(value);
   return message;
 }
 
-template <typename T, std::enable_if_t<kInsertsDirectly<std::decay_t<const T>>, int> = 0>
+template <typename T, std::enable_if_t<kInsertsText<std::decay_t<const T>>, int> = 0>
 LogMessage& operator<<(LogMessage&& message, const T& value) {
-  message.Insert(value);
-  return message;
+  return message << value;
 }
 
 // The name printed for `severity`; "UNKNOWN" for values outside the enumeration.

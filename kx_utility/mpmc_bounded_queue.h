@@ -21,18 +21,36 @@ namespace kx_utility {
 template <typename T>
 class mpmc_bounded_queue {
  public:
-  // `capacity` is a power of two from 2 up; anything else is a programming error and aborts. (A
-  // ring of one cell cannot tell full from empty.)
-  explicit mpmc_bounded_queue(uint32_t capacity) : mpmc_bounded_queue(capacity, 0) {}
+  // `capacity` is a power of two from 2 up; anything else is a programming error and aborts. (In
+  // a ring of one cell, full and empty look the same.)
+  // The positions start at `first_position`; tests use it to get near the end of 32 bits.
+  explicit mpmc_bounded_queue(uint32_t capacity, uint32_t first_position = 0)
+      : capacity_(CheckedCapacity(capacity)),
+        cells_(std::make_unique<Cell[]>(capacity)),
+        mask_(capacity - 1),
+        enqueue_position_(first_position),
+        dequeue_position_(first_position) {
+    for (uint32_t i = 0; i < capacity; ++i) {
+      const uint32_t position = first_position + i;
+      cells_[position & mask_].sequence.store(position, std::memory_order_relaxed);
+    }
+  }
   mpmc_bounded_queue(const mpmc_bounded_queue&) = delete;
   mpmc_bounded_queue& operator=(const mpmc_bounded_queue&) = delete;
 
   // Moves `item` into the ring; false, with `item` untouched, when the ring is full. Never blocks.
   [[nodiscard]] bool enqueue(T&& item) {
+    return enqueue_with([&item](T& cell) { cell = std::move(item); });
+  }
+
+  // Calls `fill(T&)` once, when there is room, on the item in its cell: it still has what an
+  // earlier dequeue() left there, and its memory can be reused. `fill` must not throw.
+  template <typename Fill>
+  [[nodiscard]] bool enqueue_with(const Fill& fill) {
     uint32_t position = enqueue_position_.load(std::memory_order_relaxed);
     Cell* cell = Claim(&enqueue_position_, &position, 0);
     if (cell == nullptr) return false;
-    cell->item = std::move(item);
+    fill(cell->item);
     cell->sequence.store(position + 1, std::memory_order_release);
     return true;
   }
@@ -48,9 +66,15 @@ class mpmc_bounded_queue {
     return true;
   }
 
-  // The number of items claimed by producers and not yet by consumers, at most the capacity. Exact
-  // while nobody else uses the queue, else a moment's view. Who sees 0 here also sees what the
-  // consumer did before it took the last item.
+  // The number of items claimed by producers and not yet by consumers. Exact while no other
+  // thread uses the queue, else a snapshot, which may exceed the capacity. 0 means that the queue
+  // was empty; the caller then also sees what the consumer did before it took the last item.
+  uint32_t backlog() const {
+    const uint32_t dequeued = dequeue_position_.load(std::memory_order_acquire);
+    return enqueue_position_.load(std::memory_order_acquire) - dequeued;
+  }
+
+  // The same, at most the capacity, and too small for a moment every 2^32 items.
   uint32_t size() const {
     const uint32_t dequeued = dequeue_position_.load(std::memory_order_acquire);
     const uint32_t enqueued = enqueue_position_.load(std::memory_order_acquire);
@@ -60,19 +84,6 @@ class mpmc_bounded_queue {
   }
 
   uint32_t capacity() const { return capacity_; }
-
- protected:
-  // Starts at another position, a multiple of the capacity: how tests reach the end of 32 bits.
-  mpmc_bounded_queue(uint32_t capacity, uint32_t first_position)
-      : capacity_(CheckedCapacity(capacity)),
-        cells_(std::make_unique<Cell[]>(capacity)),
-        mask_(capacity - 1),
-        enqueue_position_(first_position),
-        dequeue_position_(first_position) {
-    for (uint32_t i = 0; i < capacity; ++i) {
-      cells_[i].sequence.store(first_position + i, std::memory_order_relaxed);
-    }
-  }
 
  private:
   static constexpr size_t kCacheLine = 64;

@@ -22,7 +22,7 @@ RawBuffer& RawBuffer::operator=(RawBuffer&& other) noexcept {
 }
 
 void RawBuffer::EnsureCapacityWithHeadroom(uint32_t capacity, bool extra_headroom) {
-  if (!IsConsistent()) (void)Failed("it is not IsConsistent");  // Growing may mend it.
+  if (!IsConsistent()) (void)Failed("it is not IsConsistent");  // Growing may repair it.
   if (capacity_ >= capacity) return;
   Grow(capacity, extra_headroom, std::min(size_, capacity_));
   if (!IsConsistent()) (void)Failed("it is not IsConsistent");

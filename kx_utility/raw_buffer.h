@@ -32,12 +32,12 @@ class KX_EXPORT RawBuffer {
   // storage behind the content are zero. A capacity that suffices changes nothing.
   void EnsureCapacityWithHeadroom(uint32_t capacity, bool extra_headroom);
 
-  // Appends `length` bytes, growing with headroom; `data` may lie in this buffer. False, and the
+  // Appends `length` bytes, growing with headroom; `data` may be in this buffer. False, and the
   // buffer unchanged, when it is inconsistent, when `data` is null with a length, or when the new
   // size does not fit into 32 bits.
   bool AppendData(const uint8_t* data, uint32_t length);
 
-  // Replaces the content, growing with headroom; `data` may lie in this buffer. False as above,
+  // Replaces the content, growing with headroom; `data` may be in this buffer. False as above,
   // but the size is 0 when a consistent buffer refuses the data.
   bool SetData(const uint8_t* data, uint32_t length);
 
@@ -56,7 +56,7 @@ class KX_EXPORT RawBuffer {
 
  private:
   // Makes room for `capacity` bytes. Returns the former storage, null if it still serves, so that a
-  // source of bytes that lies in it can be read. The caller fills the bytes from the size up to
+  // source of bytes inside it can be read. The caller fills the bytes from the size up to
   // `untouched`; those behind are zeroed here.
   std::unique_ptr<uint8_t[]> Grow(uint32_t capacity, bool extra_headroom, uint32_t untouched);
 

@@ -106,7 +106,7 @@ PacketRingBuf::Front PacketRingBuf::ReadFront(uint32_t* size) {
   *size = 0;
   if (GetFullness() == 0) return Front::kNone;
   const uint8_t* front = buffer_.get() + read_position_;
-  // The second byte may lie behind the buffer only after a length field was overwritten.
+  // The second byte can be after the buffer only if a length field was overwritten.
   *size = buffer_size() - read_position_ < kLengthFieldSize ? kLengthFieldSize : PacketSize(front);
   // Packets are never split, so in a wrapped ring the oldest one ends at the limit at the latest.
   const uint32_t end = write_position_ >= read_position_ ? write_position_ : limit_;

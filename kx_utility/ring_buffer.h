@@ -1,5 +1,5 @@
 // A byte ring of variable-length packets that hands them out in arrival order without copying.
-// Threads: no locks of its own; one producer and one consumer, serialised by the caller.
+// Threads: no locks; one producer and one consumer, serialised by the caller.
 #ifndef KX_UTILITY_RING_BUFFER_H_
 #define KX_UTILITY_RING_BUFFER_H_
 
@@ -10,16 +10,16 @@
 
 namespace kx_utility {
 
-// A packet is two bytes that hold L, big-endian, and L bytes of content: L + 2 bytes in all. It is
-// never split. One that starts near the end of the ring runs on into a slack area behind it, and
-// the ring then wraps after that packet, at its limit. Sizes and positions are in bytes.
+// A packet is the number L in two bytes, big-endian, and L bytes of content: L + 2 bytes in all. It
+// is never split. One that starts near the end of the ring continues into a slack area after it,
+// and the ring then wraps after that packet, at its limit. Sizes and positions are in bytes.
 // Intended: a packet that fills a wrapped ring to its last byte is accepted, and the ring then
 // counts as empty: the packets it held are lost.
 // Rejections are logged at LS_WARNING and leave the ring unchanged.
 class KX_EXPORT PacketRingBuf {
  public:
-  // A ring of `capacity` bytes for packets of at most `max_packet` bytes, the length included. When
-  // the memory is not to be had, or both together exceed 32 bits, the ring refuses every packet
+  // A ring of `capacity` bytes for packets of at most `max_packet` bytes, the length included. If
+  // there is no memory for it, or both together exceed 32 bits, the ring refuses every packet
   // that is neither too big nor too small with "the queue is full".
   PacketRingBuf(uint32_t capacity, uint32_t max_packet);
   PacketRingBuf(const PacketRingBuf&) = delete;
@@ -40,7 +40,7 @@ class KX_EXPORT PacketRingBuf {
   // that does not fit together is logged and the ring emptied.
   uint8_t* PopPacket(uint32_t* size);
 
-  // Bytes held.
+  // Bytes used.
   uint32_t GetFullness();
 
   // Empties the ring and starts again at its beginning, with the limit at the capacity.
@@ -49,7 +49,7 @@ class KX_EXPORT PacketRingBuf {
  private:
   enum class Front { kNone, kPacket, kInconsistent };
 
-  // Looks at the read position. The size that its length field tells goes to `*size`.
+  // The packet at the read position. The size in its length field goes to `*size`.
   Front ReadFront(uint32_t* size);
   uint32_t FreeSpace();
   uint64_t buffer_size() const { return uint64_t{capacity_} + max_packet_; }

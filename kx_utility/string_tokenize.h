@@ -12,8 +12,8 @@ namespace kx_utility {
 
 // The pieces of `text` between the matches of `delimiter` (ECMAScript grammar), in order. Empty
 // pieces between adjacent matches and before a leading match are kept; nothing follows a trailing
-// match. Classes such as \w are those of ASCII. A `delimiter` that is no regular expression is
-// logged (LS_ERROR "failed in std::regex") and gives no pieces.
+// match. Classes such as \w are those of ASCII. A `delimiter` that is not a regular expression
+// is logged (LS_ERROR "failed in std::regex") and gives no pieces.
 KX_EXPORT std::vector<std::string> StringTokenize(const std::string& text,
                                                   const std::string& delimiter);
 

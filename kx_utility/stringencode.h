@@ -11,7 +11,7 @@
 namespace kx_utility {
 
 // The lowercase digit of 0 to 15. For a larger value logs LS_WARNING "val = <value> is not valid".
-// Intended: the character "!" is the answer then.
+// Intended: it then returns the character "!".
 KX_EXPORT char hex_encode(unsigned char value);
 
 // The value of a digit or a letter of either case. Intended: every letter of the alphabet counts

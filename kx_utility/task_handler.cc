@@ -7,7 +7,9 @@ constexpr uint32_t kQueueCapacity = 4096;
 
 }  // namespace
 
-TaskHandler::TaskHandler() : queue_(kQueueCapacity) {}
+TaskHandler::TaskHandler() : TaskHandler(0) {}
+
+TaskHandler::TaskHandler(uint32_t first_position) : queue_(kQueueCapacity, first_position) {}
 
 TaskHandler::~TaskHandler() { Finalize(); }
 
@@ -15,7 +17,12 @@ bool TaskHandler::Initialize(TaskHandlerObserver* observer, uint32_t idle_sleep_
   Finalize();
   observer_ = observer;
   idle_sleep_ms_ = idle_sleep_ms;
-  worker_.Start(this);
+  try {
+    worker_.Start(this);
+  } catch (...) {
+    Finalize();
+    throw;
+  }
   accepting_.store(true, std::memory_order_release);
   return true;
 }
@@ -24,7 +31,10 @@ bool TaskHandler::PushTask(Task& task) {
   while (accepting_.load(std::memory_order_acquire)) {
     if (queue_.enqueue(std::move(task))) return true;
     if (worker_id_.load(std::memory_order_relaxed) == std::this_thread::get_id()) {
-      deferred_.push_back({dequeued_count_ + queue_.capacity(), std::move(task)});
+      // In place first: without memory for it the task stays the caller's.
+      DeferredTask& deferred = deferred_.emplace_back();
+      deferred.due = dequeued_count_ + queue_.backlog();
+      deferred.task = std::move(task);
       deferred_count_.fetch_add(1, std::memory_order_release);
       return true;
     }
@@ -40,7 +50,7 @@ bool TaskHandler::TryPushTask(Task& task) {
 bool TaskHandler::WaitAllTasksDoneAndFinalize() {
   accepting_.store(false, std::memory_order_release);
   // The size first: who sees the queue empty also sees what its tasks have set aside.
-  while ((queue_.size() != 0 || deferred_count_.load(std::memory_order_acquire) != 0) &&
+  while ((queue_.backlog() != 0 || deferred_count_.load(std::memory_order_acquire) != 0) &&
          worker_.IsRunning()) {
     Thread::Sleep(1);
   }

@@ -37,20 +37,23 @@ class KX_EXPORT TaskHandler : public Runnable {
   ~TaskHandler() override;  // Calls Finalize().
 
   // Finalizes, then starts the worker. `observer` may be null and is borrowed until the end; an
-  // idle worker looks for work every `idle_sleep_ms` milliseconds. Always true.
+  // idle worker looks for work every `idle_sleep_ms` milliseconds. Always true. Throws what
+  // Thread::Start() throws when the system has no thread or no memory; then the handler is as after
+  // Finalize().
   bool Initialize(TaskHandlerObserver* observer, uint32_t idle_sleep_ms);
 
   // Moves `task` to the end of the queue. False, `task` untouched, when the handler does not accept
-  // (any more). A full queue only delays: the caller yields until there is room. Only a task must
-  // not wait for room that it alone can make: what a task pushes onto a full queue is set aside and
-  // runs behind everything that was queued before it.
+  // (any more). If the queue is full, the caller yields until there is room. A task must not wait,
+  // because only its own end makes room: what it pushes onto a full queue is set aside and runs
+  // after everything that was queued before it and before everything queued after it. Only
+  // memory bounds how many are set aside: std::bad_alloc then, `task` untouched.
   bool PushTask(Task& task);
 
   // The same without waiting: false, `task` untouched, also when the queue is full.
   bool TryPushTask(Task& task);
 
-  // Accepts nothing more, waits without limit until every task has run, then finalizes. Waits no
-  // longer than the worker lives: after Stop() nobody would run what is queued. Always true.
+  // Accepts nothing more, waits without limit until every task has run, then finalizes. Does
+  // not wait without a worker: after Stop() no queued task would run. Always true.
   bool WaitAllTasksDoneAndFinalize();
 
   // Accepts nothing more, lets the running task finish and drops the queued ones. Always true;
@@ -69,10 +72,14 @@ class KX_EXPORT TaskHandler : public Runnable {
   void Run(Thread* thread) override;
   void Stop() override;
 
+ protected:
+  // A queue whose positions start elsewhere, for tests near the end of their 32 bits.
+  explicit TaskHandler(uint32_t first_position);
+
  private:
   // A task that a task pushed onto the full queue.
   struct DeferredTask {
-    uint64_t due;  // Runs when so many tasks were dequeued.
+    uint64_t due = 0;  // Runs when so many tasks were dequeued.
     Task task;
   };
 

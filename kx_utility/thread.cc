@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <system_error>
+#include <utility>
 
 namespace kx_utility {
 
@@ -15,16 +16,19 @@ bool Thread::Start(Runnable* runnable) {
   if (running_.load(std::memory_order_acquire)) return false;
   // A thread that ended by itself was not joined yet.
   if (thread_ != nullptr && thread_->joinable()) thread_->join();
-  init_ = std::make_unique<ThreadInit>(ThreadInit{this, runnable});
+  auto init = std::make_unique<ThreadInit>(ThreadInit{this, runnable});
   // Before the thread exists: a short Run() clears the flag at once.
   running_.store(true, std::memory_order_release);
   try {
-    thread_ = std::make_unique<std::thread>(&Thread::PreRun, init_.get());
+    thread_ = std::make_unique<std::thread>(&Thread::PreRun, init.get());
   } catch (const std::system_error& error) {
-    init_.reset();
     running_.store(false, std::memory_order_release);
     throw std::system_error(error.code(), "thread constructor failed");
+  } catch (...) {  // No memory.
+    running_.store(false, std::memory_order_release);
+    throw;
   }
+  init_ = std::move(init);
   return true;
 }
 
@@ -39,10 +43,7 @@ void Thread::Stop() {
 
 bool Thread::IsRunning() const { return running_.load(std::memory_order_acquire); }
 
-bool Thread::SetName(const char* name) {
-  name_ = name;
-  return true;
-}
+bool Thread::SetName(const char* /*name*/) { return true; }
 
 void Thread::Sleep(uint32_t ms) {
   if (ms != 0) std::this_thread::sleep_for(std::chrono::milliseconds(ms));

@@ -1,4 +1,4 @@
-// Runs one Runnable on an operating-system thread of its own and stops it cooperatively.
+// Runs one Runnable on its own operating-system thread and stops it cooperatively.
 #ifndef KX_UTILITY_THREAD_H_
 #define KX_UTILITY_THREAD_H_
 
@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <thread>
 
 #include "kx_utility/export.h"
@@ -30,8 +29,8 @@ class KX_EXPORT Thread {
 
   // Runs runnable->Run(this) on a new thread. False, and nothing happens, when one is running.
   // `runnable` is borrowed until Stop() returns. Throws std::system_error "thread constructor
-  // failed" when the system has no thread to give; then nothing was started and `runnable` is
-  // forgotten.
+  // failed" when the system has no thread to give, std::bad_alloc when it has no memory; then the
+  // Thread is as before and `runnable` is forgotten.
   bool Start(Runnable* runnable);
 
   // Calls the runnable's Stop() and joins the thread. Harmless when nothing was started.
@@ -40,7 +39,7 @@ class KX_EXPORT Thread {
   // True from Start() until Run() has returned.
   bool IsRunning() const;
 
-  // Keeps the name for information only; the operating system is not told. Always true.
+  // Only documents the caller's code: the name is not passed to the system. Always true.
   bool SetName(const char* name);
 
   static void Sleep(uint32_t ms);  // 0 returns at once, without yielding.
@@ -54,7 +53,6 @@ class KX_EXPORT Thread {
   static void PreRun(ThreadInit* init);
 
  private:
-  std::string name_;
   std::unique_ptr<std::thread> thread_;
   std::unique_ptr<ThreadInit> init_;
   std::mutex lock_;  // Guards Start() and Stop().

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Runs fuzz targets with their engine; what they find is kept.
-# usage: scripts/fuzz.sh [TARGET|all] [SECONDS]   (all targets, 60 s each; 0: what is kept, no more)
+# Runs fuzz targets with the engine and keeps the inputs they find.
+# usage: scripts/fuzz.sh [TARGET|all] [SECONDS]
+#   TARGET   default: all
+#   SECONDS  time for each target, default: 60; 0 only replays the inputs that are kept
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 target=${1:-all}
@@ -23,7 +25,7 @@ for name in "${targets[@]}"; do
   echo "== $name"
   dictionary=()
   [ ! -f "fuzz/$name.dict" ] || dictionary=("-dict=fuzz/$name.dict")
-  # The limit leaves room for what the sanitizer remembers of its allocations in a long run.
+  # The limit leaves room for the allocation history of the sanitizer in a long run.
   "build/fuzz/fuzz/$name" "${dictionary[@]}" "$limit" -timeout=10 -rss_limit_mb=4096 \
     -malloc_limit_mb=512 \
     -print_final_stats=1 -artifact_prefix="$found/" "$grown" "fuzz/corpus/$name"

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Measures how far flashes and beeps lie apart in a media file.
+"""Measures the offsets between flashes and beeps in a media file.
 
 usage: measure_av_offset.py FILE [--limit-ms MS]
 
-FILE shows white flashes on black and plays a beep with each, at the same instants. Prints the offsets
-as JSON (beep time less flash time, in milliseconds: positive is sound late). With --limit-ms the exit
-status is 1 when an offset is larger, or when a flash has no beep within half a second.
+FILE shows white flashes on black and plays a beep at the instant of each flash. Prints the offsets as
+JSON: beep time minus flash time, in milliseconds; positive means that the sound is late. With --limit-ms
+the exit status is 1 when an offset is larger, or when a flash has no beep within half a second.
 """
 
 import argparse

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Records two participants who flash and beep at the same instants, transcodes the record in both
-# modes and measures how far flashes and beeps lie apart in the MP4 files.
-# usage: measure_av_offset.sh KXRTC [SECONDS] [LIMIT_MS]    (150 seconds and 40 ms unless given)
-# Prints one line of JSON for each mode; the exit status is 1 when an offset is over the limit.
+# modes and measures the offsets between flashes and beeps in the MP4 files.
+# usage: measure_av_offset.sh KXRTC [SECONDS] [LIMIT_MS]    (default: 150 seconds, 40 ms)
+# Prints one line of JSON for each mode. The exit status is 1 when an offset is over the limit.
 set -euo pipefail
 kxrtc=$(realpath "$1")
 seconds=${2:-150}
@@ -11,9 +11,9 @@ here=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# participant NAME PERIOD RATE SIZE TONE BEGIN: flashes and beeps for 100 ms in every other stretch
-# of five seconds, beginning at BEGIN, so that the two take turns. The period is a whole number of
-# pictures: flash and beep begin together in the source.
+# participant NAME PERIOD RATE SIZE TONE BEGIN: flashes and beeps for 100 ms, five seconds on and five
+# seconds off, first on at BEGIN, so that the two take turns. The period is a whole number of
+# pictures, so flash and beep begin together in the source.
 participant() {
   local on="gte(mod(t-$6+10,10),0)*lt(mod(t-$6+10,10),5)*lt(mod(t,$2),0.1)"
   ffmpeg -v error -y -t "$seconds" -f lavfi \

@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
-# Installs what is missing of scripts/packages.txt and says nothing when nothing is.
+# Installs the missing packages of scripts/packages.txt. Prints nothing when none is missing.
 # usage: scripts/setup.sh [checks] [peers] [browser]
-#   checks   also what .ci/run checks the sources with
-#   peers    also what the benchmarks compare with (-DKXRTC_BENCHMARK_PEERS=ON)
-#   browser  also what plays the MP4 in a browser. The tests that need it are skipped without it, so
-#            a failure here is told and forgiven.
+#   checks   also the tools with which .ci/run checks the sources
+#   peers    also the programs that the benchmarks compare with (-DKXRTC_BENCHMARK_PEERS=ON)
+#   browser  also a browser that plays the MP4. Without it the tests that need it are skipped, so a
+#            failure to install it is only a message.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-# Drives Debian's chromium; brings no browser of its own.
+# Controls Debian's chromium; installs no browser itself.
 playwright='playwright-core@1.65.1'
 playwright_folder=build/node
 

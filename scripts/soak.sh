@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# The long proofs behind docs/reliability.md. Builds what they need.
+# Runs the long tests of docs/reliability.md. Builds what they need.
 # usage: scripts/soak.sh [crashes [RUNS [SEED]] | day [RATE] | sanitizers]
 #   crashes     kills a recording process (500 times)
 #   day         records a day with a clock that runs RATE times as fast (300), and transcodes it
 #   sanitizers  the tests of thousands of runs under the address, leak and thread sanitizers
-# Without a word: all of them.
+# Without an argument: all of them.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -32,9 +32,9 @@ case "$mode" in
     ;;
   sanitizers)
     for preset in asan tsan; do
-      build "$preset" kxrtc_recording_soak_tests kxrtc_host_long_tests
+      build "$preset" kxrtc_recording_soak_tests kxrtc_host_mp4_long_tests
       "build/$preset/tests/kxrtc/recording/kxrtc_recording_soak_tests"
-      "build/$preset/tests/host/kxrtc_host_long_tests" --gtest_filter='*Soak*'
+      "build/$preset/tests/host/mp4/kxrtc_host_mp4_long_tests" --gtest_filter='*Soak*'
     done
     ;;
   all)

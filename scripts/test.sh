@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds everything and runs the whole test suite; the last lines are ctest's own summary.
+# Builds everything and runs all tests. The last lines are the summary of ctest.
+# usage: scripts/test.sh
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scripts/setup.sh

@@ -3,32 +3,11 @@
 #include <algorithm>
 
 #include "host/conference/audio_format.h"
+#include "record/check/adts.h"
 
 namespace kxrtc_host {
-namespace {
 
-constexpr size_t kAdtsHeaderSize = 7;
-
-// The header of one raw data block without a checksum: AAC-LC, 48 kHz, two channels.
-void AppendAdtsHeader(size_t payload_size, std::vector<uint8_t>* out) {
-  constexpr unsigned kLowComplexity = 1;  // Audio object type 2, less one.
-  constexpr unsigned k48Kilohertz = 3;
-  const auto size = static_cast<unsigned>(payload_size + kAdtsHeaderSize);
-  const unsigned bytes[kAdtsHeaderSize] = {
-      0xFF,
-      0xF1,
-      kLowComplexity << 6 | k48Kilohertz << 2 | unsigned{kAudioChannels} >> 2,
-      (unsigned{kAudioChannels} & 3) << 6 | size >> 11,
-      size >> 3 & 0xFF,
-      (size & 7) << 5 | 0x1F,  // A buffer fullness of all ones: variable bit rate.
-      0xFC,
-  };
-  for (unsigned byte : bytes) out->push_back(static_cast<uint8_t>(byte));
-}
-
-}  // namespace
-
-// Takes back what the encoder still holds, which it would complain about.
+// Drains the encoder, which otherwise logs a complaint.
 AacEncoder::~AacEncoder() {
   if (encoder_ == nullptr || !avcodec_is_open(encoder_.get())) return;
   if (avcodec_send_frame(encoder_.get(), nullptr) < 0) return;
@@ -93,7 +72,7 @@ bool AacEncoder::Encode(const float* block, const FrameHandler& handler) {
     if (received < 0) return false;
     const auto size = static_cast<size_t>(packet_->size);
     framed_.clear();
-    AppendAdtsHeader(size, &framed_);
+    AppendAdtsHeader(kAacLowComplexity, kAudioSampleRate, kAudioChannels, size, &framed_);
     framed_.insert(framed_.end(), packet_->data, packet_->data + size);
     av_packet_unref(packet_.get());
     handler(framed_.data(), framed_.size());

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/ffmpeg_handles.h"
+#include "host/ffmpeg/ffmpeg_handles.h"
 
 namespace kxrtc_host {
 
@@ -21,15 +21,15 @@ class AacEncoder {
   AacEncoder(const AacEncoder&) = delete;
   AacEncoder& operator=(const AacEncoder&) = delete;
 
-  // Once. On false `*error` tells why; the object cannot be used.
+  // Call once. On false `*error` says why; the object cannot be used.
   [[nodiscard]] bool Open(int bit_rate, std::string* error);
 
   // Encodes one block of kAudioBlockFloats values and passes on the frames that are complete; their
   // bytes are valid during the call only. False: the encoder failed.
   [[nodiscard]] bool Encode(const float* block, const FrameHandler& handler);
 
-  // How far the encoder is behind: a frame that comes out while a block goes in decodes to the
-  // sound that lies so many samples before that block.
+  // The delay of the encoder: the frame that comes out when a block goes in contains the sound so
+  // many samples before that block.
   int64_t lookahead_samples() const;
 
  private:

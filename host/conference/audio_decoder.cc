@@ -12,8 +12,8 @@ constexpr int kMaxSamplesAtOnce = 1 << 20;
 bool AudioDecoder::Open(const AVStream& stream, std::string* error) {
   const AVCodec* const codec = avcodec_find_decoder(stream.codecpar->codec_id);
   if (codec == nullptr) {
-    *error = std::string("there is no decoder for the sound, which is ") +
-             avcodec_get_name(stream.codecpar->codec_id);
+    *error = std::string("there is no decoder for ") + avcodec_get_name(stream.codecpar->codec_id) +
+             " sound";
     return false;
   }
   decoder_.reset(avcodec_alloc_context3(codec));
@@ -65,7 +65,7 @@ bool AudioDecoder::Resample(const AVFrame& frame, const Handler& handler) {
     return false;
   }
   if (!FollowFormat(frame)) return false;
-  // The resampler still holds the end of the frame before.
+  // The resampler still has the end of the previous frame.
   const int64_t held_us = swr_get_delay(resampler_.get(), AV_TIME_BASE);
   const int64_t start_us =
       (frame.pts != AV_NOPTS_VALUE ? frame.pts : next_time_us_ + held_us) - held_us;

@@ -1,4 +1,4 @@
-// Decodes any sound that libavcodec knows into the conference's form (audio_format.h).
+// Decodes any sound that libavcodec knows to the format of the conference (audio_format.h).
 // Threads: an object belongs to one thread at a time.
 #ifndef HOST_CONFERENCE_AUDIO_DECODER_H_
 #define HOST_CONFERENCE_AUDIO_DECODER_H_
@@ -18,11 +18,11 @@ class AudioDecoder {
   // call only.
   using Handler = std::function<void(int64_t time_us, const float* interleaved, size_t samples)>;
 
-  // On false `*error` tells why.
+  // On false `*error` says why.
   [[nodiscard]] bool Open(const AVStream& stream, std::string* error);
 
-  // Decodes `packet`, whose times are microseconds. False: it is damaged; what could be decoded was
-  // passed on, and decoding can go on with the next packet.
+  // Decodes `packet`, whose times are microseconds. False: it is damaged. The
+  // decoded part was passed on, and decoding can continue with the next packet.
   [[nodiscard]] bool Decode(const AVPacket& packet, const Handler& handler);
 
  private:
@@ -35,7 +35,7 @@ class AudioDecoder {
   int in_format_ = -1;  // Of the frames that `resampler_` was made for.
   int in_rate_ = 0;
   int in_channels_ = 0;
-  int64_t next_time_us_ = 0;  // Where a frame without a time goes.
+  int64_t next_time_us_ = 0;  // The time for a frame without a time.
   std::vector<float> samples_;
 };
 

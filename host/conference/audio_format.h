@@ -1,12 +1,12 @@
-// The one form of sound inside the conference: interleaved stereo floats at 48 kHz, handled in
-// blocks of one AAC frame.
+// The format of sound in the conference: interleaved stereo floats at 48 kHz, in blocks of one AAC
+// frame.
 #ifndef HOST_CONFERENCE_AUDIO_FORMAT_H_
 #define HOST_CONFERENCE_AUDIO_FORMAT_H_
 
 #include <cstddef>
 #include <cstdint>
 
-#include "host/shared/media_time.h"
+#include "record/timing/media_time.h"
 
 namespace kxrtc_host {
 

@@ -7,7 +7,7 @@ namespace kxrtc_host {
 namespace {
 
 constexpr float kPeak = 0.98f;
-constexpr float kGainRecovery = 0.02f;  // A block: a second or so after several voices at once.
+constexpr float kGainRecovery = 0.02f;  // Per block: about a second after several voices at once.
 
 }  // namespace
 
@@ -43,8 +43,8 @@ void AudioRoom::Mix(int64_t first, bool with_local, float* block) {
   Limit(block);
 }
 
-// Several voices at once may add up to more than full scale: the gain then goes down along the
-// block and comes back slowly.
+// Several voices at once may exceed full scale. The gain then falls within the block and recovers
+// slowly.
 void AudioRoom::Limit(float* block) {
   float peak = 0;
   for (size_t i = 0; i < kAudioBlockFloats; ++i) peak = std::max(peak, std::abs(block[i]));

@@ -1,4 +1,4 @@
-// The microphones of the conference: mixes those that are open and tells who speaks.
+// The microphones of the conference: mixes the open ones and reports who speaks.
 // Threads: any; the sound of one track is written by one thread (sound_track.h).
 #ifndef HOST_CONFERENCE_AUDIO_ROOM_H_
 #define HOST_CONFERENCE_AUDIO_ROOM_H_
@@ -26,7 +26,7 @@ class AudioRoom {
   // Adds the closed microphone of a user. The track lives as long as the room.
   SoundTrack* AddMicrophone(uint32_t user_id, bool local);
 
-  // Opens or closes the user's microphone; nothing happens where there is none.
+  // Opens or closes the user's microphone. Does nothing if there is none.
   void SetOpen(uint32_t user_id, bool open);
 
   // Mixes the block at the sample index `first` into `block` (kAudioBlockFloats values within
@@ -48,7 +48,7 @@ class AudioRoom {
 
   const VoiceActivityConfig config_;
   mutable std::mutex lock_;
-  std::map<uint32_t, Microphone> microphones_;  // A node stays where it is.
+  std::map<uint32_t, Microphone> microphones_;  // A node never moves.
   float gain_ = 1;                              // Of the limiter, at the end of the last block.
 };
 

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "host/ffmpeg_log.h"
+#include "host/ffmpeg/ffmpeg_log.h"
 #include "kx_utility/file.h"
 #include "kxrtc/recording/speaker_record_format.h"
 
@@ -17,7 +17,6 @@ namespace {
 
 constexpr int64_t kRhythmUs = 100000;  // Of voice activity and progress.
 constexpr int64_t kStartTimeoutUs = 5000000;
-constexpr int64_t kStartPollUs = 5000;
 constexpr uint64_t kScarceBytes = 1 << 20;
 
 constexpr const char* kExtensions[] = {kxrtc::kDescriptorFileExtension, kxrtc::kIndexFileExtension,
@@ -38,6 +37,7 @@ Conference::Conference(const Scenario& scenario, const ConferenceOptions& option
       observer_(observer),
       duration_us_(options.duration_us ? options.duration_us : scenario.duration_us),
       audio_factory_(&room_, &clock_, options.tap) {
+  recorder_.SetListener(&watch_);
   ConferenceSite site;
   site.clock = &clock_;
   site.room = &room_;
@@ -72,7 +72,7 @@ ConferenceOutcome Conference::Run(std::string* error) {
   return outcome;
 }
 
-// Opens the members' sources side by side: a live one may take its time.
+// Opens the sources of the members in parallel: a live source may be slow.
 ConferenceOutcome Conference::OpenSources(std::string* error) {
   std::vector<MediaProblem> problems(members_.size(), MediaProblem::kNone);
   std::vector<std::string> errors(members_.size());
@@ -93,34 +93,34 @@ ConferenceOutcome Conference::OpenSources(std::string* error) {
   return ConferenceOutcome::kComplete;
 }
 
-// Looks before anything is opened, and changes nothing yet.
+// Checks the folder before anything is opened. Changes nothing.
 ConferenceOutcome Conference::CheckFolder(std::string* error) const {
   std::error_code code;
-  // Without the trailing separator, behind which a file would seem to be nothing.
+  // Without the trailing separator: with it, a file would look missing.
   const auto folder =
       std::filesystem::status(std::filesystem::path(options_.folder).parent_path(), code);
   if (std::filesystem::exists(folder) && !std::filesystem::is_directory(folder)) {
-    *error = options_.folder + ": is no folder";
+    *error = options_.folder + ": is not a folder";
     return ConferenceOutcome::kFolderFailed;
   }
   for (const char* extension : kExtensions) {
     const std::string path = kxrtc::SpeakerRecordFilePath(options_.folder, extension);
     const auto file = std::filesystem::symlink_status(path, code);
     if (!options_.replace_record && std::filesystem::exists(file)) {
-      *error = options_.folder + ": holds a record already";
+      *error = options_.folder + ": already contains a record";
       return ConferenceOutcome::kRecordExists;
     }
   }
   return ConferenceOutcome::kComplete;
 }
 
-// Makes the folder, and takes away a record that is to be replaced.
+// Creates the folder and removes a record that is replaced.
 bool Conference::PrepareFolder() const {
   std::error_code code;
   std::filesystem::create_directories(options_.folder, code);
   if (!std::filesystem::is_directory(options_.folder, code)) return false;
   for (const char* extension : kExtensions) {
-    (void)kx_utility::RemoveFile(  // Most often there is none.
+    (void)kx_utility::RemoveFile(  // Usually there is none.
         kxrtc::SpeakerRecordFilePath(options_.folder, extension));
   }
   return true;
@@ -128,24 +128,20 @@ bool Conference::PrepareFolder() const {
 
 ConferenceOutcome Conference::StartRecorder(std::string* error) {
   const auto failed = [&](const std::string& what) {
-    const std::vector<std::string> errors = recorder_log_.TakeErrors();
-    *error = options_.folder + ": " + what + (errors.empty() ? "" : " (" + errors.front() + ")");
+    const std::vector<std::string> failures = watch_.TakeFailures();
+    *error = options_.folder + ": " + what;
+    if (!failures.empty()) *error += " (" + failures.front() + ")";
     if (IsDiskFull(options_.folder)) *error += ", no space left on the device";
     return ConferenceOutcome::kStartFailed;
   };
-  if (!PrepareFolder()) return failed("the folder cannot be made");
-  if (!recorder_.Initialize(options_.folder, &audio_factory_, nullptr) ||
-      !follower_.Open(options_.folder)) {
+  if (!PrepareFolder()) return failed("the folder cannot be created");
+  if (!recorder_.Initialize(options_.folder, &audio_factory_, nullptr)) {
     return failed("the record cannot be created");
   }
   AnnounceLocalMicrophone();
   if (!recorder_.StartRecording()) return failed("the recording cannot be started");
-  const int64_t deadline_us = clock_.NowUs() + kStartTimeoutUs;
-  while (follower_.Follow() && !follower_.counts().session_open) {
-    if (clock_.NowUs() > deadline_us) break;
-    std::this_thread::sleep_for(std::chrono::microseconds(kStartPollUs));
-  }
-  if (!follower_.counts().session_open) return failed("the recording does not start");
+  started_ = watch_.WaitForSession(kStartTimeoutUs);
+  if (!started_) return failed("the recording does not start");
   return ConferenceOutcome::kComplete;
 }
 
@@ -172,30 +168,28 @@ ConferenceOutcome Conference::Play(std::string* error) {
   }
 }
 
-// Media end before the recorder does: its own end releases the mixer that they feed.
+// Media end before the recorder: it releases the mixer that they feed.
 void Conference::Finish() {
   for (const auto& member : members_) member->Stop();
-  const bool started = follower_.counts().session_open;
-  if (started && audio_factory_.mixer() != nullptr && audio_factory_.mixer()->IsRunning()) {
+  if (started_ && audio_factory_.mixer() != nullptr && audio_factory_.mixer()->IsRunning()) {
     (void)recorder_.StopRecording();  // Fails only when it is not initialized.
   }
-  if (audio_factory_.mixer() != nullptr && started) progress_.time_us = TimeUs();
+  if (audio_factory_.mixer() != nullptr && started_) progress_.time_us = TimeUs();
   (void)recorder_.Finalize();  // Always true.
-  if (!started) return;
-  (void)follower_.Follow();  // Whatever can be counted.
-  progress_.counts = follower_.counts();
+  if (!started_) return;
+  progress_.counts = watch_.counts();
   progress_.queued_tasks = 0;
 }
 
 void Conference::Carry(const DueEvent& event) {
   ConferenceMember& member = *members_[event.member];
   const ParticipantState before = member.state();
-  if (!member.Apply(event.action)) return;  // The scenario was checked; nothing to do.
+  if (!member.Apply(event.action)) return;  // Not possible: the scenario was checked.
   const ParticipantState& after = member.state();
   if (before.camera_on != after.camera_on || before.share_on != after.share_on) {
     AnnounceVideo(member.participant().local);
   }
-  // The planned moment, so that all who join at one time are exactly together.
+  // The planned time, so that all who join together are exactly in step.
   member.Follow(start_us_ + event.at_us);
   if (member.participant().local) AnnounceLocalMicrophone();
   AnnounceVoices();
@@ -247,16 +241,15 @@ const ScenarioParticipant* Conference::FindParticipant(uint32_t user_id) const {
 
 void Conference::Report() {
   const int64_t time_us = TimeUs();
-  for (const RecorderSelection& selection : recorder_log_.TakeSelections()) {
+  for (const RecorderSelection& selection : watch_.TakeSelections()) {
     observer_->OnSelection(time_us, selection, FindParticipant(selection.user_id));
   }
   for (const std::string& text : notices_.Take()) observer_->OnNotice(time_us, text);
-  for (const std::string& text : recorder_log_.TakeErrors()) {
+  for (const std::string& text : watch_.TakeFailures()) {
     observer_->OnNotice(time_us, "recorder: " + text);
   }
-  (void)follower_.Follow();  // Counted again at the next tick.
   progress_.time_us = time_us;
-  progress_.counts = follower_.counts();
+  progress_.counts = watch_.counts();
   progress_.queued_tasks = recorder_.QueuedTasks();
   observer_->OnProgress(progress_);
 }
@@ -271,7 +264,7 @@ bool Conference::IsOver(int64_t time_us) const {
 // A recorder that cannot write stops its mixer by itself.
 bool Conference::RecordingFailed(std::string* error) {
   if (audio_factory_.mixer()->IsRunning()) return false;
-  *error = options_.folder + ": the record could not be written any further";
+  *error = options_.folder + ": cannot write the rest of the record";
   if (IsDiskFull(options_.folder)) *error += ", no space left on the device";
   return true;
 }

@@ -1,5 +1,5 @@
-// Plays a scenario in real time and records it with the real recorder: the reference of a host that
-// records a conference.
+// Plays a scenario in real time and records it with the real recorder: a reference for hosts that
+// record a conference.
 // Threads: Run() occupies one thread, the control thread; the observer is called on it.
 // RequestStop() may be called from any.
 #ifndef HOST_CONFERENCE_CONFERENCE_H_
@@ -14,8 +14,7 @@
 
 #include "host/conference/conference_audio_factory.h"
 #include "host/conference/conference_member.h"
-#include "host/conference/record_follower.h"
-#include "host/conference/recorder_log.h"
+#include "host/conference/recording_watch.h"
 #include "host/conference/scenario.h"
 #include "kxrtc/recording/speaker_recorder.h"
 
@@ -23,19 +22,19 @@ namespace kxrtc_host {
 
 enum class ConferenceOutcome {
   kComplete,          // The record is complete.
-  kSourceUnreadable,  // Nothing was recorded; so up to kStartFailed.
+  kSourceUnreadable,  // From here to kStartFailed nothing was recorded.
   kSourceRefused,     // A codec other than H.264.
   kRecordExists,
   kFolderFailed,
   kStartFailed,
   kCancelled,    // Stopped while the sources were being opened.
-  kWriteFailed,  // The recording ended early; what was written is whole.
+  kWriteFailed,  // The recording ended early; the part before that is valid.
 };
 
 struct ConferenceOptions {
-  std::string folder;  // Of the record, with its trailing separator; made if it is missing.
+  std::string folder;  // Of the record, with a trailing separator; created if missing.
   bool replace_record = false;
-  std::optional<int64_t> duration_us;  // Wins over the scenario's.
+  std::optional<int64_t> duration_us;  // Overrides the scenario.
   int64_t open_timeout_us = 15000000;  // For each source.
   MediaTap* tap = nullptr;             // May be null; outlives the conference.
 };
@@ -46,7 +45,7 @@ struct ConferenceProgress {
   uint32_t queued_tasks = 0;  // Waiting in the recorder.
 };
 
-// Told what happens. The operations do nothing unless they are overridden.
+// Receives the events. The operations do nothing unless they are overridden.
 class ConferenceObserver {
  public:
   virtual ~ConferenceObserver() = default;
@@ -69,14 +68,14 @@ class Conference {
   Conference(const Conference&) = delete;
   Conference& operator=(const Conference&) = delete;
 
-  // Runs the whole conference, once. For anything but kComplete and kCancelled `*error` tells why
-  // in one line.
+  // Runs the whole conference. Call once. Except for kComplete and kCancelled, `*error` says why in
+  // one line.
   [[nodiscard]] ConferenceOutcome Run(std::string* error);
 
   // Ends the conference now; the record is completed.
   void RequestStop();
 
-  // Where the conference ended and what the record holds, after Run().
+  // When the conference ended and what the record contains, after Run().
   const ConferenceProgress& result() const { return progress_; }
 
  private:
@@ -111,15 +110,15 @@ class Conference {
   ConferenceClock clock_;
   AudioRoom room_;
   Notices notices_;
-  RecorderLog recorder_log_;
+  RecordingWatch watch_;
   ConferenceAudioFactory audio_factory_;
   kxrtc::SpeakerRecorder recorder_;
   std::vector<std::unique_ptr<ConferenceMember>> members_;
   std::vector<DueEvent> events_;  // In time order.
   size_t next_event_ = 0;
   int64_t start_us_ = 0;      // Of the scenario, on `clock_`.
-  bool local_muted_ = false;  // As the recorder was told.
-  RecordFollower follower_;
+  bool local_muted_ = false;  // As announced to the recorder.
+  bool started_ = false;      // The recording; the conference plays from then on.
   ConferenceProgress progress_;
   StopSignal stop_;
 };

@@ -1,4 +1,4 @@
-// Hands the conference's audio mixer to the recorder.
+// Gives the audio mixer of the conference to the recorder.
 // Threads: CreateAudioMixerRecorder() and ReleaseAudioMixerRecorder() on the control thread.
 #ifndef HOST_CONFERENCE_CONFERENCE_AUDIO_FACTORY_H_
 #define HOST_CONFERENCE_CONFERENCE_AUDIO_FACTORY_H_

@@ -16,7 +16,7 @@ class ConferenceClock {
         .count();
   }
 
-  // The moment `time_us`, to wait until it.
+  // `time_us` as a time point, for waiting.
   std::chrono::steady_clock::time_point At(int64_t time_us) const {
     return start_ + std::chrono::microseconds(time_us);
   }

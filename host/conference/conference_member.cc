@@ -68,7 +68,7 @@ bool ConferenceMember::IsPlaying(const Feed& feed) const {
   return feed == share_ ? state_.share_on : state_.present;
 }
 
-// A live source is read all the time, so that it is never behind.
+// A live source is always read, so that it never falls behind.
 void ConferenceMember::FollowFeed(const Feed& feed, int64_t now_us) {
   if (feed == nullptr) return;
   if (IsPlaying(feed)) {

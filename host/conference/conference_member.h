@@ -44,9 +44,9 @@ class ConferenceMember {
   [[nodiscard]] MediaProblem Open(int64_t timeout_us, std::string* error);
   void Interrupt();
 
-  // Carries out an action in two steps, between which the video mapping is announced: first what
-  // goes off is silenced, then what comes on begins, files with their beginning at `now_us`.
-  // False, and nothing happens, when the action does not fit.
+  // Apply an action in two steps. The video mapping is announced between them: first the media that
+  // go off stop, then the media that go on start, files from their beginning at `now_us`. False,
+  // and nothing happens, when the action is not valid now.
   [[nodiscard]] bool Apply(ScenarioAction action);
   void Follow(int64_t now_us);
 
@@ -60,7 +60,7 @@ class ConferenceMember {
   const ParticipantState& state() const { return state_; }
   bool IsMicrophoneOpen() const { return state_.present && !state_.muted; }
 
-  // Nothing more comes from what is on.
+  // True when all media that are on have ended.
   bool IsIdle() const;
 
  private:

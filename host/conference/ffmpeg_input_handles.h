@@ -10,7 +10,7 @@ extern "C" {
 
 #include <memory>
 
-#include "host/ffmpeg_handles.h"
+#include "host/ffmpeg/ffmpeg_handles.h"
 
 namespace kxrtc_host {
 
@@ -28,7 +28,7 @@ using FormatInputHandle = std::unique_ptr<AVFormatContext, FormatInputFree>;
 using BitstreamFilterHandle = std::unique_ptr<AVBSFContext, BitstreamFilterFree>;
 using ResamplerHandle = std::unique_ptr<SwrContext, ResamplerFree>;
 
-// Options, and after the call that took them those that nobody knew.
+// Options. After the call that uses them: the unknown ones.
 class DictionaryHandle {
  public:
   DictionaryHandle() = default;

@@ -8,18 +8,18 @@
 namespace kxrtc_host {
 namespace {
 
-// How far a file is read ahead of what has been sent: both streams at least so far, sound at most
-// so far, well within an SoundTrack.
+// How far a file is read ahead of what was sent: both streams at least kReadAheadUs, sound at most
+// kMaxSoundAheadUs, which fits into a SoundTrack.
 constexpr int64_t kReadAheadUs = 500000;
 constexpr int64_t kMaxSoundAheadUs = 3000000;
 constexpr int64_t kRoomPollUs = 20000;
 constexpr int64_t kReopenTimeoutUs = 5000000;
 
-// So many pictures without a key frame are told of.
+// After so many pictures without a key frame the user gets a notice.
 constexpr int kManyFrames = 300;
 
-// Sound that is off its place by less than this continues where the sound before it ended:
-// rounding and jitter must not cut it up.
+// Sound that is less than this away from its place continues directly after the previous sound, so
+// that rounding and jitter make no gaps.
 constexpr int64_t kSoundToleranceSamples = kAudioSampleRate * 30 / 1000;
 
 }  // namespace
@@ -121,8 +121,8 @@ bool MediaFeed::HasEnded() const {
          clock_->NowUs() >= sound_end_us_.load(std::memory_order_relaxed);
 }
 
-// Reads on while one of the streams is short of media, unless the other one already lies too far
-// ahead because the file holds them far apart.
+// Continues to read while a stream has too little media, unless the other one is too far ahead
+// because the two are far apart in the file.
 void MediaFeed::WaitForRoom() {
   for (;;) {
     const int64_t now_us = clock_->NowUs();
@@ -158,7 +158,7 @@ bool MediaFeed::ReadOne() {
 
 bool MediaFeed::StartOver() {
   if (media_end_us_ <= loop_offset_us_) {
-    Notice("cannot loop, since it holds no media");
+    Notice("cannot loop because it contains no media");
     return false;
   }
   loop_offset_us_ = media_end_us_;
@@ -181,7 +181,7 @@ void MediaFeed::TakeVideo() {
   frames_.clear();
   if (!normalizer_.Process(packet_.get(), &frames_) && !damage_noticed_) {
     damage_noticed_ = true;
-    Notice("holds damaged video, which is left out");
+    Notice("contains damaged video, which is left out");
   }
   if (source_.reorders_pictures() && !reorder_noticed_) {
     reorder_noticed_ = true;
@@ -193,10 +193,10 @@ void MediaFeed::TakeVideo() {
   }
 }
 
-// A file waits for room; a live stream cannot, so its picture is lost.
+// A file waits for room. A live stream cannot wait, so the picture is lost.
 bool MediaFeed::Enqueue(VideoFrame* frame) {
   while (!queue_->Push(frame)) {
-    if (!overflow_noticed_) Notice("more video than can be held at once");
+    if (!overflow_noticed_) Notice("the video buffer is full");
     overflow_noticed_ = true;
     if (media_.live || stop_->WaitUntil(clock_->At(clock_->NowUs() + kRoomPollUs))) return false;
   }
@@ -214,7 +214,7 @@ void MediaFeed::TakeAudio() {
       });
   if (!decoded && !damage_noticed_) {
     damage_noticed_ = true;
-    Notice("holds damaged sound, which is left out");
+    Notice("contains damaged sound, which is left out");
   }
 }
 
@@ -241,7 +241,7 @@ void MediaFeed::SendLoop() {
       continue;
     }
     if (needs_key_frame && !frame.key_frame) {
-      if (++skipped == kManyFrames) Notice("cannot be recorded, since no key frame comes");
+      if (++skipped == kManyFrames) Notice("cannot be recorded because no key frame comes");
       continue;
     }
     needs_key_frame = false;
@@ -260,7 +260,7 @@ void MediaFeed::Send(const VideoFrame& frame) {
   image.data = frame.data.data();
   image.length = static_cast<uint32_t>(frame.data.size());
   image.rotation = frame.rotation;
-  (void)outlet_.video->OnEncodedFrame(&image, outlet_.ssrc);  // Refused only at the very end.
+  (void)outlet_.video->OnEncodedFrame(&image, outlet_.ssrc);  // Refused only at the end.
 }
 
 }  // namespace kxrtc_host

@@ -27,7 +27,7 @@
 
 namespace kxrtc_host {
 
-// Where the media of a feed go to. What the pointers show outlives the feed.
+// Where the media of a feed go. The objects outlive the feed.
 struct FeedOutlet {
   kxrtc::VideoFrameRelayCallback* video = nullptr;  // Null: no video is wanted.
   uint32_t ssrc = 0;
@@ -45,27 +45,27 @@ class MediaFeed {
   MediaFeed(const MediaFeed&) = delete;
   MediaFeed& operator=(const MediaFeed&) = delete;
 
-  // Opens the source and prepares its streams; a live source begins to be read, so that it does not
-  // pile up. Anything but kNone: `*error` tells why in one line.
+  // Opens the source and prepares its streams. A live source is read from now on, so that it does
+  // not pile up. Except for kNone, `*error` says why in one line.
   [[nodiscard]] MediaProblem Open(int64_t timeout_us, std::string* error);
 
-  // Makes an Open() on another thread give up.
+  // Stops an Open() on another thread.
   void Interrupt() { source_.Interrupt(); }
 
-  // Begins to play a file with its beginning at `origin_us` on the conference's clock. A source
-  // that is playing goes on as it is.
+  // Plays a file from its beginning at `origin_us` on the conference's clock. A source that is
+  // already playing continues.
   void Start(int64_t origin_us);
 
-  // Ends the playing; a file begins anew at the next Start(). A live source is closed.
+  // Stops playing. The next Start() plays a file from its beginning. A live source is closed.
   void Stop();
 
-  // Whether pictures are sent. They begin with a key frame.
+  // Switches pictures on or off. They start with a key frame.
   void SetSending(bool sending) { sending_.store(sending, std::memory_order_relaxed); }
 
   bool live() const { return media_.live; }
   bool has_audio() const { return has_audio_.load(std::memory_order_relaxed); }
 
-  // Nothing more comes and everything was sent.
+  // True when the source has ended and everything was sent.
   bool HasEnded() const;
 
  private:
@@ -89,7 +89,7 @@ class MediaFeed {
   const ConferenceClock* const clock_;
   Notices* const notices_;
 
-  // Of the reading thread while it runs.
+  // Used by the reading thread while it runs.
   MediaSource source_;
   VideoNormalizer normalizer_;
   AudioDecoder decoder_;
@@ -97,9 +97,9 @@ class MediaFeed {
   std::vector<VideoFrame> frames_;
   FileClock file_clock_;
   LiveClock live_clock_;
-  int64_t loop_offset_us_ = 0;  // Length of the rounds that were played.
-  int64_t media_end_us_ = 0;    // Where the media read so far end.
-  int64_t video_read_us_ = 0;   // Up to here the streams were read, on the conference's clock.
+  int64_t loop_offset_us_ = 0;  // Length of the loops that were played.
+  int64_t media_end_us_ = 0;    // The end of the media read so far.
+  int64_t video_read_us_ = 0;   // How far the streams were read, on the conference's clock.
   int64_t audio_read_us_ = 0;
   int64_t next_sample_ = 0;  // Where the sound continues; valid with `audio_placed_`.
   bool audio_placed_ = false;
@@ -112,7 +112,7 @@ class MediaFeed {
   std::atomic<bool> has_audio_{false};
   std::atomic<bool> sending_{false};
   std::atomic<bool> at_end_{false};
-  std::atomic<int64_t> sound_end_us_{0};  // With `at_end_`: when the last sound is over.
+  std::atomic<int64_t> sound_end_us_{0};  // With `at_end_`: when the last sound ends.
   std::unique_ptr<PacedQueue> queue_;
   std::unique_ptr<StopSignal> stop_;
   std::thread reader_;

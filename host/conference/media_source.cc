@@ -13,7 +13,7 @@ namespace {
 constexpr AVRational kMicroseconds = {1, AV_TIME_BASE};
 constexpr double kDefaultFrameRate = 25;
 
-// What a session description may lead to, and what a live address may be made of.
+// Protocols for a session description and for a live address.
 constexpr char kLiveProtocols[] = "file,crypto,data,udp,rtp,tcp,tls,http,https,srt,rtmp,rtsp";
 
 const char* CodecName(const AVStream* stream) {
@@ -29,7 +29,7 @@ AVStream* BestStream(AVFormatContext* input, AVMediaType type) {
 
 void SetLiveOptions(DictionaryHandle* options) {
   options->Set("protocol_whitelist", kLiveProtocols);
-  options->Set("buffer_size", "2097152");  // Of the socket: key frames come in bursts.
+  options->Set("buffer_size", "2097152");  // Of the socket, in bytes: key frames come in bursts.
   options->Set("overrun_nonfatal", "1");
   options->Set("fifo_size", "65536");
 }
@@ -99,7 +99,7 @@ MediaProblem MediaSource::FindStreams(const MediaSpec& media, const MediaNeeds& 
   video_ = needs.video ? BestStream(input_.get(), AVMEDIA_TYPE_VIDEO) : nullptr;
   audio_ = needs.audio ? BestStream(input_.get(), AVMEDIA_TYPE_AUDIO) : nullptr;
   if (needs.video && video_ == nullptr) {
-    *error = media.source + ": holds no video";
+    *error = media.source + ": contains no video";
     return MediaProblem::kUnreadable;
   }
   if (needs.video && video_->codecpar->codec_id != AV_CODEC_ID_H264) {
@@ -107,11 +107,11 @@ MediaProblem MediaSource::FindStreams(const MediaSpec& media, const MediaNeeds& 
     return MediaProblem::kWrongCodec;
   }
   if (needs.video && (video_->codecpar->width <= 0 || video_->codecpar->height <= 0)) {
-    *error = media.source + ": the picture size is not known";
+    *error = media.source + ": the picture size is unknown";
     return MediaProblem::kUnreadable;
   }
   if (needs.audio_required && audio_ == nullptr) {
-    *error = media.source + ": holds no sound";
+    *error = media.source + ": contains no sound";
     return MediaProblem::kUnreadable;
   }
   for (unsigned i = 0; i < input_->nb_streams; ++i) {
@@ -126,8 +126,8 @@ MediaProblem MediaSource::FindStreams(const MediaSpec& media, const MediaNeeds& 
   return MediaProblem::kNone;
 }
 
-// Pictures are sent in the order of decoding, so the decoding time counts; the first picture is
-// sent when it is to be shown.
+// Pictures are sent in decoding order, so the decoding time counts. The first picture is sent at
+// its presentation time.
 int64_t MediaSource::VideoTime(const AVPacket& packet) {
   const AVRational base = video_->time_base;
   const bool has_dts = packet.dts != AV_NOPTS_VALUE;

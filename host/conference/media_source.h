@@ -16,7 +16,7 @@ enum class MediaProblem { kNone, kUnreadable, kWrongCodec };
 
 // Which streams of a source are wanted.
 struct MediaNeeds {
-  bool video = false;  // Has to be there.
+  bool video = false;  // Required.
   bool audio = false;
   bool audio_required = false;
 };
@@ -27,25 +27,25 @@ class MediaSource {
 
   ~MediaSource();
 
-  // Opens `media` and finds its streams within `timeout_us`. Anything but kNone: `*error` tells
-  // why in one line that names the source, and nothing is open.
+  // Opens `media` and finds its streams within `timeout_us`. Except for kNone, `*error` says
+  // why in one line with the source, and nothing is open.
   [[nodiscard]] MediaProblem Open(const MediaSpec& media, const MediaNeeds& needs,
                                   int64_t timeout_us, std::string* error);
   void Close();
 
-  // Reads the next packet of a wanted stream. kVideo and kAudio: `*packet` holds it with its times
+  // Reads the next packet of a wanted stream. kVideo and kAudio: `*packet` has it with its times
   // in microseconds since the beginning of the source, for a live source since an arbitrary moment;
-  // video is timed in the order of decoding. kEnd and kFailed: nothing more comes, `*error` tells
-  // of a failure. Waits for a live source.
+  // video is timed in the order of decoding. kEnd and kFailed: nothing more comes; `*error` has
+  // the failure. Waits for a live source.
   [[nodiscard]] Kind Read(AVPacket* packet, std::string* error);
 
-  // Makes Open() and Read(), also later ones, give up. Close() forgets it.
+  // Stops Open() and Read(), including later calls, until Close().
   void Interrupt() { interrupted_.store(true, std::memory_order_release); }
 
   const AVStream* video() const { return video_; }  // Null when there is none.
   const AVStream* audio() const { return audio_; }
 
-  // Some pictures are shown in another order than they are decoded in.
+  // True if the display order differs from the decoding order.
   bool reorders_pictures() const { return reorders_; }
 
  private:
@@ -59,8 +59,8 @@ class MediaSource {
   AVStream* audio_ = nullptr;
   double frame_rate_ = 0;      // For video without timing.
   int64_t origin_us_ = 0;      // Time of the source's first packet.
-  int64_t reorder_us_ = -1;    // How long the first picture waits to be shown; -1: not known.
-  int64_t next_video_us_ = 0;  // Where a picture without a time goes.
+  int64_t reorder_us_ = -1;    // Delay from decoding to display of the first picture; -1: unknown.
+  int64_t next_video_us_ = 0;  // The time for a picture without a time.
   bool reorders_ = false;
   std::atomic<bool> interrupted_{false};
   std::atomic<int64_t> deadline_us_{0};  // On libavutil's relative clock; 0: none.

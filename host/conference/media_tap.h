@@ -1,4 +1,4 @@
-// Looks on at the media that the conference hands to the recorder, for tests and measurements.
+// Observes the media that the conference gives to the recorder, for tests and measurements.
 #ifndef HOST_CONFERENCE_MEDIA_TAP_H_
 #define HOST_CONFERENCE_MEDIA_TAP_H_
 

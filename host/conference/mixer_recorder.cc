@@ -6,8 +6,8 @@
 namespace kxrtc_host {
 namespace {
 
-// So far ahead of the clock the room is mixed: what the encoder holds back. A frame is thus
-// delivered at the very time its sound belongs to, just as a picture is.
+// The room is mixed ahead of the clock by the delay of the encoder. So a frame is delivered at the
+// time of its sound, like a picture.
 constexpr int64_t kLeadSamples = 2 * static_cast<int64_t>(kAudioBlockSamples);
 
 class AdtsFrame final : public kxrtc::EncodedAudioFrame {
@@ -98,7 +98,8 @@ bool MixerRecorder::Deliver(const Delivery& delivery, const float* block) {
   });
 }
 
-// The deadline of each block is counted in samples from the first one, so rounding never adds up.
+// The deadline of each block is counted in samples from the first block, so rounding errors do not
+// add up.
 void MixerRecorder::Run() {
   AskForPunctualThread();
   float block[kAudioBlockFloats];

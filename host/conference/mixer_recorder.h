@@ -1,8 +1,8 @@
-// The conference's audio mixer as the recorder uses it: mixes the room block by block on the
+// The audio mixer of the conference for the recorder: mixes the room block by block on the
 // conference's clock and delivers AAC-LC frames (kxrtc/recording/audio_mixer_recorder.h).
-// Threads: Start(), Stop() and GetAudioFormat() as the interface tells; the other operations any.
-// One thread of its own mixes from construction to destruction, so that voice activity is known
-// also while nothing is recorded; the frames are delivered on it.
+// Threads: Start(), Stop() and GetAudioFormat() as the interface says; the other operations any.
+// A thread of its own mixes from construction to destruction, so that voice activity is known even
+// while nothing is recorded. The frames are delivered on it.
 #ifndef HOST_CONFERENCE_MIXER_RECORDER_H_
 #define HOST_CONFERENCE_MIXER_RECORDER_H_
 
@@ -32,18 +32,18 @@ class MixerRecorder final : public kxrtc::AudioMixerRecorder {
   MixerRecorder(const MixerRecorder&) = delete;
   MixerRecorder& operator=(const MixerRecorder&) = delete;
 
-  // Begins to deliver, or changes the source of a running mixer. False for another mode than
+  // Starts delivery, or changes the source of a running mixer. False for another mode than
   // kAudioMixerMode, an unknown source, no sink, or an encoder that does not open.
   bool Start(int mode, int source, kxrtc::AudioMixerRecorderSink* sink) override;
 
-  // Ends the delivery: waits for a frame that is being delivered. The recorder gives that frame up
-  // when it has no room for it while it is in here.
+  // Ends delivery. Waits for a frame that is being delivered; the recorder does not block that
+  // frame during this call.
   bool Stop() override;
 
   // Channels, samples a second, bits a second.
   bool GetAudioFormat(uint32_t* channels, uint32_t* sample_rate, uint32_t* bit_rate) override;
 
-  // Between a successful Start() and Stop(). Turns false by itself when the encoder fails.
+  // Between a successful Start() and Stop(). Becomes false when the encoder fails.
   bool IsRunning() const;
 
   // Frames delivered since construction.

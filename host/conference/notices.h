@@ -1,4 +1,4 @@
-// One-line remarks for the user that come up on any thread of the conference.
+// One-line messages for the user, from any thread of the conference.
 // Threads: any.
 #ifndef HOST_CONFERENCE_NOTICES_H_
 #define HOST_CONFERENCE_NOTICES_H_
@@ -12,14 +12,14 @@ namespace kxrtc_host {
 
 class Notices {
  public:
-  static constexpr size_t kMaxWaiting = 1000;  // More are dropped: one fault may repeat for ever.
+  static constexpr size_t kMaxWaiting = 1000;  // More are dropped: a fault may repeat without end.
 
   void Add(std::string text) {
     const std::lock_guard<std::mutex> guard(lock_);
     if (texts_.size() < kMaxWaiting) texts_.push_back(std::move(text));
   }
 
-  // Takes out all that came since the last call.
+  // Returns and removes all messages since the last call.
   std::vector<std::string> Take() {
     const std::lock_guard<std::mutex> guard(lock_);
     return std::exchange(texts_, {});

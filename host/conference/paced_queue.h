@@ -1,4 +1,4 @@
-// Pictures that wait for the moment at which they are sent.
+// Pictures that wait until they are sent.
 // Threads: one pushes, one pops, any other closes.
 #ifndef HOST_CONFERENCE_PACED_QUEUE_H_
 #define HOST_CONFERENCE_PACED_QUEUE_H_
@@ -22,11 +22,11 @@ class PacedQueue {
   // `clock` outlives the object.
   explicit PacedQueue(const ConferenceClock* clock) : clock_(clock) {}
 
-  // Adds a frame that is sent at its time_us, but not before the one in front of it. False, `frame`
-  // untouched, while the queue is full.
+  // Adds a frame that is sent at its time_us, but not before the frame ahead of it. False while the
+  // queue is full; `frame` is then unchanged.
   [[nodiscard]] bool Push(VideoFrame* frame);
 
-  // Waits until the first frame is due and takes it out. False once the queue is closed.
+  // Waits until the first frame is due and removes it. False when the queue is closed.
   [[nodiscard]] bool PopWhenDue(VideoFrame* frame);
 
   void Close();

@@ -1,4 +1,4 @@
-// What one participant has switched on at a moment of the conference.
+// What one participant has switched on.
 // Threads: plain data.
 #ifndef HOST_CONFERENCE_PARTICIPANT_STATE_H_
 #define HOST_CONFERENCE_PARTICIPANT_STATE_H_
@@ -13,9 +13,9 @@ struct ParticipantState {
   bool share_on = false;
   bool muted = false;
 
-  // Carries out `action` of `participant`: null when it fits the state, else what is wrong with it
-  // (the state is then untouched). Who joins has the camera on, where there is one, the share off
-  // and the microphone open.
+  // Applies `action` of `participant`. Null on success, otherwise the problem; the state is then
+  // unchanged. After a join the camera (if there is one) is on, the share off and the microphone
+  // open.
   const char* Apply(const ScenarioParticipant& participant, ScenarioAction action);
 
   bool operator==(const ParticipantState& other) const {

@@ -13,11 +13,11 @@ namespace kxrtc_host {
 
 // One thing that libavformat can open: a file or a live stream.
 struct MediaSpec {
-  std::string source;     // A path or an address such as "rtp://...", as libavformat takes it.
-  std::string format;     // Name of the demuxer; empty lets libavformat find out.
+  std::string source;     // A path or an address such as "rtp://...", as libavformat accepts it.
+  std::string format;     // Name of the demuxer; empty: libavformat detects it.
   double frame_rate = 0;  // Pictures a second of a raw stream without timing; 0 leaves it unset.
   bool loop = false;      // Starts again at its end. Files only.
-  bool live = false;      // Arrives in its own time and cannot be rewound.
+  bool live = false;      // Arrives in real time and cannot be rewound.
 };
 
 enum class ScenarioAction {
@@ -42,11 +42,11 @@ struct ScenarioEvent {
 struct ScenarioParticipant {
   uint32_t user_id = 0;  // Unique, not 0.
   std::string name;
-  bool local = false;  // At most one participant is.
+  bool local = false;  // True for at most one participant.
   std::optional<MediaSpec> camera;
   std::optional<MediaSpec> share;
   std::optional<MediaSpec> microphone;  // Own source of sound.
-  bool microphone_from_camera = false;  // The camera's sound is used, where it has any.
+  bool microphone_from_camera = false;  // The sound of the camera is used, if there is any.
   std::vector<ScenarioEvent> events;    // In time order; the first one is a join.
 };
 

@@ -29,7 +29,7 @@ constexpr ScenarioAction kActions[] = {
     ScenarioAction::kMute,      ScenarioAction::kUnmute,
 };
 
-// Walks the document; every Read...() answers false after the first error.
+// Reads the document. After the first error every Read...() returns false.
 class Reader {
  public:
   Reader(const std::string& text, const std::string& file_name)
@@ -93,7 +93,7 @@ bool Reader::ReadText(const Value& value, const std::string& path, size_t limit,
   if (!value.isString()) return Error(value, path, "must be a string");
   std::string read = value.asString();
   if (read.empty() || read.find('\0') != std::string::npos) {
-    return Error(value, path, "must not be empty or hold a zero character");
+    return Error(value, path, "must not be empty or contain a zero character");
   }
   if (read.size() > limit) {
     return Error(value, path, "must not be longer than " + std::to_string(limit) + " bytes");
@@ -117,7 +117,7 @@ bool Reader::ReadSeconds(const Value& value, const std::string& path, int64_t* t
   return true;
 }
 
-// True for "rtp://host", also for "file:name"; a path may hold a colon only behind a slash.
+// True for "rtp://host", also for "file:name"; a path may have a colon only after a slash.
 bool HasScheme(const std::string& source) {
   const size_t colon = source.find(':');
   return colon != std::string::npos && colon > 1 && source.find('/') > colon;
@@ -184,7 +184,7 @@ bool Reader::ReadMicrophone(const Value& value, const std::string& path,
   if (value.isBool()) {
     participant->microphone_from_camera = value.asBool();
     if (value.asBool() && !participant->camera) {
-      return Error(value, path, "needs a source, since there is no camera to take the sound from");
+      return Error(value, path, "needs a source because there is no camera to take the sound from");
     }
     return true;
   }
@@ -213,7 +213,7 @@ bool Reader::ReadEvent(const Value& value, const std::string& path, ScenarioEven
 bool Reader::ReadEvents(const Value& value, const std::string& path,
                         ScenarioParticipant* participant) {
   if (!value.isArray()) return Error(value, path, "must be an array");
-  if (value.size() > kMaxEvents) return Error(value, path, "holds more than 10000 events");
+  if (value.size() > kMaxEvents) return Error(value, path, "contains more than 10000 events");
   std::vector<ScenarioEvent>& events = participant->events;
   for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
     ScenarioEvent event;
@@ -310,7 +310,7 @@ bool Reader::Read(Scenario* scenario) {
   try {
     if (!parser->parse(text_.data(), text_.data() + text_.size(), &document, &problem)) {
       long line = 1;
-      (void)sscanf(problem.c_str(), "* Line %ld", &line);  // 1 where there is no such text.
+      (void)sscanf(problem.c_str(), "* Line %ld", &line);  // 1 without such a text.
       const size_t begin = problem.find("\n  ");
       const size_t end = problem.find('\n', begin == std::string::npos ? 0 : begin + 1);
       if (begin != std::string::npos) problem = problem.substr(begin + 3, end - begin - 3);
@@ -335,7 +335,7 @@ bool Reader::Read(Scenario* scenario) {
     return Error(participants, "participants", "a conference needs at least one participant");
   }
   if (participants.size() > kMaxParticipants) {
-    return Error(participants, "participants", "holds more than 256 participants");
+    return Error(participants, "participants", "contains more than 256 participants");
   }
   read.participants.resize(participants.size());
   for (Json::ArrayIndex i = 0; i < participants.size(); ++i) {

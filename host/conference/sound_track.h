@@ -1,4 +1,4 @@
-// The decoded sound of one microphone on its way to the mixer, laid out on the conference's clock.
+// The decoded sound of one microphone for the mixer, on the conference's clock.
 // Threads: one writes, one reads.
 #ifndef HOST_CONFERENCE_SOUND_TRACK_H_
 #define HOST_CONFERENCE_SOUND_TRACK_H_
@@ -14,20 +14,20 @@ namespace kxrtc_host {
 
 class SoundTrack {
  public:
-  // How much is kept: the oldest sound gives way to the newest.
+  // How much is kept. New sound overwrites the oldest.
   static constexpr int64_t kCapacitySamples = 1 << 18;  // 5.4 s.
 
   SoundTrack();
 
-  // Puts `samples` samples a channel at the sample index `first`. What overlaps earlier sound is
-  // left out, a gap in front is silence.
+  // Writes `samples` samples a channel at the sample index `first`. A part that overlaps earlier
+  // sound is dropped; a gap before it becomes silence.
   void Write(int64_t first, const float* interleaved, size_t samples);
 
   // Copies `samples` samples a channel from the index `first` on; silence where there is no sound.
-  // The number of samples that were there.
+  // Returns the number of samples that were there.
   size_t Read(int64_t first, float* interleaved, size_t samples) const;
 
-  // Forgets everything, so that the next Write() may be at any place.
+  // Removes everything, so that the next Write() may be at any place.
   void Clear();
 
  private:

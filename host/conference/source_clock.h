@@ -7,11 +7,11 @@
 
 namespace kxrtc_host {
 
-// So much later than its own time everything is sent: room for reading ahead, for decoding and for
-// the jitter of live streams. The same for all sources, so that they stay together.
+// Everything is sent this much later than its own time: room for reading ahead, decoding and the
+// jitter of live streams. The same for all sources, so that they stay in step.
 inline constexpr int64_t kPlayoutDelayUs = 200000;
 
-// A file: its beginning is at a given moment.
+// A file: starts at a given time.
 class FileClock {
  public:
   explicit FileClock(int64_t origin_us = 0) : origin_us_(origin_us) {}
@@ -21,9 +21,9 @@ class FileClock {
   int64_t origin_us_;
 };
 
-// A live stream: the packets that come through fastest tell how its clock lies to ours, since delay
-// only ever adds. The estimate forgets slowly, so that it also follows a sender with a slow clock,
-// and starts anew when the sender's time jumps or everything comes too late for a while.
+// A live stream: the fastest packets give the offset of its clock, since delay only adds. The
+// estimate forgets slowly, so that it also follows a sender with a slow clock. It starts again when
+// the sender's time jumps or when everything is late for some time.
 class LiveClock {
  public:
   static constexpr int64_t kJumpUs = 3000000;
@@ -36,8 +36,8 @@ class LiveClock {
  private:
   bool started_ = false;
   int64_t offset_us_ = 0;        // Arrival less media time of the fastest packet.
-  int64_t last_arrival_us_ = 0;  // To forget by.
-  int64_t late_since_us_ = -1;   // Arrival of the first of a run of packets past their time.
+  int64_t last_arrival_us_ = 0;  // For the forgetting.
+  int64_t late_since_us_ = -1;   // Arrival of the first of the current late packets; -1: none.
 };
 
 }  // namespace kxrtc_host

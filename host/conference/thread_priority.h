@@ -1,4 +1,4 @@
-// The scheduling of the threads that keep time.
+// The priority of threads that must be punctual.
 #ifndef HOST_CONFERENCE_THREAD_PRIORITY_H_
 #define HOST_CONFERENCE_THREAD_PRIORITY_H_
 
@@ -7,9 +7,9 @@
 
 namespace kxrtc_host {
 
-// Asks that the calling thread, which mostly sleeps, runs as soon as it wakes up: the moment at
-// which media are sent is the time they get in the record. Where the system does not permit it the
-// thread stays an ordinary one, which is as good on a machine that is not overloaded.
+// Asks the system to run the calling thread as soon as it wakes up: media get the time at which
+// they are sent. Without permission the thread keeps its priority, which is enough unless the
+// machine is overloaded.
 inline void AskForPunctualThread() {
   sched_param parameters = {};
   parameters.sched_priority = sched_get_priority_min(SCHED_RR);

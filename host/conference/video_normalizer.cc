@@ -77,7 +77,7 @@ void VideoNormalizer::LearnParameterSets(const uint8_t* data, uint32_t size) {
   SplitAccessUnit(data, size, &units_);
   for (const NalUnit& unit : units_) {
     parameter_sets_.Add(unit);
-    if (unit.type() == kNalSps) LearnSize(unit);
+    if (unit.type() == kxrtc::H264::kNaluTypeSps) LearnSize(unit);
   }
 }
 
@@ -93,7 +93,7 @@ bool VideoNormalizer::AppendFrame(const AVPacket& packet, std::vector<VideoFrame
   frame.height = height_;
   frame.rotation = rotation_;
   bool has_sps = false;
-  for (const NalUnit& unit : units_) has_sps = has_sps || unit.type() == kNalSps;
+  for (const NalUnit& unit : units_) has_sps = has_sps || unit.type() == kxrtc::H264::kNaluTypeSps;
   if (frame.key_frame && !has_sps) {
     for (const NalUnit& unit : parameter_sets_.Units()) {
       frame.data.insert(frame.data.end(), kStartCode, kStartCode + sizeof(kStartCode));

@@ -1,6 +1,6 @@
 // Turns the H.264 packets of any container into the access units (Annex B, start codes included)
-// that a conference client sends: parameter sets in front of every key frame, and for each picture
-// its kind, size and rotation.
+// that a conference client sends: parameter sets before every key frame, and for each picture its
+// kind, size and rotation.
 // Threads: an object belongs to one thread at a time.
 #ifndef HOST_CONFERENCE_VIDEO_NORMALIZER_H_
 #define HOST_CONFERENCE_VIDEO_NORMALIZER_H_
@@ -10,15 +10,15 @@
 #include <vector>
 
 #include "host/conference/ffmpeg_input_handles.h"
-#include "host/parameter_sets.h"
+#include "host/h264/parameter_sets.h"
 
 namespace kxrtc_host {
 
-// One access unit on its way to the recorder.
+// One access unit for the recorder.
 struct VideoFrame {
   std::vector<uint8_t> data;
   int64_t time_us = 0;
-  bool key_frame = false;  // Holds an IDR picture and the parameter sets for it.
+  bool key_frame = false;  // Has an IDR picture and its parameter sets.
   uint32_t width = 0;
   uint32_t height = 0;
   uint32_t rotation = 0;  // Degrees clockwise.
@@ -26,11 +26,11 @@ struct VideoFrame {
 
 class VideoNormalizer {
  public:
-  // Takes the format, size and display matrix from `stream`. On false `*error` tells why.
+  // Takes the format, size and display matrix from `stream`. On false `*error` says why.
   [[nodiscard]] bool Open(const AVStream& stream, std::string* error);
 
-  // Takes the content of `packet`, whose times are microseconds, and appends the access unit made
-  // of it to `*frames`. False: the packet is damaged and left out.
+  // Moves the content of `packet`, whose times are microseconds, to an access unit at the end of
+  // `*frames`. False: the packet is damaged and left out.
   [[nodiscard]] bool Process(AVPacket* packet, std::vector<VideoFrame>* frames);
 
  private:
@@ -38,7 +38,7 @@ class VideoNormalizer {
   void LearnParameterSets(const uint8_t* data, uint32_t size);
   void LearnSize(const NalUnit& sps);
 
-  BitstreamFilterHandle to_annex_b_;  // None where the packets are access units already.
+  BitstreamFilterHandle to_annex_b_;  // None if the packets are already access units.
   ParameterSets parameter_sets_;
   std::vector<NalUnit> units_;
   uint32_t width_ = 0;

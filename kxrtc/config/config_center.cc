@@ -10,31 +10,32 @@
 #include "kx_utility/failure_log.h"
 #include "kx_utility/file.h"
 #include "kx_utility/fileutils.h"
+#include "kx_utility/text_file.h"
 
 namespace kxrtc {
 namespace {
 
+using kx_utility::CallSite;
 using kx_utility::Here;
 using kx_utility::LogFormatted;
 using kx_utility::LoggingSeverity;
 using kx_utility::LS_NONE;
 using kx_utility::LS_WARNING;
+using kx_utility::Succeeds;
 
 constexpr char kConfigFileName[] = "kxrtc_config.cfg";
 
 bool ReadConfigFile(const std::string& path, std::string* text) {
   const size_t size = kx_utility::GetFileSize(path);
-  if (size > kMaxConfigFileSize) return false;
-  text->resize(size);
   kx_utility::File config_file = kx_utility::File::Open(path);
-  return config_file.Read(reinterpret_cast<uint8_t*>(text->data()), size) == size;
+  return kx_utility::ReadText(&config_file, size, text);
 }
 
 bool Parse(const std::string& text, Json::Value* document) {
   Json::Reader reader;
   try {
     return reader.parse(text.data(), text.data() + text.size(), *document);
-  } catch (const std::exception&) {  // Thrown for a document that is nested too deeply.
+  } catch (const std::exception&) {  // Thrown for a document nested too deeply, or without memory.
     return false;
   }
 }
@@ -49,17 +50,21 @@ std::unique_ptr<ConfigCenter> ConfigCenter::GetConfigCenter() {
 
 bool ConfigCenter::LoadConfigFile() {
   document_ = Json::Value();
+  return Succeeds([this, site = Here()] { return Load(site); });
+}
+
+bool ConfigCenter::Load(CallSite site) {
   const std::string path = kx_utility::OutputPath() + kConfigFileName;
   if (!kx_utility::FileExists(path)) return false;
-  LogFormatted(LS_WARNING, Here(), "found the config file = %s", path.c_str());
+  LogFormatted(LS_WARNING, site, "found the config file = %s", path.c_str());
   std::string text;
   if (!ReadConfigFile(path, &text)) {
-    LogFormatted(LS_WARNING, Here(), "failed in config_file.Read");
+    LogFormatted(LS_WARNING, site, "failed in config_file.Read");
     return false;
   }
   Json::Value document;
   if (!Parse(text, &document)) {
-    LogFormatted(LS_WARNING, Here(), "failed in reader.parse");
+    LogFormatted(LS_WARNING, site, "failed in reader.parse");
     return false;
   }
   document_ = std::move(document);

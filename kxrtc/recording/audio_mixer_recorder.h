@@ -1,7 +1,8 @@
 // The host's audio mixer as the recorder sees it: it mixes the voices of the conference, encodes
-// the mix and delivers the encoded frames (docs/embedding_recorder.md tells the order of the
-// calls). Operations named HostOperation... stand for what a host's own interface has in front of
-// the ones that the recorder calls; the recorder never calls them.
+// the mix and delivers the encoded frames (docs/embedding_recorder.md has the order of the
+// calls). Operations named HostOperation... are the slots of the host's own interface before those
+// that the recorder calls; the recorder never calls them.
+// What the host implements must not throw: an exception that leaves it ends the process.
 #ifndef KXRTC_RECORDING_AUDIO_MIXER_RECORDER_H_
 #define KXRTC_RECORDING_AUDIO_MIXER_RECORDER_H_
 
@@ -11,7 +12,7 @@
 
 namespace kxrtc {
 
-// The one mode in which the recorder runs a mixer. Its meaning lies with the mixer: encode the mix.
+// The one mode in which the recorder runs a mixer. It means: encode the mix.
 inline constexpr int kAudioMixerMode = 2;
 
 // What is mixed: everybody but the local participant, whose microphone is muted, or everybody.
@@ -51,7 +52,7 @@ class KX_EXPORT AudioMixerRecorder {
   virtual void HostOperation1() {}
   virtual void HostOperation2() {}
 
-  // Begins to mix and to call `sink`, or changes the source of a mixer that is running.
+  // Starts to mix and to call `sink`, or changes the source of a running mixer.
   virtual bool Start(int mode, int source, AudioMixerRecorderSink* sink) = 0;
 
   // Ends both. Also called on a mixer that is not running. After it returns the sink is not called.
@@ -71,10 +72,11 @@ class KX_EXPORT AudioFactory {
   virtual void HostOperation1() {}
   virtual void HostOperation2() {}
 
-  // Hands out a mixer that stays valid until it is released. False: `*out` is not used.
+  // Stores a mixer that stays valid until it is released, and returns true. On false there is no
+  // mixer: `*out` is neither used nor released. True with null is a failure.
   virtual bool CreateAudioMixerRecorder(AudioMixerRecorder** out) = 0;
 
-  // Takes back a mixer that CreateAudioMixerRecorder() handed out.
+  // Releases a mixer of CreateAudioMixerRecorder().
   virtual void ReleaseAudioMixerRecorder(AudioMixerRecorder* recorder) = 0;
 
  protected:

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "kxrtc/recording/replay_rules.h"
+
 namespace kxrtc {
 
 // Frame 0: access unit delimiter, SPS, PPS, SEI, IDR slice. The others: access unit delimiter, PPS,
@@ -24,13 +26,7 @@ struct IconFrame {
   uint32_t size;
 };
 
-inline constexpr uint32_t kIconFrameCount = 8;
 extern const IconFrame kIconFrames[kIconFrameCount];
-
-// The attributes that go with the clip.
-inline constexpr uint32_t kIconWidth = 640;
-inline constexpr uint32_t kIconHeight = 360;
-inline constexpr int32_t kIconRotationAngle = 0;
 
 }  // namespace kxrtc
 

@@ -9,7 +9,8 @@ namespace kxrtc {
 class Mp4SinkWriter;
 
 // Host-implemented; borrowed from StartTranscoding() until the transcoder is stopped or released.
-// Threads: called on the control thread only. Slot order is binary interface: append only.
+// Threads: called on the control thread only. No function may throw: an exception that leaves one
+// ends the process. Slot order is binary interface: append only.
 class KX_EXPORT MediaComponentFactory {
  public:
   // Four slots that belong to the host; the library never calls them.
@@ -18,8 +19,8 @@ class KX_EXPORT MediaComponentFactory {
   virtual void HostOperation3() {}
   virtual void HostOperation4() {}
 
-  // Stores a writer for one output file. `is_desktop`: the record holds a desktop share. False:
-  // there is no writer and `*writer` is untouched.
+  // Stores a writer for one output file. `is_desktop`: the record contains a desktop share. False,
+  // or a null writer: there is none. What is stored beside false is neither used nor released.
   virtual bool CreateMp4SinkWriter(Mp4SinkWriter** writer, bool is_desktop) = 0;
 
   // Takes back a writer of this factory, after its StopStreaming().

@@ -1,5 +1,5 @@
-// The MP4 writer that a host supplies. The library neither muxes nor encodes: it pushes timed
-// samples into this interface (docs/embedding.md tells the order of the calls).
+// The MP4 writer of the host. The library does not mux or encode: it pushes timed samples into this
+// interface (docs/embedding.md has the order of the calls).
 #ifndef KXRTC_RECORDING_MP4_SINK_WRITER_H_
 #define KXRTC_RECORDING_MP4_SINK_WRITER_H_
 
@@ -9,7 +9,7 @@
 
 namespace kxrtc {
 
-// What the video track shall be. Six 32-bit fields, binary interface.
+// The wanted video track. Six 32-bit fields, binary interface.
 struct VideoConfig {
   uint32_t format = 0;  // Format code of the host; the library passes kVideoFormatCode.
   uint32_t width = 0;   // Pixels.
@@ -19,7 +19,7 @@ struct VideoConfig {
   uint32_t reserved = 0;       // Passed as 0.
 };
 
-// What the audio track is. Three 32-bit fields, binary interface.
+// The audio track. Three 32-bit fields, binary interface.
 struct AudioConfig {
   uint32_t format = 0;    // Format code of the host; the library passes kAudioFormatCode.
   uint32_t reserved = 0;  // The library passes kAudioConfigReserved.
@@ -33,12 +33,12 @@ inline constexpr uint32_t kAudioConfigReserved = 32;
 // States of a writer, numbered by the host. The library only logs them.
 enum MediaComponentState : int32_t {};
 
-// Errors of a writer, numbered by the host but for this one, which the library reports onwards.
+// Errors of a writer, numbered by the host except this one, which the library reports.
 enum Mp4SinkWriterErrorCode : int32_t {
   kMp4SinkWriterFatalError = 1,
 };
 
-// Told by a writer. No destructor among the slots. Slot order is binary interface: append only.
+// Called by a writer. No destructor among the slots. Slot order is binary interface: append only.
 class KX_EXPORT Mp4SinkWriterObserver {
  public:
   virtual void OnStateChanged(MediaComponentState state) = 0;
@@ -49,7 +49,8 @@ class KX_EXPORT Mp4SinkWriterObserver {
   ~Mp4SinkWriterObserver() = default;
 };
 
-// Host-implemented; created and released by the MediaComponentFactory, never deleted here.
+// Host-implemented; created and released by the MediaComponentFactory, never deleted here. No
+// function may throw: an exception that leaves one ends the process.
 // Threads: the control thread creates, starts, stops and configures; one worker thread pushes. The
 // worker is joined before the writer is stopped. Slot order is binary interface: append only.
 class KX_EXPORT Mp4SinkWriter {
@@ -58,7 +59,7 @@ class KX_EXPORT Mp4SinkWriter {
   virtual void HostOperation1() {}
   virtual void HostOperation2() {}
 
-  // Begins a file at `output_path`. The configurations are copied; `observer` stays valid until
+  // Starts a file at `output_path`. The configurations are copied; `observer` stays valid until
   // StopStreaming() returns. False: nothing was started.
   virtual bool StartStreaming(const char* output_path, const VideoConfig* video,
                               const AudioConfig* audio, Mp4SinkWriterObserver* observer) = 0;
@@ -73,11 +74,11 @@ class KX_EXPORT Mp4SinkWriter {
                                           int32_t rotation_angle) = 0;
 
   // One access unit: Annex B, start codes included, valid during the call only. Video timestamps
-  // (output time, microseconds) rise by at least 10000 from sample to sample.
+  // (output time, microseconds) increase by at least 10000 from sample to sample.
   virtual bool PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) = 0;
 
-  // One encoded audio frame, valid during the call only. Output time rises by 21333 microseconds
-  // from frame to frame.
+  // One encoded audio frame, valid during the call only. Output time increases by 21333
+  // microseconds from frame to frame.
   virtual bool PushAudioSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) = 0;
 
   // Settings that pass through from the transcoder of the same name, before StartStreaming().

@@ -1,4 +1,4 @@
-// The media types by which a host tells what a video channel carries.
+// The media types of a video channel, set by the host.
 #ifndef KXRTC_RECORDING_PEER_CONNECTION_CONDUCTOR_H_
 #define KXRTC_RECORDING_PEER_CONNECTION_CONDUCTOR_H_
 

@@ -1,11 +1,14 @@
 #include "kxrtc/recording/speaker_channel_selector.h"
 
+#include <utility>
+
 #include "kxrtc/recording/peer_connection_conductor.h"
 
 namespace kxrtc {
 namespace {
 
 using Action = ChannelDecision::Action;
+using Reason = SelectionReason;
 
 constexpr uint32_t kNoVideo = PeerConnectionConductor::kNoVideo;
 constexpr uint32_t kCamera = PeerConnectionConductor::kCamera;
@@ -13,8 +16,8 @@ constexpr uint32_t kDesktop = PeerConnectionConductor::kDesktop;
 
 ChannelDecision Keep() { return {}; }
 
-ChannelDecision SwitchTo(const VideoChannelInfo& channel, const char* message) {
-  return {Action::kSwitch, channel, message};
+ChannelDecision SwitchTo(const VideoChannelInfo& channel, Reason reason, const char* message) {
+  return {Action::kSwitch, channel, reason, message};
 }
 
 VideoChannelInfo WithoutVideo(uint32_t user_id) { return {0, user_id, kNoVideo}; }
@@ -28,38 +31,41 @@ bool IsRecordable(const VideoChannelInfo& channel) {
 
 ChannelDecision SpeakerChannelSelector::UpdateVideoMapping(
     bool local, const std::vector<VideoChannelInfo>& channels, const VideoChannelInfo* recorded) {
-  Side& side = local ? local_ : remote_;
-  side = {};
+  Side side;  // Replaces the former one when it is complete: memory may run out before.
   for (const VideoChannelInfo& channel : channels) {
     if (!IsRecordable(channel)) continue;
     side.channels[channel.ssrc] = channel;
     side.users.insert(channel.user_id);
   }
+  (local ? local_ : remote_) = std::move(side);
   if (!recorded || recorded->user_id == 0 || recorded->ssrc == 0) return Keep();
   if (FindChannel(recorded->ssrc)) return Keep();
-  // Who can still be heard stays recorded, now without video.
+  // A user with a microphone stays recorded, now without video.
   const uint32_t user_id = HasMicrophone(recorded->user_id) ? recorded->user_id : 0;
-  return SwitchTo(WithoutVideo(user_id), "current recording video is turn off");  // sic
+  return SwitchTo(WithoutVideo(user_id), Reason::kVideoTurnedOff,
+                  "current recording video is turn off");  // sic
 }
 
 ChannelDecision SpeakerChannelSelector::UpdateVoiceActivity(
     const std::vector<VoiceActivity>& activities, const VideoChannelInfo* recorded) {
-  voice_activity_.clear();
+  std::map<uint32_t, bool> voices;
   uint32_t candidate = 0;  // The last of the speakers without video.
   for (const VoiceActivity& activity : activities) {
     if (activity.user_id == 0) continue;
-    voice_activity_[activity.user_id] = activity.speaking;
+    voices[activity.user_id] = activity.speaking;
     if (activity.speaking && !HasVideo(activity.user_id)) candidate = activity.user_id;
   }
+  voice_activity_ = std::move(voices);
   if (!recorded) return Keep();
   const bool somebody = recorded->user_id != 0;
   if (somebody && (IsSpeaking(recorded->user_id) || recorded->type == kDesktop)) return Keep();
   if (candidate != 0) {
-    return SwitchTo(WithoutVideo(candidate),
+    return SwitchTo(WithoutVideo(candidate), Reason::kSpeakerWithoutVideo,
                     "current recording user is not a speaker, SwitchChannel");
   }
   if (somebody && recorded->type == kNoVideo && !HasMicrophone(recorded->user_id)) {
-    return SwitchTo({}, "current recording user is not enable mic, SwitchChannel");  // sic
+    return SwitchTo({}, Reason::kMicrophoneTurnedOff,
+                    "current recording user is not enable mic, SwitchChannel");  // sic
   }
   return Keep();
 }
@@ -67,20 +73,22 @@ ChannelDecision SpeakerChannelSelector::UpdateVoiceActivity(
 ChannelDecision SpeakerChannelSelector::OnKeyFrame(uint32_t ssrc,
                                                    const VideoChannelInfo& recorded) const {
   const VideoChannelInfo* channel = FindChannel(ssrc);
-  if (!channel) return {Action::kUnknownChannel, {}, nullptr};
+  if (!channel) return {Action::kUnknownChannel, {}, Reason::kNone, nullptr};
   // A recorded desktop share ends only when its channel goes.
   if (recorded == *channel || recorded.type == kDesktop) return Keep();
-  if (channel->type == kDesktop) return SwitchTo(*channel, nullptr);
+  if (channel->type == kDesktop) return SwitchTo(*channel, Reason::kDesktopShared, nullptr);
   const bool somebody = recorded.user_id != 0;
   if (somebody && recorded.user_id == channel->user_id && recorded.ssrc == 0) {
-    return SwitchTo(*channel, "current user unmute video, SwitchChannel");  // sic
+    return SwitchTo(*channel, Reason::kVideoTurnedOn,
+                    "current user unmute video, SwitchChannel");  // sic
   }
   if (IsSpeaking(recorded.user_id) || !IsSpeaking(channel->user_id)) {
     if (somebody) return Keep();
-    return SwitchTo(*channel, "current recording user is invalid");  // Anything beats nothing.
+    // Any channel is better than none.
+    return SwitchTo(*channel, Reason::kNobodyRecorded, "current recording user is invalid");
   }
   return SwitchTo(
-      *channel,
+      *channel, Reason::kAnotherSpeaker,
       "current recording user is not a speaker, and found another speaker, SwitchChannel");
 }
 

@@ -9,6 +9,8 @@
 #include <set>
 #include <vector>
 
+#include "kxrtc/recording/speaker_recorder_listener.h"
+
 namespace kxrtc {
 
 // A channel that can be recorded. All zero: nobody. A user with ssrc and type 0: a speaker without
@@ -38,6 +40,7 @@ struct ChannelDecision {
 
   Action action = Action::kKeep;
   VideoChannelInfo channel;
+  SelectionReason reason = SelectionReason::kNone;
   const char* message = nullptr;  // Logged before the switch; null: switch without a word.
 };
 

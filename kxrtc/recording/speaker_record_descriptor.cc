@@ -2,11 +2,14 @@
 
 #include <json/json.h>
 
+#include <algorithm>
 #include <exception>
+#include <new>
 
 #include "kx_utility/failure_log.h"
 #include "kx_utility/fileutils.h"
 #include "kx_utility/json_accessors.h"
+#include "kx_utility/text_file.h"
 
 namespace kxrtc {
 namespace {
@@ -20,81 +23,29 @@ using kx_utility::GetValueFromJsonObject;
 using kx_utility::Here;
 using kx_utility::LogFormatted;
 using kx_utility::LS_ERROR;
-
-constexpr char kOverallKey[] = "speaker_record_overall";
-constexpr char kSessionKey[] = "speaker_record_session";
-constexpr char kRecordSessionCountKey[] = "record_session_count";
-constexpr char kContainVideoKey[] = "contain_video";
-constexpr char kContainDesktopKey[] = "contain_desktop";
-constexpr char kAudioChannelCountKey[] = "audio_channel_count";
-constexpr char kSessionStartKey[] = "sessoin_start_timestamp_us";  // sic
-constexpr char kSessionEndKey[] = "sessoin_end_timestamp_us";      // sic
-constexpr char kVideoFrameCountKey[] = "session_video_frame_count";
-constexpr char kAudioFrameCountKey[] = "session_audio_frame_count";
-constexpr char kVideoSwitchCountKey[] = "session_video_switch_count";
-
-// How the array of sessions opens and closes in styled text; the elements stand between the two,
-// joined by kSessionSeparator.
-constexpr char kSessionsOpening[] = "\n\t[\n";
-constexpr char kSessionsClosing[] = "\n\t]";
-constexpr char kSessionSeparator[] = ",\n";
-
-// The document with `session` as its only session; null: without any.
-std::string StyledDocument(const SpeakerRecordOverall& overall,
-                           const SpeakerRecordSession* session) {
-  Json::Value sessions;  // Stays null without a session.
-  if (session) {
-    Json::Value element;
-    SpeakerRecordSessionToJson(*session, &element);
-    sessions.append(element);
-  }
-  Json::Value root;
-  SpeakerRecordOverallToJson(overall, &root[kOverallKey]);
-  root[kSessionKey] = sessions;
-  return root.toStyledString();
-}
-
-// One element of the array of sessions, indented as it stands there.
-std::string StyledSession(const SpeakerRecordSession& session) {
-  const std::string document = StyledDocument({}, &session);
-  const size_t begin = document.find(kSessionsOpening) + sizeof(kSessionsOpening) - 1;
-  return document.substr(begin, document.find(kSessionsClosing, begin) - begin);
-}
+using kx_utility::Succeeds;
 
 bool FailedToGet(const char* key, CallSite site = Here()) {
   LogFormatted(LS_ERROR, site, "failed to get %s", key);
   return false;
 }
 
-// Old name, old rules: comments are allowed and whatever follows the first value is ignored.
+// The text ends at its first zero byte. Old name, old rules: comments are allowed and whatever
+// follows the first value is ignored.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-bool ParseJson(const std::string& text, Json::Value* root) {
+bool ParseText(std::string text, Json::Value* root) {
+  text.resize(std::min(text.size(), text.find('\0')));
   try {
     Json::Reader reader;
     return reader.parse(text, *root, true);
-  } catch (const std::exception&) {  // The JSON library throws at values nested too deep.
+  } catch (const std::exception&) {  // Thrown for values nested too deep, or without memory.
     return false;
   }
 }
 #pragma GCC diagnostic pop
 
 }  // namespace
-
-void SpeakerRecordOverallToJson(const SpeakerRecordOverall& overall, Json::Value* object) {
-  (*object)[kRecordSessionCountKey] = Json::Value::UInt{overall.record_session_count};
-  (*object)[kContainVideoKey] = Json::Value::UInt{overall.contain_video};
-  (*object)[kContainDesktopKey] = Json::Value::UInt{overall.contain_desktop};
-  (*object)[kAudioChannelCountKey] = Json::Value::UInt{overall.audio_channel_count};
-}
-
-void SpeakerRecordSessionToJson(const SpeakerRecordSession& session, Json::Value* object) {
-  (*object)[kSessionStartKey] = Json::Value::Int64{session.sessoin_start_timestamp_us};
-  (*object)[kSessionEndKey] = Json::Value::Int64{session.sessoin_end_timestamp_us};
-  (*object)[kVideoFrameCountKey] = Json::Value::UInt64{session.session_video_frame_count};
-  (*object)[kAudioFrameCountKey] = Json::Value::UInt64{session.session_audio_frame_count};
-  (*object)[kVideoSwitchCountKey] = Json::Value::UInt{session.session_video_switch_count};
-}
 
 bool GetInt64FromJsonObject(const Json::Value& object, const std::string& key, int64_t* out) {
   if (!object.isObject()) return false;
@@ -133,7 +84,7 @@ void SpeakerRecordDescWriter::Reset() {
   overall_ = {};
   sessions_.clear();
   current_session_ = nullptr;
-  earlier_sessions_text_.clear();
+  text_.Reset();
   (void)file_.Close();  // False only says that it was not open.
 }
 
@@ -148,11 +99,14 @@ void SpeakerRecordDescWriter::OnRecordStart(int64_t timestamp_us) {
     return;
   }
   if (current_session_) current_session_->sessoin_end_timestamp_us = timestamp_us;
-  if (!sessions_.empty()) {
-    earlier_sessions_text_ += StyledSession(sessions_.back()) + kSessionSeparator;
+  current_session_ = nullptr;
+  try {
+    sessions_.emplace_back();
+  } catch (const std::bad_alloc&) {
+    (void)FailedIn("OnRecordStart");
+    return;
   }
   ++overall_.record_session_count;
-  sessions_.emplace_back();
   current_session_ = &sessions_.back();
   current_session_->sessoin_start_timestamp_us = timestamp_us;
   current_session_->sessoin_end_timestamp_us = timestamp_us;
@@ -197,18 +151,15 @@ bool SpeakerRecordDescWriter::HasOpenSession(const char* event) const {
   return true;
 }
 
-std::string SpeakerRecordDescWriter::RenderDocument() const {
-  if (sessions_.empty()) return StyledDocument(overall_, nullptr);
-  std::string document = StyledDocument(overall_, &sessions_.back());
-  const size_t first = document.find(kSessionsOpening) + sizeof(kSessionsOpening) - 1;
-  document.insert(first, earlier_sessions_text_);
-  return document;
-}
-
 bool SpeakerRecordDescWriter::WriteToFile() {
-  const std::string text = RenderDocument();
-  // Intended: not truncated first. Counts and times only grow, so the text covers the former one; a
-  // clock that is set back may leave a rest of it behind the document, which readers ignore.
+  std::string text;
+  try {
+    text = text_.Render(overall_, sessions_);
+  } catch (const std::bad_alloc&) {
+    return Failed("failed to write data");
+  }
+  // Intended: not truncated first. Counts and times only grow, so the text covers the old one. If
+  // the clock is set back, a rest of it may follow the document; readers ignore it.
   if (!file_.Seek(0) ||
       file_.Write(reinterpret_cast<const uint8_t*>(text.data()), text.size()) != text.size()) {
     return Failed("failed to write data");
@@ -228,9 +179,24 @@ bool SpeakerRecordDescReader::Finalize() {
 bool SpeakerRecordDescReader::Initialize(const std::string& file_name) {
   Finalize();
   Json::Value root;
-  if (!ReadFromFile(file_name, &root)) return FailedIn("ReadFromFile");
-  if (!ParseSpeakerRecordOverall(root, &overall_)) return FailedIn("ParseSpeakerRecordOverall");
-  if (!ParseSpeakerRecrodSessions(root, &sessions_)) return FailedIn("ParseSpeakerRecrodSessions");
+  if (!Succeeds([&] { return ReadFromFile(file_name, &root); })) return FailedIn("ReadFromFile");
+  return Parse(root, Here());
+}
+
+bool SpeakerRecordDescReader::InitializeFromText(std::string text) {
+  Finalize();
+  Json::Value root;
+  if (!ParseText(std::move(text), &root)) return FailedIn("reader.parse");
+  return Parse(root, Here());
+}
+
+bool SpeakerRecordDescReader::Parse(const Json::Value& root, CallSite site) {
+  if (!Succeeds([&] { return ParseSpeakerRecordOverall(root, &overall_); })) {
+    return FailedIn("ParseSpeakerRecordOverall", site);
+  }
+  if (!Succeeds([&] { return ParseSpeakerRecrodSessions(root, &sessions_); })) {
+    return FailedIn("ParseSpeakerRecrodSessions", site);
+  }
   initialized_ = true;
   return true;
 }
@@ -254,29 +220,28 @@ bool SpeakerRecordDescReader::GetSpeakerRecordSession(uint32_t index,
 
 bool SpeakerRecordDescReader::ReadFromFile(const std::string& file_name, Json::Value* root) const {
   const size_t size = kx_utility::GetFileSize(file_name);
-  if (size == 0 || size > kMaxDescriptorSize) return Failed("file size is not valid");
+  if (size == 0) return Failed("file size is not valid");
   File input_file = File::Open(file_name);
   if (!input_file.IsOpen()) return Failed("failed to open file");
-  std::string text(size + 1, '\0');
-  if (input_file.Read(reinterpret_cast<uint8_t*>(&text[0]), size) != size) {
+  std::string text;
+  if (!kx_utility::ReadText(&input_file, size, &text)) {
     return Failed("falied in input_file.Read");  // sic
   }
-  text.resize(text.find('\0'));  // The text ends at the first zero, at the latest at the added one.
-  if (!ParseJson(text, root)) return FailedIn("reader.parse");
-  return true;
+  return ParseText(std::move(text), root) || FailedIn("reader.parse");
 }
 
 bool SpeakerRecordDescReader::ParseSpeakerRecordOverall(const Json::Value& root,
                                                         SpeakerRecordOverall* overall) const {
   Json::Value value;
-  if (!GetValueFromJsonObject(root, kOverallKey, &value)) return FailedToGet(kOverallKey);
+  if (!GetValueFromJsonObject(root, descriptor_key::kOverall, &value))
+    return FailedToGet(descriptor_key::kOverall);
   const struct {
     const char* key;
     uint32_t* out;
-  } members[] = {{kRecordSessionCountKey, &overall->record_session_count},
-                 {kContainVideoKey, &overall->contain_video},
-                 {kContainDesktopKey, &overall->contain_desktop},
-                 {kAudioChannelCountKey, &overall->audio_channel_count}};
+  } members[] = {{descriptor_key::kSessionCount, &overall->record_session_count},
+                 {descriptor_key::kContainVideo, &overall->contain_video},
+                 {descriptor_key::kContainDesktop, &overall->contain_desktop},
+                 {descriptor_key::kAudioChannelCount, &overall->audio_channel_count}};
   for (const auto& member : members) {
     if (!GetUIntFromJsonObject(value, member.key, member.out)) return FailedToGet(member.key);
   }
@@ -286,9 +251,10 @@ bool SpeakerRecordDescReader::ParseSpeakerRecordOverall(const Json::Value& root,
 bool SpeakerRecordDescReader::ParseSpeakerRecrodSessions(
     const Json::Value& root, std::vector<SpeakerRecordSession>* sessions) const {
   Json::Value sessions_value;
-  // Intended: the absence of the sessions is told with the other member's name.
-  if (!GetValueFromJsonObject(root, kSessionKey, &sessions_value)) return FailedToGet(kOverallKey);
-  // Null is what the writer stores for no sessions; it reads as an empty array.
+  // Intended: missing sessions are reported with the other member's name.
+  if (!GetValueFromJsonObject(root, descriptor_key::kSessions, &sessions_value))
+    return FailedToGet(descriptor_key::kOverall);
+  // The writer stores null for no sessions; it reads as an empty array.
   if (!sessions_value.isArray() && !sessions_value.isNull()) {
     return Failed("sessions_value is not a array");  // sic
   }
@@ -309,20 +275,25 @@ bool SpeakerRecordDescReader::ParseSpeakerRecrodSessions(
 
 bool SpeakerRecordDescReader::ParseSpeakerRecrodSession(const Json::Value& value,
                                                         SpeakerRecordSession* session) const {
-  if (!GetInt64FromJsonObject(value, kSessionStartKey, &session->sessoin_start_timestamp_us)) {
-    return FailedToGet(kSessionStartKey);
+  if (!GetInt64FromJsonObject(value, descriptor_key::kStartTimestamp,
+                              &session->sessoin_start_timestamp_us)) {
+    return FailedToGet(descriptor_key::kStartTimestamp);
   }
-  if (!GetInt64FromJsonObject(value, kSessionEndKey, &session->sessoin_end_timestamp_us)) {
-    return FailedToGet(kSessionEndKey);
+  if (!GetInt64FromJsonObject(value, descriptor_key::kEndTimestamp,
+                              &session->sessoin_end_timestamp_us)) {
+    return FailedToGet(descriptor_key::kEndTimestamp);
   }
-  if (!GetUInt64FromJsonObject(value, kVideoFrameCountKey, &session->session_video_frame_count)) {
-    return FailedToGet(kVideoFrameCountKey);
+  if (!GetUInt64FromJsonObject(value, descriptor_key::kVideoFrameCount,
+                               &session->session_video_frame_count)) {
+    return FailedToGet(descriptor_key::kVideoFrameCount);
   }
-  if (!GetUInt64FromJsonObject(value, kAudioFrameCountKey, &session->session_audio_frame_count)) {
-    return FailedToGet(kAudioFrameCountKey);
+  if (!GetUInt64FromJsonObject(value, descriptor_key::kAudioFrameCount,
+                               &session->session_audio_frame_count)) {
+    return FailedToGet(descriptor_key::kAudioFrameCount);
   }
-  if (!GetUIntFromJsonObject(value, kVideoSwitchCountKey, &session->session_video_switch_count)) {
-    return FailedToGet(kVideoSwitchCountKey);
+  if (!GetUIntFromJsonObject(value, descriptor_key::kVideoSwitchCount,
+                             &session->session_video_switch_count)) {
+    return FailedToGet(descriptor_key::kVideoSwitchCount);
   }
   return true;
 }

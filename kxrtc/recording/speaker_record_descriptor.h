@@ -1,46 +1,22 @@
-// Writes and reads the descriptor of a speaker record, the JSON summary that stands beside the
+// Writes and reads the descriptor of a speaker record, the JSON summary next to the
 // index and the data files (docs/speaker_record_format.md).
 #ifndef KXRTC_RECORDING_SPEAKER_RECORD_DESCRIPTOR_H_
 #define KXRTC_RECORDING_SPEAKER_RECORD_DESCRIPTOR_H_
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "kx_utility/export.h"
+#include "kx_utility/failure_log.h"
 #include "kx_utility/file.h"
+#include "kxrtc/recording/speaker_record_descriptor_document.h"
 
 namespace Json {
 class Value;
 }
 
 namespace kxrtc {
-
-// The reader refuses a longer document: about 64,000 sessions in the writer's form.
-inline constexpr size_t kMaxDescriptorSize = size_t{16} << 20;
-
-// Counts and flags of a whole record.
-struct SpeakerRecordOverall {
-  uint32_t record_session_count = 0;
-  uint32_t contain_video = 0;    // 0 or 1.
-  uint32_t contain_desktop = 0;  // 0 or 1.
-  uint32_t audio_channel_count = 0;
-};
-
-// One span between a start and a stop. Times are recorder time in microseconds, the clock of the
-// index records.
-struct SpeakerRecordSession {
-  int64_t sessoin_start_timestamp_us = 0;  // sic
-  int64_t sessoin_end_timestamp_us = 0;    // sic
-  uint64_t session_video_frame_count = 0;
-  uint64_t session_audio_frame_count = 0;
-  uint32_t session_video_switch_count = 0;
-};
-
-// Set the members of `*object`, which is null or an object, under the names of the fields.
-KX_EXPORT void SpeakerRecordOverallToJson(const SpeakerRecordOverall& overall, Json::Value* object);
-KX_EXPORT void SpeakerRecordSessionToJson(const SpeakerRecordSession& session, Json::Value* object);
 
 // Take a member that was written as an integer and fits the type. 1000.0 is not an integer here.
 // On false `*out` is untouched.
@@ -70,7 +46,8 @@ class KX_EXPORT SpeakerRecordDescWriter {
 
   // Events of the record, in recorder time. All but OnRecordStart() need an open session. An event
   // that comes when it cannot is logged and changes nothing. Start, switch and audio frame rewrite
-  // the file.
+  // the file. None throws: a session that finds no memory is logged and left out, a rewrite that
+  // finds none has failed.
   void OnRecordStart(int64_t timestamp_us);  // Closes a session that is still open.
   void OnRecordStop(int64_t timestamp_us);
   void OnVideoSwitch(bool is_desktop, int64_t timestamp_us);
@@ -82,20 +59,18 @@ class KX_EXPORT SpeakerRecordDescWriter {
 
  private:
   bool HasOpenSession(const char* event) const;
-  std::string RenderDocument() const;
   void Reset();
 
   bool initialized_ = false;
   SpeakerRecordOverall overall_;
   std::vector<SpeakerRecordSession> sessions_;
   SpeakerRecordSession* current_session_ = nullptr;  // The last of sessions_ while it is open.
-  // The text of all sessions but the last: they do not change any more, and the document is
-  // rewritten for each audio frame.
-  std::string earlier_sessions_text_;
+  SpeakerRecordDescText text_;  // The document is rewritten for each audio frame.
   kx_utility::File file_;
 };
 
-// Loads and checks a descriptor.
+// Loads and checks a descriptor. Throws nothing: a descriptor for which there is no memory is
+// refused.
 // Threads: an object belongs to one thread at a time.
 class KX_EXPORT SpeakerRecordDescReader {
  public:
@@ -104,10 +79,14 @@ class KX_EXPORT SpeakerRecordDescReader {
   SpeakerRecordDescReader(const SpeakerRecordDescReader&) = delete;
   SpeakerRecordDescReader& operator=(const SpeakerRecordDescReader&) = delete;
 
-  // Loads and checks the whole document, at most kMaxDescriptorSize bytes. Forgets what an earlier
-  // call loaded, also on failure: then the failing step is logged, the result is false and every
-  // Get...() answers false.
+  // Loads and checks the whole document, up to its first zero byte; its size is limited by memory
+  // only. Forgets what an earlier call loaded, also on failure: then the failing step is logged,
+  // the result is false and every Get...() returns false.
   [[nodiscard]] bool Initialize(const std::string& file_name);
+
+  // The same with the text of a descriptor, for a host that read it by other means: Initialize()
+  // opens the file for writing too.
+  [[nodiscard]] bool InitializeFromText(std::string text);
 
   // Forgets what was loaded. Always true.
   bool Finalize();
@@ -119,6 +98,7 @@ class KX_EXPORT SpeakerRecordDescReader {
 
  private:
   [[nodiscard]] bool ReadFromFile(const std::string& file_name, Json::Value* root) const;
+  [[nodiscard]] bool Parse(const Json::Value& root, kx_utility::CallSite site);
   [[nodiscard]] bool ParseSpeakerRecordOverall(const Json::Value& root,
                                                SpeakerRecordOverall* overall) const;
   [[nodiscard]] bool ParseSpeakerRecrodSessions(  // sic

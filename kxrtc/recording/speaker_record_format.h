@@ -55,7 +55,7 @@ struct NewVideoAttributesRecord {
   uint32_t height = 0;
 };
 
-// Payload of kVideoData and kAudioData: where the frame lies in the ".264" or ".aac" file.
+// Payload of kVideoData and kAudioData: where the frame is in the ".264" or ".aac" file.
 struct MediaDataRecord {
   uint64_t start_position = 0;  // Bytes.
   uint32_t size = 0;
@@ -63,10 +63,10 @@ struct MediaDataRecord {
 using VideoDataRecord = MediaDataRecord;
 using AudioDataRecord = MediaDataRecord;
 
-// Size of the payload behind a header of `type`; false for a type that no record has.
+// Size of the payload after a header of `type`; false for a type that no record has.
 [[nodiscard]] KX_EXPORT bool GetRecordPayloadSize(uint32_t type, uint32_t* payload_size);
 
-// Reads the fields in file order; false when the reader holds too few bytes.
+// Reads the fields in file order; false when the reader has too few bytes.
 [[nodiscard]] KX_EXPORT bool ReadRecord(kx_utility::ByteBufferReader* reader,
                                         SpeakerRecordHeader* header);
 [[nodiscard]] KX_EXPORT bool ReadRecord(kx_utility::ByteBufferReader* reader,

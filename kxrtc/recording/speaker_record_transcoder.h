@@ -11,18 +11,17 @@ namespace kxrtc {
 
 class MediaComponentFactory;
 
-// Output time of one audio frame in microseconds, whatever the frame holds.
-inline constexpr int64_t kAudioFrameDurationUs = 21333;
-
 // Values of SpeakerRecordTranscoderObserver::OnTranscodeError.
 enum TranscodeErrorCode : int32_t {
   kTranscodeErrorOpenRecord = 1,   // One of the record's files or its descriptor.
   kTranscodeErrorWriter = 2,       // The writer reported kMp4SinkWriterFatalError.
   kTranscodeErrorStartWriter = 3,  // The writer could not be created or started.
-  kTranscodeErrorReplay = 4,       // The replay failed; what was pushed so far stays.
+  kTranscodeErrorReplay = 4,       // The replay failed, or no thread could be started for it;
+                                   // what was pushed so far stays.
 };
 
-// Host-implemented. Slot order is binary interface: append only.
+// Host-implemented. No function may throw: an exception that leaves one ends the process. Slot
+// order is binary interface: append only.
 class KX_EXPORT SpeakerRecordTranscoderObserver {
  public:
   // Worker thread, at most about once a second. `progress`: whole percent of the index consumed;
@@ -34,7 +33,8 @@ class KX_EXPORT SpeakerRecordTranscoderObserver {
   virtual void OnTranscodeCompleted() = 0;
 
   // `error_code`: a TranscodeErrorCode. 1 and 3 come on the thread inside StartTranscoding(), 4 on
-  // the worker thread, 2 on whatever thread the writer reports on.
+  // the worker thread (inside StartTranscoding() when there is none), 2 on whatever thread the
+  // writer reports on.
   virtual void OnTranscodeError(int32_t error_code) = 0;
 
  protected:
@@ -42,8 +42,9 @@ class KX_EXPORT SpeakerRecordTranscoderObserver {
 };
 
 // Threads: all operations on one control thread at a time. Strings are copied; a folder path ends
-// in its separator, since file names are appended to it as they are. Slot order is binary
-// interface: append only.
+// in its separator, since file names are appended to it as they are. A null path counts as an empty
+// one: a folder of "" names the files in the working directory. Nothing is thrown: an operation for
+// which memory runs out logs that and answers false. Slot order is binary interface: append only.
 class KX_EXPORT SpeakerRecordTranscoder {
  public:
   // About how many bytes the MP4 will have, from the descriptor alone: the audio duration times the

@@ -1,5 +1,7 @@
 #include "kxrtc/recording/speaker_record_transcoder_imp.h"
 
+#include <system_error>
+
 #include "kx_utility/BaseUtility.h"
 #include "kx_utility/failure_log.h"
 #include "kx_utility/fileutils.h"
@@ -15,26 +17,16 @@ using kx_utility::Here;
 using kx_utility::LogFormatted;
 using kx_utility::LS_INFO;
 using kx_utility::LS_WARNING;
-
-constexpr uint32_t kDesktopWidth = 1280;
-constexpr uint32_t kDesktopHeight = 720;
-constexpr uint32_t kDesktopBitRateKbps = 1200;
-constexpr uint32_t kCameraWidth = 640;
-constexpr uint32_t kCameraHeight = 360;
-constexpr uint32_t kCameraBitRateKbps = 400;
-constexpr uint32_t kFrameRate = 24;
-
-uint32_t VideoBitRateKbps(bool is_desktop) {
-  return is_desktop ? kDesktopBitRateKbps : kCameraBitRateKbps;
-}
+using kx_utility::Succeeds;
 
 VideoConfig MakeVideoConfig(bool is_desktop) {
+  const VideoSettings settings = VideoSettingsFor(is_desktop);
   VideoConfig config;
   config.format = kVideoFormatCode;
-  config.width = is_desktop ? kDesktopWidth : kCameraWidth;
-  config.height = is_desktop ? kDesktopHeight : kCameraHeight;
-  config.frame_rate = kFrameRate;
-  config.bit_rate_kbps = VideoBitRateKbps(is_desktop);
+  config.width = settings.width;
+  config.height = settings.height;
+  config.frame_rate = settings.frame_rate;
+  config.bit_rate_kbps = settings.bit_rate_kbps;
   return config;
 }
 
@@ -53,10 +45,10 @@ bool SpeakerRecordTranscoderImp::EstimateOutputSize(const char* media_record_fol
   if (!check_pointers(1, size)) return Failed("parameters are nullptr");
   *size = 0;
   SpeakerRecordDescReader desc_reader;
-  if (!desc_reader.Initialize(
-          SpeakerRecordFilePath(PathOrEmpty(media_record_folder_path), kDescriptorFileExtension))) {
-    return FailedIn("desc_reader_.Initialidesc_readerze");  // sic
-  }
+  const auto load = [&desc_reader, folder = PathOrEmpty(media_record_folder_path)] {
+    return desc_reader.Initialize(SpeakerRecordFilePath(folder, kDescriptorFileExtension));
+  };
+  if (!Succeeds(load)) return FailedIn("desc_reader_.Initialidesc_readerze");  // sic
   SpeakerRecordOverall overall;
   if (!desc_reader.GetSpeakerRecordOverall(&overall)) return FailedIn("GetSpeakerRecordOverall");
   uint64_t audio_frame_count = 0;
@@ -67,10 +59,7 @@ bool SpeakerRecordTranscoderImp::EstimateOutputSize(const char* media_record_fol
     }
     audio_frame_count += session.session_audio_frame_count;
   }
-  // Intended: only the video's bytes are counted. Counts beyond 64 bits wrap.
-  const uint64_t video_millibits =
-      audio_frame_count * kAudioFrameDurationUs * VideoBitRateKbps(overall.contain_desktop != 0);
-  *size = static_cast<int64_t>(video_millibits) / 8000;
+  *size = EstimateMp4Size(audio_frame_count, overall.contain_desktop != 0);
   return true;
 }
 
@@ -97,7 +86,7 @@ bool SpeakerRecordTranscoderImp::Initialize(const char* media_record_folder_path
   Finalize();
   observer_.store(observer, std::memory_order_release);
   mc_factory_ = factory;
-  if (!OpenSpeakerRecord(media_record_folder_path)) {
+  if (!Succeeds([&] { return OpenSpeakerRecord(media_record_folder_path); })) {
     NotifyError(kTranscodeErrorOpenRecord);
     return FailedIn("OpenSpeakerRecord");
   }
@@ -107,17 +96,19 @@ bool SpeakerRecordTranscoderImp::Initialize(const char* media_record_folder_path
   }
   // Set before the worker runs: a writer that fails at the first sample is reported already.
   initialized_.store(true, std::memory_order_release);
-  running_.store(true, std::memory_order_release);
-  worker_.Start(this);
+  if (!Succeeds([this] { return StartWorker(); })) {
+    initialized_.store(false, std::memory_order_release);
+    NotifyError(kTranscodeErrorReplay);
+    return FailedIn("worker_.Start");
+  }
   LogFormatted(LS_INFO, Here(), "Out");
   return true;
 }
 
-void SpeakerRecordTranscoderImp::Finalize() {
+void SpeakerRecordTranscoderImp::Finalize() noexcept {
   LogFormatted(LS_INFO, Here(), "In");
   initialized_.store(false, std::memory_order_release);
   worker_.Stop();
-  running_.store(false, std::memory_order_release);
   stop_requested_.store(false, std::memory_order_release);
   video_pushed_ = false;
   if (mp4_sink_writer_ != nullptr) {
@@ -157,12 +148,13 @@ bool SpeakerRecordTranscoderImp::OpenSpeakerRecord(const std::string& folder) {
   return true;
 }
 
-bool SpeakerRecordTranscoderImp::CreateMp4SinkWriter(const char* output_path, bool is_desktop) {
-  if (mc_factory_ == nullptr || !mc_factory_->CreateMp4SinkWriter(&mp4_sink_writer_, is_desktop) ||
-      mp4_sink_writer_ == nullptr) {
-    return FailedIn("mc_factory_->CreateMp4SinkWriter");
+bool SpeakerRecordTranscoderImp::CreateMp4SinkWriter(const char* output_path,
+                                                     bool is_desktop) noexcept {
+  if (mc_factory_ == nullptr || !mc_factory_->CreateMp4SinkWriter(&mp4_sink_writer_, is_desktop)) {
+    mp4_sink_writer_ = nullptr;  // Whatever the factory left there was not handed out.
   }
-  // A writer that does not take a setting still writes; its answers do not matter here.
+  if (mp4_sink_writer_ == nullptr) return FailedIn("mc_factory_->CreateMp4SinkWriter");
+  // A writer that refuses a setting still writes, so the results do not matter here.
   (void)mp4_sink_writer_->SetTRVVlogPath(log_path_.c_str());
   if (d3d11_manager_ != nullptr || d3d9_manager_ != nullptr) {
     (void)mp4_sink_writer_->SetD3dManger(d3d11_manager_, d3d9_manager_);
@@ -176,7 +168,15 @@ bool SpeakerRecordTranscoderImp::CreateMp4SinkWriter(const char* output_path, bo
   return true;
 }
 
-void SpeakerRecordTranscoderImp::NotifyError(TranscodeErrorCode error_code) {
+bool SpeakerRecordTranscoderImp::StartWorker() {
+  try {
+    return worker_.Start(this);
+  } catch (const std::system_error& error) {
+    return Failed(error.what());
+  }
+}
+
+void SpeakerRecordTranscoderImp::NotifyError(TranscodeErrorCode error_code) noexcept {
   if (auto* observer = observer_.load(std::memory_order_acquire)) {
     observer->OnTranscodeError(error_code);
   }
@@ -185,8 +185,7 @@ void SpeakerRecordTranscoderImp::NotifyError(TranscodeErrorCode error_code) {
 bool SpeakerRecordTranscoderImp::PauseTranscoding() {
   LogFormatted(LS_INFO, Here(), "In");
   if (!initialized_.load(std::memory_order_acquire)) return Failed("non-inited");
-  // Intended: the replay does not look at the flag; pausing only records the wish.
-  running_.store(false, std::memory_order_release);
+  // Intended: the replay goes on.
   LogFormatted(LS_INFO, Here(), "Out");
   return true;
 }
@@ -194,7 +193,6 @@ bool SpeakerRecordTranscoderImp::PauseTranscoding() {
 bool SpeakerRecordTranscoderImp::ResumeTranscoding() {
   LogFormatted(LS_INFO, Here(), "In");
   if (!initialized_.load(std::memory_order_acquire)) return Failed("non-inited");
-  running_.store(true, std::memory_order_release);
   LogFormatted(LS_INFO, Here(), "Out");
   return true;
 }
@@ -208,8 +206,10 @@ bool SpeakerRecordTranscoderImp::StopTranscoding() {
 
 bool SpeakerRecordTranscoderImp::SetTRVVlogPath(const char* log_path) {
   LogFormatted(LS_INFO, Here(), "In, log_path = %s", PathOrEmpty(log_path));
-  log_path_ = PathOrEmpty(log_path);
-  return true;
+  return Succeeds([&] {
+    log_path_ = PathOrEmpty(log_path);
+    return true;
+  });
 }
 
 bool SpeakerRecordTranscoderImp::SetD3dManger(void* d3d11m, void* d3d9m) {
@@ -225,32 +225,27 @@ bool SpeakerRecordTranscoderImp::SetPreferHW(bool preferHW) {
   return true;
 }
 
-bool SpeakerRecordTranscoderImp::SetDx9Caps(int caps) {
+bool SpeakerRecordTranscoderImp::SetDx9Caps(int caps) noexcept {
   LogFormatted(LS_INFO, Here(), "In");
   if (!check_pointers(1, mp4_sink_writer_)) return Failed("parameters are nullptr");
   return mp4_sink_writer_->SetDx9Caps(caps);
 }
 
-bool SpeakerRecordTranscoderImp::GetDx9Caps(int* caps) {
+bool SpeakerRecordTranscoderImp::GetDx9Caps(int* caps) noexcept {
   LogFormatted(LS_INFO, Here(), "In");
   if (!check_pointers(1, mp4_sink_writer_)) return Failed("parameters are nullptr");
   return mp4_sink_writer_->GetDx9Caps(caps);
 }
 
-bool SpeakerRecordTranscoderImp::GetDx9CapsType(int* type) {
+bool SpeakerRecordTranscoderImp::GetDx9CapsType(int* type) noexcept {
   LogFormatted(LS_INFO, Here(), "In");
   if (!check_pointers(1, mp4_sink_writer_)) return Failed("parameters are nullptr");
   return mp4_sink_writer_->GetDx9CapsType(type);
 }
 
-void SpeakerRecordTranscoderImp::Run(kx_utility::Thread* /*thread*/) {
-  bool done = false;
-  try {
-    done = TranscodeLoop();
-  } catch (const std::bad_alloc&) {
-    // An index may name a frame of 4 GiB whose bytes are there, in a sparse file for one.
-    (void)Failed("out of memory");
-  }
+void SpeakerRecordTranscoderImp::Run(kx_utility::Thread* /*thread*/) noexcept {
+  // An index may name a frame of 4 GiB whose bytes are there, in a sparse file for one.
+  const bool done = Succeeds([this] { return TranscodeLoop(); });
   if (IsThreadStopped()) return;
   if (!done) {
     NotifyError(kTranscodeErrorReplay);

@@ -17,6 +17,7 @@
 #include "kx_utility/thread.h"
 #include "kxrtc/recording/media_component_factory.h"
 #include "kxrtc/recording/mp4_sink_writer.h"
+#include "kxrtc/recording/replay_rules.h"
 #include "kxrtc/recording/speaker_record_descriptor.h"
 #include "kxrtc/recording/speaker_record_format.h"
 #include "kxrtc/recording/speaker_record_transcoder.h"
@@ -41,12 +42,12 @@ class SpeakerRecordTranscoderImp : public SpeakerRecordTranscoder,
   bool SetTRVVlogPath(const char* log_path) override;
   bool SetD3dManger(void* d3d11m, void* d3d9m) override;
   bool SetPreferHW(bool preferHW) override;
-  bool SetDx9Caps(int caps) override;
-  bool GetDx9Caps(int* caps) override;
-  bool GetDx9CapsType(int* type) override;
+  bool SetDx9Caps(int caps) noexcept override;
+  bool GetDx9Caps(int* caps) noexcept override;
+  bool GetDx9CapsType(int* type) noexcept override;
 
   // Runnable:
-  void Run(kx_utility::Thread* thread) override;
+  void Run(kx_utility::Thread* thread) noexcept override;
   void Stop() override;
 
   // Mp4SinkWriterObserver:
@@ -63,27 +64,30 @@ class SpeakerRecordTranscoderImp : public SpeakerRecordTranscoder,
     bool icon_attributes_active = false;  // The writer is set to the icon picture's attributes.
   };
 
+  // What calls into the host is noexcept: an exception of the host ends the process there.
   bool Initialize(const char* media_record_folder_path, const char* output_path,
                   SpeakerRecordTranscoderObserver* observer, MediaComponentFactory* factory);
-  void Finalize();
+  void Finalize() noexcept;
   bool OpenSpeakerRecord(const std::string& folder);
-  bool CreateMp4SinkWriter(const char* output_path, bool is_desktop);
-  void NotifyError(TranscodeErrorCode error_code);
+  bool CreateMp4SinkWriter(const char* output_path, bool is_desktop) noexcept;
+  bool StartWorker();
+  void NotifyError(TranscodeErrorCode error_code) noexcept;
   bool IsThreadStopped() const { return stop_requested_.load(std::memory_order_acquire); }
 
   // The replay, speaker_record_transcoder_imp_replay.cc.
   bool TranscodeLoop();
   bool StartMediaSession();
   bool ProcessMediaSession();
-  bool ReportProgress(MediaSession* session);
+  bool ReportProgress(MediaSession* session) noexcept;
   bool ProcessNewChannel(const SpeakerRecordHeader& header, MediaSession* session);
   bool ProcessNewVideoAttributes(const SpeakerRecordHeader& header, MediaSession* session);
   bool ProcessVideoData(const SpeakerRecordHeader& header, MediaSession* session);
   bool ProcessAudioData(const SpeakerRecordHeader& header, MediaSession* session);
   bool FillVideoGap(int64_t record_timestamp_us, MediaSession* session);
-  bool SetIconAttributes(MediaSession* session);
-  bool SetStoredAttributes(MediaSession* session);
-  bool PushVideoData(const kx_utility::RawBuffer& buffer, int64_t record_timestamp_us);
+  bool SetIconAttributes(MediaSession* session) noexcept;
+  bool SetStoredAttributes(MediaSession* session) noexcept;
+  bool PushVideoData(const kx_utility::RawBuffer& buffer, int64_t record_timestamp_us) noexcept;
+  bool PushAudioData(const kx_utility::RawBuffer& buffer, int64_t record_timestamp_us) noexcept;
   bool PushIconOnlyFrames(long long record_timestamp_us);
 
   // Reading of the index and the data files, speaker_record_transcoder_imp_read.cc. Each reads from
@@ -99,7 +103,6 @@ class SpeakerRecordTranscoderImp : public SpeakerRecordTranscoder,
   bool ReadAudioData(const AudioDataRecord& record, kx_utility::RawBuffer* buffer);
 
   std::atomic<bool> initialized_{false};
-  std::atomic<bool> running_{false};
   std::atomic<bool> stop_requested_{false};
   bool video_pushed_ = false;
   kx_utility::Thread worker_;
@@ -111,13 +114,10 @@ class SpeakerRecordTranscoderImp : public SpeakerRecordTranscoder,
   uint64_t index_file_size_ = 0;
   Mp4SinkWriter* mp4_sink_writer_ = nullptr;
 
-  // Intended: these four live as long as the object. A second start continues the output time of
-  // the first.
-  int64_t anchor_timestamp_us_ = 0;      // Recorder time of the session's start, then of each audio
-                                         // frame.
-  int64_t last_video_timestamp_us_ = 0;  // Output time of the latest video sample.
-  int64_t audio_clock_us_ = 0;           // Output time of the latest audio sample.
-  uint32_t channel_media_type_ = 0;      // 0: no video.
+  // Intended: both live as long as the object. A second start continues the output time of the
+  // first.
+  ReplayClock clock_;
+  uint32_t channel_media_type_ = 0;  // 0: no video.
 
   SpeakerRecordDescReader desc_reader_;
   SpeakerRecordOverall overall_;

@@ -20,24 +20,7 @@ using kx_utility::LS_INFO;
 using kx_utility::LS_WARNING;
 using kx_utility::RawBuffer;
 
-constexpr int64_t kMinVideoSpacingUs = 10000;
-constexpr int64_t kVideoGapLimitUs = 5000000;
-constexpr int64_t kVideoGapLimitWaitingForKeyFrameUs = 500000;
-constexpr int64_t kIconFrameSpacingUs = 10000;
 constexpr int64_t kProgressIntervalMs = 1000;
-
-// Recorder times come from the index, which may hold any value: sums stay at the end of the range.
-int64_t SaturatedAdd(int64_t a, int64_t b) {
-  int64_t sum = 0;
-  if (!__builtin_add_overflow(a, b, &sum)) return sum;
-  return b > 0 ? std::numeric_limits<int64_t>::max() : std::numeric_limits<int64_t>::min();
-}
-
-int64_t SaturatedSubtract(int64_t a, int64_t b) {
-  int64_t difference = 0;
-  if (!__builtin_sub_overflow(a, b, &difference)) return difference;
-  return b < 0 ? std::numeric_limits<int64_t>::max() : std::numeric_limits<int64_t>::min();
-}
 
 }  // namespace
 
@@ -63,7 +46,7 @@ bool SpeakerRecordTranscoderImp::StartMediaSession() {
   }
   LogFormatted(LS_INFO, Here(), "got kStartRecording record , record_timestamp_us = %lld",
                static_cast<long long>(header.record_timestamp_us));
-  anchor_timestamp_us_ = header.record_timestamp_us;
+  clock_.StartSession(header.record_timestamp_us);
   return true;
 }
 
@@ -100,7 +83,7 @@ bool SpeakerRecordTranscoderImp::ProcessMediaSession() {
   return true;  // A stop is not a failure.
 }
 
-bool SpeakerRecordTranscoderImp::ReportProgress(MediaSession* session) {
+bool SpeakerRecordTranscoderImp::ReportProgress(MediaSession* session) noexcept {
   if (session->progress_watch.TimeInMilliseconds() <= kProgressIntervalMs) return true;
   size_t position = 0;
   if (!index_file_.CurrentPosition(&position)) return FailedIn("index_file_.CurrentPosition");
@@ -176,16 +159,10 @@ bool SpeakerRecordTranscoderImp::ProcessAudioData(const SpeakerRecordHeader& hea
   if (!GetAudioDataRecord(&record)) return FailedIn("GetVideoDataRecord");  // sic
   RawBuffer& frame = session->frame;
   if (!ReadAudioData(record, &frame)) return FailedIn("PushVideoData");  // sic
-  anchor_timestamp_us_ = header.record_timestamp_us;
-  audio_clock_us_ += kAudioFrameDurationUs;
-  if (!mp4_sink_writer_->PushAudioSample(audio_clock_us_, frame.data(), frame.size())) {
+  if (!PushAudioData(frame, header.record_timestamp_us)) {
     return FailedIn("mp4_sink_writer_->PushAudioSample");
   }
-  const int64_t gap_limit_us =
-      session->need_key_frame ? kVideoGapLimitWaitingForKeyFrameUs : kVideoGapLimitUs;
-  if (audio_clock_us_ <= SaturatedAdd(last_video_timestamp_us_, gap_limit_us) && video_pushed_) {
-    return true;
-  }
+  if (video_pushed_ && !clock_.IsVideoMissing(session->need_key_frame)) return true;
   return FillVideoGap(header.record_timestamp_us, session);
 }
 
@@ -199,7 +176,7 @@ bool SpeakerRecordTranscoderImp::FillVideoGap(int64_t record_timestamp_us, Media
   return true;
 }
 
-bool SpeakerRecordTranscoderImp::SetIconAttributes(MediaSession* session) {
+bool SpeakerRecordTranscoderImp::SetIconAttributes(MediaSession* session) noexcept {
   if (!mp4_sink_writer_->SetNewInputVideoAttributes(kIconWidth, kIconHeight, kIconRotationAngle)) {
     return FailedIn("mp4_sink_writer_->SetNewInputVideoAttributes");
   }
@@ -207,7 +184,7 @@ bool SpeakerRecordTranscoderImp::SetIconAttributes(MediaSession* session) {
   return true;
 }
 
-bool SpeakerRecordTranscoderImp::SetStoredAttributes(MediaSession* session) {
+bool SpeakerRecordTranscoderImp::SetStoredAttributes(MediaSession* session) noexcept {
   if (!mp4_sink_writer_->SetNewInputVideoAttributes(
           video_attributes_.width, video_attributes_.height, video_attributes_.rotation_angle)) {
     return FailedIn("mp4_sink_writer_->SetNewInputVideoAttributes");
@@ -217,16 +194,19 @@ bool SpeakerRecordTranscoderImp::SetStoredAttributes(MediaSession* session) {
 }
 
 bool SpeakerRecordTranscoderImp::PushVideoData(const RawBuffer& buffer,
-                                               int64_t record_timestamp_us) {
-  const int64_t since_anchor_us =
-      std::max<int64_t>(0, SaturatedSubtract(record_timestamp_us, anchor_timestamp_us_));
-  last_video_timestamp_us_ = std::max(SaturatedAdd(since_anchor_us, audio_clock_us_),
-                                      SaturatedAdd(last_video_timestamp_us_, kMinVideoSpacingUs));
-  if (!mp4_sink_writer_->PushVideoSample(last_video_timestamp_us_, buffer.data(), buffer.size())) {
+                                               int64_t record_timestamp_us) noexcept {
+  const int64_t timestamp_us = clock_.PlaceVideo(record_timestamp_us);
+  if (!mp4_sink_writer_->PushVideoSample(timestamp_us, buffer.data(), buffer.size())) {
     return FailedIn("mp4_sink_writer_->PushVideoSample");
   }
   video_pushed_ = true;
   return true;
+}
+
+bool SpeakerRecordTranscoderImp::PushAudioData(const RawBuffer& buffer,
+                                               int64_t record_timestamp_us) noexcept {
+  const int64_t timestamp_us = clock_.PlaceAudio(record_timestamp_us);
+  return mp4_sink_writer_->PushAudioSample(timestamp_us, buffer.data(), buffer.size());
 }
 
 bool SpeakerRecordTranscoderImp::PushIconOnlyFrames(long long record_timestamp_us) {

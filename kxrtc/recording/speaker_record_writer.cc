@@ -10,6 +10,7 @@ namespace kxrtc {
 namespace {
 
 using kx_utility::ByteBufferWriter;
+using kx_utility::CallSite;
 using kx_utility::Failed;
 using kx_utility::FailedIn;
 using kx_utility::File;
@@ -75,17 +76,19 @@ bool SpeakerRecordWriter::WriteStopStreamingRecord(int64_t timestamp_us) {
   return true;
 }
 
-bool SpeakerRecordWriter::SwitchChannel(const VideoChannelInfo& info, int64_t timestamp_us) {
+bool SpeakerRecordWriter::SwitchChannel(const VideoChannelInfo& info, SelectionReason reason,
+                                        int64_t timestamp_us) {
   ByteBufferWriter payload;
   WriteRecord(NewChannelRecord{info.type}, &payload);
   if (!WriteToIndexFile({kNewChannel, timestamp_us}, Bytes(payload), payload.length())) {
     return FailedIn("WriteToIndexFile");
   }
-  last_video_attributes_ = {};  // The new channel's first frame tells its attributes afresh.
+  last_video_attributes_ = {};  // The first frame of the new channel gives its attributes again.
   current_channel_ = info;
   LogFormatted(LS_INFO, Here(), "new recording info: ssrc = %u, user_id = %u, type = %u", info.ssrc,
                info.user_id, info.type);
   desc_writer_.OnVideoSwitch(info.type == PeerConnectionConductor::kDesktop, timestamp_us);
+  TellSelection(info, reason);
   return true;
 }
 
@@ -97,29 +100,36 @@ bool SpeakerRecordWriter::WriteVideoFrame(const RecvEncodedVideoFrame& frame) {
                  "last_video_attributes changed, frame.rotation_angle = %u, frame.width = %u, "
                  "frame.height = %u",
                  frame.attributes.rotation_angle, frame.attributes.width, frame.attributes.height);
+    TellAttributes(frame.attributes);
   }
   size_t position = 0;
-  if (!video_file_.CurrentPosition(&position)) return FailedIn("CurrentPosition for video file");
-  if (!WriteToFile(&video_file_, frame.data.data(), frame.data.size())) {
+  if (!video_file_.CurrentPosition(&position)) {
+    return FailedAt(RecordFile::kVideo, frame.data.size(), "CurrentPosition for video file");
+  }
+  if (!WriteToFile(RecordFile::kVideo, frame.data.data(), frame.data.size())) {
     return FailedIn("WriteToFile");
   }
-  if (!WriteDataRecord(kVideoData, frame.timestamp_us, position, frame.data.size())) {
+  if (!WriteDataRecord(RecordFile::kVideo, frame.timestamp_us, position, frame.data.size())) {
     return FailedIn("WriteToIndexFile");
   }
   desc_writer_.OnRecordVideoFrame(frame.timestamp_us);
+  TellFrame(RecordFile::kVideo, position, frame.data.size());
   return true;
 }
 
 bool SpeakerRecordWriter::WriteAudioFrame(const RecvAudioFrame& frame) {
   size_t position = 0;
-  if (!audio_file_.CurrentPosition(&position)) return FailedIn("CurrentPosition for audio file");
-  if (!WriteToFile(&audio_file_, frame.data.data(), frame.data.size())) {
+  if (!audio_file_.CurrentPosition(&position)) {
+    return FailedAt(RecordFile::kAudio, frame.data.size(), "CurrentPosition for audio file");
+  }
+  if (!WriteToFile(RecordFile::kAudio, frame.data.data(), frame.data.size())) {
     return FailedIn("WriteToFile");
   }
-  if (!WriteDataRecord(kAudioData, frame.timestamp_us, position, frame.data.size())) {
+  if (!WriteDataRecord(RecordFile::kAudio, frame.timestamp_us, position, frame.data.size())) {
     return FailedIn("WriteToIndexFile");
   }
   desc_writer_.OnRecordAudioFrame(frame.timestamp_us);
+  TellFrame(RecordFile::kAudio, position, frame.data.size());
   return true;
 }
 
@@ -137,36 +147,49 @@ bool SpeakerRecordWriter::WriteNewVideoAttributesRecord(const RecvEncodedVideoFr
   return true;
 }
 
-bool SpeakerRecordWriter::WriteDataRecord(uint32_t type, int64_t timestamp_us, uint64_t position,
+bool SpeakerRecordWriter::WriteDataRecord(RecordFile file, int64_t timestamp_us, uint64_t position,
                                           uint32_t size) {
   ByteBufferWriter payload;
   WriteRecord(MediaDataRecord{position, size}, &payload);
+  const uint32_t type = file == RecordFile::kVideo ? kVideoData : kAudioData;
   return WriteToIndexFile({type, timestamp_us}, Bytes(payload), payload.length());
 }
 
-bool SpeakerRecordWriter::WriteToFile(File* file, const uint8_t* data, uint32_t size) {
+File* SpeakerRecordWriter::FileOf(RecordFile file) {
+  switch (file) {
+    case RecordFile::kVideo:
+      return &video_file_;
+    case RecordFile::kAudio:
+      return &audio_file_;
+    case RecordFile::kIndex:
+      break;
+  }
+  return &index_file_;
+}
+
+bool SpeakerRecordWriter::WriteToFile(RecordFile file, const uint8_t* data, uint32_t size) {
+  File* const target = FileOf(file);
   size_t start = 0;
-  if (!file->CurrentPosition(&start)) return FailedIn("CurrentPosition");
-  const size_t written = file->Write(data, size);
+  if (!target->CurrentPosition(&start)) return FailedAt(file, size, "CurrentPosition");
+  const size_t written = target->Write(data, size);
   if (written == size) return true;
   LogFormatted(LS_WARNING, Here(), "failed in file->Write, wrote_size = %zutarget size = %u",
                written, size);
-  // Intended: the index file's name for a data file, too.
-  if (!file->Seek(start)) return FailedIn("index_file_.Seek");
-  on_short_write_();
-  return false;
+  return Undo(file, start, size, Here());
 }
 
 bool SpeakerRecordWriter::WriteToIndexFile(SpeakerRecordHeader header, const uint8_t* payload,
                                            uint32_t payload_size) {
-  // Intended: one more than its own time, not than the former record's. It tells equal times apart
-  // and does not straighten times that go back.
+  // Intended: one more than its own time, not than the previous record's. This separates equal
+  // times and does not correct times that go back.
   if (last_index_timestamp_us_ >= header.record_timestamp_us) ++header.record_timestamp_us;
   ByteBufferWriter record;
   WriteRecord(header, &record);
   if (payload_size != 0) record.WriteBytes(reinterpret_cast<const char*>(payload), payload_size);
   size_t start = 0;
-  if (!index_file_.CurrentPosition(&start)) return FailedIn("CurrentPosition");
+  if (!index_file_.CurrentPosition(&start)) {
+    return FailedAt(RecordFile::kIndex, record.length(), "CurrentPosition");
+  }
   const size_t written = index_file_.Write(Bytes(record), record.length());
   if (written == record.length()) {
     last_index_timestamp_us_ = header.record_timestamp_us;
@@ -174,9 +197,53 @@ bool SpeakerRecordWriter::WriteToIndexFile(SpeakerRecordHeader header, const uin
   }
   LogFormatted(LS_WARNING, Here(), "failed in index_file_.Write, wrote_size = %zutarget size = %u",
                written, record.length());
-  if (!index_file_.Seek(start)) return FailedIn("index_file_.Seek");
-  on_short_write_();
+  return Undo(RecordFile::kIndex, start, record.length(), Here());
+}
+
+bool SpeakerRecordWriter::FailedAt(RecordFile file, uint32_t size, const char* step,
+                                   CallSite site) {
+  (void)FailedIn(step, site);
+  TellFailure(file, size, false);
   return false;
+}
+
+bool SpeakerRecordWriter::Undo(RecordFile file, size_t start, uint32_t size, CallSite site) {
+  // Intended: the index file's name for a data file, too.
+  const bool undone = FileOf(file)->Seek(start) || FailedIn("index_file_.Seek", site);
+  if (undone) on_short_write_();
+  TellFailure(file, size, undone);
+  return false;
+}
+
+void SpeakerRecordWriter::TellStarted() noexcept {
+  if (listener_ != nullptr) listener_->OnRecordingStarted(last_index_timestamp_us_);
+}
+
+void SpeakerRecordWriter::TellStopped() noexcept {
+  if (listener_ != nullptr) listener_->OnRecordingStopped(last_index_timestamp_us_);
+}
+
+void SpeakerRecordWriter::TellSelection(const VideoChannelInfo& info,
+                                        SelectionReason reason) noexcept {
+  if (listener_ == nullptr) return;
+  listener_->OnChannelSelected(
+      {last_index_timestamp_us_, info.ssrc, info.user_id, info.type, reason});
+}
+
+void SpeakerRecordWriter::TellAttributes(const VideoAttributes& attributes) noexcept {
+  if (listener_ == nullptr) return;
+  listener_->OnAttributesWritten(
+      {last_index_timestamp_us_, attributes.rotation_angle, attributes.width, attributes.height});
+}
+
+void SpeakerRecordWriter::TellFrame(RecordFile file, uint64_t position, uint32_t size) noexcept {
+  if (listener_ == nullptr) return;
+  listener_->OnFrameWritten({last_index_timestamp_us_, position, size, file});
+}
+
+void SpeakerRecordWriter::TellFailure(RecordFile file, uint32_t size,
+                                      bool stops_recording) noexcept {
+  if (listener_ != nullptr) listener_->OnWriteFailed({size, file, stops_recording});
 }
 
 }  // namespace kxrtc

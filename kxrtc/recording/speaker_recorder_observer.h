@@ -1,4 +1,4 @@
-// What a recorder tells its host.
+// The callbacks of a recorder to its host.
 #ifndef KXRTC_RECORDING_SPEAKER_RECORDER_OBSERVER_H_
 #define KXRTC_RECORDING_SPEAKER_RECORDER_OBSERVER_H_
 
@@ -6,7 +6,8 @@
 
 namespace kxrtc {
 
-// Implemented by the host. Slot order is binary interface: append only.
+// Implemented by the host. An exception that leaves it ends the process. Slot order is binary
+// interface: append only.
 class KX_EXPORT SpeakerRecorderObserver {
  public:
   // Two slots that belong to the host; the recorder never calls them.

@@ -25,13 +25,15 @@ struct EncodedImage {
   uint32_t rotation = 0;  // Degrees by which the picture is turned clockwise to stand upright.
 };
 
-// Takes encoded pictures. Slot order is binary interface: append only.
+// Takes encoded pictures. No exception leaves the library's implementation. Slot order is binary
+// interface: append only.
 class KX_EXPORT VideoFrameRelayCallback {
  public:
   virtual ~VideoFrameRelayCallback() = default;
 
   // One picture of the channel `ssrc`. Borrowed: `image` and its payload are valid during the call
   // only. Called on any host thread, several at a time; the pictures of one channel come in order.
+  // Channels have an ssrc other than 0: pictures of ssrc 0 are accepted and never recorded.
   virtual bool OnEncodedFrame(const EncodedImage* image, uint32_t ssrc) = 0;
 };
 

@@ -12,7 +12,7 @@
 extern "C" {
 
 // Registers `sink` for every log statement of the library, replacing the former sink; null detaches
-// (kx_utility::LogMessage::AddLogSink tells how long the sink must live). Always true. Any thread.
+// (kx_utility::LogMessage::AddLogSink says how long the sink must live). Always true. Any thread.
 KX_EXPORT bool SetLogSink(kx_utility::LogSink* sink);
 
 // Stores a new transcoder through `transcoder`, which must not be null, as a

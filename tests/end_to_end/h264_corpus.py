@@ -321,7 +321,7 @@ def check_errors(tool, folder):
         done = subprocess.run([tool, "h264", str(path), "--rewrite-vui", str(folder / "out")],
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         check.equal(name, (done.returncode, done.stdout.decode(), done.stderr.decode()),
-                    (3, "", f"kxrtc: {path} is no H.264 byte stream\n"))
+                    (3, "", f"kxrtc: {path} is not an H.264 byte stream\n"))
     for name, text in (("missing", "cannot open"), (".", "cannot read")):
         done = subprocess.run([tool, "h264", str(folder / name)], stderr=subprocess.PIPE)
         check.equal(name, (done.returncode, text in done.stderr.decode()), (3, True))

@@ -16,8 +16,9 @@ import unittest
 from pathlib import Path
 
 KXRTC, SOURCE = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
-sys.path.insert(0, str(SOURCE / "tests" / "independent"))
+sys.path[:0] = [str(SOURCE / "tests" / "independent"), str(SOURCE / "tests" / "testing")]
 import read_record  # noqa: E402  Needs the path above.
+import speaker_record  # noqa: E402  Likewise.
 
 OK, OUTPUT_FAILED, OUTPUT_REFUSED, SCENARIO_INVALID, SOURCE_UNREADABLE, SOURCE_REFUSED = (
     0, 4, 5, 9, 10, 11)
@@ -52,14 +53,8 @@ class Index:
     """The records of an index as (type, recorder time, fields of the payload)."""
 
     def __init__(self, record):
-        data = (record / (read_record.STEM + ".index")).read_bytes()
-        self.records, position = [], 0
-        while position < len(data):
-            kind, when = read_record.HEADER.unpack_from(data, position)
-            position += read_record.HEADER.size
-            payload = read_record.PAYLOADS[kind]
-            self.records.append((kind, when, payload.unpack_from(data, position)))
-            position += payload.size
+        data = (record / speaker_record.FILES["index"]).read_bytes()
+        self.records = list(speaker_record.decode(data))
 
     def of(self, kind):
         return [fields for found, _, fields in self.records if found == kind]
@@ -68,9 +63,9 @@ class Index:
         """The video of each channel in a row, frame by frame."""
         stretches = []
         for kind, _, fields in self.records:
-            if kind == read_record.CHANNEL:
+            if kind == speaker_record.CHANNEL:
                 stretches.append([])
-            elif kind == read_record.VIDEO:
+            elif kind == speaker_record.VIDEO:
                 stretches[-1].append(video[fields[0]:fields[0] + fields[1]])
         return [stretch for stretch in stretches if stretch]
 
@@ -128,8 +123,8 @@ class RecordTest(unittest.TestCase):
                    check=False)
         return json.loads(done.stdout)
 
-    def file(self, extension):
-        return self.record / (read_record.STEM + extension)
+    def file(self, name):
+        return self.record / speaker_record.FILES[name]
 
     def check_whole(self, end):
         """The counts of the tool are those that an independent reader finds; no breach is found."""
@@ -140,7 +135,7 @@ class RecordTest(unittest.TestCase):
                             ("index_bytes", "index_bytes"), ("switches", "channel_changes")):
             self.assertEqual(end[own], found[theirs], own)
         self.assertTrue(end["complete"])
-        run(sys.executable, "-m", "json.tool", self.file(".desc"))
+        run(sys.executable, "-m", "json.tool", self.file("descriptor"))
         return found
 
     def annex_b(self, source, *options):
@@ -167,7 +162,7 @@ class RecordTest(unittest.TestCase):
         self.assertAlmostEqual(found["audio_frames"], 7.5 * 48000 / 1024, delta=6)
         self.assertEqual([event["user_id"] for event in events if event["event"] == "recorded"],
                          [1, 2, 3, 3])
-        index, video = Index(self.record), self.file(".264").read_bytes()
+        index, video = Index(self.record), self.file("video").read_bytes()
         sources = [self.annex_b("ada.mp4", "-bsf:v", "h264_mp4toannexb"),
                    self.annex_b("ben.mp4", "-bsf:v", "h264_mp4toannexb"),
                    self.annex_b("cleo.ts"), (self.media / "slides.264").read_bytes()]
@@ -178,16 +173,16 @@ class RecordTest(unittest.TestCase):
             self.assertIn(b"".join(stretch), source)
             self.assertTrue(read_record.is_key_frame(stretch[0]))
         # ffmpeg's option turns to the left, the record's angle to the right.
-        self.assertEqual(index.of(read_record.ATTRIBUTES),
+        self.assertEqual(index.of(speaker_record.ATTRIBUTES),
                          [(0, 640, 360), (270, 320, 480), (0, 176, 144), (0, 1280, 720)])
         self.check_audio(found["audio_frames"])
-        self.check_decodes(self.file(".264"))
+        self.check_decodes(self.file("video"))
         self.check_mp4(stretches)
 
     def check_audio(self, frames):
         probe = run("ffprobe", "-v", "error", "-count_packets", "-show_entries",
                     "stream=codec_name,profile,sample_rate,channels,nb_read_packets", "-of", "json",
-                    self.file(".aac"))
+                    self.file("audio"))
         self.assertEqual(json.loads(probe.stdout)["streams"], [{
             "codec_name": "aac", "profile": "LC", "sample_rate": "48000", "channels": 2,
             "nb_read_packets": str(frames)}])
@@ -232,7 +227,7 @@ class RecordTest(unittest.TestCase):
     def check_live(self, events):
         found = self.check_whole(events[-1])
         self.assertGreater(found["video_frames"], 25)
-        self.check_decodes(self.file(".264"))
+        self.check_decodes(self.file("video"))
 
     def test_live_rtp_through_a_session_description(self):
         description = str(Path(self.work.name) / "stream.sdp")
@@ -270,7 +265,7 @@ class RecordTest(unittest.TestCase):
         events = self.record_all()
         self.check_whole(events[-1])
         self.assertLess(events[-1]["time"], 4)
-        stretches = Index(self.record).stretches(self.file(".264").read_bytes())
+        stretches = Index(self.record).stretches(self.file("video").read_bytes())
         source = (self.media / "slides.264").read_bytes()
         self.assertEqual([source.startswith(stretch[0]) for stretch in stretches], [True, True])
 
@@ -282,16 +277,16 @@ class RecordTest(unittest.TestCase):
                                                                    (limit, limit)))
         output, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, OUTPUT_FAILED)
-        self.assertIn("the record could not be written any further", errors)
-        self.assertIn("what was recorded before is whole", errors)
+        self.assertIn("cannot write the rest of the record", errors)
+        self.assertIn("everything before that is recorded", errors)
         end = json.loads(output.splitlines()[-1])
         self.assertFalse(end["complete"])
-        video = self.file(".264").read_bytes()
+        video = self.file("video").read_bytes()
         self.assertLessEqual(len(video), limit)
         frames = Index(self.record).stretches(video)[0]
         self.assertGreater(len(frames), 3)
         self.assertIn(b"".join(frames), self.annex_b("ada.mp4", "-bsf:v", "h264_mp4toannexb"))
-        self.assertEqual(Index(self.record).records[-1][0], read_record.STOP)
+        self.assertEqual(Index(self.record).records[-1][0], speaker_record.STOP)
 
     def test_refuses_what_it_cannot_record(self):
         self.one_camera("none.mp4")
@@ -303,18 +298,18 @@ class RecordTest(unittest.TestCase):
         self.scenario.write_text('{\n"participants": [{"user_id": 0}]}')
         self.refuse(SCENARIO_INVALID, "scenario.json:2: participants[0].user_id: must be")
         self.write_scenario({"user_id": 1, "microphone": str(self.media / "slides.264")})
-        self.refuse(SOURCE_UNREADABLE, "slides.264: holds no sound")
+        self.refuse(SOURCE_UNREADABLE, "slides.264: contains no sound")
         self.one_camera()
         self.assertFalse(self.record.exists())
         self.record.write_text("a file")
-        self.refuse(OUTPUT_REFUSED, "/record/: is no folder")
+        self.refuse(OUTPUT_REFUSED, "/record/: is not a folder")
 
     def test_replaces_a_record_only_when_asked(self):
         self.one_camera(duration=0.5)
         self.record_all()
-        before = self.file(".index").read_bytes()
-        self.refuse(OUTPUT_REFUSED, "holds a record already, --force replaces it")
-        self.assertEqual(self.file(".index").read_bytes(), before)
+        before = self.file("index").read_bytes()
+        self.refuse(OUTPUT_REFUSED, "already contains a record; --force replaces it")
+        self.assertEqual(self.file("index").read_bytes(), before)
         self.check_whole(self.record_all("--force", "--duration", "0.7")[-1])
 
     def test_gives_up_a_live_source_that_nobody_sends_to(self):

@@ -20,6 +20,16 @@ EXPECTED = {
          r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder_targets(-\w+)?\.cmake",
          r"/usr/include/(rtc_transcoder|kxrtc|kx_utility)/[\w/]+\.h"],
         ["librtc-transcoder0", "libjsoncpp-dev"]),
+    "librtc-transcoder-mp4-writer0": (
+        [r"/usr/lib/librtc_transcoder_mp4_writer\.so\.0",
+         r"/usr/lib/librtc_transcoder_mp4_writer\.so\.0\.[0-9.]+"],
+        ["librtc-transcoder0", "libavcodec59", "libavformat59", "libc6"]),
+    "librtc-transcoder-mp4-writer-dev": (
+        [r"/usr/lib/librtc_transcoder_mp4_writer\.so",
+         r"/usr/lib/pkgconfig/rtc_transcoder_mp4_writer\.pc",
+         r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder_mp4_writer_targets(-\w+)?\.cmake",
+         r"/usr/include/host/(ffmpeg|mp4)/\w+\.h"],
+        ["librtc-transcoder-mp4-writer0", "librtc-transcoder-dev"]),
     "kxrtc": ([r"/usr/bin/kxrtc"], ["librtc-transcoder0", "libavformat59", "libc6"]),
 }
 
@@ -54,15 +64,14 @@ def main():
     parser = argparse.ArgumentParser()
     for option in ("--cpack", "--config", "--folder"):
         parser.add_argument(option, required=True)
-    parser.add_argument("--tool", action="store_true")
-    options, _ = parser.parse_known_args()
+    parser.add_argument("packages", nargs="+", help="the names of those that are to be made")
+    options = parser.parse_args()
     folder = Path(options.folder)
     shutil.rmtree(folder, ignore_errors=True)
     subprocess.run([options.cpack, "--config", options.config, "-B", str(folder)], check=True)
     problems = []
     found = {check(str(package), problems) for package in folder.glob("*.deb")}
-    expected = set(EXPECTED) if options.tool else set(EXPECTED) - {"kxrtc"}
-    if found != expected:
+    if found != set(options.packages):
         problems.append(f"made {sorted(found)}")
     for problem in problems:
         print(problem)

@@ -350,6 +350,11 @@ TEST(ByteBufferWriterTest, ResizeCutsTheContentAndNeverLengthensIt) {
   writer.Resize(2);
   EXPECT_THAT(Bytes(writer), ElementsAre('a', 'b'));
   EXPECT_EQ(4u, writer.capacity());
+  const char* const storage = writer.data();
+  writer.Resize(4);
+  EXPECT_THAT(Bytes(writer), ElementsAre('a', 'b'));
+  EXPECT_EQ(4u, writer.capacity()) << "it suffices exactly";
+  EXPECT_EQ(storage, writer.data());
   writer.Resize(5);
   EXPECT_THAT(Bytes(writer), ElementsAre('a', 'b'));
   EXPECT_EQ(6u, writer.capacity());

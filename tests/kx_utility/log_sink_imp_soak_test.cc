@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -21,7 +22,8 @@ using ::kx_testing::TempDir;
 
 constexpr int kProducers = 8;
 constexpr int kMessages = KX_SOAK_MESSAGES;
-static_assert(kMessages % kProducers == 0);
+constexpr int kMessagesBesideFlushes = 400000;
+static_assert(kMessages % kProducers == 0 && kMessagesBesideFlushes % kProducers == 0);
 
 // Whole lines only: number, time, thread, producer, the producer's count, a text whose length
 // follows from the count, and nothing else.
@@ -101,6 +103,20 @@ void ExpectEveryMessageOnce(int messages) {
 
 TEST(LogSinkImpSoakTest, EveryMessageOfManyThreadsIsInTheFileOnceWholeAndInOrder) {
   ExpectEveryMessageOnce(kMessages);
+}
+
+// As any code of the process may do it at any time, e.g. before it forks.
+TEST(LogSinkImpSoakTest, EveryMessageIsInTheFileOnceWholeAndInOrderWhileAllStreamsAreFlushed) {
+  std::atomic<bool> done{false};
+  std::thread flusher([&done] {
+    while (!done.load(std::memory_order_relaxed)) {
+      (void)std::fflush(nullptr);
+      Thread::Sleep(1);
+    }
+  });
+  ExpectEveryMessageOnce(std::max(kMessages, kMessagesBesideFlushes));
+  done.store(true, std::memory_order_relaxed);
+  flusher.join();
 }
 
 }  // namespace

@@ -177,6 +177,61 @@ TEST_F(LoggingTest, HeedsTheFormatOfTheStream) {
   ExpectTextOfAnyStream([](auto& stream) { stream << std::unitbuf << 1 << "a" << 'b'; });
 }
 
+// "1.234.567", and "ja" for true.
+struct GroupedDigits : std::numpunct<char> {
+  char do_thousands_sep() const override { return '.'; }
+  char do_decimal_point() const override { return ','; }
+  std::string do_grouping() const override { return "\3"; }
+  std::string do_truename() const override { return "ja"; }
+};
+
+TEST_F(LoggingTest, HeedsTheLocaleOfTheStream) {
+  const std::locale grouped(std::locale::classic(), new GroupedDigits);
+  ExpectTextOfAnyStream([&](auto& stream) {
+    stream.imbue(grouped);
+    stream << 1234567 << ' ' << 7654321u << ' ' << -1234567L << ' ' << 1234567ull << " text " << 'c'
+           << ' ' << short{12345} << ' ' << 1234.5 << ' ' << std::boolalpha << true;
+    stream.imbue(std::locale::classic());
+    stream << 1234567;
+  });
+}
+
+TEST_F(LoggingTest, HeedsTheGlobalLocaleButForThePrefix) {
+  const std::locale usual =
+      std::locale::global(std::locale(std::locale::classic(), new GroupedDigits));
+  ScopedLogCapture log;
+  LogMessage("", "f", 12345, LS_INFO) << 1234567;
+  ExpectTextOfAnyStream([](auto& stream) { stream << 1234567 << ' ' << 2345678ul << 0.5; });
+  std::locale::global(usual);
+  EXPECT_THAT(log.raw(), ElementsAre("[kx_utility][INFO][f][12345]1.234.567\n"));
+}
+
+// Declared here and defined nowhere: that they can be logged shows when this program links.
+struct Limits {
+  static const int kInt = -5;
+  static const unsigned kUnsigned = 6;
+  static const char kChar = 'c';
+  static const bool kBool = true;
+  static const short kShort = -7;
+  static const int64_t kWide = int64_t{1} << 40;
+  static const unsigned char kByte = 'b';
+};
+
+template <typename Stream>
+void InsertLimits(Stream& stream) {
+  stream << Limits::kInt << Limits::kUnsigned << Limits::kChar << Limits::kBool << Limits::kShort
+         << Limits::kWide << Limits::kByte;
+}
+
+TEST_F(LoggingTest, TakesNumbersByValue) {
+  ExpectTextOfAnyStream([](auto& stream) { InsertLimits(stream); });
+  ScopedLogCapture log;
+  LogMessage("", "f", 1, LS_INFO) << Limits::kInt;
+  LogMessage("", "f", 1, LS_INFO) << Limits::kBool << Limits::kChar;
+  LogMessage("", "f", 1, LS_INFO) << Limits::kShort << Limits::kWide;
+  EXPECT_THAT(log.lines(), ElementsAre("INFO -5", "INFO 1c", "INFO -71099511627776"));
+}
+
 TEST_F(LoggingTest, KeepsWhatABrokenStreamHeld) {
   ExpectTextOfAnyStream([](auto& stream) {
     stream << "before" << static_cast<const char*>(nullptr) << "after" << 5;

@@ -72,15 +72,13 @@ TEST_P(QueueCapacityDeathTest, Aborts) { EXPECT_DEATH(mpmc_bounded_queue<int>{Ge
 INSTANTIATE_TEST_SUITE_P(Capacities, QueueCapacityDeathTest, ::testing::Values(0, 1, 3, 6, 4095),
                          ::testing::PrintToStringParamName());
 
-// Starts close to the place where the 32-bit positions start over.
-struct LateQueue : mpmc_bounded_queue<int> {
-  explicit LateQueue(uint32_t capacity) : mpmc_bounded_queue(capacity, 0u - capacity) {}
-};
+// Close to the place where the 32-bit positions start over.
+constexpr uint32_t kLatePosition = 0u - 8;
 
 TEST(MpmcBoundedQueueTest, KeepsOrderAndNeverBlocksWherePositionsStartOver) {
   constexpr int kCapacity = 4;
   for (int ahead = 0; ahead <= kCapacity; ++ahead) {
-    LateQueue queue(kCapacity);
+    mpmc_bounded_queue<int> queue(kCapacity, kLatePosition);
     int next_in = 0;
     int next_out = 0;
     while (next_in < ahead) EXPECT_TRUE(queue.enqueue(int{next_in++}));
@@ -104,20 +102,55 @@ TEST(MpmcBoundedQueueTest, KeepsOrderAndNeverBlocksWherePositionsStartOver) {
 }
 
 TEST(MpmcBoundedQueueTest, CountsItemsByUnsignedComparisonAlsoWherePositionsStartOver) {
-  LateQueue queue(4);
+  mpmc_bounded_queue<int> queue(4, 0u - 4);
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(queue.enqueue(int{i}));
   EXPECT_EQ(3u, queue.size());
   EXPECT_TRUE(queue.enqueue(3));
   EXPECT_EQ(0u, queue.size());  // The enqueue position has started over, the other one has not.
+  EXPECT_EQ(4u, queue.backlog());
   int item = -1;
   for (int i = 0; i < 4; ++i) EXPECT_TRUE(queue.dequeue(item));
+  EXPECT_EQ(0u, queue.backlog());
   EXPECT_TRUE(queue.enqueue(4));
   EXPECT_EQ(1u, queue.size());
+  EXPECT_EQ(1u, queue.backlog());
+}
+
+TEST(MpmcBoundedQueueTest, StartsAtAnyPosition) {
+  for (uint32_t first = 0u - 9; first != 9; ++first) {
+    mpmc_bounded_queue<int> queue(8, first);
+    for (int i = 0; i < 8; ++i) EXPECT_TRUE(queue.enqueue(int{i}));
+    EXPECT_FALSE(queue.enqueue(8));
+    for (int i = 0; i < 8; ++i) {
+      int item = -1;
+      ASSERT_TRUE(queue.dequeue(item));
+      EXPECT_EQ(i, item);
+    }
+  }
+}
+
+TEST(MpmcBoundedQueueTest, LetsAnItemBeWrittenOverWhatItsCellHeld) {
+  mpmc_bounded_queue<std::string> queue(2);
+  int calls = 0;
+  const auto fill = [&calls](std::string& item) {
+    item += static_cast<char>('a' + calls);
+    ++calls;
+  };
+  EXPECT_TRUE(queue.enqueue_with(fill));
+  EXPECT_TRUE(queue.enqueue_with(fill));
+  EXPECT_FALSE(queue.enqueue_with(fill));
+  EXPECT_EQ(2, calls) << "not called without room";
+  std::string item(100, 'x');
+  EXPECT_TRUE(queue.dequeue(item));
+  EXPECT_EQ("a", item);
+  EXPECT_TRUE(queue.dequeue(item));
+  EXPECT_EQ("b", item);
 }
 
 // Items are producer * count + number.
-void ExpectEachItemOnce(int producers, int consumers, int count, uint32_t capacity) {
-  mpmc_bounded_queue<int> queue(capacity);
+void ExpectEachItemOnce(int producers, int consumers, int count, uint32_t capacity,
+                        uint32_t first_position = 0) {
+  mpmc_bounded_queue<int> queue(capacity, first_position);
   std::atomic<int> left{producers * count};
   std::vector<std::vector<int>> taken(consumers);
   std::vector<std::thread> threads;
@@ -160,6 +193,7 @@ TEST(MpmcBoundedQueueTest, HandsEachItemOverOnceBetweenManyThreads) {
   ExpectEachItemOnce(4, 1, 5000, 64);
   ExpectEachItemOnce(1, 4, 20000, 64);
   ExpectEachItemOnce(4, 4, 5000, 8);
+  for (uint32_t i = 0; i < 20; ++i) ExpectEachItemOnce(4, 4, 50, 4, kLatePosition + i);
 }
 
 }  // namespace

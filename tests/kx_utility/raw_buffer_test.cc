@@ -104,6 +104,28 @@ TEST(RawBufferTest, AppendsWithHeadroomOverThePresentCapacity) {
   EXPECT_THAT(std::vector<uint8_t>(buffer.data() + 110, buffer.data() + 150), Each(0));
 }
 
+TEST(RawBufferTest, FillsTheCapacityExactlyWithoutGrowing) {
+  RawBuffer buffer;
+  buffer.EnsureCapacityWithHeadroom(4, false);
+  const uint8_t* const storage = buffer.data();
+  const uint8_t bytes[] = {1, 2, 3, 4};
+  EXPECT_TRUE(buffer.AppendData(bytes, 2));
+  EXPECT_TRUE(buffer.AppendData(bytes + 2, 2));
+  EXPECT_TRUE(buffer.SetData(bytes, 4));
+  EXPECT_THAT(Content(buffer), ElementsAre(1, 2, 3, 4));
+  EXPECT_EQ(4u, buffer.capacity());
+  EXPECT_EQ(storage, buffer.data());
+}
+
+TEST(RawBufferTest, ReportsABreachOnceWhereTheCapacitySufficesExactly) {
+  ScopedLogCapture log;
+  RawBuffer buffer;
+  buffer.EnsureCapacityWithHeadroom(4, false);
+  buffer.set_size(5);
+  buffer.EnsureCapacityWithHeadroom(4, false);
+  EXPECT_THAT(log.lines(), ElementsAre("ERROR it is not IsConsistent"));
+}
+
 TEST(RawBufferTest, AppendsNothingToNothing) {
   ScopedLogCapture log;
   RawBuffer buffer;

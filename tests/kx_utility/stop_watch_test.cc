@@ -43,6 +43,20 @@ TEST(StopWatchTest, ResumeLeavesThePauseOut) {
   EXPECT_GE(watch.TimeInMicroseconds(), resumed + 2000);
 }
 
+// Each Resume() of a watch that runs moves its start: it shows long times without a wait for them.
+TEST(StopWatchTest, ShowsLongTimesInEachUnit) {
+  StopWatch watch;
+  watch.Restart();
+  Thread::Sleep(10);
+  for (int i = 0; i < 100000; ++i) watch.Resume();
+  watch.Stop();
+  const int64_t elapsed = watch.TimeInMicroseconds();
+  EXPECT_LT(elapsed, -100000 * int64_t{9000});
+  EXPECT_EQ(elapsed * 1000, watch.TimeInNanoseconds());
+  EXPECT_EQ(elapsed / 1000, watch.TimeInMilliseconds());
+  EXPECT_EQ(elapsed / 1000000, watch.TimeInSeconds());
+}
+
 TEST(StopWatchTest, RestartBeginsAgain) {
   StopWatch watch;
   Thread::Sleep(30);
@@ -66,6 +80,17 @@ TEST(HighResolutionStopWatchTest, StandsAtZeroUntilRestart) {
   Thread::Sleep(2);
   EXPECT_EQ(0, watch.TimeInNanoseconds());
   EXPECT_EQ(0, watch.TimeInSeconds());
+}
+
+// Without Restart() it counts from the start of the monotonic clock.
+TEST(HighResolutionStopWatchTest, ShowsLongTimesInEachUnit) {
+  HighResolutionStopWatch watch;
+  watch.Stop();
+  const int64_t elapsed = watch.TimeInNanoseconds();
+  EXPECT_GT(elapsed, 0);
+  EXPECT_EQ(elapsed / 1000, watch.TimeInMicroseconds());
+  EXPECT_EQ(elapsed / 1000000, watch.TimeInMilliseconds());
+  EXPECT_EQ(elapsed / 1000000000, watch.TimeInSeconds());
 }
 
 TEST(HighResolutionStopWatchTest, MeasuresInNanoseconds) {

@@ -253,6 +253,65 @@ TEST_F(TaskHandlerTest, WaitEndsWhenTheWorkerWasStoppedFromOutside) {
   EXPECT_THAT(order, IsEmpty());
 }
 
+// Starts close to the place where the 32-bit positions of the queue start over.
+struct LateTaskHandler : TaskHandler {
+  LateTaskHandler() : TaskHandler(0u - 8) {}
+};
+
+TEST(LateTaskHandlerTest, RunsEveryTaskInOrderWherePositionsStartOver) {
+  for (const int count : {7, 8, 9, 100, kQueueCapacity, 3 * kQueueCapacity}) {
+    LateTaskHandler handler;
+    handler.Initialize(nullptr, 1);
+    std::vector<int> order;
+    Event pushed{false, false};
+    // Pushed by a task: what exceeds the queue is set aside.
+    TaskHandler::Task pusher(0, [&] {
+      for (int i = 0; i < count; ++i) {
+        TaskHandler::Task task(1, [&order, i] {
+          order.push_back(i);
+          return true;
+        });
+        EXPECT_TRUE(handler.PushTask(task));
+      }
+      pushed.Set();
+      return true;
+    });
+    ASSERT_TRUE(handler.PushTask(pusher));
+    ASSERT_TRUE(pushed.Wait(kDeadlineMs));
+    handler.WaitAllTasksDoneAndFinalize();
+    ASSERT_EQ(static_cast<size_t>(count), order.size());
+    for (int i = 0; i < count; ++i) ASSERT_EQ(i, order[i]);
+  }
+}
+
+// A producer that passes the place at that moment may make the queue look full to a task: what the
+// task pushes then is set aside behind less than a whole queue.
+TEST(LateTaskHandlerTest, RunsWhatATaskAndAThreadPushWherePositionsStartOver) {
+  for (int round = 0; round < 50; ++round) {
+    LateTaskHandler handler;
+    handler.Initialize(nullptr, 0);
+    int ran = 0;
+    const auto push_ten = [&] {
+      for (int i = 0; i < 10; ++i) {
+        TaskHandler::Task task(1, [&ran] { return ++ran > 0; });
+        EXPECT_TRUE(handler.PushTask(task));
+      }
+    };
+    Event pushed{false, false};
+    TaskHandler::Task pusher(0, [&] {
+      push_ten();
+      pushed.Set();
+      return true;
+    });
+    ASSERT_TRUE(handler.PushTask(pusher));
+    std::thread other(push_ten);
+    other.join();
+    ASSERT_TRUE(pushed.Wait(kDeadlineMs));
+    handler.WaitAllTasksDoneAndFinalize();
+    EXPECT_EQ(20, ran);
+  }
+}
+
 TEST_F(TaskHandlerTest, DestroysATaskBeforeTheNextOneRuns) {
   handler.Initialize(nullptr, 1);
   Occupy();

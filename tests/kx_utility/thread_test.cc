@@ -1,10 +1,8 @@
 #include "kx_utility/thread.h"
 
 #include <gmock/gmock.h>
-#include <pthread.h>
 
 #include <chrono>
-#include <system_error>
 #include <thread>
 
 #include "kx_utility/event.h"
@@ -108,31 +106,6 @@ TEST(ThreadTest, DestructionStops) {
     ASSERT_TRUE(thread.Start(&waiter));
   }
   EXPECT_EQ(1, waiter.runs);
-}
-
-TEST(ThreadTest, ThrowsWhenTheSystemGivesNoThreadAndIsThenAsNeverStarted) {
-  pthread_attr_t usual;
-  pthread_attr_t impossible;
-  ASSERT_EQ(0, pthread_getattr_default_np(&usual));
-  ASSERT_EQ(0, pthread_attr_init(&impossible));
-  ASSERT_EQ(0, pthread_attr_setstacksize(&impossible, size_t{1} << 60));
-  ASSERT_EQ(0, pthread_setattr_default_np(&impossible));
-  Quick quick;
-  Thread thread;
-  try {
-    thread.Start(&quick);
-    ADD_FAILURE() << "a stack of 2^60 bytes was granted";
-  } catch (const std::system_error& error) {
-    EXPECT_THAT(error.what(), ::testing::StartsWith("thread constructor failed"));
-    EXPECT_NE(0, error.code().value());
-  }
-  EXPECT_EQ(0, pthread_setattr_default_np(&usual));
-  pthread_attr_destroy(&impossible);
-  pthread_attr_destroy(&usual);
-  EXPECT_FALSE(thread.IsRunning());
-  thread.Stop();
-  EXPECT_EQ(0, quick.stops);
-  EXPECT_TRUE(thread.Start(&quick));
 }
 
 TEST(ThreadTest, StopFromTwoThreadsAtOnceStopsOnce) {

@@ -16,12 +16,11 @@ import tempfile
 import time
 from pathlib import Path
 
-from media import decode_messages, make_media, read_record, run
+from media import decode_messages, make_media, read_record, run, speaker_record
 
 DECODE_EVERY = 10
 LONGEST_LIFE_S = 0.3
 MOST_EMPTY = 0.3
-STREAMS = {"video": ".264", "audio": ".aac"}
 
 
 def kill_at_random(load, folder, media, generator):
@@ -35,23 +34,24 @@ def kill_at_random(load, folder, media, generator):
 
 
 def count_adts_frames(tail):
-    """Frames that begin in `tail`: their length stands in 13 bits from bit 30 of the header on."""
+    """Frames that begin in `tail`, of which the last one may be cut anywhere."""
     count = position = 0
     while position < len(tail):
         count += 1
-        header = tail[position:position + 7]
-        if len(header) < 7:
+        header = tail[position:position + speaker_record.ADTS_HEADER_SIZE]
+        if len(header) < speaker_record.ADTS_HEADER_SIZE:
             break
-        position += max(7, (header[3] & 3) << 11 | header[4] << 3 | header[5] >> 5)
+        position += max(len(header), speaker_record.adts_frame_size(header))
     return count
 
 
 def frames_in_flight(folder, record):
     """For each stream the frames that begin behind the last whole one."""
     tails = {}
-    for kind, extension in STREAMS.items():
+    for kind in ("video", "audio"):
         ends = [position + size for name, _, position, size in record["frames"] if name == kind]
-        tails[kind] = Path(f"{folder}/SpeakeRecord{extension}").read_bytes()[max(ends, default=0):]
+        data = (folder / speaker_record.FILES[kind]).read_bytes()
+        tails[kind] = data[max(ends, default=0):]
     # A cut delimiter begins a frame as well.
     video = max(tails["video"].count(b"\0\0\0\1\x09"), len(tails["video"]) > 0)
     return {"video": video, "audio": count_adts_frames(tails["audio"])}
@@ -75,7 +75,7 @@ def check_run(folder, kxrtc, decode):
     if repaired["frames"] != torn["frames"]:
         breaches.append(f"{len(torn['frames'])} whole frames became {len(repaired['frames'])}")
     replay = json.loads(run(kxrtc, "verify", "--json", repaired_folder).stdout)["replay"]
-    if not (replay["completes"] and replay["dry_run"]):
+    if not replay["completes"]:
         breaches.append(f"replay: {replay}")
     if decode and repaired["frames"]:
         mp4 = Path(folder).with_name("out.mp4")

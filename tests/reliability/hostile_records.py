@@ -14,7 +14,6 @@ import os
 import random
 import resource
 import shutil
-import struct
 import subprocess
 import sys
 import tempfile
@@ -22,7 +21,8 @@ import threading
 import time
 from pathlib import Path
 
-from media import make_media
+from media import make_media, speaker_record  # Finds the next one too.
+from speaker_record import ATTRIBUTES, AUDIO, CHANNEL, FILES, START, STOP, VIDEO, encode
 
 ADDRESS_SPACE = 1 << 30
 RESIDENT_KB = 100 * 1024
@@ -31,11 +31,6 @@ RUNS_UNDER_CHANGE = 5
 LONG_RECORD_SESSIONS = 500
 COMPARED_WHOLE = 1 << 24  # Of larger files, size and time of change are compared.
 
-STEM = "SpeakeRecord"  # sic
-FILES = {"index": STEM + ".index", "video": STEM + ".264", "audio": STEM + ".aac",
-         "descriptor": STEM + ".desc"}
-START, STOP, CHANNEL, ATTRIBUTES, VIDEO, AUDIO = (
-    0xEEDDCC01, 0xEEDDCC02, 0xEEDDCC03, 0xEEDDCC04, 0xEEDDCC06, 0xEEDDCC07)
 VIDEO_INTERVAL_US, AUDIO_INTERVAL_US, SESSION_US = 41667, 21333, 2100000
 SIZES = {"2^31": 2**31, "2^32-1": 2**32 - 1}
 NUMBERS = {**SIZES, "2^63-1": 2**63 - 1, "2^63": 2**63, "2^64-1": 2**64 - 1}
@@ -50,25 +45,6 @@ TOLD_ON_STANDARD_OUTPUT = {"verify": {12, 13}}
 
 
 # --- Records -------------------------------------------------------------------------------------
-
-def video_frames(path):
-    marker = b"\0\0\0\1\x09"
-    return [marker + piece for piece in path.read_bytes().split(marker)[1:]]
-
-
-def audio_frames(path):
-    stream, frames, at = path.read_bytes(), [], 0
-    while at < len(stream):
-        size = (stream[at + 3] & 3) << 11 | stream[at + 4] << 3 | stream[at + 5] >> 5
-        frames.append(stream[at:at + size])
-        at += size
-    return frames
-
-
-def encode(kind, time_us, fields):
-    layout = {CHANNEL: "I", ATTRIBUTES: "iII", VIDEO: "QI", AUDIO: "QI"}.get(kind, "")
-    return struct.pack(">Iq" + layout, kind, time_us, *fields)
-
 
 def events_of(video, audio):
     """The records of a session of these frames, as [type, time, fields], and their bytes."""
@@ -86,20 +62,17 @@ def events_of(video, audio):
 def index_of(events, time_us=0, video_position=0, audio_position=0):
     """The bytes of the events, moved to a later time and to later places in the data files."""
     first = {VIDEO: video_position, AUDIO: audio_position}
-    return b"".join(encode(kind, time_us + at, (first[kind] + fields[0], fields[1])
-                           if kind in first else fields) for kind, at, fields in events)
+    return b"".join(encode(kind, time_us + at, *((first[kind] + fields[0], fields[1])
+                                                 if kind in first else fields))
+                    for kind, at, fields in events)
 
 
 def descriptor_of(events, sessions):
     counts = [sum(event[0] == kind for event in events) for kind in (VIDEO, AUDIO, CHANNEL)]
-    return {"speaker_record_overall": {"audio_channel_count": 2, "contain_desktop": 0,
-                                       "contain_video": 1, "record_session_count": sessions},
-            "speaker_record_session": [
-                {"sessoin_start_timestamp_us": number * SESSION_US + events[0][1],  # sic
-                 "sessoin_end_timestamp_us": number * SESSION_US + events[-1][1],
-                 "session_video_frame_count": counts[0],
-                 "session_audio_frame_count": counts[1],
-                 "session_video_switch_count": counts[2]} for number in range(sessions)]}
+    starts = [number * SESSION_US for number in range(sessions)]
+    return speaker_record.descriptor([
+        speaker_record.session(start + events[0][1], start + events[-1][1], *counts)
+        for start in starts])
 
 
 class Record:
@@ -112,7 +85,7 @@ class Record:
 
     def write(self, folder):
         folder.mkdir()
-        (folder / FILES["descriptor"]).write_text(json.dumps(self.descriptor))
+        speaker_record.write_descriptor(folder, self.descriptor)
         with (open(folder / FILES["index"], "wb") as index,
               open(folder / FILES["video"], "wb") as video,
               open(folder / FILES["audio"], "wb") as audio):
@@ -180,7 +153,7 @@ def with_numbers(members, value):
         descriptor = json.loads(json.dumps(record.descriptor))
         for item in (descriptor["speaker_record_overall"], *descriptor["speaker_record_session"]):
             item.update({member: value for member in members if member in item})
-        (folder / FILES["descriptor"]).write_text(json.dumps(descriptor))
+        speaker_record.write_descriptor(folder, descriptor)
     return variant
 
 
@@ -413,7 +386,8 @@ def main():
     seed = int(sys.argv[2]) if len(sys.argv) > 2 else 1
     with tempfile.TemporaryDirectory() as media_folder:
         streams = make_media(media_folder)
-        video, audio = video_frames(streams[0]), audio_frames(streams[1])
+        video = speaker_record.access_units(streams[0].read_bytes())
+        audio = speaker_record.adts_frames(streams[1].read_bytes())
     tally = Tally()
     small = Record(video, audio)
     for name, change, commands in variants():

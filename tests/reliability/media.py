@@ -4,8 +4,11 @@ import subprocess
 import sys
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "independent"))
-from read_record import read_record  # noqa: E402,F401  (for those who import this module)
+TESTS = Path(__file__).resolve().parent.parent
+sys.path[:0] = [str(TESTS / "independent"), str(TESTS / "testing")]
+# For those who import this module:
+from read_record import read_record  # noqa: E402,F401
+import speaker_record  # noqa: E402,F401
 
 
 def run(*command, **options):

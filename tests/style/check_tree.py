@@ -22,8 +22,13 @@ MAY_INCLUDE = {
     "kx_utility": set(),
 }
 LIBRARY_FILES = re.compile(r"(\.cc|\.h|\.map|/CMakeLists\.txt)$")
-OUTSIDE_PROGRAMS = ("host/", "tools/", "examples/")
+# The houses around the library, lowest first: each may include those before it. All of them use the
+# library's public headers only.
+HOUSES = ["files", "record", "host", "tools"]
+OUTSIDE_PROGRAMS = tuple(house + "/" for house in HOUSES) + ("examples/",)
 PROJECT_INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+FFMPEG_INCLUDE = re.compile(r'^\s*#\s*include\s+<lib(av|sw)', re.MULTILINE)
+FFMPEG_FOLDERS = ("host/", "tests/", "benchmarks/")
 LINK = re.compile(r"\]\((?!\w+:)([^)\s]+)\)")
 MAIN = re.compile(r"^\s*(int|auto)\s+main\s*\(", re.MULTILINE)
 CODE = (".cc", ".h", ".sh", ".cmake", ".py", ".mjs", ".js")
@@ -62,6 +67,14 @@ def library_folder(name):
     return None
 
 
+def house_above(name, header):
+    """The house that `header` lies in, where `name` lies in a lower one; else None."""
+    own, other = name.split("/")[0], header.split("/")[0]
+    if own in HOUSES and other in HOUSES and HOUSES.index(other) > HOUSES.index(own):
+        return other
+    return None
+
+
 def line_of(text, position):
     return text.count("\n", 0, position) + 1
 
@@ -80,6 +93,12 @@ def check_text(name, text):
 def check_includes(name, text, public_headers, root):
     if not name.endswith((".cc", ".h")):
         return
+    for match in FFMPEG_INCLUDE.finditer(text):
+        where = f"{name}:{line_of(text, match.start())}"
+        if not name.startswith(FFMPEG_FOLDERS):
+            yield f"{where}: FFmpeg belongs into host/"
+        elif name in public_headers:
+            yield f"{where}: an installed header names FFmpeg"
     own = library_folder(name)
     for match in PROJECT_INCLUDE.finditer(text):
         header = match.group(1)
@@ -87,6 +106,8 @@ def check_includes(name, text, public_headers, root):
         target = library_folder(header)
         if not (root / header).is_file():
             yield f"{where}: includes {header}, which is not in the tree under that path"
+        elif house_above(name, header):
+            yield f"{where}: {name.split('/')[0]} includes {header}, which lies in a house above it"
         elif own is not None and target is None:
             yield f"{where}: the library includes {header} from outside"
         elif own is not None and target != own and target not in MAY_INCLUDE[own]:
@@ -94,6 +115,8 @@ def check_includes(name, text, public_headers, root):
         elif (name.startswith(OUTSIDE_PROGRAMS) and target is not None
               and header not in public_headers):
             yield f"{where}: includes {header}, which is not public"
+        elif (name in public_headers or name.startswith("examples/")) and header not in public_headers:
+            yield f"{where}: includes {header}, which is not installed"
 
 
 def check_guard(name, text):

@@ -17,6 +17,10 @@ GOOD = {
     "kxrtc/recording/CMakeLists.txt":
         "kx_add_module(kxrtc_recording SOURCES b.cc PRIVATE_HEADERS b.h)\n",
     "kxrtc/recording/b.h": GOOD_HEADER.replace("KX_UTILITY_A", "KXRTC_RECORDING_B"),
+    "host/h.h": GOOD_HEADER.replace("KX_UTILITY_A", "HOST_H"),
+    "host/p.h": GOOD_HEADER.replace("KX_UTILITY_A", "HOST_P"),
+    "tools/t.cc": '#include "host/h.h"\n',
+    "examples/e.cc": '#include "host/p.h"\n',
     "kxrtc/recording/b.cc": '#include "kxrtc/recording/b.h"\n#include "kx_utility/a.h"\n',
 }
 
@@ -28,7 +32,7 @@ def check(changes):
         for name, text in {**GOOD, **changes}.items():
             (root / name).parent.mkdir(parents=True, exist_ok=True)
             (root / name).write_text(text)
-        return check_tree.check_tree(root, ["kx_utility/a.h"])
+        return check_tree.check_tree(root, ["kx_utility/a.h", "host/p.h"])
 
 
 class CheckTreeTest(unittest.TestCase):
@@ -40,9 +44,24 @@ class CheckTreeTest(unittest.TestCase):
             "upward include": ("kx_utility/a.cc", '#include "kxrtc/recording/b.h"\n',
                                "kx_utility includes kxrtc/recording/b.h above it or beside it"),
             "include from outside the library": (
-                "kx_utility/a.cc", '#include "host/h.h"\n', "includes host/h.h, which is not in"),
+                "kx_utility/a.cc", '#include "host/h.h"\n', "the library includes host/h.h from outside"),
+            "include of a missing file": (
+                "kx_utility/a.cc", '#include "host/i.h"\n', "includes host/i.h, which is not in"),
+            "include of a house above": (
+                "record/r.cc", '#include "host/h.h"\n',
+                "record includes host/h.h, which lies in a house above it"),
+            "FFmpeg below the host": (
+                "record/r.cc", "#include <libavutil/log.h>\n", "FFmpeg belongs into host/"),
             "private header in a tool": (
                 "tools/t.cc", '#include "kxrtc/recording/b.h"\n', "which is not public"),
+            "internal header in an example": (
+                "examples/e.cc", '#include "host/h.h"\n', "host/h.h, which is not installed"),
+            "internal header in an installed one": (
+                "host/p.h", GOOD["host/p.h"].replace("#endif", '#include "host/h.h"\n#endif'),
+                "host/h.h, which is not installed"),
+            "FFmpeg in an installed header": (
+                "host/p.h", GOOD["host/p.h"].replace("#endif", "#include <libavutil/log.h>\n#endif"),
+                "an installed header names FFmpeg"),
             "wrong guard": ("kx_utility/a.h", GOOD_HEADER.replace("_A_H_", "_Z_H_"),
                             "the include guard is not KX_UTILITY_A_H_"),
             "no comment on top": ("kx_utility/a.h", GOOD_HEADER.split("\n", 1)[1],

@@ -114,9 +114,8 @@ void FakeMp4SinkWriter::Clear() {
 bool FakeMediaComponentFactory::CreateMp4SinkWriter(kxrtc::Mp4SinkWriter** writer,
                                                     bool is_desktop) {
   calls.push_back(is_desktop ? "create desktop" : "create camera");
-  if (refuse) return false;
-  *writer = writer_;
-  return true;
+  *writer = stores_null ? nullptr : writer_;
+  return !refuse;
 }
 
 void FakeMediaComponentFactory::ReleaseMp4SinkWriter(kxrtc::Mp4SinkWriter* writer) {

@@ -58,7 +58,8 @@ class FakeMediaComponentFactory final : public kxrtc::MediaComponentFactory {
   bool CreateMp4SinkWriter(kxrtc::Mp4SinkWriter** writer, bool is_desktop) override;
   void ReleaseMp4SinkWriter(kxrtc::Mp4SinkWriter* writer) override;
 
-  bool refuse = false;
+  bool refuse = false;             // Answers false.
+  bool stores_null = false;        // Hands out no writer, whatever it answers.
   std::vector<std::string> calls;  // "create desktop", "create camera", "release".
 
  private:

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/mp4_sink_writer_imp.h"
+#include "host/mp4/mp4_sink_writer_imp.h"
 #include "tests/testing/mp4_tables.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/tiny_media.h"

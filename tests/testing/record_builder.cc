@@ -32,11 +32,11 @@ RecordBuilder& RecordBuilder::Start(int64_t timestamp_us) {
   ++session_count_;
   session_start_us_ = timestamp_us;
   session_video_frames_ = session_audio_frames_ = session_switches_ = 0;
-  return Header(0xEEDDCC01, timestamp_us);
+  return Header(kStartRecord, timestamp_us);
 }
 
 RecordBuilder& RecordBuilder::Stop(int64_t timestamp_us) {
-  Header(0xEEDDCC02, timestamp_us);
+  Header(kStopRecord, timestamp_us);
   if (!sessions_.empty()) sessions_ += ",";
   sessions_ += "{\"sessoin_start_timestamp_us\":" + to_string(session_start_us_) +
                ",\"sessoin_end_timestamp_us\":" + to_string(session_end_us_) +
@@ -49,12 +49,12 @@ RecordBuilder& RecordBuilder::Stop(int64_t timestamp_us) {
 RecordBuilder& RecordBuilder::Channel(int64_t timestamp_us, uint32_t media_type) {
   ++session_switches_;
   if (media_type == kDesktop) contain_desktop_ = true;
-  return Header(0xEEDDCC03, timestamp_us).RawIndex(BigEndian32(media_type));
+  return Header(kChannelRecord, timestamp_us).RawIndex(BigEndian32(media_type));
 }
 
 RecordBuilder& RecordBuilder::Attributes(int64_t timestamp_us, uint32_t width, uint32_t height,
                                          int32_t rotation) {
-  return Header(0xEEDDCC04, timestamp_us)
+  return Header(kAttributesRecord, timestamp_us)
       .RawIndex(BigEndian32(static_cast<uint32_t>(rotation)) + BigEndian32(width) +
                 BigEndian32(height));
 }
@@ -62,13 +62,13 @@ RecordBuilder& RecordBuilder::Attributes(int64_t timestamp_us, uint32_t width, u
 RecordBuilder& RecordBuilder::Video(int64_t timestamp_us, const std::string& frame) {
   ++session_video_frames_;
   contain_video_ = true;
-  DataRecord(0xEEDDCC06, timestamp_us, video_.size(), static_cast<uint32_t>(frame.size()));
+  DataRecord(kVideoRecord, timestamp_us, video_.size(), static_cast<uint32_t>(frame.size()));
   return RawVideo(frame);
 }
 
 RecordBuilder& RecordBuilder::Audio(int64_t timestamp_us, const std::string& frame) {
   ++session_audio_frames_;
-  DataRecord(0xEEDDCC07, timestamp_us, audio_.size(), static_cast<uint32_t>(frame.size()));
+  DataRecord(kAudioRecord, timestamp_us, audio_.size(), static_cast<uint32_t>(frame.size()));
   return RawAudio(frame);
 }
 

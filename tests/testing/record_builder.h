@@ -9,6 +9,13 @@
 
 namespace kx_testing {
 
+// Types of index records and media types, written by hand like all that is built here.
+inline constexpr uint32_t kStartRecord = 0xEEDDCC01;
+inline constexpr uint32_t kStopRecord = 0xEEDDCC02;
+inline constexpr uint32_t kChannelRecord = 0xEEDDCC03;
+inline constexpr uint32_t kAttributesRecord = 0xEEDDCC04;
+inline constexpr uint32_t kVideoRecord = 0xEEDDCC06;
+inline constexpr uint32_t kAudioRecord = 0xEEDDCC07;
 inline constexpr uint32_t kCamera = 2;
 inline constexpr uint32_t kDesktop = 3;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "tests/testing/record_builder.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kx_testing {
@@ -19,14 +20,14 @@ uint64_t BigEndian(const std::string& bytes, size_t at, size_t width) {
 // The payload's size; -1 for a type that no record has.
 int PayloadSize(uint64_t type) {
   switch (type) {
-    case 0xEEDDCC01:
-    case 0xEEDDCC02:
+    case kStartRecord:
+    case kStopRecord:
       return 0;
-    case 0xEEDDCC03:
+    case kChannelRecord:
       return 4;
-    case 0xEEDDCC04:
-    case 0xEEDDCC06:
-    case 0xEEDDCC07:
+    case kAttributesRecord:
+    case kVideoRecord:
+    case kAudioRecord:
       return 12;
     default:
       return -1;
@@ -38,6 +39,25 @@ std::string Frame(const std::string& index, size_t at, const std::string& file) 
   const uint64_t size = BigEndian(index, at + 8, 4);
   if (position > file.size() || size > file.size() - position) return "outside";
   return file.substr(position, size);
+}
+
+// A record, with a frame as a place in its file.
+std::string Event(const std::string& index, uint64_t type, size_t payload) {
+  const auto number = [&](size_t at, size_t width) {
+    return std::to_string(BigEndian(index, payload + at, width));
+  };
+  switch (type) {
+    case kStartRecord:
+      return "start";
+    case kStopRecord:
+      return "stop";
+    case kChannelRecord:
+      return "channel " + number(0, 4);
+    case kAttributesRecord:
+      return "attributes " + number(4, 4) + "x" + number(8, 4) + " r" + number(0, 4);
+    default:
+      return (type == kVideoRecord ? "video " : "audio ") + number(0, 8) + "+" + number(8, 4);
+  }
 }
 
 }  // namespace
@@ -56,19 +76,22 @@ std::vector<std::string> DumpIndex(const std::string& index, const std::string& 
     if (index.size() - payload < static_cast<size_t>(payload_size)) {
       return lines.push_back(rest), lines;
     }
-    if (type == 0xEEDDCC01) lines.push_back("start");
-    if (type == 0xEEDDCC02) lines.push_back("stop");
-    if (type == 0xEEDDCC03) {
-      lines.push_back("channel " + std::to_string(BigEndian(index, payload, 4)));
-    }
-    if (type == 0xEEDDCC04) {
-      lines.push_back("attributes " + std::to_string(BigEndian(index, payload + 4, 4)) + "x" +
-                      std::to_string(BigEndian(index, payload + 8, 4)) + " r" +
-                      std::to_string(BigEndian(index, payload, 4)));
-    }
-    if (type == 0xEEDDCC06) lines.push_back("video " + Frame(index, payload, video));
-    if (type == 0xEEDDCC07) lines.push_back("audio " + Frame(index, payload, audio));
+    std::string line = Event(index, type, payload);
+    if (type == kVideoRecord) line = "video " + Frame(index, payload, video);
+    if (type == kAudioRecord) line = "audio " + Frame(index, payload, audio);
+    lines.push_back(line);
     at = payload + static_cast<size_t>(payload_size);
+  }
+  return lines;
+}
+
+std::vector<std::string> DumpPlaces(const std::string& index) {
+  std::vector<std::string> lines;
+  size_t at = 0;
+  for (const long long time : DumpTimes(index)) {
+    const uint64_t type = BigEndian(index, at, 4);
+    lines.push_back(Event(index, type, at + kHeaderSize) + " @" + std::to_string(time));
+    at += kHeaderSize + static_cast<size_t>(PayloadSize(type));
   }
   return lines;
 }

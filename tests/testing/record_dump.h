@@ -20,6 +20,10 @@ std::vector<std::string> DumpRecord(const std::string& folder);
 // The timestamps of the whole records of an index.
 std::vector<long long> DumpTimes(const std::string& index);
 
+// The whole records of an index with their times, and frames as places in their files: "start @5",
+// "channel 2 @6", "attributes 640x360 r90 @7", "video 0+5 @8", "audio 0+3 @9", "stop @10".
+std::vector<std::string> DumpPlaces(const std::string& index);
+
 // True when `lines` stand in `whole` in their order, whatever else stands between them.
 bool IsSubsequence(const std::vector<std::string>& lines, const std::vector<std::string>& whole);
 

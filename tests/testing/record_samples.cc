@@ -9,6 +9,20 @@ std::string KeyFrame640x360() {
          std::string("\0\0\0\1\x68\xCE\x3C\x80", 8) + std::string("\0\0\0\1\x65key", 8);
 }
 
+std::string WithAdts(const std::string& frame, int channels, int rate_index) {
+  const size_t size = frame.size() + 7;
+  const int bytes[] = {0xFF,
+                       0xF1,
+                       1 << 6 | rate_index << 2 | channels >> 2,
+                       (channels & 3) << 6 | static_cast<int>(size >> 11),
+                       static_cast<int>(size >> 3 & 0xFF),
+                       static_cast<int>((size & 7) << 5) | 0x1F,
+                       0xFC};
+  std::string result;
+  for (int byte : bytes) result += static_cast<char>(byte);
+  return result + frame;
+}
+
 std::string AdtsFrame(uint32_t sample_rate_index, uint32_t channels) {
   const char frame[] = {'\xFF',
                         '\xF1',

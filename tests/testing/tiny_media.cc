@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "host/annex_b.h"
-#include "host/ffmpeg_handles.h"
+#include "host/ffmpeg/ffmpeg_handles.h"
+#include "host/h264/annex_b.h"
 
 extern "C" {
 #include <libavutil/dict.h>
@@ -93,20 +93,6 @@ std::string WithoutNal(const std::string& access_unit, int nal_type) {
 std::string SilentAudio(int channels) {
   return channels == 1 ? std::string("\x00\xC8\x00\x80\x23\x80", 6)
                        : std::string("\x21\x00\x49\x90\x02\x19\x00\x23\x80", 9);
-}
-
-std::string WithAdts(const std::string& frame, int channels, int rate_index) {
-  const size_t size = frame.size() + 7;
-  const int bytes[] = {0xFF,
-                       0xF1,
-                       1 << 6 | rate_index << 2 | channels >> 2,
-                       (channels & 3) << 6 | static_cast<int>(size >> 11),
-                       static_cast<int>(size >> 3 & 0xFF),
-                       static_cast<int>((size & 7) << 5) | 0x1F,
-                       0xFC};
-  std::string result;
-  for (int byte : bytes) result += static_cast<char>(byte);
-  return result + frame;
 }
 
 }  // namespace kx_testing

@@ -20,9 +20,6 @@ std::string WithoutNal(const std::string& access_unit, int nal_type);
 // A raw frame of 1024 silent samples, 48000 a second.
 std::string SilentAudio(int channels = 2);
 
-// `frame` behind an ADTS header. `rate_index` 3 is 48000 Hz.
-std::string WithAdts(const std::string& frame, int channels = 2, int rate_index = 3);
-
 }  // namespace kx_testing
 
 #endif  // TESTS_TESTING_TINY_MEDIA_H_

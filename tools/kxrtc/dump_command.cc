@@ -1,12 +1,11 @@
-#include "tools/kxrtc/dump_command.h"
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
 
-#include "host/record/record_dump.h"
-#include "host/record/text.h"
+#include "record/show/record_dump.h"
+#include "record/timing/time_text.h"
+#include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 
 namespace kxrtc_tool {
@@ -19,11 +18,11 @@ struct DumpCommandOptions {
   bool json = false;
 };
 
-// CLI11's validators answer with a message, empty when all is well.
+// A validator of CLI11 returns a message, empty if the value is valid.
 std::string CheckTime(const std::string& text) {
   int64_t time_us = 0;
   if (kxrtc_host::ParseSeconds(text, &time_us)) return "";
-  return text + " is no time in seconds";
+  return text + " is not a time in seconds";
 }
 
 ExitStatus Dump(const DumpCommandOptions& options) {
@@ -34,26 +33,20 @@ ExitStatus Dump(const DumpCommandOptions& options) {
   }
   if (!options.to.empty() && !kxrtc_host::ParseSeconds(options.to, &dump.to_us)) return kExitUsage;
   if (dump.from_us > dump.to_us) {
-    std::fprintf(stderr, "kxrtc: --from %s is later than --to %s\n", options.from.c_str(),
-                 options.to.c_str());
-    return kExitUsage;
+    return Fail(kExitUsage, "--from " + options.from + " is later than --to " + options.to);
   }
   const kxrtc_host::DumpResult result = DumpRecord(options.record_dir, dump, stdout);
-  if (!result.readable) {
-    std::fprintf(stderr, "kxrtc: %s\n", result.error.c_str());
-    return kExitRecordUnreadable;
-  }
+  if (!result.readable) return Fail(kExitRecordUnreadable, result.error);
   if (result.whole) return kExitOk;
-  std::fprintf(stderr, "kxrtc: the index holds bytes that are no record\n");
-  return kExitRecordIncomplete;
+  return Fail(kExitRecordIncomplete, "the index contains bytes that are not a record");
 }
 
 }  // namespace
 
-void AddDumpCommand(CLI::App& app, int* exit_status) {
+void AddDumpCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<DumpCommandOptions>();
   CLI::App* command = app.add_subcommand("dump", "List every record of the index");
-  command->add_option("RECORD_DIR", options->record_dir, "Folder of the record")->required();
+  paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
   command->add_option("--from", options->from, "First recorder time shown, in seconds")
       ->check(CLI::Validator(CheckTime, "SECONDS"));
   command->add_option("--to", options->to, "Last recorder time shown, in seconds")

@@ -1,5 +1,3 @@
-#include "tools/kxrtc/estimate_command.h"
-
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
@@ -9,7 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "host/record/size_estimate.h"
+#include "record/index/record_files.h"
+#include "record/predict/size_estimate.h"
+#include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
 
@@ -22,11 +22,12 @@ struct EstimateOptions {
 };
 
 ExitStatus Estimate(const EstimateOptions& options) {
-  const std::optional<uint64_t> size = kxrtc_host::EstimateMp4Bytes(options.record_dir);
+  kxrtc_host::RecordFiles files;
+  files.Open(options.record_dir);
+  const std::optional<uint64_t> size = EstimateMp4Bytes(files.descriptor);
   if (!size) {
-    std::fprintf(stderr, "kxrtc: %s holds no readable record descriptor\n",
-                 options.record_dir.c_str());
-    return kExitRecordUnreadable;
+    return Fail(kExitRecordUnreadable,
+                options.record_dir + " contains no readable record descriptor");
   }
   if (options.json) {
     Json::Value line;
@@ -41,11 +42,11 @@ ExitStatus Estimate(const EstimateOptions& options) {
 
 }  // namespace
 
-void AddEstimateCommand(CLI::App& app, int* exit_status) {
+void AddEstimateCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<EstimateOptions>();
   CLI::App* command =
-      app.add_subcommand("estimate", "Tell how large the MP4 of a record will be in encode mode");
-  command->add_option("RECORD_DIR", options->record_dir, "Folder of the record")->required();
+      app.add_subcommand("estimate", "Estimate the size of the MP4 of a record in encode mode");
+  paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
   command->add_flag("--json", options->json, "Print one line of JSON");
   command->footer("Example:\n  kxrtc estimate ~/records/monday\n");
   command->callback([options, exit_status] { *exit_status = Estimate(*options); });

@@ -1,19 +1,23 @@
-// The exit statuses of kxrtc, the same for every subcommand (docs/tool.md).
+// The exit statuses of kxrtc, the same for every subcommand (docs/tool.md), and their messages.
 #ifndef TOOLS_KXRTC_EXIT_STATUS_H_
 #define TOOLS_KXRTC_EXIT_STATUS_H_
+
+#include <cstdio>
+#include <string>
 
 namespace kxrtc_tool {
 
 enum ExitStatus : int {
   kExitOk = 0,
-  kExitFailure = 1,            // Anything that has no number of its own.
-  kExitUsage = 2,              // Unknown or contradicting options.
-  kExitRecordUnreadable = 3,   // The input cannot be opened or is no record (transcode error 1).
-  kExitOutputFailed = 4,       // Writing the output failed half-way (transcode error 2).
-  kExitOutputRefused = 5,      // The output could not be begun, or exists (transcode error 3).
-  kExitReplayFailed = 6,       // The record is damaged (transcode error 4).
-  kExitRecordIncomplete = 7,   // Done, but the record ends early: the output holds all there is.
-  kExitNothingToPlay = 8,      // The record holds no media; there is no output.
+  kExitFailure = 1,           // Any failure without its own number.
+  kExitUsage = 2,             // Unknown or conflicting options.
+  kExitRecordUnreadable = 3,  // The input cannot be opened or is not a record (transcode error 1).
+  kExitOutputFailed = 4,      // Writing the output failed half-way (transcode error 2).
+  kExitOutputRefused = 5,     // The output cannot be created, or exists (transcode error 3).
+  kExitReplayFailed = 6,      // The record is damaged (transcode error 4).
+  kExitRecordIncomplete =
+      7,  // Done, but the record is cut short: the output has everything before that.
+  kExitNothingToPlay = 8,      // The record contains no media; there is no output.
   kExitScenarioInvalid = 9,    // The scenario is not as docs/scenario.md describes it.
   kExitSourceUnreadable = 10,  // A participant's media cannot be opened.
   kExitSourceRefused = 11,     // A participant's video is not H.264.
@@ -22,6 +26,17 @@ enum ExitStatus : int {
   kExitInterrupted = 130,      // Ctrl-C; there is no output.
   kExitTerminated = 143,       // SIGTERM; there is no output.
 };
+
+// Prints why the result is `status`, and returns it.
+inline ExitStatus Fail(ExitStatus status, const std::string& why) {
+  std::fprintf(stderr, "kxrtc: %s\n", why.c_str());
+  return status;
+}
+
+// The same for a folder without a record.
+inline ExitStatus FailWithoutRecord(const std::string& folder) {
+  return Fail(kExitRecordUnreadable, folder + " contains no readable record");
+}
 
 }  // namespace kxrtc_tool
 

@@ -1,5 +1,3 @@
-#include "tools/kxrtc/h264_command.h"
-
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
@@ -8,8 +6,9 @@
 #include <memory>
 #include <string>
 
-#include "host/h264_inspector.h"
+#include "host/h264/h264_inspector.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
+#include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/stop_signals.h"
@@ -31,9 +30,9 @@ struct H264Options {
 };
 
 constexpr char kH264Footer[] =
-    "FILE is an elementary stream with start codes, such as the .264 file of a record. The copy\n"
-    "differs from FILE in its sequence parameter sets only: they get a bitstream restriction with\n"
-    "which a decoder shows each picture at once. It appears under its name when it is complete.\n"
+    "FILE is an elementary stream with start codes, such as the .264 file of a record.\n"
+    "The copy differs from FILE only in its sequence parameter sets: a decoder shows each picture\n"
+    "of the copy at once. The copy appears only when it is complete.\n"
     "\n"
     "Examples:\n"
     "  kxrtc h264 camera.264\n"
@@ -55,8 +54,7 @@ const char* ResultName(SpsVuiRewriter::ParseResult result) {
 }
 
 bool CallsForParsing(uint8_t type) {
-  return type == H264::kNaluTypeSps || type == H264::kNaluTypePps || type == 1 || type == 2 ||
-         type == H264::kNaluTypeIdr;
+  return type == H264::kNaluTypeSps || type == H264::kNaluTypePps || H264::HasSliceHeader(type);
 }
 
 bool IsParsed(const NalUnitReport& report) { return report.sps || report.pps || report.pps_id; }
@@ -168,7 +166,7 @@ class JsonPrinter : public kxrtc_host::H264InspectorObserver {
   }
 };
 
-// A printer that a signal stops, so that no part of a copy stays behind.
+// A printer that a signal stops, so that no partial copy stays.
 template <typename Printer>
 class Stoppable : public Printer {
  public:
@@ -179,20 +177,7 @@ class Stoppable : public Printer {
   StopSignals* signals_;
 };
 
-ExitStatus Inspect(const H264Options& options) {
-  StopSignals signals;
-  std::unique_ptr<kxrtc_host::H264InspectorObserver> printer;
-  if (options.json) {
-    printer = std::make_unique<Stoppable<JsonPrinter>>(&signals);
-  } else {
-    printer = std::make_unique<Stoppable<TablePrinter>>(&signals);
-  }
-  kxrtc_host::H264Inspector inspector(printer.get());
-  const InspectionResult result = inspector.Inspect(options.inspection);
-  std::fflush(stdout);
-  if (!inspector.error_text().empty()) {
-    std::fprintf(stderr, "kxrtc: %s\n", inspector.error_text().c_str());
-  }
+ExitStatus StatusOf(InspectionResult result, const StopSignals& signals) {
   switch (result) {
     case InspectionResult::kOk:
       return kExitOk;
@@ -208,17 +193,31 @@ ExitStatus Inspect(const H264Options& options) {
   return kExitFailure;
 }
 
+ExitStatus Inspect(const H264Options& options) {
+  StopSignals signals;
+  std::unique_ptr<kxrtc_host::H264InspectorObserver> printer;
+  if (options.json) {
+    printer = std::make_unique<Stoppable<JsonPrinter>>(&signals);
+  } else {
+    printer = std::make_unique<Stoppable<TablePrinter>>(&signals);
+  }
+  kxrtc_host::H264Inspector inspector(printer.get());
+  const InspectionResult result = inspector.Inspect(options.inspection);
+  std::fflush(stdout);
+  const ExitStatus status = StatusOf(result, signals);
+  return inspector.error_text().empty() ? status : Fail(status, inspector.error_text());
+}
+
 }  // namespace
 
-void AddH264Command(CLI::App& app, int* exit_status) {
+void AddH264Command(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<H264Options>();
   CLI::App* command =
       app.add_subcommand("h264", "List the NAL units, parameter sets and key frames of a stream");
-  command->add_option("FILE", options->inspection.input, "H.264 byte stream")->required();
+  paths->AddFile(command, "FILE", &options->inspection.input, "H.264 byte stream");
   command->add_flag("--json", options->json, "Print one line of JSON for each unit");
-  CLI::Option* copy =
-      command->add_option("--rewrite-vui", options->inspection.copy,
-                          "Write a copy of the stream that a decoder shows without delay");
+  CLI::Option* copy = paths->AddFile(command, "--rewrite-vui", &options->inspection.copy,
+                                     "Write a copy that a decoder can show without delay");
   command
       ->add_flag("--force", options->inspection.replace_existing, "Replace the copy if it exists")
       ->needs(copy);

@@ -1,17 +1,13 @@
 #include "tools/kxrtc/json_line.h"
 
-#include <json/writer.h>
-
 #include <cstdio>
-#include <string>
+
+#include "record/show/record_documents.h"
 
 namespace kxrtc_tool {
 
 void PrintJsonLine(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  std::printf("%s\n", Json::writeString(builder, value).c_str());
+  std::printf("%s\n", kxrtc_host::JsonText(value).c_str());
   std::fflush(stdout);
 }
 

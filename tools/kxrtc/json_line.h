@@ -1,4 +1,4 @@
-// One JSON document on one line of standard output, for programs that read along.
+// One JSON document on one line of standard output, for programs.
 #ifndef TOOLS_KXRTC_JSON_LINE_H_
 #define TOOLS_KXRTC_JSON_LINE_H_
 

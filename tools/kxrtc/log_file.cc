@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kSignals[] = {SIGINT, SIGTERM};
 
-// Where the handler tells the signal; a handler knows nothing but globals.
+// Where the handler writes the signal. A handler can use only globals.
 std::atomic<int> g_signal_pipe{-1};
 
 void TellSignal(int signal_number) {
@@ -44,7 +44,7 @@ LogFile::~LogFile() { Close(); }
 
 bool LogFile::Open(const std::string& path, kx_utility::LoggingSeverity min_severity) {
   Close();
-  // To open a FIFO would wait for a reader.
+  // Opening a FIFO would wait for a reader.
   std::error_code unknown;
   if (std::filesystem::is_fifo(path, unknown)) return false;
   // The threads that start here leave the signals to the main thread.
@@ -70,7 +70,7 @@ void LogFile::WaitForSignal() {
   do {
     count = read(pipe_[0], &signal_number, 1);
   } while (count < 0 && errno == EINTR);
-  if (count != 1 || signal_number == 0) return;  // Close() has nothing more to wait for.
+  if (count != 1 || signal_number == 0) return;  // Close() ends this thread.
   SetLogSink(nullptr);
   sink_.Finalize();
   SetHandlers(SIG_DFL);

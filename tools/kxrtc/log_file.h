@@ -9,9 +9,8 @@
 
 namespace kxrtc_tool {
 
-// While one is open the file loses nothing, however the program ends: Ctrl-C and SIGTERM write what
-// is queued before they have their ordinary effect. A subcommand that waits for them itself
-// (StopSignals) is not disturbed.
+// While it is open, the file is complete even after Ctrl-C and SIGTERM: they write the queue before
+// their normal effect. This does not affect a subcommand that waits for them itself (StopSignals).
 // Threads: the main thread, one object at a time.
 class LogFile {
  public:
@@ -20,10 +19,10 @@ class LogFile {
   LogFile(const LogFile&) = delete;
   LogFile& operator=(const LogFile&) = delete;
 
-  // Empties or creates the file and takes the library's log from now on. False: it cannot.
+  // Empties or creates the file. It gets the library's log from now on. False: not possible.
   [[nodiscard]] bool Open(const std::string& path, kx_utility::LoggingSeverity min_severity);
 
-  // Writes what is queued. Harmless when nothing is open.
+  // Writes the queue and closes. Does nothing if nothing is open.
   void Close();
 
  private:

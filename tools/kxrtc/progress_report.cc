@@ -6,23 +6,18 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "record/timing/time_text.h"
 #include "tools/kxrtc/json_line.h"
 
 namespace kxrtc_tool {
 namespace {
 
+using kxrtc_host::ClockText;
+
 constexpr int64_t kSecondUs = 1000000;
 constexpr int64_t kLinesEveryUs = 10 * kSecondUs;
 constexpr int kLinesEveryPercent = 10;
 constexpr int kBarWidth = 20;
-
-std::string Clock(int64_t us) {
-  const long long seconds = us / kSecondUs;
-  char text[32];
-  std::snprintf(text, sizeof(text), "%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60,
-                seconds % 60);
-  return text;
-}
 
 double Speed(const Progress& progress) {
   return progress.elapsed_us > 0
@@ -30,7 +25,7 @@ double Speed(const Progress& progress) {
              : 0;
 }
 
-// -1: cannot be told yet.
+// -1: not known yet.
 int64_t TimeLeftUs(const Progress& progress) {
   const double speed = Speed(progress);
   if (speed <= 0 || progress.total_us <= 0) return -1;
@@ -55,12 +50,12 @@ std::string ProgressText(const Progress& progress, int bar_width) {
   }
   char numbers[64];
   std::snprintf(numbers, sizeof(numbers), "%3d%%  ", progress.percent);
-  text += numbers + Clock(progress.media_us);
-  if (progress.total_us > 0) text += " of " + Clock(progress.total_us);
+  text += numbers + ClockText(progress.media_us, 0);
+  if (progress.total_us > 0) text += " of " + ClockText(progress.total_us, 0);
   std::snprintf(numbers, sizeof(numbers), "  %.1fx", Speed(progress));
   text += numbers;
   const int64_t left_us = TimeLeftUs(progress);
-  if (left_us >= 0) text += "  " + Clock(left_us + kSecondUs - 1) + " left";
+  if (left_us >= 0) text += "  " + ClockText(left_us + kSecondUs - 1, 0) + " left";
   return text;
 }
 

@@ -1,4 +1,4 @@
-// How a long run shows itself: a bar on a terminal, plain lines elsewhere, JSON lines on demand.
+// The progress of a long run: a bar on a terminal, plain lines elsewhere, or JSON lines.
 #ifndef TOOLS_KXRTC_PROGRESS_REPORT_H_
 #define TOOLS_KXRTC_PROGRESS_REPORT_H_
 
@@ -11,11 +11,11 @@ namespace kxrtc_tool {
 enum class ProgressStyle {
   kQuiet,     // Nothing.
   kTerminal,  // One line on standard error that changes.
-  kLines,     // A line on standard error every tenth of the way and every ten seconds.
+  kLines,     // A line on standard error every 10 percent and every ten seconds.
   kJson,      // A JSON line on standard output at most every second.
 };
 
-// The style for `quiet` and `json` and for what standard error is.
+// The style for `quiet`, `json` and the kind of standard error.
 ProgressStyle ChooseProgressStyle(bool quiet, bool json);
 
 struct Progress {
@@ -33,10 +33,10 @@ class ProgressReport {
  public:
   explicit ProgressReport(ProgressStyle style) : style_(style) {}
 
-  // Shows it if it is time to.
+  // Shows the progress if enough time has passed.
   void Show(const Progress& progress);
 
-  // Leaves the terminal's line clean for the messages that follow.
+  // Clears the line of the terminal for later messages.
   void End();
 
  private:

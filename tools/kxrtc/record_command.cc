@@ -1,5 +1,3 @@
-#include "tools/kxrtc/record_command.h"
-
 #include <CLI/CLI.hpp>
 #include <atomic>
 #include <chrono>
@@ -11,7 +9,8 @@
 
 #include "host/conference/conference.h"
 #include "host/conference/scenario_reader.h"
-#include "host/record/record_file.h"
+#include "record/index/record_files.h"
+#include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/record_printer.h"
 #include "tools/kxrtc/stop_signals.h"
@@ -28,17 +27,11 @@ constexpr std::chrono::milliseconds kSignalPoll(500);
 struct RecordCommandOptions {
   std::string scenario;
   std::string record_dir;
-  double duration = 0;  // Seconds; 0: as the scenario tells.
+  double duration = 0;  // Seconds; 0: as in the scenario.
   bool force = false;
   bool json = false;
   bool quiet = false;
 };
-
-std::unique_ptr<RecordPrinter> MakePrinter(const RecordCommandOptions& options) {
-  if (options.json) return std::make_unique<JsonRecordPrinter>();
-  if (options.quiet) return std::make_unique<SilentRecordPrinter>();
-  return std::make_unique<TextRecordPrinter>();
-}
 
 ExitStatus StatusOf(ConferenceOutcome outcome, const StopSignals& signals) {
   switch (outcome) {
@@ -60,7 +53,7 @@ ExitStatus StatusOf(ConferenceOutcome outcome, const StopSignals& signals) {
   return kExitFailure;
 }
 
-// Runs the conference on a thread of its own while this one waits for its end or a signal.
+// Runs the conference on its own thread while this one waits for its end or a signal.
 ConferenceOutcome RunConference(Conference* conference, StopSignals* signals, std::string* error) {
   ConferenceOutcome outcome = ConferenceOutcome::kComplete;
   std::atomic<bool> done{false};
@@ -84,11 +77,10 @@ ExitStatus Record(const RecordCommandOptions& options) {
   kxrtc_host::Scenario scenario;
   std::string error;
   if (!kxrtc_host::LoadScenario(options.scenario, &scenario, &error)) {
-    std::fprintf(stderr, "kxrtc: %s\n", error.c_str());
-    return kExitScenarioInvalid;
+    return Fail(kExitScenarioInvalid, error);
   }
   StopSignals signals;
-  const std::unique_ptr<RecordPrinter> printer = MakePrinter(options);
+  const std::unique_ptr<RecordPrinter> printer = MakeRecordPrinter(options.json, options.quiet);
   kxrtc_host::ConferenceOptions conference_options;
   conference_options.folder = kxrtc_host::RecordFolderPath(options.record_dir);
   conference_options.replace_record = options.force;
@@ -103,37 +95,36 @@ ExitStatus Record(const RecordCommandOptions& options) {
   } else if (outcome == ConferenceOutcome::kWriteFailed) {
     printer->OnEnd(conference.result(), error, false);
   }
-  if (!error.empty()) {
-    const char* const hint =
-        outcome == ConferenceOutcome::kRecordExists
-            ? ", --force replaces it"
-            : (outcome == ConferenceOutcome::kWriteFailed ? "; what was recorded before is whole"
-                                                          : "");
-    std::fprintf(stderr, "kxrtc: %s%s\n", error.c_str(), hint);
-  }
-  return StatusOf(outcome, signals);
+  const ExitStatus status = StatusOf(outcome, signals);
+  if (error.empty()) return status;
+  const char* const hint =
+      outcome == ConferenceOutcome::kRecordExists
+          ? "; --force replaces it"
+          : (outcome == ConferenceOutcome::kWriteFailed ? "; everything before that is recorded"
+                                                        : "");
+  return Fail(status, error + hint);
 }
 
 }  // namespace
 
-void AddRecordCommand(CLI::App& app, int* exit_status) {
+void AddRecordCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<RecordCommandOptions>();
   CLI::App* command =
       app.add_subcommand("record", "Play a scripted conference in real time and record it");
-  command->add_option("SCENARIO", options->scenario, "JSON file with the participants")->required();
-  command->add_option("RECORD_DIR", options->record_dir, "Folder of the record, made if missing")
-      ->required();
-  command->add_option("--duration", options->duration, "End after so many seconds")
+  paths->AddScenario(command, "SCENARIO", &options->scenario, "JSON file with the participants");
+  paths->AddRecord(command, "RECORD_DIR", &options->record_dir,
+                   "Folder of the record; created if missing");
+  command->add_option("--duration", options->duration, "Stop after this many seconds")
       ->check(CLI::Range(0.001, kMaxDurationSeconds));
   command->add_flag("--force", options->force, "Replace a record that is in the folder");
-  command->add_flag("--quiet", options->quiet, "Print nothing but errors");
+  command->add_flag("--quiet", options->quiet, "Print errors only");
   command->add_flag("--json", options->json, "Print events as lines of JSON");
   command->footer(
       "Example:\n  kxrtc record examples/scenario.json ~/records/monday --duration 60\n");
   command->callback([options, exit_status] {
-    // It is neither below nor above the range.
+    // The range check accepts NaN.
     if (std::isnan(options->duration)) {
-      throw CLI::ValidationError("--duration", "nan is no number of seconds");
+      throw CLI::ValidationError("--duration", "nan is not a number of seconds");
     }
     *exit_status = Record(*options);
   });

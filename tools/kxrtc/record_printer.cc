@@ -3,13 +3,16 @@
 #include <json/value.h>
 #include <unistd.h>
 
+#include <cinttypes>
 #include <cstdio>
 
+#include "record/timing/time_text.h"
 #include "tools/kxrtc/json_line.h"
 
 namespace kxrtc_tool {
 namespace {
 
+using kxrtc_host::ClockText;
 using kxrtc_host::ConferenceProgress;
 using kxrtc_host::RecordCounts;
 using kxrtc_host::RecorderSelection;
@@ -21,16 +24,7 @@ constexpr int64_t kTerminalProgressUs = 200000;
 constexpr int64_t kJsonProgressUs = 1000000;
 constexpr char kClearLine[] = "\r\033[K";
 
-// "0:12.3"
-std::string ClockText(int64_t time_us) {
-  const long long tenths = time_us / 100000;
-  char text[32];
-  std::snprintf(text, sizeof(text), "%lld:%02lld.%lld", tenths / 600, tenths / 10 % 60,
-                tenths % 10);
-  return text;
-}
-
-// A name from a file must not steer the terminal.
+// A name from a file must not control the terminal.
 std::string Printable(std::string text) {
   for (char& c : text) {
     if (static_cast<unsigned char>(c) < ' ' || c == 0x7F) c = '?';
@@ -46,9 +40,8 @@ const char* MediaName(const RecorderSelection& selection) {
 
 std::string CountsText(const RecordCounts& counts) {
   char text[160];
-  std::snprintf(text, sizeof(text), "%llu video and %llu audio frames, %.1f MB",
-                static_cast<unsigned long long>(counts.video_frames),
-                static_cast<unsigned long long>(counts.audio_frames),
+  std::snprintf(text, sizeof(text), "%" PRIu64 " video and %" PRIu64 " audio frames, %.1f MB",
+                counts.video_frames, counts.audio_frames,
                 static_cast<double>(counts.video_bytes + counts.audio_bytes) / 1e6);
   return text;
 }
@@ -82,96 +75,123 @@ void AddParticipant(const ScenarioParticipant& participant, Json::Value* event) 
   (*event)["name"] = participant.name;
 }
 
+// Lines on standard output. On a terminal a progress line is kept below them, otherwise one is
+// printed every five seconds.
+class TextRecordPrinter : public RecordPrinter {
+ public:
+  void OnStarted() override { PrintLine(0, "recording, Ctrl-C stops it"); }
+
+  void OnAction(int64_t time_us, const ScenarioParticipant& participant,
+                ScenarioAction action) override {
+    PrintLine(time_us, participant.name + ": " + kxrtc_host::ScenarioActionName(action));
+  }
+
+  void OnSelection(int64_t time_us, const RecorderSelection& selection,
+                   const ScenarioParticipant* participant) override {
+    recorded_ =
+        participant == nullptr ? "nobody" : participant->name + " (" + MediaName(selection) + ")";
+    PrintLine(time_us, "now recorded: " + recorded_ +
+                           (selection.reason.empty() ? "" : ", " + selection.reason));
+  }
+
+  void OnNotice(int64_t time_us, const std::string& text) override {
+    PrintLine(time_us, "warning: " + text);
+  }
+
+  void OnProgress(const ConferenceProgress& progress) override {
+    if (progress.time_us < next_progress_us_) return;
+    next_progress_us_ =
+        NextMultiple(progress.time_us, terminal_ ? kTerminalProgressUs : kPlainProgressUs);
+    const std::string text = recorded_ + ", " + CountsText(progress.counts) + ", " +
+                             std::to_string(progress.queued_tasks) + " queued";
+    if (!terminal_) return PrintLine(progress.time_us, text);
+    std::printf("%s%s  %s", kClearLine, ClockText(progress.time_us, 1).c_str(),
+                Printable(text).c_str());
+    line_open_ = true;
+    std::fflush(stdout);
+  }
+
+  void OnEnd(const ConferenceProgress& result, const std::string& reason, bool complete) override {
+    PrintLine(result.time_us, (complete ? "complete, " : "incomplete, ") + reason + ": " +
+                                  CountsText(result.counts) + ", " +
+                                  std::to_string(result.counts.switches) + " switches");
+  }
+
+ private:
+  void PrintLine(int64_t time_us, const std::string& text) {
+    if (line_open_) std::printf("%s", kClearLine);
+    line_open_ = false;
+    std::printf("%s  %s\n", ClockText(time_us, 1).c_str(), Printable(text).c_str());
+    std::fflush(stdout);
+  }
+
+  const bool terminal_ = isatty(STDOUT_FILENO) != 0;
+  bool line_open_ = false;  // The progress line is on the terminal.
+  int64_t next_progress_us_ = 0;
+  std::string recorded_ = "nobody";
+};
+
+// One JSON object per line on standard output (docs/tool_record.md lists the members).
+class JsonRecordPrinter : public RecordPrinter {
+ public:
+  void OnStarted() override { PrintJsonLine(Event("start", 0)); }
+
+  void OnAction(int64_t time_us, const ScenarioParticipant& participant,
+                ScenarioAction action) override {
+    Json::Value event = Event("action", time_us);
+    AddParticipant(participant, &event);
+    event["do"] = kxrtc_host::ScenarioActionName(action);
+    PrintJsonLine(event);
+  }
+
+  void OnSelection(int64_t time_us, const RecorderSelection& selection,
+                   const ScenarioParticipant* participant) override {
+    Json::Value event = Event("recorded", time_us);
+    event["media"] = MediaName(selection);
+    event["ssrc"] = selection.ssrc;
+    event["reason"] = selection.reason;
+    if (participant != nullptr) AddParticipant(*participant, &event);
+    PrintJsonLine(event);
+  }
+
+  void OnNotice(int64_t time_us, const std::string& text) override {
+    Json::Value event = Event("warning", time_us);
+    event["text"] = text;
+    PrintJsonLine(event);
+  }
+
+  void OnProgress(const ConferenceProgress& progress) override {
+    if (progress.time_us < next_progress_us_) return;
+    next_progress_us_ = NextMultiple(progress.time_us, kJsonProgressUs);
+    Json::Value event = Event("progress", progress.time_us);
+    AddCounts(progress, &event);
+    PrintJsonLine(event);
+  }
+
+  void OnEnd(const ConferenceProgress& result, const std::string& reason, bool complete) override {
+    Json::Value event = Event("end", result.time_us);
+    event["complete"] = complete;
+    event["reason"] = reason;
+    AddCounts(result, &event);
+    PrintJsonLine(event);
+  }
+
+ private:
+  int64_t next_progress_us_ = 0;
+};
+
+// Prints nothing.
+class SilentRecordPrinter : public RecordPrinter {
+ public:
+  void OnEnd(const ConferenceProgress&, const std::string&, bool) override {}
+};
+
 }  // namespace
 
-TextRecordPrinter::TextRecordPrinter() : terminal_(isatty(STDOUT_FILENO) != 0) {}
-
-void TextRecordPrinter::PrintLine(int64_t time_us, const std::string& text) {
-  if (line_open_) std::printf("%s", kClearLine);
-  line_open_ = false;
-  std::printf("%s  %s\n", ClockText(time_us).c_str(), Printable(text).c_str());
-  std::fflush(stdout);
-}
-
-void TextRecordPrinter::OnStarted() { PrintLine(0, "recording, Ctrl-C ends it"); }
-
-void TextRecordPrinter::OnAction(int64_t time_us, const ScenarioParticipant& participant,
-                                 ScenarioAction action) {
-  PrintLine(time_us, participant.name + ": " + kxrtc_host::ScenarioActionName(action));
-}
-
-void TextRecordPrinter::OnSelection(int64_t time_us, const RecorderSelection& selection,
-                                    const ScenarioParticipant* participant) {
-  recorded_ =
-      participant == nullptr ? "nobody" : participant->name + " (" + MediaName(selection) + ")";
-  PrintLine(time_us, "now recorded: " + recorded_ +
-                         (selection.reason.empty() ? "" : ", " + selection.reason));
-}
-
-void TextRecordPrinter::OnNotice(int64_t time_us, const std::string& text) {
-  PrintLine(time_us, "warning: " + text);
-}
-
-void TextRecordPrinter::OnProgress(const ConferenceProgress& progress) {
-  if (progress.time_us < next_progress_us_) return;
-  next_progress_us_ =
-      NextMultiple(progress.time_us, terminal_ ? kTerminalProgressUs : kPlainProgressUs);
-  const std::string text = recorded_ + ", " + CountsText(progress.counts) + ", " +
-                           std::to_string(progress.queued_tasks) + " queued";
-  if (!terminal_) return PrintLine(progress.time_us, text);
-  std::printf("%s%s  %s", kClearLine, ClockText(progress.time_us).c_str(), Printable(text).c_str());
-  line_open_ = true;
-  std::fflush(stdout);
-}
-
-void TextRecordPrinter::OnEnd(const ConferenceProgress& result, const std::string& reason,
-                              bool complete) {
-  PrintLine(result.time_us, (complete ? "complete, " : "broke off, ") + reason + ": " +
-                                CountsText(result.counts) + ", " +
-                                std::to_string(result.counts.switches) + " switches");
-}
-
-void JsonRecordPrinter::OnStarted() { PrintJsonLine(Event("start", 0)); }
-
-void JsonRecordPrinter::OnAction(int64_t time_us, const ScenarioParticipant& participant,
-                                 ScenarioAction action) {
-  Json::Value event = Event("action", time_us);
-  AddParticipant(participant, &event);
-  event["do"] = kxrtc_host::ScenarioActionName(action);
-  PrintJsonLine(event);
-}
-
-void JsonRecordPrinter::OnSelection(int64_t time_us, const RecorderSelection& selection,
-                                    const ScenarioParticipant* participant) {
-  Json::Value event = Event("recorded", time_us);
-  event["media"] = MediaName(selection);
-  event["ssrc"] = selection.ssrc;
-  event["reason"] = selection.reason;
-  if (participant != nullptr) AddParticipant(*participant, &event);
-  PrintJsonLine(event);
-}
-
-void JsonRecordPrinter::OnNotice(int64_t time_us, const std::string& text) {
-  Json::Value event = Event("warning", time_us);
-  event["text"] = text;
-  PrintJsonLine(event);
-}
-
-void JsonRecordPrinter::OnProgress(const ConferenceProgress& progress) {
-  if (progress.time_us < next_progress_us_) return;
-  next_progress_us_ = NextMultiple(progress.time_us, kJsonProgressUs);
-  Json::Value event = Event("progress", progress.time_us);
-  AddCounts(progress, &event);
-  PrintJsonLine(event);
-}
-
-void JsonRecordPrinter::OnEnd(const ConferenceProgress& result, const std::string& reason,
-                              bool complete) {
-  Json::Value event = Event("end", result.time_us);
-  event["complete"] = complete;
-  event["reason"] = reason;
-  AddCounts(result, &event);
-  PrintJsonLine(event);
+std::unique_ptr<RecordPrinter> MakeRecordPrinter(bool json, bool quiet) {
+  if (json) return std::make_unique<JsonRecordPrinter>();
+  if (quiet) return std::make_unique<SilentRecordPrinter>();
+  return std::make_unique<TextRecordPrinter>();
 }
 
 }  // namespace kxrtc_tool

@@ -4,7 +4,8 @@
 #include <cstdio>
 #include <string>
 
-#include "host/record/text.h"
+#include "record/index/record_text.h"
+#include "record/timing/time_text.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -138,26 +139,36 @@ void PrintFindings(const kxrtc_host::FindingList& findings) {
   }
 }
 
-void PrintReplay(const kxrtc_host::ReplayPrediction& replay) {
-  const std::string& obstacle = replay.completes ? replay.refusal : replay.failure;
-  std::printf("\nMP4: %s%s\n", obstacle.empty() ? "complete" : "not possible: ", obstacle.c_str());
+void PrintReplay(const kxrtc_host::RecordSummary& summary) {
+  const kxrtc_host::ReplayPrediction& replay = summary.replay;
+  const bool is_nothing = summary.findings.count(kxrtc_host::FindingCode::kReplayNothing) > 0;
+  std::string obstacle = replay.completes ? replay.refusal : replay.failure;
+  if (obstacle.empty() && is_nothing) obstacle = "there is nothing to play";
+  const char* headline = "complete";
+  if (!obstacle.empty()) {
+    const bool has_part =
+        replay.can_start && replay.is_cut_short && replay.refusal.empty() && !is_nothing;
+    headline = has_part ? "incomplete: " : "not possible: ";
+  }
+  std::printf("\nMP4: %s%s\n", headline, obstacle.c_str());
   std::printf("  duration %s, %" PRIu64 " pictures, %" PRIu64 " audio frames\n",
               SecondsText(replay.duration_us).c_str(), replay.video_samples, replay.audio_samples);
   std::printf("  icon shown for %s, %" PRIu64 " delta frames dropped, pictures at most %s late\n",
               SecondsText(replay.filler_us).c_str(), replay.dropped_frames,
               SecondsText(replay.largest_offset_us).c_str());
-  std::printf("  %s\n", replay.has_dry_run ? "checked by a dry run of the replay"
-                                           : "predicted without a dry run of the replay");
 }
 
 void PrintRepair(const kxrtc_host::RepairResult& result) {
+  const uint64_t changes = result.changes.lost + result.changes.added;
+  if (changes > 0) {
+    std::printf("%-6s  %12s  %18s  %s\n", "CHANGE", "OFFSET", "RECORDER TIME", "WHAT");
+  }
   for (const kxrtc_host::RepairChange& change : result.changes.kept) {
-    std::printf("%-5s  index offset or position %12" PRIu64 "  %18s  %s\n",
+    std::printf("%-6s  %12" PRIu64 "  %18s  %s\n",
                 change.kind == kxrtc_host::RepairChange::Kind::kLost ? "lost" : "added",
                 change.offset, change.time_us ? SecondsText(*change.time_us).c_str() : "-",
                 change.text.c_str());
   }
-  const uint64_t changes = result.changes.lost + result.changes.added;
   if (changes > result.changes.kept.size()) {
     std::printf("... and %" PRIu64 " more\n", changes - result.changes.kept.size());
   }

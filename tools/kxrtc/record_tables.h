@@ -1,15 +1,15 @@
-// Prints what the record tools found out, for people.
+// Prints the results of the record tools, for people.
 #ifndef TOOLS_KXRTC_RECORD_TABLES_H_
 #define TOOLS_KXRTC_RECORD_TABLES_H_
 
-#include "host/record/record_repair.h"
-#include "host/record/record_summary.h"
+#include "record/check/record_summary.h"
+#include "record/repair/record_repair.h"
 
 namespace kxrtc_tool {
 
 void PrintInfo(const kxrtc_host::RecordSummary& summary);
 void PrintFindings(const kxrtc_host::FindingList& findings);
-void PrintReplay(const kxrtc_host::ReplayPrediction& replay);
+void PrintReplay(const kxrtc_host::RecordSummary& summary);
 void PrintRepair(const kxrtc_host::RepairResult& result);
 
 }  // namespace kxrtc_tool

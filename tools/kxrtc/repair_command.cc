@@ -1,5 +1,3 @@
-#include "tools/kxrtc/repair_command.h"
-
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
@@ -8,11 +6,13 @@
 #include <optional>
 #include <string>
 
-#include "host/record/descriptor_check.h"
-#include "host/record/record_documents.h"
-#include "host/record/record_repair.h"
-#include "host/shared/adts.h"
+#include "record/check/adts.h"
+#include "record/check/descriptor_check.h"
+#include "record/repair/record_repair.h"
+#include "record/show/record_documents.h"
+#include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/record_tables.h"
 #include "tools/kxrtc/stop_signals.h"
 
@@ -26,6 +26,13 @@ struct RepairCommandOptions {
   bool json = false;
 };
 
+ExitStatus StatusOfFailure(const kxrtc_host::RepairResult& result, const StopSignals& signals) {
+  if (signals.signal_number() != 0) return signals.exit_status();
+  if (result.source_refused) return kExitRecordUnreadable;
+  if (result.target_refused) return kExitOutputRefused;
+  return result.target_failed ? kExitOutputFailed : kExitFailure;
+}
+
 ExitStatus Repair(const RepairCommandOptions& options) {
   StopSignals signals;
   kxrtc_host::RepairOptions repair;
@@ -33,33 +40,29 @@ ExitStatus Repair(const RepairCommandOptions& options) {
   repair.is_wanted = [&signals] { return !signals.IsStopped(); };
   const kxrtc_host::RepairResult result = RepairRecord(options.record_dir, options.new_dir, repair);
   if (options.json) {
-    std::printf("%s\n", kxrtc_host::JsonText(kxrtc_host::RepairDocument(result)).c_str());
+    PrintJsonLine(kxrtc_host::RepairDocument(result));
   } else if (result.repaired) {
     PrintRepair(result);
   }
   if (result.repaired) return kExitOk;
-  std::fprintf(stderr, "kxrtc: %s\n", result.error.c_str());
-  if (signals.signal_number() != 0) return signals.exit_status();
-  if (result.source_refused) return kExitRecordUnreadable;
-  if (result.target_refused) return kExitOutputRefused;
-  return result.target_failed ? kExitOutputFailed : kExitFailure;
+  return Fail(StatusOfFailure(result, signals), result.error);
 }
 
 }  // namespace
 
-void AddRepairCommand(CLI::App& app, int* exit_status) {
+void AddRepairCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<RepairCommandOptions>();
   CLI::App* command =
-      app.add_subcommand("repair", "Make a valid record out of a torn one, in a new folder");
-  command->add_option("RECORD_DIR", options->record_dir, "Folder of the torn record")->required();
-  command->add_option("NEW_DIR", options->new_dir, "Folder to make; must not exist")->required();
+      app.add_subcommand("repair", "Write a repaired copy of a damaged record to a new folder");
+  paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the damaged record");
+  paths->AddRecord(command, "NEW_DIR", &options->new_dir, "Folder to create; must not exist");
   command
       ->add_option("--channels", options->channels,
-                   "Audio channels, where the record does not tell")
+                   "Number of audio channels, if the record does not give it")
       ->check(CLI::Validator(
           [](const std::string& text) {
             const bool is_count = text.size() == 1 && kxrtc_host::IsAacChannelCount(text[0] - '0');
-            return is_count ? "" : text + " is no number of channels that AAC can have";
+            return is_count ? "" : text + ": AAC cannot have this number of channels";
           },
           "1-6|8"));
   command->add_flag("--json", options->json, "Print a JSON document");

@@ -30,7 +30,7 @@ StopSignals::StopSignals() {
 }
 
 StopSignals::~StopSignals() {
-  // What comes when the work is done stops nothing any more.
+  // A signal after the end of the work has no effect.
   signalfd_siginfo late;
   while (blocked_ && read(signal_fd_, &late, sizeof(late)) == sizeof(late)) {
   }
@@ -48,7 +48,7 @@ void StopSignals::RestoreMask() {
 
 void StopSignals::Wake() {
   const uint64_t one = 1;
-  // A full counter wakes just as well.
+  // A full counter wakes the reader too.
   [[maybe_unused]] const ssize_t written = write(wake_fd_, &one, sizeof(one));
 }
 

@@ -1,4 +1,4 @@
-// Ctrl-C and SIGTERM as events that the main thread waits for instead of being interrupted by.
+// Ctrl-C and SIGTERM as events that the main thread waits for.
 #ifndef TOOLS_KXRTC_STOP_SIGNALS_H_
 #define TOOLS_KXRTC_STOP_SIGNALS_H_
 
@@ -8,9 +8,9 @@
 
 namespace kxrtc_tool {
 
-// Blocks both signals for the calling thread and all threads that it starts from now on, so make
-// one before any thread. Restored on destruction, where a signal that nobody waited for is dropped:
-// the work is done by then.
+// Blocks both signals for the calling thread and all threads that it starts later, so create it
+// before any thread. The destructor restores the signals and drops one that nobody waited for: the
+// work is done by then.
 // Threads: Wake() any; the rest the thread that made it.
 class StopSignals {
  public:
@@ -19,20 +19,20 @@ class StopSignals {
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
 
-  // Ends one Wait(), the present or the next one.
+  // Ends one Wait(), the current or the next one.
   void Wake();
 
-  // Waits for a signal, a Wake() or the time to pass, whichever is first.
+  // Waits for a signal, a Wake() or the timeout, whichever comes first.
   void Wait(std::chrono::milliseconds at_most);
 
-  // Looks without waiting: true when a signal came so far.
+  // True when a signal has come. Does not wait.
   bool IsStopped();
 
-  // The signal that asked to stop, 0 if none was seen so far. After the first one the signals have
-  // their ordinary effect again: a second Ctrl-C ends a program that does not come to an end.
+  // The signal that asked to stop; 0: none so far. After the first one the signals have their
+  // normal effect again: a second Ctrl-C ends a program that does not stop.
   int signal_number() const { return signal_number_; }
 
-  // What a program ends with that the signal stopped.
+  // The exit status of a program that the signal stopped.
   ExitStatus exit_status() const;
 
  private:

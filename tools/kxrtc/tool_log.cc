@@ -5,7 +5,7 @@
 namespace kxrtc_tool {
 namespace {
 
-constexpr int kPrefixParts = 4;  // "[tag][severity][function][line]" stands before the text.
+constexpr int kPrefixParts = 4;  // "[tag][severity][function][line]" comes before the text.
 
 std::string TextOf(const std::string& statement) {
   size_t begin = 0;
@@ -27,11 +27,6 @@ ToolLog::~ToolLog() { SetLogSink(next_); }
 std::string ToolLog::first_error() const {
   const std::lock_guard<std::mutex> guard(lock_);
   return first_error_;
-}
-
-void ToolLog::Clear() {
-  const std::lock_guard<std::mutex> guard(lock_);
-  first_error_.clear();
 }
 
 void ToolLog::OnLogMessage(const char* message, kx_utility::LoggingSeverity severity) {

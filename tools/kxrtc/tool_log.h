@@ -1,4 +1,4 @@
-// What the library says while the tool works: kept for the tool's own messages.
+// Keeps the first error that the library logs, for the messages of the tool.
 #ifndef TOOLS_KXRTC_TOOL_LOG_H_
 #define TOOLS_KXRTC_TOOL_LOG_H_
 
@@ -9,18 +9,16 @@
 
 namespace kxrtc_tool {
 
-// Listens to the log of the process while it lives and passes everything on to the sink that was
-// registered before.
-// Threads: any; destroyed when nobody logs any more.
+// Listens to the log of the process during its lifetime and passes everything on to the previous
+// sink.
+// Threads: any; destroy it when nothing logs any more.
 class ToolLog : public kx_utility::LogSink {
  public:
   ToolLog();
   ~ToolLog() override;
 
-  // The text of the first error since the start or the last Clear(), i.e. the cause of the cascade
-  // that follows it; empty without one.
+  // The text of the first error: the cause of those that follow. Empty without an error.
   std::string first_error() const;
-  void Clear();
 
   void OnLogMessage(const char* message, kx_utility::LoggingSeverity severity) override;
   void SetDumpScopeLog(bool enable) override;

@@ -1,18 +1,38 @@
-#include "tools/kxrtc/transcode_command.h"
+#include <json/value.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
 #include <map>
 #include <memory>
 #include <string>
 
-#include "tools/kxrtc/transcode_run.h"
+#include "host/ffmpeg/ffmpeg_log.h"
+#include "host/mp4/media_component_factory_imp.h"
+#include "host/mp4/sample_bounds.h"
+#include "host/mp4/transcode_outcome.h"
+#include "host/mp4/transcoder_handle.h"
+#include "record/index/record_files.h"
+#include "record/timing/time_text.h"
+#include "tools/kxrtc/commands.h"
+#include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/progress_report.h"
+#include "tools/kxrtc/stop_signals.h"
+#include "tools/kxrtc/tool_log.h"
 
 namespace kxrtc_tool {
 namespace {
 
+using kxrtc_host::Mp4WriterStatus;
+using kxrtc_host::TranscodeOutcome;
+
 constexpr char kTranscodeFooter[] =
-    "The file appears under its name only when it is complete. Ctrl-C leaves nothing behind.\n"
-    "A record that ends early, as after a crash, gives a file of all there is and status 7.\n"
+    "OUT.mp4 appears only when it is complete. Ctrl-C leaves no file behind.\n"
+    "A record cut short, for example by a crash, gives an MP4 of everything before\n"
+    "that place, and status 7.\n"
     "\n"
     "Examples:\n"
     "  kxrtc transcode ~/records/monday monday.mp4\n"
@@ -22,30 +42,225 @@ constexpr char kTranscodeFooter[] =
 const std::map<std::string, kxrtc_host::VideoMode> kVideoModes = {
     {"encode", kxrtc_host::VideoMode::kEncode}, {"copy", kxrtc_host::VideoMode::kCopy}};
 
+constexpr std::chrono::milliseconds kRedrawInterval(200);
+
+struct TranscodeOptions {
+  std::string record_dir;
+  std::string output;
+  kxrtc_host::Mp4SinkWriterOptions writer;  // Without bounds.
+  bool quiet = false;
+  bool json = false;
+  bool prefer_hardware = true;
+};
+
+// One transcoding from start to exit status, through the library's exported interface.
+// Threads: the main thread runs it; the transcoder's callbacks come on its worker thread.
+class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
+ public:
+  explicit TranscodeRun(const TranscodeOptions& options)
+      : options_(options), progress_(ChooseProgressStyle(options.quiet, options.json)) {}
+
+  // Blocks until the file is finished, a failure occurs, or Ctrl-C.
+  ExitStatus Run() { return Tell(Transcode()); }
+
+  void OnTranscodeProgress(uint32_t progress, uint32_t /*position*/) override {
+    percent_.store(progress, std::memory_order_relaxed);
+  }
+
+  void OnTranscodeCompleted() override {
+    completed_.store(true, std::memory_order_release);
+    signals_.Wake();
+  }
+
+  void OnTranscodeError(int32_t error_code) override {
+    // When the writer fails, the replay fails too: the first code is the cause.
+    int32_t none = 0;
+    error_code_.compare_exchange_strong(none, error_code, std::memory_order_acq_rel);
+    signals_.Wake();
+  }
+
+ private:
+  TranscodeOutcome Transcode() {
+    kxrtc_host::SendFFmpegLogToLibraryLog();
+    facts_.folder = kxrtc_host::RecordFolderPath(options_.record_dir);
+    facts_.output = options_.output;
+    facts_.output_conflict = ConflictWithRecord(facts_.folder, options_.output);
+    LookIntoRecord();
+    if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return *outcome;
+    kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
+    if (facts_.outline) {
+      writer_options.bounds = BoundsOf(*facts_.outline, writer_options.video_mode);
+    }
+    kxrtc_host::MediaComponentFactoryImp factory(writer_options);
+    const kxrtc_host::TranscoderHandle transcoder = kxrtc_host::MakeTranscoder();
+    transcoder->SetPreferHW(options_.prefer_hardware);
+    if (transcoder->StartTranscoding(facts_.folder.c_str(), facts_.output.c_str(), this,
+                                     &factory)) {
+      WaitForEnd(factory);
+    }
+    facts_.stopped = signals_.signal_number() != 0;
+    facts_.error_code = error_code_.load(std::memory_order_acquire);
+    if (!TranscodeOutcome::KeepsFile(facts_)) factory.Discard();
+    transcoder->StopTranscoding();  // Finishes the file.
+    progress_.End();
+    facts_.error_code = error_code_.load(std::memory_order_acquire);
+    facts_.first_error = log_.first_error();
+    facts_.writer = factory.status();
+    return TranscodeOutcome::AfterStop(facts_);
+  }
+
+  void LookIntoRecord() {
+    kxrtc_host::RecordFiles files;
+    files.Open(facts_.folder);
+    facts_.obstacle = ReplayObstacle(files);
+    const bool has_media = files.index.is_open() && files.video.is_open() && files.audio.is_open();
+    if (has_media) facts_.outline = ReadRecordOutline(&files);
+  }
+
+  void WaitForEnd(const kxrtc_host::MediaComponentFactoryImp& factory) {
+    while (!completed_.load(std::memory_order_acquire) &&
+           error_code_.load(std::memory_order_acquire) == 0 && signals_.signal_number() == 0) {
+      signals_.Wait(kRedrawInterval);
+      ShowProgress(factory.media_time_us());
+    }
+  }
+
+  int64_t ElapsedUs() const {
+    return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() -
+                                                                 start_)
+        .count();
+  }
+
+  void ShowProgress(int64_t media_us) {
+    Progress progress;
+    progress.percent = static_cast<int>(percent_.load(std::memory_order_relaxed));
+    progress.media_us = media_us;
+    progress.total_us = facts_.outline ? MediaDurationUs(*facts_.outline) : 0;
+    // The library counts whole seconds; the written time is more precise.
+    if (progress.total_us > 0) {
+      progress.percent =
+          static_cast<int>(std::min<int64_t>(media_us * 100 / progress.total_us, 99));
+    }
+    progress.elapsed_us = ElapsedUs();
+    progress_.Show(progress);
+  }
+
+  ExitStatus StatusOf(TranscodeOutcome::Kind kind) const {
+    switch (kind) {
+      case TranscodeOutcome::Kind::kWritten:
+        return kExitOk;
+      case TranscodeOutcome::Kind::kWrittenInPart:
+        return kExitRecordIncomplete;
+      case TranscodeOutcome::Kind::kStopped:
+        return signals_.exit_status();
+      case TranscodeOutcome::Kind::kRecordUnreadable:
+        return kExitRecordUnreadable;
+      case TranscodeOutcome::Kind::kRecordDamaged:
+        return kExitReplayFailed;
+      case TranscodeOutcome::Kind::kNothingToPlay:
+        return kExitNothingToPlay;
+      case TranscodeOutcome::Kind::kOutputRefused:
+        return kExitOutputRefused;
+      case TranscodeOutcome::Kind::kOutputFailed:
+        return kExitOutputFailed;
+    }
+    return kExitFailure;
+  }
+
+  ExitStatus Tell(const TranscodeOutcome& outcome) const {
+    const ExitStatus status = StatusOf(outcome.kind());
+    const Mp4WriterStatus& writer = facts_.writer;
+    // Warnings matter for a written file, or if they explain why it would be empty.
+    if (writer.file_written || writer.failure == kxrtc_host::WriterFailure::kNothing) {
+      for (const std::string& warning : writer.warnings) Warn(warning);
+    }
+    if (writer.file_written) {
+      if (!outcome.text().empty()) Warn(outcome.text());
+      TellDone(status);
+    } else if (options_.json) {
+      Json::Value line = Event("error");
+      line["message"] = outcome.text();
+      line["exit_status"] = status;
+      PrintJsonLine(line);
+    } else {
+      (void)Fail(status, outcome.text());  // Returned below.
+    }
+    return status;
+  }
+
+  static Json::Value Event(const char* name) {
+    Json::Value line;
+    line["event"] = name;
+    return line;
+  }
+
+  void Warn(const std::string& text) const {
+    if (options_.json) {
+      Json::Value line = Event("warning");
+      line["message"] = text;
+      PrintJsonLine(line);
+    } else {
+      std::fprintf(stderr, "kxrtc: warning: %s\n", text.c_str());
+    }
+  }
+
+  void TellDone(ExitStatus status) const {
+    const Mp4WriterStatus& writer = facts_.writer;
+    const double seconds = static_cast<double>(ElapsedUs()) / 1e6;
+    const std::string& encoder = writer.video_encoder;
+    if (options_.json) {
+      Json::Value line = Event("done");
+      line["output"] = options_.output;
+      line["duration_us"] = Json::Int64{writer.duration_us};
+      line["bytes"] = Json::UInt64{writer.file_size};
+      line["video"] = encoder.empty() ? "copied" : encoder;
+      line["video_samples"] = Json::UInt64{writer.video_samples_written};
+      line["audio_frames"] = Json::UInt64{writer.audio_frames_written};
+      line["seconds"] = seconds;
+      line["exit_status"] = status;
+      PrintJsonLine(line);
+    } else if (!options_.quiet) {
+      std::printf("%s: %s, %.1f MB, video %s, in %.1f s\n", options_.output.c_str(),
+                  kxrtc_host::ClockText(writer.duration_us, 3).c_str(),
+                  static_cast<double>(writer.file_size) / 1e6,
+                  encoder.empty() ? "copied" : ("encoded by " + encoder).c_str(), seconds);
+    }
+  }
+
+  const TranscodeOptions options_;
+  StopSignals signals_;  // Before anything that starts a thread.
+  ToolLog log_;
+  ProgressReport progress_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  kxrtc_host::TranscodeFacts facts_;
+  std::atomic<uint32_t> percent_{0};
+  std::atomic<bool> completed_{false};
+  std::atomic<int32_t> error_code_{0};  // The first one.
+};
+
 }  // namespace
 
-void AddTranscodeCommand(CLI::App& app, int* exit_status) {
+void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<TranscodeOptions>();
   CLI::App* command = app.add_subcommand("transcode", "Turn a record into an MP4 file");
-  command->add_option("RECORD_DIR", options->record_dir, "Folder of the record")->required();
-  command->add_option("OUT.mp4", options->output, "The file to make")->required();
+  paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
+  paths->AddFile(command, "OUT.mp4", &options->output, "MP4 file to write");
   command
-      ->add_option("--video", options->video_mode,
-                   "encode: one uniform picture that plays everywhere (default)\n"
-                   "copy: the recorded pictures as they are, many times faster")
+      ->add_option("--video", options->writer.video_mode,
+                   "encode: pictures of one size, playable everywhere (default)\n"
+                   "copy: the recorded pictures unchanged, many times faster")
       ->transform(CLI::CheckedTransformer(kVideoModes).description("encode|copy"));
   command
-      ->add_option("--preset", options->preset,
-                   "Speed against size of the encoder libx264 (default veryfast)")
+      ->add_option("--preset", options->writer.preset,
+                   "Preset of the encoder libx264 (default veryfast)")
       ->check(CLI::IsMember({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium",
                              "slow", "slower", "veryslow"}));
-  command->add_flag("--force", options->force, "Replace OUT.mp4 if it exists");
+  command->add_flag("--force", options->writer.replace_existing, "Replace OUT.mp4 if it exists");
   command->add_flag("--quiet", options->quiet, "Show warnings and errors only");
   command->add_flag("--json", options->json, "Report in lines of JSON on standard output");
-  command->add_flag("!--no-hardware", options->prefer_hardware,
-                    "Do not try encoders in hardware first");
-  command->add_flag("!--no-sync", options->sync,
-                    "Do not wait until the file is on the disk before it gets its name");
+  command->add_flag("!--no-hardware", options->prefer_hardware, "Do not try hardware encoders");
+  command->add_flag("!--no-sync", options->writer.sync,
+                    "Do not wait until the file is on the disk");
   command->footer(kTranscodeFooter);
   command->callback([options, exit_status] { *exit_status = TranscodeRun(*options).Run(); });
 }

@@ -1,15 +1,16 @@
-#include "tools/kxrtc/verify_command.h"
-
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
+#include <cinttypes>
 #include <cstdio>
 #include <memory>
 #include <string>
 
-#include "host/record/record_analysis.h"
-#include "host/record/record_documents.h"
+#include "record/predict/record_analysis.h"
+#include "record/show/record_documents.h"
+#include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/record_tables.h"
 
 namespace kxrtc_tool {
@@ -28,28 +29,27 @@ ExitStatus StatusOf(Severity verdict) {
 }
 
 ExitStatus Verify(const VerifyOptions& options) {
-  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir, {});
+  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir);
   const kxrtc_host::FindingList& findings = summary.findings;
   if (options.json) {
-    std::printf("%s\n", kxrtc_host::JsonText(kxrtc_host::VerifyDocument(summary)).c_str());
+    PrintJsonLine(kxrtc_host::VerifyDocument(summary));
   } else {
     PrintFindings(findings);
-    PrintReplay(summary.replay);
-    std::printf("\n%s: %llu errors, %llu warnings\n",
+    PrintReplay(summary);
+    std::printf("\n%s: %" PRIu64 " errors, %" PRIu64 " warnings\n",
                 findings.Verdict() == Severity::kInfo ? "clean" : "not clean",
-                static_cast<unsigned long long>(findings.count(Severity::kError)),
-                static_cast<unsigned long long>(findings.count(Severity::kWarning)));
+                findings.count(Severity::kError), findings.count(Severity::kWarning));
   }
   return StatusOf(findings.Verdict());
 }
 
 }  // namespace
 
-void AddVerifyCommand(CLI::App& app, int* exit_status) {
+void AddVerifyCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<VerifyOptions>();
   CLI::App* command =
       app.add_subcommand("verify", "Check a record and predict the MP4 made from it");
-  command->add_option("RECORD_DIR", options->record_dir, "Folder of the record")->required();
+  paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
   command->add_flag("--json", options->json, "Print a JSON document");
   command->footer(
       "Exit status: 0 clean, 12 warnings, 13 errors. docs/tool_records.md explains each finding.\n"

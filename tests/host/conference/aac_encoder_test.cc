@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/conference/audio_format.h"
-#include "host/shared/adts.h"
+#include "record/check/adts.h"
 
 namespace kxrtc_host {
 namespace {

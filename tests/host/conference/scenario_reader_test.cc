@@ -167,7 +167,7 @@ const ParticipantErrorCase kMemberErrors[] = {
      ".user_id: must be a whole number from 1 to 4294967295"},
     {"NameNoText", R"("user_id":1,"name":5,"camera":"a")", ".name: must be a string"},
     {"NameEmpty", R"("user_id":1,"name":"","camera":"a")",
-     ".name: must not be empty or hold a zero character"},
+     ".name: must not be empty or contain a zero character"},
     {"LocalNoFlag", R"("user_id":1,"local":1,"camera":"a")", ".local: must be true or false"},
     {"NoMedia", R"("user_id":1)", ": needs a camera, a share or a microphone"},
     {"CameraNumber", R"("user_id":1,"camera":5)",
@@ -180,7 +180,7 @@ const ParticipantErrorCase kMemberErrors[] = {
     {"FrameRate", R"("user_id":1,"camera":{"source":"a","frame_rate":0})",
      ".camera.frame_rate: must be a number from 1 to 240"},
     {"MicrophoneWithoutCamera", R"("user_id":1,"share":"s","microphone":true)",
-     ".microphone: needs a source, since there is no camera to take the sound from"},
+     ".microphone: needs a source because there is no camera to take the sound from"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Member, ParticipantErrorTest, ::testing::ValuesIn(kMemberErrors),

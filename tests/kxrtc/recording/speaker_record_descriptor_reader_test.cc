@@ -1,6 +1,7 @@
 // What the descriptor's reader takes and what it refuses.
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@ using ::kx_testing::ScopedLogCapture;
 using ::kx_testing::TempDir;
 using ::kx_testing::WriteFile;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 const char kOverall[] =
@@ -39,6 +41,34 @@ std::string Altered(const std::string& from, const std::string& to) {
   const size_t at = document.find(from);
   EXPECT_NE(std::string::npos, at);
   return document.replace(at, from.size(), to);
+}
+
+TEST(DescReaderTextTest, TakesTheSameDocumentAsText) {
+  SpeakerRecordDescReader reader;
+  SpeakerRecordOverall overall;
+  SpeakerRecordSession session;
+  ASSERT_TRUE(reader.InitializeFromText(Document("1", std::string("[") + kSession + "]")));
+  ASSERT_TRUE(reader.GetSpeakerRecordOverall(&overall));
+  EXPECT_EQ(2u, overall.audio_channel_count);
+  ASSERT_TRUE(reader.GetSpeakerRecordSession(0, &session));
+  EXPECT_EQ(4u, session.session_audio_frame_count);
+  ScopedLogCapture log;
+  EXPECT_FALSE(reader.InitializeFromText("no document"));
+  EXPECT_FALSE(reader.GetSpeakerRecordOverall(&overall));
+  EXPECT_THAT(log.lines(), ElementsAre("ERROR failed in reader.parse", "ERROR non-inited"));
+}
+
+TEST(DescReaderTextTest, LogsAFailureOfEitherUnderItsOwnName) {
+  TempDir dir;
+  SpeakerRecordDescReader reader;
+  WriteFile(dir.File("x.desc"), "{}");
+  ScopedLogCapture log;
+  EXPECT_FALSE(reader.Initialize(dir.File("x.desc")));
+  EXPECT_FALSE(reader.InitializeFromText("{}"));
+  EXPECT_THAT(
+      log.raw(),
+      ElementsAre(HasSubstr("[ParseSpeakerRecordOverall]"), HasSubstr("[Initialize]"),
+                  HasSubstr("[ParseSpeakerRecordOverall]"), HasSubstr("[InitializeFromText]")));
 }
 
 struct AcceptCase {
@@ -181,14 +211,32 @@ INSTANTIATE_TEST_SUITE_P(
                    InSession("session_video_switch_count")}),
     [](const auto& param_info) { return param_info.param.name; });
 
-TEST(DescReaderTest, RefusesADocumentThatIsTooLong) {
+TEST(DescReaderTest, LoadsARecordOfVeryManySessions) {
+  constexpr uint32_t kSessions = 120000;
+  std::string sessions;
+  for (uint32_t i = 0; i < kSessions; ++i) sessions += std::string(i == 0 ? "[" : ",") + kSession;
+  const std::string document = Document(std::to_string(kSessions), sessions + "]");
+  ASSERT_GT(document.size(), size_t{16} << 20);
   TempDir dir;
   ScopedLogCapture log;
-  WriteFile(dir.File("x.desc"), std::string(kMaxDescriptorSize + 1, ' '));
-  EXPECT_THAT(LoadDescriptor(dir.File("x.desc")), ElementsAre("refused"));
-  EXPECT_EQ(log.lines(), InFile("file size is not valid"));
-  log.Clear();
-  WriteFile(dir.File("x.desc"), std::string(kMaxDescriptorSize, ' '));
+  WriteFile(dir.File("x.desc"), document);
+  const std::vector<std::string> content = LoadDescriptor(dir.File("x.desc"));
+  ASSERT_EQ(content.size(), kSessions + 1);
+  EXPECT_EQ("120000 1 0 2", content.front());
+  EXPECT_EQ("1000..2000 v3 a4 s5", content.back());
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(DescReaderTest, ReadsAHugeSparseFileAsFarAsItsText) {
+  constexpr uintmax_t kHuge = uintmax_t{1} << 40;
+  TempDir dir;
+  ScopedLogCapture log;
+  WriteFile(dir.File("x.desc"), Altered("1000", "1000"));
+  std::filesystem::resize_file(dir.File("x.desc"), kHuge);
+  EXPECT_EQ(kOneSession, LoadDescriptor(dir.File("x.desc")));
+  EXPECT_THAT(log.lines(), IsEmpty());
+  WriteFile(dir.File("x.desc"), "");
+  std::filesystem::resize_file(dir.File("x.desc"), kHuge);
   EXPECT_THAT(LoadDescriptor(dir.File("x.desc")), ElementsAre("refused"));
   EXPECT_EQ(log.lines(), InFile("failed in reader.parse"));
 }

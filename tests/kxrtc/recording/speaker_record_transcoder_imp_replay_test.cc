@@ -419,16 +419,6 @@ TEST_F(ReplayTest, EndlessDeviceInPlaceOfADataFileIsAShortRead) {
                           "ERROR failed in ProcessMediaSession"));
 }
 
-TEST_F(ReplayTest, EndsWithAnErrorWhenMemoryRunsOut) {
-  record.Start(0).Channel(0, kCamera).Attributes(0, 640, 360).Key(0).Stop(30000);
-  record.Write();
-  writer.on_call = [](const std::string& call) {
-    if (call == "video 10000 key") throw std::bad_alloc();
-  };
-  EXPECT_THAT(Replay(), ElementsAre("error 4"));
-  EXPECT_THAT(log.problems(), ElementsAre("ERROR out of memory"));
-}
-
 TEST_F(ReplayTest, StopEndsTheReplayAtTheNextRecordWithoutACallback) {
   record.Start(0).Channel(0, kCamera).Attributes(0, 640, 360).Key(0).Delta(20000).Stop(30000);
   record.Start(40000).Stop(50000);

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 
 #include "tests/testing/fake_media_components.h"
@@ -25,6 +26,7 @@ using ::kx_testing::TempDir;
 using ::kx_testing::WriteFile;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
@@ -270,8 +272,18 @@ TEST_F(TranscoderTest, EndlessIndexIsNotOpened) {
   EXPECT_THAT(log.problems(), Contains("ERROR failed to open index file"));
 }
 
-TEST_F(TranscoderTest, FactoryWithoutAWriterIsErrorThree) {
-  factory.refuse = true;
+struct FactoryCase {
+  const char* name;
+  bool refuse;
+  bool stores_null;
+};
+
+class FactoryTest : public TranscoderTest, public ::testing::WithParamInterface<FactoryCase> {};
+
+// What a factory stores while it refuses was not handed out.
+TEST_P(FactoryTest, WithoutAWriterIsErrorThree) {
+  factory.refuse = GetParam().refuse;
+  factory.stores_null = GetParam().stores_null;
   EXPECT_FALSE(Start());
   EXPECT_THAT(observer.events(), ElementsAre("error 3"));
   EXPECT_THAT(log.problems(),
@@ -279,7 +291,14 @@ TEST_F(TranscoderTest, FactoryWithoutAWriterIsErrorThree) {
                           "ERROR failed in CreateMp4SinkWriter", "ERROR failed in Initialize"));
   transcoder.StopTranscoding();
   EXPECT_THAT(factory.calls, ElementsAre("create camera"));
+  EXPECT_THAT(writer.calls(), IsEmpty());
 }
+
+INSTANTIATE_TEST_SUITE_P(Answers, FactoryTest,
+                         ::testing::Values(FactoryCase{"RefusesAndStoresNull", true, true},
+                                           FactoryCase{"RefusesAndStoresAWriter", true, false},
+                                           FactoryCase{"AcceptsAndStoresNull", false, true}),
+                         [](const auto& param_info) { return param_info.param.name; });
 
 TEST_F(TranscoderTest, WriterThatDoesNotStartIsErrorThreeAndReleasedByTheNextStop) {
   writer.fail_at = "start";
@@ -293,6 +312,36 @@ TEST_F(TranscoderTest, WriterThatDoesNotStartIsErrorThreeAndReleasedByTheNextSto
   EXPECT_THAT(factory.calls, ElementsAre("create camera", "release"));
   EXPECT_EQ("stop", writer.calls().back());
 }
+
+// The call of the host that throws, and nothing else, differs.
+class TranscoderThrowingHostDeathTest : public TranscoderTest,
+                                        public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(TranscoderThrowingHostDeathTest, AnExceptionOfTheHostEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  RecordBuilder(dir)
+      .Start(0)
+      .Channel(0, kCamera)
+      .Attributes(0, 640, 360)
+      .Key(0)
+      .Audio(1)
+      .Stop(2)
+      .Write();
+  writer.on_call = [](const std::string& call) {
+    if (call.rfind(GetParam(), 0) == 0) throw std::runtime_error("of the host");
+  };
+  EXPECT_DEATH(
+      {
+        (void)Start();
+        (void)observer.WaitForEnd();
+        (void)transcoder.StopTranscoding();
+      },
+      "of the host");
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, TranscoderThrowingHostDeathTest,
+                         ::testing::Values("prefer", "start", "attributes", "video", "audio",
+                                           "stop"));
 
 TEST_F(TranscoderTest, NullArgumentsFailLikeTheirEmptyKind) {
   EXPECT_FALSE(transcoder.StartTranscoding(nullptr, nullptr, nullptr, nullptr));
@@ -350,6 +399,7 @@ TEST_F(TranscoderTest, EstimateOfAMissingDescriptorFailsWithSizeZero) {
   EXPECT_THAT(log.problems(),
               ElementsAre("ERROR file size is not valid", "ERROR failed in ReadFromFile",
                           "ERROR failed in desc_reader_.Initialidesc_readerze"));
+  EXPECT_THAT(log.raw().back(), HasSubstr("[EstimateOutputSize]"));
 }
 
 TEST_F(TranscoderTest, StartStopAndReleaseAtRandomInstantsLeaveNothingBehind) {

@@ -62,7 +62,7 @@ class RecordWriterTest : public ::testing::Test {
 TEST_F(RecordWriterTest, WritesTheFormatToTheByte) {
   Create();
   ASSERT_TRUE(writer_.WriteStartStreamingRecord(1000000));
-  ASSERT_TRUE(writer_.SwitchChannel({11, 1, 1}, 1000001));
+  ASSERT_TRUE(writer_.SwitchChannel({11, 1, 1}, SelectionReason::kNobodyRecorded, 1000001));
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(1000002, std::string(5000, 'v'), {90, 0x280, 0x168})));
   ASSERT_TRUE(writer_.WriteAudioFrame(Audio(1000004, "aac")));
   ASSERT_TRUE(writer_.WriteStopStreamingRecord(1000005));
@@ -118,14 +118,14 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(RecordWriterTest, PrecedesFramesByAttributesWheneverTheyChange) {
   Create();
   ASSERT_TRUE(writer_.WriteStartStreamingRecord(1));
-  ASSERT_TRUE(writer_.SwitchChannel(kCamera, 2));
+  ASSERT_TRUE(writer_.SwitchChannel(kCamera, SelectionReason::kNobodyRecorded, 2));
   log_.Clear();
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(3, "k1", {0, 640, 360})));
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(4, "d1", {0, 640, 360})));
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(5, "d2", {90, 640, 360})));
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(6, "k2", {90, 320, 360})));
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(7, "k3", {90, 320, 180})));
-  ASSERT_TRUE(writer_.SwitchChannel(kDesktop, 8));
+  ASSERT_TRUE(writer_.SwitchChannel(kDesktop, SelectionReason::kNobodyRecorded, 8));
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(9, "k4", {90, 320, 180})));
   EXPECT_THAT(DumpRecord(dir_.path()),
               ElementsAre("start", "channel 2", "attributes 640x360 r0", "video k1", "video d1",
@@ -148,12 +148,12 @@ TEST_F(RecordWriterTest, PrecedesFramesByAttributesWheneverTheyChange) {
 
 TEST_F(RecordWriterTest, TellsAttributesAfreshOnceTheChannelWasForgotten) {
   Create();
-  ASSERT_TRUE(writer_.SwitchChannel(kCamera, 1));
+  ASSERT_TRUE(writer_.SwitchChannel(kCamera, SelectionReason::kNobodyRecorded, 1));
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(2, "k")));
   EXPECT_EQ(kCamera, writer_.current_channel());
   writer_.ForgetChannel();
   EXPECT_EQ(VideoChannelInfo(), writer_.current_channel());
-  ASSERT_TRUE(writer_.SwitchChannel(kCamera, 3));
+  ASSERT_TRUE(writer_.SwitchChannel(kCamera, SelectionReason::kNobodyRecorded, 3));
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(4, "k")));
   EXPECT_THAT(DumpRecord(dir_.path()),
               ElementsAre("channel 2", "attributes 640x360 r0", "video k", "channel 2",
@@ -164,7 +164,7 @@ TEST_F(RecordWriterTest, CountsEventsInTheDescriptor) {
   Create();
   writer_.SetAudioFormat(2, 48000, 16);
   ASSERT_TRUE(writer_.WriteStartStreamingRecord(10));
-  ASSERT_TRUE(writer_.SwitchChannel(kDesktop, 20));
+  ASSERT_TRUE(writer_.SwitchChannel(kDesktop, SelectionReason::kNobodyRecorded, 20));
   ASSERT_TRUE(writer_.WriteVideoFrame(Video(30, "k")));
   ASSERT_TRUE(writer_.WriteAudioFrame(Audio(40, "a")));
   ASSERT_TRUE(writer_.WriteStopStreamingRecord(50));
@@ -203,7 +203,7 @@ TEST_F(RecordWriterTest, PutsTheFilesBesideAFolderThatIsGivenWithoutSeparator) {
 
 TEST_F(RecordWriterTest, BeginsAnewAfterFinalize) {
   Create();
-  ASSERT_TRUE(writer_.SwitchChannel(kCamera, 100));
+  ASSERT_TRUE(writer_.SwitchChannel(kCamera, SelectionReason::kNobodyRecorded, 100));
   writer_.Finalize();
   EXPECT_EQ(VideoChannelInfo(), writer_.current_channel());
   Create();

@@ -1,34 +1,15 @@
-// What a frame costs the host's thread: this program counts the allocations of each thread.
+// What a frame costs the host's thread.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
 #include <string>
 
+#include "tests/testing/fault_injection.h"
 #include "tests/testing/recorded_conference.h"
-
-namespace {
-
-thread_local int g_allocations = 0;
-
-}  // namespace
-
-void* operator new(size_t size) {
-  ++g_allocations;
-  if (void* memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-
-void* operator new[](size_t size) { return operator new(size); }
-
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory, size_t) noexcept { std::free(memory); }
 
 namespace kxrtc {
 namespace {
 
+using ::kx_testing::CountAllocations;
 using ::kx_testing::FakeAudioFrame;
 using ::kx_testing::RecordedConference;
 
@@ -45,15 +26,12 @@ class RecorderAllocationTest : public ::testing::Test {
   }
 
   int AllocationsOfAVideoFrame() {
-    const int before = g_allocations;
-    EXPECT_TRUE(conference_.recorder.OnEncodedFrame(&image_, 11));
-    return g_allocations - before;
+    return CountAllocations(
+        [this] { EXPECT_TRUE(conference_.recorder.OnEncodedFrame(&image_, 11)); });
   }
 
   int AllocationsOfAnAudioFrame() {
-    const int before = g_allocations;
-    EXPECT_TRUE(conference_.recorder.OnEncodedData(&audio_));
-    return g_allocations - before;
+    return CountAllocations([this] { EXPECT_TRUE(conference_.recorder.OnEncodedData(&audio_)); });
   }
 
   RecordedConference conference_;

@@ -241,7 +241,7 @@ TEST_F(RecorderFaultTest, StopsWhenAStalledDiskFailsBehindAFullQueue) {
   recorder_.MuteLocalMicrophone(true);
   ASSERT_TRUE(stalled.Wait(kDeadlineMs));
   for (int i = 0; i < kQueueCapacity; ++i) EXPECT_TRUE(conference_.Key(11, "key"));
-  // These wait for room and take it as soon as there is any.
+  // These are set aside, or wait for room once the mixer has returned.
   std::thread host([this] {
     for (int i = 0; i < kQueueCapacity; ++i) EXPECT_TRUE(conference_.Key(11, "key"));
   });
@@ -255,49 +255,6 @@ TEST_F(RecorderFaultTest, StopsWhenAStalledDiskFailsBehindAFullQueue) {
   EXPECT_GE(failed, kQueueCapacity);
   EXPECT_THAT(conference_.mixer.calls(), ElementsAre("create", "start 2 3", "format", "start 2 3",
                                                      "start 2 2", "stop", "stop", "release"));
-}
-
-TEST_F(RecorderFaultTest, StopsAMixerThatWaitsForItsCallbackBehindAFullQueue) {
-  InitializeAndStart();
-  kx_utility::Event stalled(true, false);
-  kx_utility::Event released(true, false);
-  kx_utility::Event delivered(true, false);
-  conference_.mixer.on_start = [&] {
-    stalled.Set();
-    EXPECT_TRUE(released.Wait(kDeadlineMs));
-  };
-  conference_.mixer.on_stop = [&] { EXPECT_TRUE(delivered.Wait(kDeadlineMs)); };
-  recorder_.MuteLocalMicrophone(true);
-  ASSERT_TRUE(stalled.Wait(kDeadlineMs));
-  recorder_.StopRecording();
-  for (int i = 1; i < kQueueCapacity; ++i) conference_.Voices({});
-  std::thread host([this] {
-    for (int i = 0; i < 3; ++i) conference_.Voices({});
-  });
-  std::thread mixer([&] {
-    EXPECT_TRUE(conference_.Audio("late"));
-    delivered.Set();
-  });
-  released.Set();
-  mixer.join();
-  host.join();
-  recorder_.Finalize();
-  EXPECT_THAT(log_.problems(), testing::IsEmpty());
-}
-
-// Frames that the mixer delivers from inside Start(), on the task thread itself, must not wait.
-TEST_F(RecorderFaultTest, TakesFramesFromInsideTheMixersStart) {
-  InitializeAndStart();
-  conference_.mixer.on_start = [this] {
-    for (int i = 0; i < kQueueCapacity + 100; ++i) EXPECT_TRUE(conference_.Audio("a"));
-  };
-  recorder_.MuteLocalMicrophone(true);
-  kx_utility::Event stopped(true, false);
-  conference_.mixer.on_stop = [&] { stopped.Set(); };
-  recorder_.StopRecording();
-  ASSERT_TRUE(stopped.Wait(kDeadlineMs));
-  recorder_.Finalize();
-  EXPECT_THAT(log_.problems(), testing::IsEmpty());
 }
 
 // Sizes of the frames, so that each file in turn is the longest and meets the limit first.
@@ -318,7 +275,8 @@ class RecordSizeLimitTest : public ::testing::TestWithParam<SweepCase> {
     (void)writer->CreateDescriptor(dir_.path());
     int64_t time = 1000;
     bool recording = writer->WriteStartStreamingRecord(++time);
-    if (recording) recording = writer->SwitchChannel(kAnn, ++time);
+    if (recording)
+      recording = writer->SwitchChannel(kAnn, SelectionReason::kNobodyRecorded, ++time);
     for (int i = 0; i < GetParam().audio_count; ++i) {
       RecvAudioFrame audio;
       audio.timestamp_us = ++time;

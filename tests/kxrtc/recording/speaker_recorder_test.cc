@@ -113,6 +113,22 @@ TEST_F(SpeakerRecorderTest, FailsWithoutAMixer) {
   EXPECT_THAT(CallEveryEntry(), testing::Each(false));
 }
 
+// True without a mixer is a failure; what comes with false is neither used nor released.
+TEST_F(SpeakerRecorderTest, FailsWhenTheFactoryStoresNoMixer) {
+  struct EmptyFactory final : AudioFactory {
+    bool CreateAudioMixerRecorder(AudioMixerRecorder** out) override {
+      *out = nullptr;
+      return true;
+    }
+    void ReleaseAudioMixerRecorder(AudioMixerRecorder*) override { ADD_FAILURE() << "released"; }
+  } factory;
+  EXPECT_FALSE(recorder_.Initialize(conference_.dir.path(), &factory, nullptr));
+  EXPECT_THAT(log_.lines(),
+              ElementsAre("ERROR failed in audio_factory_->CreateAudioMixerRecorder"));
+  EXPECT_THAT(CallEveryEntry(), testing::Each(false));
+  recorder_.Finalize();
+}
+
 struct CreateCase {
   const char* name;
   const char* blocked;  // A folder stands where this file shall be.

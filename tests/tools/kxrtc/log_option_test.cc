@@ -64,7 +64,7 @@ TEST_P(LogOptionTest, IsRefusedAndTheFileIsKept) {
   EXPECT_FALSE(std::filesystem::exists(out_.File("out.html")));
 }
 
-constexpr char kOfTheRecord[] = " is a file of the record itself";
+constexpr char kOfTheRecord[] = " is a file of the record";
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, LogOptionTest,
@@ -78,17 +78,17 @@ INSTANTIATE_TEST_SUITE_P(
         LogCase{"Report", "report RECORD OUTa.html", "OUTlink", kOfTheRecord},
         LogCase{"Record", "record OUTno.json RECORD", "OUTlink", kOfTheRecord},
         LogCase{"TranscodeOutput", "transcode RECORD OUTv.mp4 --force", "OUTv.mp4",
-                " is given as OUT.mp4 too"},
+                " is also given as OUT.mp4"},
         LogCase{"ReportOutput", "report RECORD OUTpage", "OUTout.html",
-                " is given as OUT.html too"},
+                " is also given as OUT.html"},
         LogCase{"ReportVideo", "report RECORD OUTpage --video OUTv.mp4", "OUTv.mp4",
-                " is given as --video too"},
-        LogCase{"Scenario", "record OUTv.mp4 OUTnew", "OUTv.mp4", " is given as SCENARIO too"},
+                " is also given as --video"},
+        LogCase{"Scenario", "record OUTv.mp4 OUTnew", "OUTv.mp4", " is also given as SCENARIO"},
         LogCase{"PlayedMedium", "record OUTs.json OUTnew", "OUTv.mp4", " is played by "},
         LogCase{"Stream", "h264 RECORDSpeakeRecord.264", "RECORDSpeakeRecord.264",
-                " is given as FILE too"},
+                " is also given as FILE"},
         LogCase{"StreamCopy", "h264 RECORDSpeakeRecord.264 --rewrite-vui OUTpage", "OUTout.html",
-                " is given as --rewrite-vui too"}),
+                " is also given as --rewrite-vui"}),
     [](const auto& param) { return std::string(param.param.name); });
 
 TEST(LogOptionFolderTest, NeverWaitsForTheReaderOfAFifo) {
@@ -102,13 +102,24 @@ TEST(LogOptionFolderTest, NeverWaitsForTheReaderOfAFifo) {
   EXPECT_THAT(run.errors, HasSubstr("--log-file: cannot write " + fifo));
 }
 
+TEST(LogOptionFolderTest, IsKeptAwayFromARecordInTheWorkingFolder) {
+  const TempDir record;
+  kx_testing::TwoSessions(record).Write();
+  const auto before = kx_testing::ReadRecord(record.path());
+  const ShellResult run =
+      kx_testing::RunShell("cd " + Quoted(record.path()) + " && " + Quoted(KXRTC_PROGRAM) +
+                           " info '' --log-file SpeakeRecord.aac");
+  EXPECT_EQ(run.exit_status, 2);
+  EXPECT_EQ(kx_testing::ReadRecord(record.path()), before);
+}
+
 TEST(LogOptionFolderTest, MayLieInTheFolderOfTheRecord) {
   const TempDir record;
   kx_testing::TwoSessions(record).Write();
   const std::string log = record.File("log");
   EXPECT_EQ(RunKxrtc("verify " + Quoted(record.path()) + " --log-file " + Quoted(log)).exit_status,
             0);
-  EXPECT_NE(ReadFile(log), "");
+  EXPECT_TRUE(std::filesystem::exists(log));
 }
 
 }  // namespace

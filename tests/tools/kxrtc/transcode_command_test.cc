@@ -88,7 +88,7 @@ TEST_F(TranscodeCommandTest, CopiesAConferenceThatForeignProgramsPlay) {
   const ShellResult run = RunKxrtc("transcode " + record_.path() + " " + mp4_ + " --video copy");
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_THAT(run.output, StartsWith(mp4_ + ": 0:00:26.005, "));
-  EXPECT_THAT(run.errors, HasSubstr("kxrtc: warning: the pictures should be turned clockwise"));
+  EXPECT_THAT(run.errors, HasSubstr("kxrtc: warning: the pictures should be rotated clockwise"));
   ExpectRecordIsUntouched();
   ExpectDecodesWithoutAMessage(mp4_);
   const std::vector<double> audio = Times(mp4_, "a");
@@ -229,7 +229,7 @@ TEST(EstimateCommandTest, TellsTheSizeFromTheDescriptorAlone) {
   EXPECT_EQ(RunKxrtc("estimate --json " + record.path()).output, "{\"estimated_bytes\":3199950}\n");
   const ShellResult missing = RunKxrtc("estimate /nowhere");
   EXPECT_EQ(missing.exit_status, 3);
-  EXPECT_EQ(missing.errors, "kxrtc: /nowhere holds no readable record descriptor\n");
+  EXPECT_EQ(missing.errors, "kxrtc: /nowhere contains no readable record descriptor\n");
 }
 
 TEST(KxrtcTest, HelpsWithExamplesAndTellsItsVersion) {

@@ -61,7 +61,7 @@ TEST_F(TranscodeFailuresTest, AnExistingFileIsKeptUnlessForced) {
   WriteFile(mp4_, "mine");
   const ShellResult refused = Transcode();
   EXPECT_EQ(refused.exit_status, 5);
-  EXPECT_EQ(refused.errors, "kxrtc: " + mp4_ + " exists already\n");
+  EXPECT_EQ(refused.errors, "kxrtc: " + mp4_ + " already exists\n");
   EXPECT_EQ(ReadFile(mp4_), "mine");
   EXPECT_EQ(Transcode("--video copy --force").exit_status, 0);
   EXPECT_GT(std::filesystem::file_size(mp4_), 1000u);
@@ -83,7 +83,7 @@ TEST_F(TranscodeFailuresTest, TheRecordItselfIsNeverReplaced) {
   const std::string before = ReadFile(mp4_);
   const ShellResult run = Transcode("--video copy --force");
   EXPECT_EQ(run.exit_status, 5);
-  EXPECT_EQ(run.errors, "kxrtc: " + mp4_ + " is a file of the record itself\n");
+  EXPECT_EQ(run.errors, "kxrtc: " + mp4_ + " is a file of the record\n");
   EXPECT_EQ(ReadFile(mp4_), before);
 }
 
@@ -114,8 +114,14 @@ TEST_F(TranscodeFailuresTest, ARecordOnAReadOnlyDiskIsToBeCopied) {
   EXPECT_EQ(run.output, "3\n12\n0\n");
   EXPECT_EQ(run.errors, "kxrtc: cannot open the record in " + record_.path() + ": " +
                             record_.File("SpeakeRecord.index") +
-                            ": the replay opens it for writing too, which is not permitted here; "
+                            ": no permission to write, but transcoding needs it; "
                             "copy the record\n");
+}
+
+TEST_F(TranscodeFailuresTest, LinesOfJsonAreValidWhateverThePathHolds) {
+  const ShellResult run = RunKxrtc("transcode --json /nowhere\xFF\xC3\xA4 " + mp4_);
+  EXPECT_EQ(run.exit_status, 3);
+  EXPECT_THAT(run.output, HasSubstr("/nowhere\\ufffd\\u00e4/"));
 }
 
 TEST_F(TranscodeFailuresTest, AnEmptyPathIsNoRecord) {
@@ -142,7 +148,7 @@ TEST_F(TranscodeFailuresTest, ADamagedRecordLeavesNothing) {
   const ShellResult run = Transcode();
   EXPECT_EQ(run.exit_status, 6);
   EXPECT_THAT(run.errors, HasSubstr("kxrtc: the record in " + record_.path() + " is damaged ("));
-  EXPECT_THAT(run.errors, HasSubstr("); nothing is written, kxrtc repair makes it whole\n"));
+  EXPECT_THAT(run.errors, HasSubstr("); nothing is written; kxrtc repair repairs it\n"));
   EXPECT_THAT(Left(), IsEmpty());
 }
 
@@ -156,7 +162,7 @@ TEST_F(TranscodeFailuresTest, ARecordWhoseFirstFrameIsMissingIsDamaged) {
   EXPECT_EQ(run.exit_status, 6);
   EXPECT_EQ(run.errors, "kxrtc: the record in " + record_.path() +
                             " is damaged (a frame is missing from its data file); nothing "
-                            "is written, kxrtc repair makes it whole\n");
+                            "is written; kxrtc repair repairs it\n");
   EXPECT_THAT(Left(), IsEmpty());
 }
 
@@ -177,7 +183,7 @@ TEST_F(TranscodeFailuresTest, ARecordWithoutMediaMakesNoFile) {
   RecordBuilder(record_).Start(0).Stop(1).Write();
   const ShellResult run = Transcode();
   EXPECT_EQ(run.exit_status, 8);
-  EXPECT_EQ(run.errors, "kxrtc: the record in " + record_.path() + " holds nothing to play\n");
+  EXPECT_EQ(run.errors, "kxrtc: the record in " + record_.path() + " contains nothing to play\n");
   EXPECT_THAT(Left(), IsEmpty());
 }
 
@@ -200,8 +206,8 @@ TEST_P(CutShortTest, GivesAFileOfEverythingUpToThere) {
   for (const char* mode : {"--video copy", "--preset ultrafast --no-hardware --force"}) {
     const ShellResult run = Transcode(mode);
     EXPECT_EQ(run.exit_status, 7);
-    EXPECT_EQ(run.errors,
-              "kxrtc: warning: " + (GetParam().cause + mp4_) + " holds everything up to there\n");
+    EXPECT_EQ(run.errors, "kxrtc: warning: " + (GetParam().cause + mp4_) +
+                              " contains everything before that place\n");
     const ShellResult decode = RunShell("ffmpeg -nostdin -v warning -i " + Quoted(mp4_) +
                                         " -fps_mode passthrough -enc_time_base -1 -f null -");
     EXPECT_EQ(decode.exit_status, 0);

@@ -38,7 +38,7 @@
   }
 
   function mediaType(type) {
-    return { 0: 'audio only', 2: 'camera', 3: 'desktop' }[type] || `media type ${type}`;
+    return data.media_types[type] || `media type ${type}`;
   }
 
   const PROFILES = { 66: 'Baseline', 77: 'Main', 88: 'Extended', 100: 'High', 110: 'High 10',
@@ -72,7 +72,7 @@
     }
   }
 
-  const MAX_ROWS = 2000;  // More rows than anybody reads make the page slow.
+  const MAX_ROWS = 2000;  // More rows make the page slow.
 
   function fillFigures() {
     const replay = data.replay;
@@ -140,7 +140,7 @@
       session.closed ? 'stop record' : element('span', 'torn', 'error'),
       String(session.video_frames), String(session.key_frames), bytes(session.video_bytes),
       String(session.audio_frames), bytes(session.audio_bytes), String(session.switches),
-    ]), 'The index holds no session.');
+    ]), 'The index contains no session.');
     fillTable('channels', [['Channel', ''], ['Switches', 'number'], ['Time', 'number'],
       ['Frames', 'number'], ['Video', 'number']],
     data.channels.map((channel) => [
@@ -185,14 +185,15 @@
     if (filler === 'audio only') return 'audio';
     if (filler === 'gap over 5 s') return 'gap';
     if (filler) return 'waiting';
-    return { 2: 'camera', 3: 'desktop' }[type] || 'other';
+    const name = mediaType(type);
+    return ['camera', 'desktop'].includes(name) ? name : 'other';
   }
 
   function describe(span) {
     return span[3] ? `icon (${span[3]})` : mediaType(span[2]);
   }
 
-  // The last of a list that is sorted by its first member and does not lie behind `us`.
+  // The last element whose first member is at most `us`, in a list sorted by that member.
   function lastBefore(list, us, at = (entry) => entry[0]) {
     let low = 0;
     let high = list.length;
@@ -275,7 +276,7 @@
       if (x !== lastX) context.fillRect(x, key.top, 1, key.height);
       lastX = x;
     }
-    // Marks that stand closer than a few pixels would hide what is between them: one of them stays.
+    // Of marks closer than a few pixels only one is drawn: more would hide the rest.
     const drawFew = (marks, color, height) => {
       let lastMark = -10;
       context.fillStyle = color;
@@ -475,7 +476,7 @@
     video.addEventListener('error', () => {
       video.hidden = true;
       byId('video-error').hidden = false;
-      byId('video-error').textContent = 'The MP4 is not where it was when this page was made, or cannot be played here.';
+      byId('video-error').textContent = 'The MP4 was moved, or cannot be played here.';
     });
   }
 
@@ -490,7 +491,7 @@
     const follow = () => showTheme(dark.matches);
     dark.addEventListener('change', follow);
     byId('theme').addEventListener('click', () => {
-      dark.removeEventListener('change', follow);  // The reader's choice stays.
+      dark.removeEventListener('change', follow);  // The choice of the reader stays.
       showTheme(document.documentElement.dataset.theme !== 'dark');
     });
     follow();

@@ -4,16 +4,12 @@
 #include <cstddef>
 
 #include "kx_utility/raw_buffer.h"
-#include "kx_utility/zero_pair_search.h"
+#include "kxrtc/media/video/h264/zero_pair_search.h"
 
 namespace kxrtc {
 namespace H264 {
 namespace {
 
-using kx_utility::FindZeroPair;
-using kx_utility::ThirdByte;
-
-constexpr uint32_t kStartCodeSize = 3;
 constexpr uint8_t kEscapeByte = 3;
 
 constexpr ThirdByte kStartCode = {1, 0xFF};    // Annex B.
@@ -24,11 +20,9 @@ constexpr ThirdByte kNeedsEscape = {0, 0xFC};  // and where it puts an escape in
 // order, until it returns false.
 template <typename Visitor>
 void ForEachStartCode(const uint8_t* data, uint32_t length, Visitor visit) {
-  if (length <= kStartCodeSize) return;
-  const size_t end = length - kStartCodeSize;
-  for (size_t i = FindZeroPair(data, 0, end, kStartCode); i < end;
-       i = FindZeroPair(data, i + kStartCodeSize, end, kStartCode)) {
-    if (!visit(static_cast<uint32_t>(i))) return;
+  for (uint32_t i = FindStartCode(data, length, 0); i < length;
+       i = FindStartCode(data, length, i + kStartCodeSize)) {
+    if (!visit(i)) return;
   }
 }
 
@@ -50,6 +44,13 @@ bool IsAcceptedType(uint8_t type) {
 }
 
 }  // namespace
+
+uint32_t FindStartCode(const uint8_t* data, uint32_t length, uint32_t from) {
+  if (length <= kStartCodeSize) return length;
+  const size_t end = length - kStartCodeSize;
+  const size_t found = FindZeroPair(data, from, end, kStartCode);
+  return found < end ? static_cast<uint32_t>(found) : length;
+}
 
 std::vector<NaluIndex> FindNaluIndices(const uint8_t* data, uint32_t length) {
   std::vector<NaluIndex> result;

@@ -28,13 +28,13 @@ class KX_EXPORT SpsParser {
     uint32_t id = 0;  // seq_parameter_set_id
   };
 
-  // Parses `length` bytes of NAL payload. On false, the cause logged, `sps` holds the elements read
-  // before the failing one and keeps its former values elsewhere; so does an element that the
+  // Parses `length` bytes of NAL payload. On false the cause is logged, and `sps` has the elements
+  // read before the failing one and keeps its former values elsewhere; so does an element that the
   // stream does not carry. The time is linear in `length`.
   [[nodiscard]] static bool ParseSps(const uint8_t* data, uint32_t length, SpsState& sps);
 
-  // The same for an RBSP, from profile_idc at the buffer's position. On true the buffer stands
-  // behind vui_parameters_present_flag.
+  // The same for an RBSP, from profile_idc at the buffer's position. On true the buffer is at
+  // the bit after vui_parameters_present_flag.
   [[nodiscard]] static bool ParseSpsUpToVui(kx_utility::BitBuffer* buffer, SpsState& sps);
 };
 

@@ -29,7 +29,7 @@ class KX_EXPORT SpsVuiRewriter {
   // kVuiRewritten appends to `destination`, a NAL payload without header byte and start code; a
   // null `destination` is logged and then gets nothing. `sps` must not be null. Every failure is
   // logged.
-  // Intended: up to four whole bytes behind the VUI are dropped, see CopyRemainingBits().
+  // Intended: up to four whole bytes after the VUI are dropped, see CopyRemainingBits().
   [[nodiscard]] static ParseResult ParseAndRewriteSps(const uint8_t* buffer, uint32_t length,
                                                       SpsParser::SpsState* sps, bool& sps_parsed,
                                                       kx_utility::RawBuffer* destination);
@@ -51,7 +51,7 @@ class KX_EXPORT SpsVuiRewriter {
 [[nodiscard]] KX_EXPORT bool CopyHrdParameters(kx_utility::BitBuffer* source,
                                                kx_utility::BitBufferWriter* destination);
 
-// Writes the elements behind a bitstream_restriction_flag of 1.
+// Writes the elements after a bitstream_restriction_flag of 1.
 [[nodiscard]] KX_EXPORT bool AddBitstreamRestriction(kx_utility::BitBufferWriter* destination,
                                                      uint32_t max_num_ref_frames);
 

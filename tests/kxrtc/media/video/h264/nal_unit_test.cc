@@ -192,6 +192,30 @@ TEST(NalUnitTest, IgnoresAStartCodeWithoutHeaderByteAtTheEnd) {
   EXPECT_THAT(Find(Joined({kStartCode, kIdr, kStartCode})), ElementsAre(IsNalu(0, 3, 6)));
 }
 
+TEST(NalUnitTest, FindsTheNextStartCodeFromAnyPlaceOn) {
+  const Exact bytes({0, 0, 0, 1, 0x67, 0, 0, 1, 0x68, 0, 0, 1});
+  const uint32_t expected[] = {1, 1, 5, 5, 5, 5, 12, 12, 12, 12, 12, 12, 12};
+  for (uint32_t from = 0; from <= bytes.size(); ++from) {
+    EXPECT_EQ(expected[from], H264::FindStartCode(bytes.data(), bytes.size(), from)) << from;
+  }
+  EXPECT_EQ(3U, H264::FindStartCode(bytes.data(), 3, 0));
+  EXPECT_EQ(0U, H264::FindStartCode(bytes.data(), 0, 0));
+}
+
+TEST(NalUnitTest, TellsWhatEachTypeHolds) {
+  for (int type = 0; type < 32; ++type) {
+    EXPECT_EQ(type >= 1 && type <= 5, H264::IsPictureData(static_cast<uint8_t>(type))) << type;
+    EXPECT_EQ(type == 1 || type == 2 || type == 5, H264::HasSliceHeader(static_cast<uint8_t>(type)))
+        << type;
+  }
+}
+
+TEST(NalUnitTest, ReadsTheReferenceBitsOfTheHeaderByte) {
+  EXPECT_EQ(3, H264::ParseNalRefIdc(0x67));
+  EXPECT_EQ(2, H264::ParseNalRefIdc(0xC1));
+  EXPECT_EQ(0, H264::ParseNalRefIdc(0x9F));
+}
+
 TEST(NalUnitTest, MasksTheHeaderByteDownToTheType) {
   for (int header = 0; header < 256; ++header) {
     EXPECT_EQ(H264::ParseNaluType(static_cast<uint8_t>(header)), header % 32);

@@ -1,0 +1,196 @@
+#include "files/new_folder.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace kxrtc_host {
+namespace {
+
+constexpr size_t kBufferSize = 256 * 1024;
+constexpr mode_t kFileMode = 0666;
+constexpr mode_t kFolderMode = 0777;
+constexpr size_t kMaxNamePart = 200;  // Leaves room for the rest within NAME_MAX.
+
+std::string ParentOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool Exists(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
+// mkdtemp() makes folders private. This sets the usual mode.
+bool ApplyUsualMode(const std::string& path) {
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return ::chmod(path.c_str(), kFolderMode & ~mask) == 0;
+}
+
+}  // namespace
+
+NewFolder::~NewFolder() { Discard(); }
+
+bool NewFolder::Fail(const std::string& what) {
+  error_ = what + ": " + std::strerror(errno);
+  return false;
+}
+
+bool NewFolder::FailShorter(const ReadOnlyFile& source) {
+  error_ = source.path() + ": became shorter while it was read";
+  is_source_error_ = true;
+  return false;
+}
+
+bool NewFolder::CheckWanted() {
+  if (!is_wanted_ || is_wanted_()) return true;
+  error_ = kStoppedText;
+  return false;
+}
+
+bool NewFolder::Create(const std::string& path) {
+  Discard();
+  is_source_error_ = false;
+  path_ = path;
+  while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
+  const size_t name_begin = path_.rfind('/') + 1;  // 0 without a slash.
+  if (path_.empty()) {
+    error_ = "\"\" is not a folder name";
+    return false;
+  }
+  if (Exists(path_)) {
+    error_ = path + ": already exists";
+    return false;
+  }
+  if (errno != ENOENT) return Fail(path);
+  std::string name = path_.substr(0, name_begin + kMaxNamePart) + ".partial-XXXXXX";
+  if (::mkdtemp(&name[0]) == nullptr) return Fail(ParentOf(path_));
+  temporary_ = name;
+  return ApplyUsualMode(temporary_) || Fail(temporary_);
+}
+
+bool NewFolder::BeginFile(const std::string& name) {
+  if (!EndFile() || !CheckWanted()) return false;
+  const std::string path = temporary_ + "/" + name;
+  descriptor_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
+  if (descriptor_ < 0) return Fail(path);
+  files_.push_back(path);
+  return true;
+}
+
+bool NewFolder::WriteAll(const char* data, size_t size) {
+  while (size > 0) {
+    const ssize_t wrote = ::write(descriptor_, data, size);
+    if (wrote < 0 && errno == EINTR) continue;
+    if (wrote <= 0) return Fail(files_.back());
+    data += wrote;
+    size -= static_cast<size_t>(wrote);
+  }
+  return true;
+}
+
+bool NewFolder::Flush() {
+  const bool written = WriteAll(buffer_.data(), buffer_.size());
+  buffer_.clear();
+  return written;
+}
+
+bool NewFolder::Append(const char* data, size_t size) {
+  buffer_.append(data, size);
+  return buffer_.size() < kBufferSize || (CheckWanted() && Flush());
+}
+
+bool NewFolder::CopyRange(const ReadOnlyFile& source, uint64_t begin, uint64_t end) {
+  buffer_.resize(kBufferSize);
+  if (::lseek(descriptor_, static_cast<off_t>(begin), SEEK_SET) < 0) return Fail(files_.back());
+  while (begin < end) {
+    if (!CheckWanted()) return false;
+    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(kBufferSize, end - begin));
+    if (source.Read(begin, &buffer_[0], wanted) != wanted) {
+      return FailShorter(source);
+    }
+    if (!WriteAll(buffer_.data(), wanted)) return false;
+    begin += wanted;
+  }
+  buffer_.clear();
+  return true;
+}
+
+bool NewFolder::Copy(const ReadOnlyFile& source, uint64_t size) {
+  if (!Flush()) return false;
+  uint64_t position = 0;
+  while (position < size) {
+    // Where the file system does not report holes, the rest is one piece of data.
+    const off_t data = ::lseek(source.descriptor(), static_cast<off_t>(position), SEEK_DATA);
+    if (data < 0 && errno == ENXIO) break;
+    const uint64_t begin = data < 0 ? position : static_cast<uint64_t>(data);
+    const off_t hole =
+        data < 0 ? -1 : ::lseek(source.descriptor(), static_cast<off_t>(begin), SEEK_HOLE);
+    const uint64_t end = hole < 0 ? size : std::min<uint64_t>(size, static_cast<uint64_t>(hole));
+    if (begin >= size) break;
+    if (!CopyRange(source, begin, end)) return false;
+    position = end;
+  }
+  // The loop also ends early when the file became shorter in the meantime.
+  const off_t source_size = ::lseek(source.descriptor(), 0, SEEK_END);
+  if (source_size < 0 || static_cast<uint64_t>(source_size) < size) {
+    return FailShorter(source);
+  }
+  return ::ftruncate(descriptor_, static_cast<off_t>(size)) == 0 || Fail(files_.back());
+}
+
+bool NewFolder::EndFile() {
+  if (descriptor_ < 0) return true;
+  const bool synced = Flush() && (!sync_ || ::fsync(descriptor_) == 0 || Fail(files_.back()));
+  const bool closed = ::close(descriptor_) == 0;
+  descriptor_ = -1;
+  return synced && (closed || Fail(files_.back()));
+}
+
+bool NewFolder::SyncFolder(const std::string& path) {
+  if (!sync_) return true;
+  const int folder = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (folder < 0) return Fail(path);
+  // Some file systems cannot sync folders (EINVAL).
+  const bool synced = ::fsync(folder) == 0 || errno == EINVAL || Fail(path);
+  ::close(folder);
+  return synced;
+}
+
+bool NewFolder::Commit() {
+  if (!EndFile() || !SyncFolder(temporary_) || !CheckWanted()) return false;
+  if (::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) != 0) {
+    // The file system does not know the flag. rename() replaces at most an empty folder.
+    const bool unsupported = errno == EINVAL || errno == ENOSYS;
+    if (!unsupported) return Fail(path_);
+    if (Exists(path_)) {
+      error_ = path_ + ": already exists";
+      return false;
+    }
+    if (::rename(temporary_.c_str(), path_.c_str()) != 0) return Fail(path_);
+  }
+  temporary_.clear();
+  files_.clear();
+  return SyncFolder(ParentOf(path_));
+}
+
+void NewFolder::Discard() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  descriptor_ = -1;
+  buffer_.clear();
+  for (const std::string& file : files_) ::unlink(file.c_str());
+  files_.clear();
+  if (!temporary_.empty()) ::rmdir(temporary_.c_str());
+  temporary_.clear();
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,81 @@
+#include "files/read_only_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace kxrtc_host {
+
+ReadOnlyFile::~ReadOnlyFile() { Close(); }
+
+void ReadOnlyFile::Close() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  descriptor_ = -1;
+  state_ = State::kClosed;
+  size_ = 0;
+  window_.clear();
+  window_start_ = 0;
+  error_.clear();
+}
+
+ReadOnlyFile::State ReadOnlyFile::Open(const std::string& path) {
+  Close();
+  path_ = path;
+  // Without O_NONBLOCK, open() would wait for the writer of a FIFO.
+  descriptor_ = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (descriptor_ < 0) {
+    const int reason = errno;
+    error_ = std::strerror(reason);
+    return state_ = reason == ENOENT ? State::kMissing : State::kUnreadable;
+  }
+  struct stat status {};
+  if (::fstat(descriptor_, &status) != 0) {
+    error_ = std::strerror(errno);
+  } else if (!S_ISREG(status.st_mode)) {
+    error_ = "not a regular file";
+  } else {
+    size_ = static_cast<uint64_t>(status.st_size);
+    return state_ = State::kOpen;
+  }
+  ::close(descriptor_);
+  descriptor_ = -1;
+  return state_ = State::kUnreadable;
+}
+
+size_t ReadOnlyFile::Read(uint64_t position, void* buffer, size_t size) const {
+  if (!is_open() || position >= size_) return 0;
+  const size_t wanted = static_cast<size_t>(std::min<uint64_t>(size, size_ - position));
+  size_t done = 0;
+  while (done < wanted) {
+    const ssize_t got = ::pread(descriptor_, static_cast<char*>(buffer) + done, wanted - done,
+                                static_cast<off_t>(position + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    done += static_cast<size_t>(got);
+  }
+  return done;
+}
+
+bool ReadOnlyFile::CanSeekTo(uint64_t position) const {
+  const auto offset = static_cast<off_t>(position);
+  return offset >= 0 && ::lseek(descriptor_, offset, SEEK_SET) >= 0;
+}
+
+const uint8_t* ReadOnlyFile::View(uint64_t position, size_t size) {
+  const bool inside = position >= window_start_ && position - window_start_ <= window_.size() &&
+                      size <= window_.size() - (position - window_start_);
+  if (!inside) {
+    if (size > kWindowSize || position > size_ || size > size_ - position) return nullptr;
+    window_.resize(kWindowSize);
+    window_.resize(Read(position, window_.data(), kWindowSize));
+    window_start_ = position;
+    if (window_.size() < size) return nullptr;
+  }
+  return window_.data() + (position - window_start_);
+}
+
+}  // namespace kxrtc_host

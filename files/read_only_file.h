@@ -1,0 +1,61 @@
+// Reads a file without changing it or waiting for it. Opens only regular files and links to them,
+// never a FIFO, a folder or a device.
+// Threads: an object belongs to one thread at a time.
+#ifndef FILES_READ_ONLY_FILE_H_
+#define FILES_READ_ONLY_FILE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kxrtc_host {
+
+class ReadOnlyFile {
+ public:
+  enum class State { kClosed, kOpen, kMissing, kUnreadable };
+
+  ReadOnlyFile() = default;
+  ~ReadOnlyFile();
+  ReadOnlyFile(const ReadOnlyFile&) = delete;
+  ReadOnlyFile& operator=(const ReadOnlyFile&) = delete;
+
+  // Opens `path` for reading and stores its size; later growth of the file is ignored. For kMissing
+  // and kUnreadable, error() has the reason.
+  State Open(const std::string& path);
+
+  // Reads into `buffer` from `position` on. Returns the number of bytes: fewer than `size` at the
+  // end of the file or after a read error.
+  [[nodiscard]] size_t Read(uint64_t position, void* buffer, size_t size) const;
+
+  // The same for small reads in rising order: serves them from a window of kWindowSize bytes.
+  // A pointer to `size` bytes, valid until the next call, or null when there are fewer.
+  [[nodiscard]] const uint8_t* View(uint64_t position, size_t size);
+
+  // True when the file system accepts `position`, which may be after the end.
+  [[nodiscard]] bool CanSeekTo(uint64_t position) const;
+
+  State state() const { return state_; }
+  bool is_open() const { return state_ == State::kOpen; }
+  const std::string& path() const { return path_; }
+  const std::string& error() const { return error_; }
+  uint64_t size() const { return size_; }
+  int descriptor() const { return descriptor_; }
+
+  static constexpr size_t kWindowSize = 256 * 1024;
+
+ private:
+  void Close();
+
+  std::string path_;
+  std::string error_;
+  State state_ = State::kClosed;
+  int descriptor_ = -1;
+  uint64_t size_ = 0;
+  std::vector<uint8_t> window_;
+  uint64_t window_start_ = 0;
+};
+
+}  // namespace kxrtc_host
+
+#endif  // FILES_READ_ONLY_FILE_H_

@@ -1,0 +1,33 @@
+// Converts access units (Annex B, start codes included) to MP4 samples, where each NAL unit starts
+// with its length (ISO/IEC 14496-15).
+// Threads: any.
+#ifndef HOST_H264_ANNEX_B_H_
+#define HOST_H264_ANNEX_B_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "kx_utility/raw_buffer.h"
+#include "kxrtc/media/video/h264/nal_unit.h"
+
+namespace kxrtc_host {
+
+// One NAL unit inside a borrowed access unit: header byte and payload, at least one byte.
+struct NalUnit {
+  const uint8_t* data;
+  uint32_t size;
+
+  uint8_t type() const { return kxrtc::H264::ParseNaluType(data[0]); }  // kxrtc::H264::NaluType.
+};
+
+// Replaces `*units` by the NAL units of `data`. Zero bytes between a NAL unit and the next start
+// code belong to neither; bytes before the first start code are skipped, empty NAL units are left
+// out.
+void SplitAccessUnit(const uint8_t* data, uint32_t size, std::vector<NalUnit>* units);
+
+// Appends the length of `unit` in four bytes and the unit itself. False when the buffer is full.
+[[nodiscard]] bool AppendWithLength(const NalUnit& unit, kx_utility::RawBuffer* sample);
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_H264_ANNEX_B_H_

@@ -1,0 +1,125 @@
+#include "host/h264/parameter_sets.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "kx_utility/bitbuffer.h"
+#include "kxrtc/media/video/h264/nal_unit.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_utility::BitBuffer;
+
+constexpr uint32_t kMaxParameterSetSize = 0xFFFF;  // The limit of a 16-bit length.
+constexpr size_t kMaxSpsCount = 31;                // The limit of a 5-bit count.
+constexpr size_t kMaxPpsCount = 255;
+constexpr uint32_t kMaxSpsId = 31;  // ITU-T H.264, 7.4.2.1.1.
+constexpr uint32_t kMaxPpsId = 255;
+constexpr uint32_t kSpsFixedBytes = 3;  // Profile, constraints, level.
+
+// The RBSP of the first bytes after the NAL header: enough for the elements read here.
+std::vector<uint8_t> ReadHead(const std::string& bytes) {
+  constexpr size_t kHeadBytes = 64;
+  return kxrtc::H264::ParseRbsp(reinterpret_cast<const uint8_t*>(bytes.data()) + 1,
+                                static_cast<uint32_t>(std::min(bytes.size() - 1, kHeadBytes)));
+}
+
+// Profiles whose sequence parameter set has the chroma format (ITU-T H.264, 7.3.2.1.1).
+bool TellsChromaFormat(uint8_t profile) {
+  static constexpr uint8_t kProfiles[] = {100, 110, 122, 244, 44,  83, 86,
+                                          118, 128, 138, 139, 134, 135};
+  return std::find(std::begin(kProfiles), std::end(kProfiles), profile) != std::end(kProfiles);
+}
+
+struct ColourFormat {
+  uint32_t chroma_format = 0;
+  uint32_t luma_depth = 0;  // Less 8, like the next.
+  uint32_t chroma_depth = 0;
+};
+
+// If a set ends too early, the rest stays 0.
+ColourFormat ReadColourFormat(const std::string& sps) {
+  const std::vector<uint8_t> head = ReadHead(sps);
+  BitBuffer reader(head.data(), static_cast<uint32_t>(head.size()));
+  ColourFormat format;
+  uint32_t id = 0;
+  (void)(reader.ConsumeBytes(kSpsFixedBytes) && reader.ReadExponentialGolomb(&id) &&
+         reader.ReadExponentialGolomb(&format.chroma_format) &&
+         (format.chroma_format != 3 || reader.ConsumeBits(1)) &&  // separate_colour_plane_flag
+         reader.ReadExponentialGolomb(&format.luma_depth) &&
+         reader.ReadExponentialGolomb(&format.chroma_depth));
+  return format;
+}
+
+void AppendSet(const std::string& bytes, std::vector<uint8_t>* record) {
+  record->push_back(static_cast<uint8_t>(bytes.size() >> 8));
+  record->push_back(static_cast<uint8_t>(bytes.size()));
+  record->insert(record->end(), bytes.begin(), bytes.end());
+}
+
+}  // namespace
+
+void ParameterSets::Clear() {
+  sps_.clear();
+  pps_.clear();
+}
+
+void ParameterSets::Add(const NalUnit& unit) {
+  const bool is_sps = unit.type() == kxrtc::H264::kNaluTypeSps;
+  if (!is_sps && unit.type() != kxrtc::H264::kNaluTypePps) return;
+  if (unit.size > kMaxParameterSetSize || (is_sps && unit.size <= 1 + kSpsFixedBytes)) return;
+  std::string bytes(reinterpret_cast<const char*>(unit.data), unit.size);
+  const std::vector<uint8_t> head = ReadHead(bytes);
+  BitBuffer reader(head.data(), static_cast<uint32_t>(head.size()));
+  uint32_t id = 0;
+  if ((is_sps && !reader.ConsumeBytes(kSpsFixedBytes)) || !reader.ReadExponentialGolomb(&id) ||
+      id > (is_sps ? kMaxSpsId : kMaxPpsId)) {
+    return;
+  }
+  std::vector<ParameterSet>& sets = is_sps ? sps_ : pps_;
+  auto known = std::find_if(sets.begin(), sets.end(),
+                            [id](const ParameterSet& set) { return set.id == id; });
+  if (known != sets.end()) {
+    known->bytes = std::move(bytes);
+  } else {
+    sets.push_back({id, std::move(bytes)});
+  }
+}
+
+std::vector<NalUnit> ParameterSets::Units() const {
+  std::vector<NalUnit> units;
+  for (const auto* sets : {&sps_, &pps_}) {
+    for (const ParameterSet& set : *sets) {
+      units.push_back({reinterpret_cast<const uint8_t*>(set.bytes.data()),
+                       static_cast<uint32_t>(set.bytes.size())});
+    }
+  }
+  return units;
+}
+
+std::vector<uint8_t> ParameterSets::DecoderConfiguration() const {
+  if (!IsComplete()) return {};
+  const std::string& sps = sps_.front().bytes;
+  const size_t sps_count = std::min(sps_.size(), kMaxSpsCount);
+  const size_t pps_count = std::min(pps_.size(), kMaxPpsCount);
+  std::vector<uint8_t> record = {1,
+                                 static_cast<uint8_t>(sps[1]),
+                                 static_cast<uint8_t>(sps[2]),
+                                 static_cast<uint8_t>(sps[3]),
+                                 0xFF,
+                                 static_cast<uint8_t>(0xE0 | sps_count)};
+  for (size_t i = 0; i < sps_count; ++i) AppendSet(sps_[i].bytes, &record);
+  record.push_back(static_cast<uint8_t>(pps_count));
+  for (size_t i = 0; i < pps_count; ++i) AppendSet(pps_[i].bytes, &record);
+  if (TellsChromaFormat(record[1])) {
+    const ColourFormat format = ReadColourFormat(sps);
+    record.push_back(static_cast<uint8_t>(0xFC | (format.chroma_format & 3)));
+    record.push_back(static_cast<uint8_t>(0xF8 | (format.luma_depth & 7)));
+    record.push_back(static_cast<uint8_t>(0xF8 | (format.chroma_depth & 7)));
+    record.push_back(0);
+  }
+  return record;
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,155 @@
+#include "host/mp4/copy_video_track.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "record/timing/media_time.h"
+#include "record/timing/time_text.h"
+
+namespace kxrtc_host {
+namespace {
+
+namespace H264 = kxrtc::H264;
+
+constexpr int64_t kDefaultDurationUs = 41667;  // Of a single picture without audio.
+constexpr size_t kMaxRangesTold = 8;
+
+}  // namespace
+
+void CopyVideoTrack::SetAttributes(int32_t rotation) {
+  rotation_ = NormalRotation(rotation);
+  // Parameter sets of another stream are not valid for this one.
+  sets_.Clear();
+}
+
+CopyVideoTrack::Contents CopyVideoTrack::LookInto() {
+  Contents contents;
+  for (const NalUnit& unit : units_) {
+    contents.slice |= H264::IsPictureData(unit.type());
+    contents.idr |= unit.type() == H264::kNaluTypeIdr;
+    contents.sps |= unit.type() == H264::kNaluTypeSps;
+    contents.pps |= unit.type() == H264::kNaluTypePps;
+    sets_.Add(unit);
+  }
+  return contents;
+}
+
+bool CopyVideoTrack::IsDecodable(const Contents& contents) {
+  if (contents.idr) waiting_for_key_ = !sets_.IsComplete();
+  return !waiting_for_key_;
+}
+
+bool CopyVideoTrack::BuildSample(bool with_parameter_sets) {
+  sample_.set_size(0);
+  for (const NalUnit& unit : units_) {
+    if (with_parameter_sets && unit.type() != H264::kNaluTypeAccessUnitDelimiter) {
+      for (const NalUnit& set : sets_.Units()) {
+        if (!AppendWithLength(set, &sample_)) return false;
+      }
+      with_parameter_sets = false;
+    }
+    if (!AppendWithLength(unit, &sample_)) return false;
+  }
+  return true;
+}
+
+void CopyVideoTrack::NoteRotation(int64_t time_us) {
+  if (rotations_.empty() || rotations_.back().rotation != rotation_) {
+    rotations_.push_back({time_us, rotation_});
+  }
+}
+
+bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
+  ++report_->status.video_samples_received;
+  SplitAccessUnit(data, size, &units_);
+  const Contents contents = LookInto();
+  if (!contents.slice) {  // No picture: the parameter sets go with the next picture.
+    sets_came_alone_ |= contents.sps || contents.pps;
+    if (!contents.sps && !contents.pps) ++report_->status.video_samples_dropped;
+    return true;
+  }
+  if (!IsDecodable(contents)) {
+    ++report_->status.video_samples_dropped;
+    return true;
+  }
+  const bool lacks_sets = contents.idr && !(contents.sps && contents.pps);
+  if (!BuildSample(lacks_sets || sets_came_alone_)) {
+    return report_->Fail(WriterFailure::kVideo, "a picture is too large");
+  }
+  sets_came_alone_ = false;
+  if (!described_) {
+    described_ = true;
+    VideoTrackInfo info;
+    info.decoder_configuration = sets_.DecoderConfiguration();
+    info.width = width_;
+    info.height = height_;
+    info.ticks_per_second = kMicrosecondsPerSecond;
+    muxer_->DescribeVideo(info);
+  }
+  if (has_held_) {
+    time_us = report_->Raised(time_us, held_time_us_);
+    if (!WriteHeld(time_us - held_time_us_)) return false;
+  }
+  NoteRotation(time_us);
+  std::swap(held_, sample_);
+  has_held_ = true;
+  held_is_key_ = contents.idr;
+  held_time_us_ = time_us;
+  return true;
+}
+
+bool CopyVideoTrack::WriteHeld(int64_t duration_us) {
+  Mp4Sample sample;
+  sample.presentation_time = held_time_us_;
+  sample.decode_time = held_time_us_;
+  sample.duration = duration_us;
+  sample.is_key = held_is_key_;
+  sample.data = held_.data();
+  sample.size = held_.size();
+  has_held_ = false;
+  last_duration_us_ = duration_us;
+  end_us_ = held_time_us_ + duration_us;
+  return muxer_->WriteVideo(sample);
+}
+
+// An MP4 track has one rotation, so only a constant rotation can be stored.
+void CopyVideoTrack::TellRotation() {
+  const bool constant = rotations_.size() == 1;
+  muxer_->SetRotation(constant ? rotations_.front().rotation : 0);
+  if (constant) return;
+  std::string ranges;
+  size_t count = 0;
+  for (size_t i = 0; i < rotations_.size(); ++i) {
+    if (rotations_[i].rotation == 0 || ++count > kMaxRangesTold) continue;
+    const int64_t until_us = i + 1 < rotations_.size() ? rotations_[i + 1].time_us : end_us_;
+    ranges += (ranges.empty() ? "" : ", ") + ClockText(rotations_[i].time_us, 3) + " to " +
+              ClockText(until_us, 3) + " by " + std::to_string(rotations_[i].rotation);
+  }
+  if (count > kMaxRangesTold) {
+    ranges += " and " + std::to_string(count - kMaxRangesTold) + " more times";
+  }
+  report_->Warn("the pictures should be rotated clockwise from " + ranges +
+                " degrees, which copied video cannot do; use encode mode");
+}
+
+bool CopyVideoTrack::Finish(int64_t end_us) {
+  if (has_held_) {
+    int64_t duration_us = end_us - held_time_us_;
+    if (duration_us <= 0) {
+      duration_us = last_duration_us_ > 0 ? last_duration_us_ : kDefaultDurationUs;
+    }
+    if (!WriteHeld(std::min(duration_us, kLongestSampleUs))) return false;
+    TellRotation();
+  }
+  const Mp4WriterStatus& status = report_->status;
+  if (status.video_samples_dropped != 0) {
+    report_->Warn(
+        std::to_string(status.video_samples_dropped) +
+        " video samples have no key frame with parameter sets before them; the MP4 does not "
+        "contain them");
+  }
+  return true;
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,174 @@
+#include "host/mp4/encode_video_track.h"
+
+#include <string>
+#include <utility>
+
+#include "host/h264/parameter_sets.h"
+#include "record/timing/media_time.h"
+
+namespace kxrtc_host {
+namespace {
+
+// Ticks of the file's track for each frame: fine enough for any player, and exact.
+constexpr uint32_t kTicksPerFrame = 1000;
+
+bool IsDamaged(const AVFrame& picture) {
+  return (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0 || picture.decode_error_flags != 0;
+}
+
+}  // namespace
+
+EncodeVideoTrack::EncodeVideoTrack(std::unique_ptr<H264Encoder> encoder,
+                                   const EncoderSettings& settings, Mp4Muxer* muxer,
+                                   WriterReport* report)
+    : encoder_name_(encoder->name()),
+      encoder_extradata_(encoder->extradata(), encoder->extradata() + encoder->extradata_size()),
+      encoder_(std::move(encoder)),
+      settings_(settings),
+      muxer_(muxer),
+      report_(report),
+      layout_(settings.width, settings.height),
+      decoded_(av_frame_alloc()),
+      shown_(av_frame_alloc()) {}
+
+bool EncodeVideoTrack::Initialize() {
+  if (decoded_ == nullptr || shown_ == nullptr || !decoder_.Open()) {
+    return report_->Fail(WriterFailure::kVideo, "this FFmpeg has no H.264 decoder");
+  }
+  ParameterSets sets;
+  SplitAccessUnit(encoder_extradata_.data(), static_cast<uint32_t>(encoder_extradata_.size()),
+                  &units_);
+  for (const NalUnit& unit : units_) sets.Add(unit);
+  VideoTrackInfo info;
+  info.decoder_configuration = sets.DecoderConfiguration();
+  if (info.decoder_configuration.empty()) {
+    return report_->Fail(WriterFailure::kVideo,
+                         encoder_name_ + " gives no readable parameter sets");
+  }
+  info.width = settings_.width;
+  info.height = settings_.height;
+  info.ticks_per_second = settings_.frame_rate * kTicksPerFrame;
+  info.frame_rate = settings_.frame_rate;
+  muxer_->DescribeVideo(info);
+  report_->status.video_encoder = encoder_name_;
+  return true;
+}
+
+void EncodeVideoTrack::SetAttributes(int32_t rotation) {
+  decoder_.SetRotation(NormalRotation(rotation));
+}
+
+int64_t EncodeVideoTrack::TickTimeUs(int64_t tick) const {
+  return ScaleTime(tick, kMicrosecondsPerSecond, settings_.frame_rate);
+}
+
+int64_t EncodeVideoTrack::end_us() const { return has_picture_ ? TickTimeUs(next_tick_) : 0; }
+
+bool EncodeVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
+  ++report_->status.video_samples_received;
+  last_time_us_ = report_->Raised(time_us, last_time_us_);
+  if (!decoder_.Send(last_time_us_, data, size)) return NoteUndecodable();
+  return TakePictures();
+}
+
+bool EncodeVideoTrack::NoteUndecodable() {
+  ++report_->status.pictures_undecodable;
+  if (++undecodable_in_a_row_ < kMaxUndecodableInARow) return true;
+  return report_->Fail(WriterFailure::kVideo, std::to_string(kMaxUndecodableInARow) +
+                                                  " pictures in a row cannot be decoded");
+}
+
+bool EncodeVideoTrack::TakePictures() {
+  int32_t rotation = 0;
+  while (decoder_.Receive(decoded_.get(), &rotation)) {
+    const bool ok = IsDamaged(*decoded_) ? NoteUndecodable() : ShowPicture(decoded_->pts, rotation);
+    av_frame_unref(decoded_.get());
+    if (!ok) return false;
+  }
+  return true;
+}
+
+bool EncodeVideoTrack::ShowPicture(int64_t time_us, int32_t rotation) {
+  if (!has_picture_) {
+    // The first picture is shown from the tick before it, so that the track starts at a whole tick.
+    next_tick_ =
+        time_us <= 0 ? 0 : ScaleTime(time_us, settings_.frame_rate, kMicrosecondsPerSecond);
+    while (next_tick_ > 0 && TickTimeUs(next_tick_) > time_us) --next_tick_;
+  } else if (!AdvanceTo(time_us)) {
+    return false;
+  }
+  if (!layout_.Draw(*decoded_, rotation, shown_.get())) return NoteUndecodable();
+  has_picture_ = true;
+  undecodable_in_a_row_ = 0;
+  av_frame_remove_side_data(shown_.get(), AV_FRAME_DATA_SEI_UNREGISTERED);
+  // A key frame of the source does not have to be one here.
+  shown_->pict_type = AV_PICTURE_TYPE_NONE;
+  shown_->key_frame = 0;
+  return true;
+}
+
+bool EncodeVideoTrack::EmitUntil(int64_t time_us) {
+  while (has_picture_ && TickTimeUs(next_tick_) < time_us) {
+    if (!EmitTick()) return false;
+  }
+  return true;
+}
+
+// Keeps back the tick that may be nearest to a picture of this time. Always rounding up would put
+// pictures half a tick behind the sound on average, and a whole tick at worst.
+bool EncodeVideoTrack::AdvanceTo(int64_t time_us) {
+  return EmitUntil(time_us - kMicrosecondsPerSecond / settings_.frame_rate / 2);
+}
+
+bool EncodeVideoTrack::EmitTick() {
+  shown_->pts = next_tick_++;
+  return TakePackets(encoder_.Send(*shown_, &packets_));
+}
+
+bool EncodeVideoTrack::TakePackets(int result) {
+  if (result < 0) {
+    return report_->Fail(WriterFailure::kVideo,
+                         encoder_name_ + " fails: " + FFmpegErrorText(result));
+  }
+  for (const PacketHandle& packet : packets_) {
+    if (!WritePacket(*packet)) return false;
+  }
+  packets_.clear();
+  return true;
+}
+
+bool EncodeVideoTrack::WritePacket(const AVPacket& packet) {
+  SplitAccessUnit(packet.data, static_cast<uint32_t>(packet.size), &units_);
+  sample_.set_size(0);
+  for (const NalUnit& unit : units_) {
+    if (!AppendWithLength(unit, &sample_)) {
+      return report_->Fail(WriterFailure::kVideo, "a picture is too large");
+    }
+  }
+  Mp4Sample sample;
+  sample.presentation_time = packet.pts * kTicksPerFrame;
+  sample.decode_time = packet.dts * kTicksPerFrame;
+  sample.duration = kTicksPerFrame;
+  sample.is_key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
+  sample.data = sample_.data();
+  sample.size = sample_.size();
+  return muxer_->WriteVideo(sample);
+}
+
+bool EncodeVideoTrack::Finish(int64_t end_us) {
+  if (decoder_.Send(0, nullptr, 0) && !TakePictures()) return false;
+  if (has_picture_) {
+    if (!EmitUntil(end_us)) return false;
+    // Without audio, or with a picture after its end, the last one is still shown.
+    if (TickTimeUs(next_tick_) <= last_time_us_ && !EmitUntil(last_time_us_ + 1)) return false;
+    if (!TakePackets(encoder_.Finish(&packets_))) return false;
+  }
+  const uint64_t undecodable = report_->status.pictures_undecodable;
+  if (undecodable != 0) {
+    report_->Warn(std::to_string(undecodable) +
+                  " pictures cannot be decoded; each time the previous picture stays");
+  }
+  return true;
+}
+
+}  // namespace kxrtc_host

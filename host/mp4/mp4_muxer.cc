@@ -1,0 +1,241 @@
+#include "host/mp4/mp4_muxer.h"
+
+extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libavutil/dict.h>
+#include <libavutil/display.h>
+#include <libavutil/opt.h>
+}
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "record/timing/media_time.h"
+
+namespace kxrtc_host {
+namespace {
+
+// Bytes of the index, upper bounds. Per sample: its size, duration, composition offset and place
+// among the key frames. Per chunk: its position and its entry in the sample-to-chunk table.
+constexpr uint64_t kIndexFixedBytes = 4096;
+constexpr uint64_t kIndexVideoSampleBytes = 4 + 8 + 8 + 4;
+constexpr uint64_t kIndexAudioFrameBytes = 4;
+constexpr uint64_t kIndexChunkBytes = 8 + 12;
+// libavformat starts a new chunk after about this much, for any tracks.
+constexpr uint64_t kChunkBytes = 512 * 1024;
+constexpr uint64_t kFreeBoxBytes = 8;
+// Reserving more has no effect: libavformat stores the size in 32 bits.
+constexpr uint64_t kMaxReserve = std::numeric_limits<int32_t>::max();
+
+// Space for the index is reserved only if the samples are at least this many times larger, because
+// unused space stays in the file.
+constexpr uint64_t kMinSamplesToIndex = 64;
+
+uint64_t IndexBytes(uint64_t video_samples, uint64_t audio_frames, uint64_t chunks) {
+  return kIndexFixedBytes + video_samples * kIndexVideoSampleBytes +
+         audio_frames * kIndexAudioFrameBytes + chunks * kIndexChunkBytes + kFreeBoxBytes;
+}
+
+uint64_t Reserve(const SampleBounds& bounds) {
+  if (bounds.video_samples == 0 && bounds.audio_frames == 0) return 0;
+  // Two tracks alternate at most once per sample of the shorter one, and once more.
+  const uint64_t runs = 2 * (std::min(bounds.video_samples, bounds.audio_frames) + 1);
+  const uint64_t bytes =
+      IndexBytes(bounds.video_samples, bounds.audio_frames, runs + bounds.bytes / kChunkBytes);
+  return bytes <= std::min(kMaxReserve, bounds.bytes / kMinSamplesToIndex) ? bytes : 0;
+}
+
+}  // namespace
+
+Mp4Muxer::Mp4Muxer(OutputFile* file, WriterReport* report, const SampleBounds& bounds)
+    : file_(file), report_(report), bounds_(bounds), packet_(av_packet_alloc()) {}
+
+Mp4Muxer::~Mp4Muxer() = default;
+
+bool Mp4Muxer::Check(const char* step, int result) {
+  // libavformat buffers: a failed write may appear in a later step, or only in the stream.
+  if (result >= 0 && (io_ == nullptr || io_->error >= 0)) return true;
+  if (!file_->error_text().empty()) {
+    return report_->Fail(WriterFailure::kOutput, file_->error_text());
+  }
+  return report_->Fail(WriterFailure::kOutput, std::string("cannot write the MP4 file (") + step +
+                                                   "): " + FFmpegErrorText(result));
+}
+
+void Mp4Muxer::DescribeVideo(const VideoTrackInfo& info) {
+  video_ = info;
+  described_[kVideo] = true;
+}
+
+void Mp4Muxer::DescribeAudio(const AudioTrackInfo& info) {
+  audio_ = info;
+  described_[kAudio] = true;
+}
+
+void Mp4Muxer::AddVideoStream() {
+  AVStream* stream = avformat_new_stream(format_.get(), nullptr);
+  if (stream == nullptr || !CopyExtradata(video_.decoder_configuration, stream->codecpar)) return;
+  stream->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
+  stream->codecpar->codec_id = AV_CODEC_ID_H264;
+  stream->codecpar->width = static_cast<int>(video_.width);
+  stream->codecpar->height = static_cast<int>(video_.height);
+  stream->time_base = {1, static_cast<int>(video_.ticks_per_second)};
+  if (video_.frame_rate != 0) stream->avg_frame_rate = {static_cast<int>(video_.frame_rate), 1};
+  streams_[kVideo] = stream;
+}
+
+void Mp4Muxer::AddAudioStream() {
+  AVStream* stream = avformat_new_stream(format_.get(), nullptr);
+  if (stream == nullptr || !CopyExtradata(audio_.audio_specific_config, stream->codecpar)) return;
+  stream->codecpar->codec_type = AVMEDIA_TYPE_AUDIO;
+  stream->codecpar->codec_id = AV_CODEC_ID_AAC;
+  stream->codecpar->sample_rate = kAudioSampleRate;
+  stream->codecpar->frame_size = kSamplesPerAudioFrame;
+  av_channel_layout_default(&stream->codecpar->ch_layout, static_cast<int>(audio_.channel_count));
+  stream->time_base = {1, kAudioSampleRate};
+  streams_[kAudio] = stream;
+}
+
+bool Mp4Muxer::Begin() {
+  begun_ = true;
+  AVFormatContext* format = nullptr;
+  if (!Check("format", avformat_alloc_output_context2(&format, nullptr, "mp4", nullptr))) {
+    return false;
+  }
+  format_.reset(format);
+  io_.reset(OpenOutputFileIo(file_, true));
+  if (io_ == nullptr || packet_ == nullptr) return Check("memory", AVERROR(ENOMEM));
+  format_->pb = io_.get();
+  format_->flags |= AVFMT_FLAG_BITEXACT | AVFMT_FLAG_CUSTOM_IO;
+  format_->flush_packets = 0;
+  LetReadBack(format_.get(), file_);
+  if (described_[kVideo]) AddVideoStream();
+  if (described_[kAudio]) AddAudioStream();
+  for (Track track : {kVideo, kAudio}) {
+    if (described_[track] && streams_[track] == nullptr) return Check("memory", AVERROR(ENOMEM));
+  }
+  return WriteHeader() && WriteWaiting();
+}
+
+bool Mp4Muxer::WriteHeader() {
+  reserved_ = Reserve(bounds_);
+  AVDictionary* options = nullptr;
+  // With a coarser unit the start of a track would be rounded to a millisecond.
+  av_dict_set(&options, "movie_timescale", "1000000", 0);
+  if (reserved_ != 0) {
+    av_dict_set_int(&options, "moov_size", static_cast<int64_t>(reserved_), 0);
+  } else {
+    av_dict_set(&options, "movflags", "+faststart", 0);
+  }
+  const int result = avformat_write_header(format_.get(), &options);
+  const bool all_used = av_dict_count(options) == 0;
+  av_dict_free(&options);
+  if (!Check("header", result)) return false;
+  if (!all_used) return Check("option", AVERROR_OPTION_NOT_FOUND);
+  return true;
+}
+
+bool Mp4Muxer::Write(Track track, const Mp4Sample& sample) {
+  if (report_->failed()) return false;
+  if (begun_) return WriteNow(track, sample);
+  if (!KeepWaiting(track, sample)) return false;
+  const bool both = described_[kVideo] && described_[kAudio];
+  return both || waiting_bytes_ > kMaxWaitingBytes ? Begin() : true;
+}
+
+bool Mp4Muxer::KeepWaiting(Track track, const Mp4Sample& sample) {
+  const auto* bytes = reinterpret_cast<const char*>(sample.data);
+  waiting_.push_back({track, sample, std::string(bytes, sample.size)});
+  // Small samples also need memory for their administration.
+  waiting_bytes_ += sample.size + sizeof(WaitingSample);
+  return true;
+}
+
+bool Mp4Muxer::WriteWaiting() {
+  for (WaitingSample& waiting : waiting_) {
+    waiting.sample.data = reinterpret_cast<const uint8_t*>(waiting.bytes.data());
+    if (!WriteNow(waiting.track, waiting.sample)) return false;
+  }
+  waiting_.clear();
+  waiting_.shrink_to_fit();
+  return true;
+}
+
+bool Mp4Muxer::WriteNow(Track track, const Mp4Sample& sample) {
+  if (streams_[track] == nullptr) {
+    ++left_out_[track];
+    return true;
+  }
+  // The packet borrows the bytes: libavformat writes them before it returns.
+  packet_->data = const_cast<uint8_t*>(sample.data);
+  packet_->size = static_cast<int>(sample.size);
+  packet_->pts = sample.presentation_time;
+  packet_->dts = sample.decode_time;
+  packet_->duration = sample.duration;
+  packet_->flags = sample.is_key ? AV_PKT_FLAG_KEY : 0;
+  packet_->stream_index = streams_[track]->index;
+  // The order of the calls is right for the file.
+  if (!Check("sample", av_write_frame(format_.get(), packet_.get()))) return false;
+  TrackCounts& counts = counts_[track];
+  ++counts.samples;
+  counts.bytes += sample.size;
+  if (last_track_ != track) ++counts.runs;
+  last_track_ = track;
+  ++(track == kVideo ? report_->status.video_samples_written
+                     : report_->status.audio_frames_written);
+  return true;
+}
+
+void Mp4Muxer::SetRotation(int32_t rotation) {
+  AVStream* stream = streams_[kVideo];
+  if (stream == nullptr || rotation == 0) return;
+  auto* matrix = reinterpret_cast<int32_t*>(
+      av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(int32_t)));
+  if (matrix != nullptr) av_display_rotation_set(matrix, rotation);
+}
+
+// The space reserved for the index may be too small. Then it becomes a box that players skip, and
+// the samples are moved.
+bool Mp4Muxer::MakeRoomForIndex() {
+  const TrackCounts& video = counts_[kVideo];
+  const TrackCounts& audio = counts_[kAudio];
+  const uint64_t chunks = video.runs + audio.runs + (video.bytes + audio.bytes) / kChunkBytes + 2;
+  if (reserved_ == 0 || IndexBytes(video.samples, audio.samples, chunks) <= reserved_) return true;
+  avio_flush(io_.get());
+  uint8_t box_size[4];
+  if (!file_->ReadAt(0, box_size, sizeof(box_size))) return Check("index", AVERROR(EIO));
+  const uint64_t place =
+      static_cast<uint64_t>(box_size[0]) << 24 | box_size[1] << 16 | box_size[2] << 8 | box_size[3];
+  const uint8_t free_box[] = {static_cast<uint8_t>(reserved_ >> 24),
+                              static_cast<uint8_t>(reserved_ >> 16),
+                              static_cast<uint8_t>(reserved_ >> 8),
+                              static_cast<uint8_t>(reserved_),
+                              'f',
+                              'r',
+                              'e',
+                              'e'};
+  if (!file_->WriteAt(place, free_box, sizeof(free_box))) return Check("index", AVERROR(EIO));
+  return Check("index", av_opt_set_int(format_->priv_data, "moov_size", 0, 0)) &&
+         Check("index", av_opt_set(format_->priv_data, "movflags", "+faststart", 0));
+}
+
+bool Mp4Muxer::Finish() {
+  if (report_->failed()) return false;
+  if (!begun_ && waiting_.empty()) {
+    return report_->Fail(WriterFailure::kNothing, "there is nothing to write: no video, no audio");
+  }
+  if (!begun_ && !Begin()) return false;
+  if (left_out_[kVideo] != 0) {
+    report_->Warn("the video starts too long after the audio; the MP4 does not contain it");
+  }
+  if (left_out_[kAudio] != 0) {
+    report_->Warn("the audio starts too long after the video; the MP4 does not contain it");
+  }
+  if (!MakeRoomForIndex()) return false;
+  if (!Check("index", av_write_trailer(format_.get()))) return false;
+  avio_flush(io_.get());
+  return Check("end", 0);
+}
+
+}  // namespace kxrtc_host

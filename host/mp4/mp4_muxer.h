@@ -1,0 +1,112 @@
+// Writes one video and one audio track to an MP4 file with libavformat, the index first.
+// Threads: an object belongs to one thread at a time.
+#ifndef HOST_MP4_MP4_MUXER_H_
+#define HOST_MP4_MP4_MUXER_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "files/output_file.h"
+#include "host/ffmpeg/ffmpeg_handles.h"
+#include "host/ffmpeg/output_file_io.h"
+#include "host/mp4/writer_options.h"
+#include "host/mp4/writer_report.h"
+
+namespace kxrtc_host {
+
+struct VideoTrackInfo {
+  std::vector<uint8_t> decoder_configuration;  // AVCDecoderConfigurationRecord, 4-byte lengths.
+  uint32_t width = 0;                          // Pixels.
+  uint32_t height = 0;
+  uint32_t ticks_per_second = 0;  // Unit of the track's times, at least 10000.
+  uint32_t frame_rate = 0;        // 0: it varies.
+};
+
+struct AudioTrackInfo {
+  std::vector<uint8_t> audio_specific_config;
+  uint32_t channel_count = 0;
+};
+
+// One sample. Times are in the unit of its track; decode times increase.
+struct Mp4Sample {
+  int64_t presentation_time = 0;
+  int64_t decode_time = 0;
+  int64_t duration = 0;
+  bool is_key = false;
+  const uint8_t* data = nullptr;
+  uint32_t size = 0;
+};
+
+class Mp4Muxer {
+ public:
+  // The limit for samples in memory until both tracks are described.
+  static constexpr uint64_t kMaxWaitingBytes = 16 << 20;
+
+  // `file` is open and, like `report`, outlives the muxer.
+  Mp4Muxer(OutputFile* file, WriterReport* report, const SampleBounds& bounds);
+  ~Mp4Muxer();
+  Mp4Muxer(const Mp4Muxer&) = delete;
+  Mp4Muxer& operator=(const Mp4Muxer&) = delete;
+
+  // Each track is described once, before its first sample. Samples wait, up to a limit, until both
+  // tracks are described. A track that is described later is left out, with a warning.
+  void DescribeVideo(const VideoTrackInfo& info);
+  void DescribeAudio(const AudioTrackInfo& info);
+
+  // Writes in the order of the calls. False: the report says why, and all later calls fail.
+  [[nodiscard]] bool WriteVideo(const Mp4Sample& sample) { return Write(kVideo, sample); }
+  [[nodiscard]] bool WriteAudio(const Mp4Sample& sample) { return Write(kAudio, sample); }
+
+  // Players turn the video track clockwise by `rotation` degrees. Call any time before Finish().
+  void SetRotation(int32_t rotation);
+
+  // Writes the waiting samples and the index. False as above; kNothing when there was no sample.
+  [[nodiscard]] bool Finish();
+
+ private:
+  enum Track { kVideo = 0, kAudio = 1, kTrackCount };
+  struct WaitingSample {
+    Track track;
+    Mp4Sample sample;  // Its data pointer is not used.
+    std::string bytes;
+  };
+  struct TrackCounts {
+    uint64_t samples = 0;
+    uint64_t bytes = 0;
+    uint64_t runs = 0;  // Of samples without one of the other track between them.
+  };
+
+  bool Write(Track track, const Mp4Sample& sample);
+  bool WriteNow(Track track, const Mp4Sample& sample);
+  bool KeepWaiting(Track track, const Mp4Sample& sample);
+  bool Begin();
+  void AddVideoStream();
+  void AddAudioStream();
+  bool WriteHeader();
+  bool WriteWaiting();
+  bool MakeRoomForIndex();
+  bool Check(const char* step, int result);
+
+  OutputFile* const file_;
+  WriterReport* const report_;
+  const SampleBounds bounds_;
+  OutputFileIoHandle io_;  // Outlives format_, which uses it.
+  FormatContextHandle format_;
+  PacketHandle packet_;
+  VideoTrackInfo video_;
+  AudioTrackInfo audio_;
+  bool described_[kTrackCount] = {};
+  bool begun_ = false;
+  AVStream* streams_[kTrackCount] = {};  // Null: the file has no such track.
+  std::vector<WaitingSample> waiting_;
+  uint64_t waiting_bytes_ = 0;
+  TrackCounts counts_[kTrackCount];
+  uint64_t left_out_[kTrackCount] = {};
+  int last_track_ = kTrackCount;
+  uint64_t reserved_ = 0;  // Bytes reserved for the index.
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_MP4_MP4_MUXER_H_

@@ -1,0 +1,214 @@
+#include "host/mp4/mp4_sink_writer_imp.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "host/mp4/copy_video_track.h"
+#include "host/mp4/encode_video_track.h"
+#include "kx_utility/failure_log.h"
+#include "record/timing/media_time.h"
+#include "record/timing/time_text.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_utility::Here;
+using kx_utility::LogFormatted;
+
+constexpr uint32_t kMaxFrameRate = 1000;
+constexpr uint32_t kMaxPictureSize = 16384;
+constexpr uint32_t kMaxBitRateKbps = 1000000;
+
+// An empty frame may have a null address. For the decoder that would mean the end of the stream.
+constexpr uint8_t kNoBytes[1] = {0};
+
+}  // namespace
+
+Mp4SinkWriterImp::Mp4SinkWriterImp(const Mp4SinkWriterOptions& options) : options_(options) {}
+
+Mp4SinkWriterImp::~Mp4SinkWriterImp() {
+  // Without a stop, nobody wants the file.
+  Discard();
+  StopStreaming();
+}
+
+// Reports the failure that ended the run, once. Returns `ok`.
+bool Mp4SinkWriterImp::Settle(bool ok) {
+  if (!ok && !error_reported_ && observer_ != nullptr) {
+    error_reported_ = true;
+    observer_->OnError(kxrtc::kMp4SinkWriterFatalError);
+  }
+  return ok;
+}
+
+bool Mp4SinkWriterImp::CheckConfigs(const kxrtc::VideoConfig* video,
+                                    const kxrtc::AudioConfig* audio) {
+  if (video == nullptr || audio == nullptr || video->format != kxrtc::kVideoFormatCode ||
+      audio->format != kxrtc::kAudioFormatCode) {
+    return report_.Fail(WriterFailure::kRefused, "the video or audio format code is unknown");
+  }
+  if (video->width < 2 || video->width > kMaxPictureSize || video->height < 2 ||
+      video->height > kMaxPictureSize || (video->width | video->height) % 2 != 0 ||
+      video->frame_rate == 0 || video->frame_rate > kMaxFrameRate || video->bit_rate_kbps == 0 ||
+      video->bit_rate_kbps > kMaxBitRateKbps) {
+    return report_.Fail(WriterFailure::kRefused,
+                        "the picture size, frame rate or bit rate is out of range");
+  }
+  return true;
+}
+
+bool Mp4SinkWriterImp::StartStreaming(const char* output_path, const kxrtc::VideoConfig* video,
+                                      const kxrtc::AudioConfig* audio,
+                                      kxrtc::Mp4SinkWriterObserver* observer) {
+  if (started_) return report_.Fail(WriterFailure::kRefused, "the writer is already started");
+  observer_ = observer;
+  if (!CheckConfigs(video, audio)) return false;
+  if (!file_.Open(output_path == nullptr ? "" : output_path, options_.replace_existing)) {
+    return report_.Fail(WriterFailure::kRefused, file_.error_text());
+  }
+  // The size of the encoder's output is not known well enough.
+  if (options_.video_mode == VideoMode::kCopy) file_.Reserve(options_.bounds.bytes);
+  muxer_ = std::make_unique<Mp4Muxer>(&file_, &report_, options_.bounds);
+  audio_track_ = std::make_unique<AudioTrack>(audio->channel_count, muxer_.get(), &report_);
+  started_ = MakeVideoTrack(*video);
+  return started_;
+}
+
+std::unique_ptr<H264Encoder> Mp4SinkWriterImp::OpenEncoder(const EncoderSettings& settings) {
+  auto encoder = std::make_unique<H264Encoder>();
+  std::vector<std::string> obstacles;
+  if (prefer_hardware_ && encoder->Open(options_.hardware_encoders, settings, &obstacles)) {
+    return encoder;
+  }
+  const bool in_software = encoder->Open(options_.software_encoders, settings, &obstacles);
+  for (const std::string& obstacle : obstacles) {
+    LogFormatted(kx_utility::LS_INFO, Here(), "falling back: %s", obstacle.c_str());
+  }
+  return in_software ? std::move(encoder) : nullptr;
+}
+
+bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
+  const bool expects_audio = options_.bounds.audio_frames > 0;
+  if (options_.video_mode == VideoMode::kEncode) {
+    EncoderSettings settings;
+    settings.width = video.width;
+    settings.height = video.height;
+    settings.frame_rate = video.frame_rate;
+    settings.bit_rate_kbps = video.bit_rate_kbps;
+    settings.preset = options_.preset;
+    settings.threads = options_.encoder_threads;
+    if (auto encoder = OpenEncoder(settings)) {
+      auto track =
+          std::make_unique<EncodeVideoTrack>(std::move(encoder), settings, muxer_.get(), &report_);
+      EncodeVideoTrack* const encode_track = track.get();
+      video_track_ = std::move(track);
+      timeline_ =
+          std::make_unique<FileTimeline>(std::numeric_limits<int64_t>::max(), expects_audio);
+      return encode_track->Initialize();
+    }
+    report_.Warn("no H.264 encoder of FFmpeg works here, so the video is copied");
+  }
+  timeline_ = std::make_unique<FileTimeline>(CopyVideoTrack::kLongestSampleUs, expects_audio);
+  video_track_ =
+      std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_);
+  return true;
+}
+
+bool Mp4SinkWriterImp::SetNewInputVideoAttributes(uint32_t /*width*/, uint32_t /*height*/,
+                                                  int32_t rotation_angle) {
+  if (!started_ || report_.failed()) return false;
+  video_track_->SetAttributes(rotation_angle);
+  return true;
+}
+
+bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+  if (!started_ || report_.failed() || (data == nullptr && size != 0)) return false;
+  const uint8_t* const bytes = data == nullptr ? kNoBytes : data;
+  return Settle(video_track_->Push(timeline_->PlaceVideo(timestamp_us), bytes, size));
+}
+
+bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+  if (!started_ || report_.failed() || (data == nullptr && size != 0)) return false;
+  const int64_t placed_us = timeline_->PlaceAudio(timestamp_us);
+  const int64_t file_us = ExactMicroseconds(placed_us);
+  media_time_us_.store(file_us, std::memory_order_relaxed);
+  return Settle(audio_track_->Push(placed_us, data, size) && video_track_->AdvanceTo(file_us));
+}
+
+void Mp4SinkWriterImp::TellTimestamps() {
+  const VideoClockChanges& changes = timeline_->video_changes();
+  if (changes.steps != 0) {
+    report_.Warn(
+        "the recorder's clock was set forward by " + ClockText(changes.first_step_us, 3) + " at " +
+        ClockText(changes.first_step_at_us, 3) +
+        (changes.steps > 1 ? " and " + std::to_string(changes.steps - 1) + " more times" : "") +
+        ": " + std::to_string(changes.moved_samples) + " video samples follow the audio instead");
+  }
+  if (changes.shortened_by_us != 0) {
+    report_.Warn("the video pauses for longer than the file can represent; " +
+                 ClockText(changes.shortened_by_us, 3) + " of it are left out");
+  }
+  if (report_.status.timestamps_raised != 0) {
+    report_.Warn(std::to_string(report_.status.timestamps_raised) +
+                 " timestamps are not later than the previous one; they were increased");
+  }
+}
+
+bool Mp4SinkWriterImp::FinishTracks() {
+  if (!video_track_->Finish(audio_track_->end_us())) return false;
+  if (video_track_->end_us() == 0) report_.Warn("the record contains no video that can be shown");
+  audio_track_->Finish();
+  TellTimestamps();
+  report_.status.duration_us = std::max(audio_track_->end_us(), video_track_->end_us());
+  return true;
+}
+
+bool Mp4SinkWriterImp::Finish() {
+  if (discard_.load(std::memory_order_acquire)) {
+    return report_.Fail(WriterFailure::kDiscarded, "stopped before the end");
+  }
+  if (report_.failed()) return false;
+  const Mp4WriterStatus& status = report_.status;
+  const bool is_empty = status.video_samples_received == 0 && status.audio_frames_received == 0;
+  // For an empty record no other warning makes sense.
+  if (!is_empty && !FinishTracks()) return false;
+  if (!muxer_->Finish()) return false;
+  if (!file_.Commit(options_.sync)) {
+    return report_.Fail(WriterFailure::kOutput, file_.error_text());
+  }
+  report_.status.file_size = file_.size();
+  report_.status.file_written = true;
+  return true;
+}
+
+void Mp4SinkWriterImp::StopStreaming() {
+  if (started_) {
+    started_ = false;
+    const bool finished = Finish();
+    // A requested stop is not an error of the writer.
+    (void)Settle(finished || report_.status.failure == WriterFailure::kDiscarded);
+  }
+  video_track_.reset();
+  audio_track_.reset();
+  muxer_.reset();
+  file_.Discard();
+  observer_ = nullptr;
+}
+
+bool Mp4SinkWriterImp::SetTRVVlogPath(const char* /*log_path*/) { return true; }
+
+bool Mp4SinkWriterImp::SetD3dManger(void* /*d3d11m*/, void* /*d3d9m*/) { return true; }
+
+bool Mp4SinkWriterImp::SetPreferHW(bool preferHW) {
+  prefer_hardware_ = preferHW;
+  return true;
+}
+
+bool Mp4SinkWriterImp::SetDx9Caps(int /*caps*/) { return false; }
+
+bool Mp4SinkWriterImp::GetDx9Caps(int* /*caps*/) { return false; }
+
+bool Mp4SinkWriterImp::GetDx9CapsType(int* /*type*/) { return false; }
+
+}  // namespace kxrtc_host

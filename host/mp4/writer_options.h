@@ -1,0 +1,39 @@
+// What a host can choose about the MP4 files that the reference writer makes.
+#ifndef HOST_MP4_WRITER_OPTIONS_H_
+#define HOST_MP4_WRITER_OPTIONS_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kxrtc_host {
+
+enum class VideoMode {
+  kEncode,  // One uniform picture that plays everywhere, as the VideoConfig asks for.
+  kCopy,    // The recorded pictures, bit by bit.
+};
+
+// Upper bounds, so that space for the index can be reserved before the samples are written. If they
+// are unknown (all 0), or the space would be large compared with the samples, the samples are moved
+// once at the end. The same happens when the bounds are too low.
+struct SampleBounds {
+  uint64_t video_samples = 0;
+  uint64_t audio_frames = 0;
+  uint64_t bytes = 0;  // Of all samples.
+};
+
+struct Mp4SinkWriterOptions {
+  VideoMode video_mode = VideoMode::kEncode;
+  std::string preset = "veryfast";  // Of libx264: from ultrafast to placebo.
+  bool replace_existing = false;
+  bool sync = true;         // Wait until the content is on the disk before the file gets its name.
+  int encoder_threads = 0;  // 0: as many as there are processors.
+  SampleBounds bounds;
+  // In the order in which they are tried; the first list only when hardware is preferred.
+  std::vector<std::string> hardware_encoders = {"h264_nvenc", "h264_v4l2m2m"};
+  std::vector<std::string> software_encoders = {"libx264", "libopenh264"};
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_MP4_WRITER_OPTIONS_H_

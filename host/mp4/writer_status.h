@@ -1,0 +1,44 @@
+// What became of one MP4 file. The writer's stop answers nothing, so the outcome is kept here.
+#ifndef HOST_MP4_WRITER_STATUS_H_
+#define HOST_MP4_WRITER_STATUS_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kxrtc_host {
+
+// Why there is no file.
+enum class WriterFailure {
+  kNone,
+  kRefused,    // The output could not be begun: it exists, its folder is missing, ...
+  kOutput,     // Writing, syncing or renaming the file failed, e.g. a full disk.
+  kVideo,      // The pictures cannot be decoded or encoded.
+  kAudio,      // The audio is of a kind that cannot be kept.
+  kNothing,    // Nothing was pushed that a file could be made of.
+  kDiscarded,  // The host asked for it.
+};
+
+// Threads: belongs to the writer until it is stopped.
+struct Mp4WriterStatus {
+  bool file_written = false;  // The finished file stands under its name.
+  WriterFailure failure = WriterFailure::kNone;
+  std::string failure_text;           // One sentence for the user; empty without a failure.
+  std::vector<std::string> warnings;  // Likewise, in the order of their discovery.
+
+  std::string video_encoder;  // Name of the encoder in use; empty when video is copied.
+  uint64_t video_samples_received = 0;
+  uint64_t video_samples_written = 0;
+  uint64_t video_samples_dropped = 0;  // Could not have been decoded from the file.
+  uint64_t pictures_undecodable = 0;   // Encode mode: the picture before them stayed.
+  uint64_t timestamps_raised = 0;      // Equal to the one before, or earlier.
+  uint64_t audio_frames_received = 0;
+  uint64_t audio_frames_written = 0;
+  uint64_t audio_frames_dropped = 0;
+  int64_t duration_us = 0;
+  uint64_t file_size = 0;  // Bytes.
+};
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_MP4_WRITER_STATUS_H_

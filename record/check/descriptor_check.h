@@ -1,0 +1,34 @@
+// Reads a descriptor, valid or not, and compares it with the index.
+// Threads: any.
+#ifndef RECORD_CHECK_DESCRIPTOR_CHECK_H_
+#define RECORD_CHECK_DESCRIPTOR_CHECK_H_
+
+#include <cstdint>
+#include <optional>
+
+#include "files/read_only_file.h"
+#include "record/check/record_summary.h"
+
+namespace kxrtc_host {
+
+// No recorder writes a larger descriptor for `sessions` sessions. A larger one is not parsed here,
+// although the library's reader accepts it: memory stays in proportion to the index.
+uint64_t MaxDescriptorSize(uint64_t sessions);
+
+// Stores `summary->descriptor` and the findings about the descriptor. What the library's reader
+// refuses is an error here. Compares the sessions with those already in the summary.
+void CheckDescriptor(const ReadOnlyFile& file, RecordSummary* summary);
+
+// The member that holds the channel count.
+struct AudioChannelMember {
+  uint64_t offset = 0;            // Of its value in the file.
+  std::optional<uint32_t> count;  // None when AAC cannot have this number of channels.
+};
+
+// Only that member, from any document that can be parsed; none if it is missing.
+std::optional<AudioChannelMember> ReadAudioChannelMember(const ReadOnlyFile& file,
+                                                         uint64_t sessions);
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_CHECK_DESCRIPTOR_CHECK_H_

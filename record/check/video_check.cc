@@ -1,0 +1,143 @@
+#include "record/check/video_check.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <iterator>
+
+#include "kxrtc/media/video/h264/nal_unit.h"
+#include "kxrtc/media/video/h264/sps_parser.h"
+#include "record/index/record_text.h"
+
+namespace kxrtc_host {
+namespace {
+
+constexpr uint32_t kMaxPicOrderCntType = 2;   // ITU-T H.264, 7.4.2.1.1.
+constexpr uint32_t kMinSpsBytes = 4;          // Header, profile, constraints, level.
+constexpr uint32_t kMaxParameterSet = 65536;  // Larger ones are not parsed.
+
+// ITU-T H.264, annexes A, F, G and H.
+bool IsKnownProfile(uint32_t profile_idc) {
+  constexpr uint32_t kProfiles[] = {44,  66,  77,  83,  86,  88,  100, 110,
+                                    118, 122, 128, 134, 135, 138, 139, 244};
+  return std::find(std::begin(kProfiles), std::end(kProfiles), profile_idc) != std::end(kProfiles);
+}
+
+}  // namespace
+
+void VideoCheck::OnNewChannel() {
+  expects_key_frame_ = true;
+  has_attributes_ = false;
+}
+
+void VideoCheck::OnAttributes(const IndexRecord& record) {
+  attributes_ = record.attributes;
+  has_attributes_ = true;
+  has_sps_ = has_pps_ = false;
+  const bool is_plausible =
+      attributes_.width > 0 && attributes_.height > 0 && attributes_.width <= kMaxPictureSide &&
+      attributes_.height <= kMaxPictureSide && attributes_.rotation_angle % 90 == 0;
+  if (is_plausible) return;
+  summary_->findings.Add(FindingCode::kVideoAttributes, record.header.record_timestamp_us,
+                         Text("attributes %ux%u rotation %d are not valid for a picture",
+                              attributes_.width, attributes_.height, attributes_.rotation_angle));
+}
+
+bool VideoCheck::ReadFrame(const IndexRecord& record) {
+  const uint32_t wanted = std::min(record.data.size, kMaxFrameBytesRead);
+  if (wanted < record.data.size) {
+    summary_->findings.Add(
+        FindingCode::kVideoFrameTooLarge, record.header.record_timestamp_us,
+        Text("the frame at %" PRIu64 " of .264 has %u bytes; only the first %u were "
+             "checked",
+             record.data.start_position, record.data.size, wanted));
+  }
+  frame_.resize(wanted);
+  if (file_->Read(record.data.start_position, frame_.data(), wanted) == wanted) return true;
+  summary_->findings.Add(FindingCode::kFileChanged, record.header.record_timestamp_us,
+                         "the file .264 became shorter while it was read");
+  return false;
+}
+
+bool VideoCheck::OnFrame(const IndexRecord& record) {
+  if (!ReadFrame(record)) return false;
+  const int64_t time_us = record.header.record_timestamp_us;
+  const bool is_key = kxrtc::H264::IsKeyFrame(frame_.data(), static_cast<uint32_t>(frame_.size()));
+  if (expects_key_frame_ && !is_key) {
+    summary_->findings.Add(FindingCode::kVideoNoKeyAfterSwitch, time_us,
+                           "the first frame of the channel is not a key frame");
+  }
+  if (expects_key_frame_ && !has_attributes_) {
+    summary_->findings.Add(FindingCode::kVideoNoAttributes, time_us,
+                           "the first frame of the channel has no attributes record before it");
+  }
+  expects_key_frame_ = false;
+  CheckNalUnits(time_us, record.data.start_position, is_key);
+  return is_key;
+}
+
+void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) {
+  const auto size = static_cast<uint32_t>(frame_.size());
+  if (size == 0) return;
+  const auto nal_units = kxrtc::H264::FindNaluIndices(frame_.data(), size);
+  if (nal_units.empty()) {
+    summary_->findings.Add(FindingCode::kVideoNoStartCode, time_us,
+                           Text("the frame at %" PRIu64 " of .264 contains no NAL unit", position));
+    return;
+  }
+  if (!kxrtc::H264::IsValidFrame(frame_.data(), size)) {
+    summary_->findings.Add(FindingCode::kVideoInvalidNal, time_us,
+                           Text("the frame at %" PRIu64
+                                " of .264 contains a NAL unit of a type that a frame cannot have",
+                                position));
+  }
+  for (const auto& nal_unit : nal_units) {
+    const uint8_t* bytes = frame_.data() + nal_unit.payload_start_offset;
+    if (nal_unit.payload_size == 0) continue;
+    const uint8_t type = kxrtc::H264::ParseNaluType(bytes[0]);
+    has_pps_ = has_pps_ || type == kxrtc::H264::kNaluTypePps;
+    if (type != kxrtc::H264::kNaluTypeSps) continue;
+    has_sps_ = true;
+    CheckParameterSet(bytes, nal_unit.payload_size, time_us);
+  }
+  const bool has_sets = has_sps_ && has_pps_;
+  if (is_key && has_sets) summary_->has_decodable_key_frame = true;
+  if (is_key && !has_sets) {
+    summary_->findings.Add(FindingCode::kVideoNoParameterSets, time_us,
+                           Text("the key frame at %" PRIu64
+                                " of .264 has no parameter sets, and there are none since the "
+                                "attributes record or the icon",
+                                position));
+  }
+}
+
+void VideoCheck::CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64_t time_us) {
+  const bool is_new = last_parameter_set_.size() != size ||
+                      !std::equal(last_parameter_set_.begin(), last_parameter_set_.end(), nal_unit);
+  if (is_new && size <= kMaxParameterSet) {
+    last_parameter_set_.assign(nal_unit, nal_unit + size);
+    kxrtc::SpsParser::SpsState state{};
+    last_format_valid_ = size >= kMinSpsBytes && IsKnownProfile(nal_unit[1]) &&
+                         kxrtc::SpsParser::ParseSps(nal_unit + 1, size - 1, state) &&
+                         state.pic_order_cnt_type <= kMaxPicOrderCntType;
+    if (last_format_valid_) last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
+  }
+  if (size > kMaxParameterSet || !last_format_valid_) {
+    summary_->findings.Add(
+        FindingCode::kVideoBadSps, time_us,
+        "a sequence parameter set cannot be parsed, or has a value that H.264 does not allow");
+    return;
+  }
+  auto& formats = summary_->video_formats;
+  if (formats.size() < kMaxVideoFormats || formats.count(last_format_) > 0) {
+    ++formats[last_format_];
+  }
+  if (has_attributes_ &&
+      (attributes_.width != last_format_.width || attributes_.height != last_format_.height)) {
+    summary_->findings.Add(
+        FindingCode::kVideoSizeMismatch, time_us,
+        Text("the attributes record says %ux%u, the parameter set %ux%u", attributes_.width,
+             attributes_.height, last_format_.width, last_format_.height));
+  }
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,36 @@
+#include "record/index/index_state.h"
+
+namespace kxrtc_host {
+
+bool LiesInside(const kxrtc::MediaDataRecord& record, uint64_t file_size) {
+  return record.start_position <= file_size && record.size <= file_size - record.start_position;
+}
+
+FramePlace IndexState::PlaceOf(const IndexRecord& record) const {
+  const ReadOnlyFile& file = record.header.type == kxrtc::kVideoData ? *video_ : *audio_;
+  if (LiesInside(record.data, file.size())) return FramePlace::kInFile;
+  // The replay seeks to a frame and then reads it.
+  const bool is_reached = record.data.size == 0 && file.CanSeekTo(record.data.start_position);
+  return is_reached ? FramePlace::kEmptyBehindEnd : FramePlace::kMissing;
+}
+
+bool IndexState::LacksChannel(const IndexRecord& record) const {
+  const bool needs_channel =
+      record.header.type == kxrtc::kNewVideoAttributes || record.header.type == kxrtc::kVideoData;
+  return needs_channel && media_type_ == 0;
+}
+
+RecordFault IndexState::FaultOf(const IndexRecord& record) const {
+  const bool starts = record.header.type == kxrtc::kStartRecording;
+  if (starts == in_session_) return starts ? RecordFault::kOpenSession : RecordFault::kNoSession;
+  if (LacksChannel(record)) return RecordFault::kNoChannel;
+  const bool is_missing = record.IsMedia() && PlaceOf(record) == FramePlace::kMissing;
+  return is_missing ? RecordFault::kMissingFrame : RecordFault::kNone;
+}
+
+void IndexState::Take(const IndexRecord& record) {
+  in_session_ = record.header.type != kxrtc::kStopRecording;
+  if (record.header.type == kxrtc::kNewChannel) media_type_ = record.channel.media_type;
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,62 @@
+// Follows the records of an index: the session and channel of a record, whether its frame is there,
+// and whether the record is allowed at this place. The replay stops at the first fault; checks
+// report it and go on; repair repairs it. Threads: an object belongs to one thread at a time.
+#ifndef RECORD_INDEX_INDEX_STATE_H_
+#define RECORD_INDEX_INDEX_STATE_H_
+
+#include <cstdint>
+
+#include "files/read_only_file.h"
+#include "record/index/index_walker.h"
+
+namespace kxrtc_host {
+
+// Where the bytes of a frame are.
+enum class FramePlace {
+  kInFile,          // All of them (possibly none) are in the data file.
+  kEmptyBehindEnd,  // A frame of 0 bytes after the end: a replay can seek there and reads nothing.
+  kMissing,         // The file does not have them.
+};
+
+enum class RecordFault {
+  kNone,
+  kNoSession,     // Not a start record, and no session is open.
+  kOpenSession,   // A start record, and a session is open.
+  kNoChannel,     // Attributes or a video frame, and the channel carries no video.
+  kMissingFrame,  // FramePlace::kMissing.
+};
+
+class IndexState {
+ public:
+  // Both are borrowed.
+  IndexState(const ReadOnlyFile* video, const ReadOnlyFile* audio) : video_(video), audio_(audio) {}
+
+  // The fault of `record` if it came next.
+  RecordFault FaultOf(const IndexRecord& record) const;
+
+  // Of a media record.
+  FramePlace PlaceOf(const IndexRecord& record) const;
+
+  // True for attributes and video frames while the channel carries no video.
+  bool LacksChannel(const IndexRecord& record) const;
+
+  // Goes past the record, even if it has a fault. A record outside of a session opens a session,
+  // unless it is a stop record.
+  void Take(const IndexRecord& record);
+
+  bool in_session() const { return in_session_; }
+  uint32_t media_type() const { return media_type_; }  // Of the current channel; 0: no video.
+
+ private:
+  const ReadOnlyFile* video_;
+  const ReadOnlyFile* audio_;
+  bool in_session_ = false;
+  uint32_t media_type_ = 0;
+};
+
+// True when all bytes of the frame are before `file_size`.
+bool LiesInside(const kxrtc::MediaDataRecord& record, uint64_t file_size);
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_INDEX_INDEX_STATE_H_

@@ -1,0 +1,22 @@
+// Texts for sizes and media types of a record.
+// Threads: any.
+#ifndef RECORD_INDEX_RECORD_TEXT_H_
+#define RECORD_INDEX_RECORD_TEXT_H_
+
+#include <cstdint>
+#include <string>
+
+namespace kxrtc_host {
+
+// printf into a string of any length.
+std::string Text(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// "12.3 MB" for people; exact below 1000 bytes.
+std::string BytesText(uint64_t bytes);
+
+// "camera" for 2, "desktop" for 3, "audio only" for 0, else "media type N".
+std::string MediaTypeText(uint32_t media_type);
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_INDEX_RECORD_TEXT_H_

@@ -1,0 +1,18 @@
+// Reads a whole record once and sums it up. The record is never changed. Memory stays bounded,
+// whatever is in the files.
+// Threads: any; blocks while it reads.
+#ifndef RECORD_PREDICT_RECORD_ANALYSIS_H_
+#define RECORD_PREDICT_RECORD_ANALYSIS_H_
+
+#include <string>
+
+#include "record/check/record_summary.h"
+
+namespace kxrtc_host {
+
+// `folder` with or without its trailing separator. Never fails: what cannot be read is a finding.
+RecordSummary AnalyseRecord(const std::string& folder);
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_PREDICT_RECORD_ANALYSIS_H_

@@ -1,0 +1,19 @@
+// The library's estimate of an MP4's size, from a record that is only read.
+// Threads: any.
+#ifndef RECORD_PREDICT_SIZE_ESTIMATE_H_
+#define RECORD_PREDICT_SIZE_ESTIMATE_H_
+
+#include <cstdint>
+#include <optional>
+
+#include "files/read_only_file.h"
+
+namespace kxrtc_host {
+
+// Bytes of the MP4 in encode mode, audio not counted; none when the library does not take the
+// descriptor, or the counts in it are beyond 64 bits.
+std::optional<uint64_t> EstimateMp4Bytes(const ReadOnlyFile& descriptor);
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_PREDICT_SIZE_ESTIMATE_H_

@@ -1,0 +1,209 @@
+#include "record/repair/record_repair.h"
+
+#include <unistd.h>
+
+#include <cinttypes>
+#include <climits>
+#include <cstdlib>
+
+#include "files/new_folder.h"
+#include "files/read_only_file.h"
+#include "record/check/adts.h"
+#include "record/check/descriptor_check.h"
+#include "record/index/record_files.h"
+#include "record/index/record_text.h"
+
+namespace kxrtc_host {
+namespace {
+
+std::string FileName(const char* extension) { return kxrtc::SpeakerRecordFilePath("", extension); }
+
+// True when `path` or its parent folder is inside `folder`.
+bool LiesIn(const std::string& folder, std::string path) {
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  const size_t slash = path.rfind('/');
+  const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  char resolved_folder[PATH_MAX];
+  char resolved_parent[PATH_MAX];
+  if (::realpath(folder.c_str(), resolved_folder) == nullptr) return false;
+  if (::realpath(parent.c_str(), resolved_parent) == nullptr) return false;
+  const std::string inside = RecordFolderPath(resolved_folder);
+  return RecordFolderPath(resolved_parent).compare(0, inside.size(), inside) == 0;
+}
+
+class Repair {
+ public:
+  Repair(const std::string& source, const std::string& target, const RepairOptions& options)
+      : source_(source), target_(target), options_(options) {}
+
+  RepairResult Run() {
+    result_.repaired = OpenSource() && CreateTarget() && WriteIndex() && WriteData() &&
+                       WriteDescriptor() && Check(folder_.Commit());
+    return std::move(result_);
+  }
+
+ private:
+  bool Fail(const std::string& error) {
+    result_.error = error;
+    return false;
+  }
+
+  bool Check(bool done) {
+    if (done) return true;
+    (folder_.is_source_error() ? result_.source_refused : result_.target_failed) = true;
+    return Fail(folder_.error());
+  }
+
+  bool OpenSource() {
+    files_.Open(source_);
+    result_.source_refused = true;
+    if (!files_.index.is_open()) return Fail(files_.index.path() + ": " + files_.index.error());
+    for (const ReadOnlyFile* file : {&files_.video, &files_.audio}) {
+      // A missing data file is like an empty one. With any other error the user has to act first.
+      if (file->state() == ReadOnlyFile::State::kUnreadable) {
+        return Fail(file->path() + ": " + file->error());
+      }
+    }
+    result_.source_refused = false;
+    return true;
+  }
+
+  bool CreateTarget() {
+    if (LiesIn(RecordFolderPath(source_), target_)) {
+      result_.target_refused = true;
+      return Fail(target_ + ": is inside the record; choose another folder");
+    }
+    folder_.set_sync(options_.sync);
+    folder_.set_is_wanted(options_.is_wanted);
+    if (folder_.Create(target_)) return true;
+    result_.target_refused = true;
+    return Fail(folder_.error());
+  }
+
+  bool WriteIndex() {
+    IndexRewriter rewriter(&files_.video, &files_.audio, &result_.changes);
+    IndexWalker walker(&files_.index, options_.is_wanted);
+    IndexRecord record;
+    std::string out;
+    if (!Check(folder_.BeginFile(FileName(kxrtc::kIndexFileExtension)))) return false;
+    for (;;) {
+      const IndexWalker::Step step = walker.Next(&record);
+      if (step == IndexWalker::Step::kEnd) break;
+      if (step == IndexWalker::Step::kStopped) return Fail(kStoppedText);
+      if (step == IndexWalker::Step::kChanged) {
+        result_.source_refused = true;
+        return Fail(files_.index.path() + ": became shorter while it was read");
+      }
+      if (step != IndexWalker::Step::kRecord) {
+        rewriter.OnGarbage(record.offset, walker.skipped_bytes());
+        continue;
+      }
+      out.clear();
+      const uint64_t audio_frames = rewriter.kept().audio_frames;
+      rewriter.OnRecord(record, &out);
+      const bool is_kept_audio = rewriter.kept().audio_frames > audio_frames;
+      if (is_kept_audio && first_audio_.size == 0) first_audio_ = record.data;
+      if (!Check(folder_.Append(out.data(), out.size()))) return false;
+    }
+    out.clear();
+    rewriter.Finish(files_.index.size(), &out);
+    result_.kept = rewriter.kept();
+    sessions_ = rewriter.sessions();
+    contains_desktop_ = rewriter.contains_desktop();
+    result_.sessions = sessions_.size();
+    if (sessions_.empty())
+      return Fail("the index contains no whole record; there is nothing to repair");
+    return Check(folder_.Append(out.data(), out.size()));
+  }
+
+  bool CopyData(const ReadOnlyFile& file, const char* extension, uint64_t end) {
+    if (end < file.size()) {
+      result_.changes.Add({RepairChange::Kind::kLost, end, std::nullopt,
+                           Text("%" PRIu64 " bytes at the end of %s that do not belong to a frame",
+                                file.size() - end, extension)});
+    }
+    return Check(folder_.BeginFile(FileName(extension)) && (end == 0 || folder_.Copy(file, end)));
+  }
+
+  bool WriteData() {
+    return CopyData(files_.video, kxrtc::kVideoFileExtension, result_.kept.video_end) &&
+           CopyData(files_.audio, kxrtc::kAudioFileExtension, result_.kept.audio_end);
+  }
+
+  bool FindChannels() {
+    const auto member = ReadAudioChannelMember(files_.descriptor, sessions_.size());
+    if (member && !member->count) {
+      result_.changes.Add(
+          {RepairChange::Kind::kLost, member->offset, std::nullopt,
+           Text("%s of %s: AAC cannot have this number of channels",
+                kxrtc::descriptor_key::kAudioChannelCount, kxrtc::kDescriptorFileExtension)});
+    }
+    if (options_.audio_channels) {
+      result_.audio_channels = *options_.audio_channels;
+      result_.channel_source = ChannelSource::kOption;
+      return true;
+    }
+    if (member && member->count) {
+      result_.audio_channels = *member->count;
+      result_.channel_source = ChannelSource::kDescriptor;
+      return true;
+    }
+    AdtsHeader header;
+    const uint8_t* bytes = first_audio_.size < kAdtsHeaderSize
+                               ? nullptr
+                               : files_.audio.View(first_audio_.start_position, kAdtsHeaderSize);
+    if (bytes != nullptr && ReadAdtsHeader(bytes, &header) && header.channel_configuration > 0) {
+      result_.audio_channels = ChannelCount(header.channel_configuration);
+      result_.channel_source = ChannelSource::kAudioFrames;
+      return true;
+    }
+    return Fail(
+        "neither the descriptor nor the first audio frame gives the number of audio channels; use "
+        "--channels");
+  }
+
+  bool WriteDescriptor() {
+    if (!FindChannels()) return false;
+    kxrtc::SpeakerRecordOverall overall;
+    overall.record_session_count = static_cast<uint32_t>(sessions_.size());
+    overall.contain_video = result_.kept.video_frames > 0 ? 1 : 0;
+    overall.contain_desktop = contains_desktop_ ? 1 : 0;
+    overall.audio_channel_count = result_.audio_channels;
+    const std::string text = kxrtc::RenderSpeakerRecordDesc(overall, sessions_);
+    return Check(folder_.BeginFile(FileName(kxrtc::kDescriptorFileExtension)) &&
+                 folder_.Append(text.data(), text.size()));
+  }
+
+  const std::string& source_;
+  const std::string& target_;
+  const RepairOptions& options_;
+  RepairResult result_;
+  RecordFiles files_;
+  NewFolder folder_;
+  std::vector<kxrtc::SpeakerRecordSession> sessions_;
+  bool contains_desktop_ = false;
+  kxrtc::MediaDataRecord first_audio_;  // The first one that is kept and not empty.
+};
+
+}  // namespace
+
+const char* ChannelSourceName(ChannelSource source) {
+  switch (source) {
+    case ChannelSource::kOption:
+      return "option";
+    case ChannelSource::kDescriptor:
+      return "descriptor";
+    case ChannelSource::kAudioFrames:
+      return "audio frames";
+    case ChannelSource::kNone:
+      break;
+  }
+  return "";
+}
+
+RepairResult RepairRecord(const std::string& source, const std::string& target,
+                          const RepairOptions& options) {
+  return Repair(source, target, options).Run();
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,48 @@
+// Repairs a damaged record: writes a valid record to a new folder. The source is only read.
+// Threads: any; blocks while it works.
+#ifndef RECORD_REPAIR_RECORD_REPAIR_H_
+#define RECORD_REPAIR_RECORD_REPAIR_H_
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "record/repair/index_rewriter.h"
+
+namespace kxrtc_host {
+
+struct RepairOptions {
+  // Overrides what the record says; see IsAacChannelCount().
+  std::optional<uint32_t> audio_channels;
+  bool sync = true;                 // Wait until the new record is on the disk.
+  std::function<bool()> is_wanted;  // Asked from time to time; false ends the work.
+};
+
+// Where the channel count of the new descriptor comes from.
+enum class ChannelSource { kNone, kOption, kDescriptor, kAudioFrames };
+
+// "", "option", "descriptor", "audio frames".
+const char* ChannelSourceName(ChannelSource source);
+
+struct RepairResult {
+  bool repaired = false;
+  bool source_refused = false;  // A file of the source cannot be read to its end.
+  bool target_refused = false;  // The target exists, is inside the source or cannot be created.
+  bool target_failed = false;   // Writing failed half-way.
+  std::string error;            // Why it was not repaired.
+  RepairChanges changes;        // Empty: index and data are copied unchanged.
+  KeptMedia kept;
+  uint64_t sessions = 0;
+  uint32_t audio_channels = 0;
+  ChannelSource channel_source = ChannelSource::kNone;
+};
+
+// Writes the repaired record to the new folder `target`, which appears only when it is complete and
+// on the disk. On failure there is no target, and `error` says why.
+RepairResult RepairRecord(const std::string& source, const std::string& target,
+                          const RepairOptions& options);
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_REPAIR_RECORD_REPAIR_H_

@@ -1,0 +1,36 @@
+// The JSON documents of the record tools (docs/tool_records.md): versioned, members sorted, the
+// same text for the same record each time. Times are integers in microseconds. Threads: any.
+#ifndef RECORD_SHOW_RECORD_DOCUMENTS_H_
+#define RECORD_SHOW_RECORD_DOCUMENTS_H_
+
+#include <string>
+
+#include "record/check/record_summary.h"
+#include "record/index/index_walker.h"
+#include "record/repair/record_repair.h"
+
+namespace Json {
+class Value;
+}
+
+namespace kxrtc_host {
+
+// Increases when a member changes its meaning or is removed.
+inline constexpr int kDocumentVersion = 1;
+
+Json::Value InfoDocument(const RecordSummary& summary);
+Json::Value VerifyDocument(const RecordSummary& summary);
+Json::Value RepairDocument(const RepairResult& result);
+
+// Everything that the report page shows. `video_url` may be empty.
+Json::Value ReportDocument(const RecordSummary& summary, const std::string& video_url);
+
+// One element of the dump document.
+Json::Value RecordElement(const IndexRecord& record);
+
+// On one line, ASCII only.
+std::string JsonText(const Json::Value& value);
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_SHOW_RECORD_DOCUMENTS_H_

@@ -1,0 +1,36 @@
+// Builds the report page of a record: one HTML document. It needs no other file, except an MP4 that
+// is too large to embed.
+// Threads: any; blocks while it works.
+#ifndef RECORD_SHOW_RECORD_REPORT_H_
+#define RECORD_SHOW_RECORD_REPORT_H_
+
+#include <cstdint>
+#include <string>
+
+#include "record/check/record_summary.h"
+
+namespace kxrtc_host {
+
+// The page's parts. The template has "{{style}}", "{{script}}" and "{{data}}" where the others
+// go.
+struct ReportAssets {
+  std::string page;
+  std::string style;
+  std::string script;
+};
+
+// An MP4 up to this size is embedded in the page.
+inline constexpr uint64_t kMaxEmbeddedVideo = 2 * 1024 * 1024;
+
+// The page's address of the MP4 at `video_path`: the file itself as a data URL when it is small,
+// else its path relative to the folder of the page at `page_path`. False with `*error` when the MP4
+// cannot be read.
+[[nodiscard]] bool VideoUrl(const std::string& video_path, const std::string& page_path,
+                            std::string* url, std::string* error);
+
+std::string RenderReport(const RecordSummary& summary, const ReportAssets& assets,
+                         const std::string& video_url);
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_SHOW_RECORD_REPORT_H_

@@ -1,0 +1,23 @@
+// Times as people and programs read and write them.
+// Threads: any.
+#ifndef RECORD_TIMING_TIME_TEXT_H_
+#define RECORD_TIMING_TIME_TEXT_H_
+
+#include <cstdint>
+#include <string>
+
+namespace kxrtc_host {
+
+// Seconds with microseconds, e.g. "-0.000001 s", exact for every value.
+std::string SecondsText(int64_t time_us);
+
+// Reads seconds with up to six decimals, e.g. "12.5" or "-3", exactly. False for anything else.
+[[nodiscard]] bool ParseSeconds(const std::string& text, int64_t* time_us);
+
+// `time_us` as hours, minutes and seconds with 0 to 6 decimals, cut, not rounded: "1:02:03.456"
+// with 3. Negative values count as 0.
+std::string ClockText(int64_t time_us, int decimals);
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_TIMING_TIME_TEXT_H_

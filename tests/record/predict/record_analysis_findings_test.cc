@@ -1,0 +1,436 @@
+// A record for each finding code.
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+#include <set>
+
+#include "kxrtc/recording/speaker_record_descriptor.h"
+#include "record/check/structure_check.h"
+#include "record/check/video_check.h"
+#include "record/predict/record_analysis.h"
+#include "tests/testing/record_samples.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_testing::AddHealthySession;
+using kx_testing::AdtsFrame;
+using kx_testing::kAdts44100;
+using kx_testing::kAdts48000;
+using kx_testing::kAudioRecord;
+using kx_testing::kCamera;
+using kx_testing::kDesktop;
+using kx_testing::KeyFrame640x360;
+using kx_testing::kVideoRecord;
+using kx_testing::RecordBuilder;
+using kx_testing::TempDir;
+
+FindingList Analyse(const TempDir& dir) { return AnalyseRecord(dir.path()).findings; }
+
+FindingList AnalyseBuilt(const TempDir& dir, const RecordBuilder& builder) {
+  builder.Write();
+  return Analyse(dir);
+}
+
+RecordBuilder Healthy(const TempDir& dir) {
+  RecordBuilder builder(dir);
+  AddHealthySession(builder, 0);
+  return builder;
+}
+
+// The head of a session with a camera and one key frame, to be gone on with.
+RecordBuilder OpenCamera(const TempDir& dir) {
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1000, kCamera).Attributes(2000, 640, 360).Key(3000);
+  return builder;
+}
+
+FindingList WithDescriptor(const TempDir& dir, const std::string& from, const std::string& to) {
+  RecordBuilder builder = Healthy(dir);
+  builder.Write();
+  std::string text = builder.Descriptor();
+  const size_t position = text.find(from);
+  EXPECT_NE(position, std::string::npos);
+  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), text.replace(position, from.size(), to));
+  return Analyse(dir);
+}
+
+FindingList AudioEvery(const TempDir& dir, int64_t interval_us, int count) {
+  RecordBuilder builder(dir);
+  builder.Start(0);
+  for (int i = 1; i <= count; ++i) builder.Audio(i * interval_us, AdtsFrame(kAdts48000, 2));
+  return AnalyseBuilt(dir, builder.Stop(count * interval_us + 1));
+}
+
+FindingList ShrunkVideo(const TempDir& dir) {
+  OpenCamera(dir).Write();
+  ReadOnlyFile file;
+  EXPECT_EQ(file.Open(dir.File("SpeakeRecord.264")), ReadOnlyFile::State::kOpen);
+  std::filesystem::resize_file(dir.File("SpeakeRecord.264"), 3);
+  RecordSummary summary;
+  VideoCheck check(&file, &summary);
+  IndexRecord record;
+  record.header.type = kVideoRecord;
+  record.data.size = 8;
+  EXPECT_FALSE(check.OnFrame(record));
+  return summary.findings;
+}
+
+FindingList HugeFrame(const TempDir& dir) {
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360);
+  builder.DataRecord(kVideoRecord, 3, 0, kMaxFrameBytesRead + 1).Stop(4).Write();
+  std::filesystem::resize_file(dir.File("SpeakeRecord.264"), kMaxFrameBytesRead + 1);
+  return Analyse(dir);
+}
+
+FindingList ManySessions(const TempDir& dir) {
+  RecordBuilder builder(dir);
+  const std::string session =
+      kx_testing::BigEndian32(kx_testing::kStartRecord) + std::string(8, '\0') +
+      kx_testing::BigEndian32(kx_testing::kStopRecord) + std::string(8, '\0');
+  std::string index;
+  for (size_t i = 0; i <= kMaxSessions; ++i) index += session;
+  builder.RawIndex(index).Write();
+  return AnalyseRecord(dir.path()).findings;
+}
+
+// Frames of 9 seconds' sound behind one picture, then a key frame.
+FindingList StaticShare(const TempDir& dir) {
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1000, kDesktop).Attributes(2000, 640, 360).Key(3000);
+  int64_t time_us = 3000;
+  for (int i = 0; i < 420; ++i) builder.Audio(time_us += 21333, AdtsFrame(kAdts48000, 2));
+  return AnalyseBuilt(dir, builder.Key(time_us + 1).Stop(time_us + 2));
+}
+
+// The super-user may write any file: another user looks at the record.
+FindingList ReadOnlyRecord(const TempDir& dir) {
+  constexpr uid_t kNobody = 65534;
+  Healthy(dir).Write();
+  std::filesystem::permissions(dir.path(), std::filesystem::perms{0755});
+  for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+    std::filesystem::permissions(entry.path(), std::filesystem::perms{0444});
+  }
+  const uid_t user = ::getuid();
+  if (user == 0) {
+    EXPECT_EQ(::setreuid(kNobody, -1), 0);
+  }
+  FindingList findings = Analyse(dir);
+  EXPECT_EQ(::setreuid(user, -1), 0);
+  return findings;
+}
+
+struct CodeCase {
+  const char* name;
+  FindingCode code;
+  std::function<FindingList(const TempDir&)> make;
+};
+
+std::vector<CodeCase> AudioAndClockCases() {
+  return {
+      {"Cadence", FindingCode::kAudioCadence,
+       [](const TempDir& dir) { return AudioEvery(dir, 23220, 120); }},
+      {"AdtsLength", FindingCode::kAudioFrameLength,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir)
+                                      .Audio(21333, AdtsFrame(kAdts48000, 2))
+                                      .Audio(42666, AdtsFrame(kAdts48000, 2) + "x")
+                                      .Stop(50000));
+       }},
+      {"LostAdtsHeader", FindingCode::kAudioLeftOut,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir)
+                                      .Audio(21333, AdtsFrame(kAdts48000, 2))
+                                      .Audio(42666, "raw audio")
+                                      .Stop(50000));
+       }},
+      {"OtherSampleRate", FindingCode::kAudioLeftOut,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir)
+                                      .Audio(21333, AdtsFrame(kAdts48000, 2))
+                                      .Audio(42666, AdtsFrame(kAdts44100, 2))
+                                      .Stop(50000));
+       }},
+      {"RawAudio", FindingCode::kAudioNotAdts,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Audio(21333, "raw audio").Stop(30000));
+       }},
+      {"SampleRate", FindingCode::kAudioSampleRate,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir,
+                             OpenCamera(dir).Audio(21333, AdtsFrame(kAdts44100, 2)).Stop(30000));
+       }},
+      {"BackwardStep", FindingCode::kClockBackwardStep,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Audio(900000).Audio(799999).Stop(1000000));
+       }},
+      {"ForwardStep", FindingCode::kClockForwardStep,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Audio(21333).Audio(1021334).Stop(1040000));
+       }},
+      {"SlightlySwapped", FindingCode::kClockOutOfOrder,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Audio(200000).Audio(100000).Stop(300000));
+       }},
+  };
+}
+
+std::vector<CodeCase> DataCases() {
+  return {
+      {"EmptyFrame", FindingCode::kDataEmptyFrame,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Audio(21333, "").Stop(30000));
+       }},
+      {"Hole", FindingCode::kDataHole,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).RawVideo("lost").Delta(40000).Stop(50000));
+       }},
+      {"Overlap", FindingCode::kDataOverlap,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir,
+                             OpenCamera(dir).DataRecord(kVideoRecord, 40000, 0, 8).Stop(50000));
+       }},
+      {"PastEnd", FindingCode::kDataPastEnd,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir,
+                             OpenCamera(dir).DataRecord(kVideoRecord, 40000, 8, 1).Stop(50000));
+       }},
+      {"PositionOverflows", FindingCode::kDataPastEnd,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(
+             dir,
+             OpenCamera(dir).DataRecord(kAudioRecord, 40000, ~uint64_t{0}, 0xFFFFFFFF).Stop(50000));
+       }},
+      {"EmptyFrameFarPastEnd", FindingCode::kDataPastEnd,
+       [](const TempDir& dir) {  // Beyond what some file systems can seek to.
+         return AnalyseBuilt(
+             dir,
+             OpenCamera(dir).DataRecord(kAudioRecord, 40000, uint64_t{1} << 62, 0).Stop(50000));
+       }},
+      {"EmptyFrameAtNoPosition", FindingCode::kDataPastEnd,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(
+             dir, OpenCamera(dir).DataRecord(kAudioRecord, 40000, ~uint64_t{0}, 0).Stop(50000));
+       }},
+      {"StaleTailOfData", FindingCode::kDataStaleTail,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Stop(50000).RawAudio("partial"));
+       }},
+      {"FileShrinks", FindingCode::kFileChanged, ShrunkVideo},
+      {"NoAudioFile", FindingCode::kFileMissing,
+       [](const TempDir& dir) {
+         Healthy(dir).Write();
+         std::filesystem::remove(dir.File("SpeakeRecord.aac"));
+         return Analyse(dir);
+       }},
+      {"FolderAsFile", FindingCode::kFileUnreadable,
+       [](const TempDir& dir) {
+         Healthy(dir).Write();
+         std::filesystem::remove(dir.File("SpeakeRecord.264"));
+         std::filesystem::create_directory(dir.File("SpeakeRecord.264"));
+         return Analyse(dir);
+       }},
+  };
+}
+
+std::vector<CodeCase> DescriptorCases() {
+  return {
+      {"ChannelCountOfDescriptor", FindingCode::kDescriptorAudioChannels,
+       [](const TempDir& dir) { return WithDescriptor(dir, "count\":2}", "count\":1}"); }},
+      {"VideoFlag", FindingCode::kDescriptorFlags,
+       [](const TempDir& dir) {
+         return WithDescriptor(dir, "contain_video\":1", "contain_video\":0");
+       }},
+      {"FractionalTime", FindingCode::kDescriptorMember,
+       [](const TempDir& dir) {
+         return WithDescriptor(dir, "start_timestamp_us\":0", "start_timestamp_us\":0.5");
+       }},
+      {"MissingOverall", FindingCode::kDescriptorMember,
+       [](const TempDir& dir) { return WithDescriptor(dir, "record_overall", "record_total"); }},
+      {"ListedSessions", FindingCode::kDescriptorSessionCount,
+       [](const TempDir& dir) {
+         return WithDescriptor(dir, "session_count\":1", "session_count\":2");
+       }},
+      {"FrameCount", FindingCode::kDescriptorSessionMismatch,
+       [](const TempDir& dir) {
+         return WithDescriptor(dir, "audio_frame_count\":3", "audio_frame_count\":4");
+       }},
+      {"EndTime", FindingCode::kDescriptorSessionMismatch,
+       [](const TempDir& dir) { return WithDescriptor(dir, "us\":70000", "us\":69998"); }},
+      {"HugeDescriptor", FindingCode::kDescriptorTooLarge,
+       [](const TempDir& dir) {
+         Healthy(dir).Write();
+         std::filesystem::resize_file(dir.File("SpeakeRecord.desc"), uintmax_t{1} << 40);
+         return Analyse(dir);
+       }},
+      {"CutDescriptor", FindingCode::kDescriptorUnparsable,
+       [](const TempDir& dir) {
+         Healthy(dir).Write();
+         std::filesystem::resize_file(dir.File("SpeakeRecord.desc"), 40);
+         return Analyse(dir);
+       }},
+      {"DeepDescriptor", FindingCode::kDescriptorUnparsable,
+       [](const TempDir& dir) {
+         Healthy(dir).Write();
+         kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), std::string(60000, '['));
+         return Analyse(dir);
+       }},
+  };
+}
+
+std::vector<CodeCase> IndexCases() {
+  return {
+      {"EmptyIndex", FindingCode::kIndexEmpty,
+       [](const TempDir& dir) { return AnalyseBuilt(dir, RecordBuilder(dir)); }},
+      {"Garbage", FindingCode::kIndexGarbage,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).RawIndex(std::string(50, '\0')).Stop(50000));
+       }},
+      {"ReservedType", FindingCode::kIndexGarbage,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir)
+                                      .RawIndex(kx_testing::BigEndian32(0xEEDDCC05))
+                                      .RawIndex(std::string(8, '\0'))
+                                      .Stop(50000));
+       }},
+      {"StartInSession", FindingCode::kIndexNestedStart,
+       [](const TempDir& dir) {
+         RecordBuilder builder = OpenCamera(dir);
+         return AnalyseBuilt(dir, AddHealthySession(builder, 10000));
+       }},
+      {"NoStart", FindingCode::kIndexNoStart,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, RecordBuilder(dir).Audio(21333).Stop(30000));
+       }},
+      {"NoStop", FindingCode::kIndexNoStop,
+       [](const TempDir& dir) { return AnalyseBuilt(dir, OpenCamera(dir)); }},
+      {"StaleTailOfIndex", FindingCode::kIndexStaleTail,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, Healthy(dir).RawIndex(std::string(11, 'x')));
+       }},
+      {"TooManySessions", FindingCode::kIndexTooManySessions, ManySessions},
+      {"CutRecord", FindingCode::kIndexTruncatedTail,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).RawIndex(std::string("\xEE\xDD\xCC\x02", 4)));
+       }},
+      {"VideoWithoutChannel", FindingCode::kIndexVideoWithoutChannel,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, RecordBuilder(dir).Start(0).Key(1000).Stop(2000));
+       }},
+  };
+}
+
+std::vector<CodeCase> ReplayCases() {
+  return {
+      {"DeltaAfterSwitch", FindingCode::kReplayDroppedFrames,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Channel(30000, kCamera).Delta(40000).Stop(50000));
+       }},
+      {"TornRecord", FindingCode::kReplayFailed,
+       [](const TempDir& dir) { return AnalyseBuilt(dir, OpenCamera(dir)); }},
+      {"AudioOnly", FindingCode::kReplayFillerAudioOnly,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, RecordBuilder(dir).Start(0).Audio(21333).Stop(30000));
+       }},
+      {"StaticShare", FindingCode::kReplayFillerGap, StaticShare},
+      {"WaitingForKeyFrame", FindingCode::kReplayFillerWaiting,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(
+             dir, RecordBuilder(dir).Start(0).Channel(1, kCamera).Audio(21333).Stop(30000));
+       }},
+      {"NoFrame", FindingCode::kReplayNothing,
+       [](const TempDir& dir) { return AnalyseBuilt(dir, RecordBuilder(dir).Start(0).Stop(1)); }},
+      {"NothingToDecode", FindingCode::kReplayNothing,
+       [](const TempDir& dir) { return AnalyseBuilt(dir, OpenCamera(dir).Stop(50000)); }},
+      {"LateSound", FindingCode::kReplayOffset,
+       [](const TempDir& dir) {
+         // Without sound for 0.9 s the picture at its end runs ahead, and the next one waits.
+         return AnalyseBuilt(
+             dir,
+             OpenCamera(dir).Audio(10000).Delta(900000).Audio(900001).Delta(900002).Stop(900003));
+       }},
+      {"ReadOnly", FindingCode::kReplayReadOnly, ReadOnlyRecord},
+      {"WrongSampleRate", FindingCode::kReplayRefused,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir,
+                             OpenCamera(dir).Audio(21333, AdtsFrame(kAdts44100, 2)).Stop(30000));
+       }},
+  };
+}
+
+std::vector<CodeCase> VideoCases() {
+  return {
+      {"OddRotation", FindingCode::kVideoAttributes,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Attributes(4000, 640, 360, 45).Stop(50000));
+       }},
+      {"CutParameterSet", FindingCode::kVideoBadSps,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(
+             dir, OpenCamera(dir).Video(40000, std::string("\0\0\0\1\x67\x42", 6)).Stop(50000));
+       }},
+      {"HugeFrame", FindingCode::kVideoFrameTooLarge, HugeFrame},
+      {"NalTypeZero", FindingCode::kVideoInvalidNal,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(
+             dir, OpenCamera(dir).Video(40000, std::string("\0\0\0\1\0abc", 8)).Stop(50000));
+       }},
+      {"NoAttributes", FindingCode::kVideoNoAttributes,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir,
+                             RecordBuilder(dir).Start(0).Channel(1, kCamera).Key(2).Stop(50000));
+       }},
+      {"DeltaFirst", FindingCode::kVideoNoKeyAfterSwitch,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Channel(30000, kCamera).Delta(40000).Stop(50000));
+       }},
+      {"BareKeyFrame", FindingCode::kVideoNoParameterSets,
+       [](const TempDir& dir) { return AnalyseBuilt(dir, OpenCamera(dir).Stop(50000)); }},
+      {"NoStartCode", FindingCode::kVideoNoStartCode,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir).Video(40000, "no start code").Stop(50000));
+       }},
+      {"OtherSize", FindingCode::kVideoSizeMismatch,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, OpenCamera(dir)
+                                      .Attributes(30000, 1280, 720)
+                                      .Video(40000, KeyFrame640x360())
+                                      .Stop(50000));
+       }},
+  };
+}
+
+std::vector<CodeCase> AllCases() {
+  std::vector<CodeCase> all;
+  for (const auto& cases : {AudioAndClockCases(), DataCases(), DescriptorCases(), IndexCases(),
+                            ReplayCases(), VideoCases()}) {
+    all.insert(all.end(), cases.begin(), cases.end());
+  }
+  return all;
+}
+
+class FindingCodeTest : public testing::TestWithParam<CodeCase> {};
+
+TEST_P(FindingCodeTest, IsReportedForARecordWithThatFault) {
+  const TempDir dir;
+  const FindingList findings = GetParam().make(dir);
+  EXPECT_GT(findings.count(GetParam().code), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Codes, FindingCodeTest, testing::ValuesIn(AllCases()),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(RecordAnalysisFindingsTest, CoverEveryCode) {
+  std::set<FindingCode> tested;
+  for (const CodeCase& test : AllCases()) tested.insert(test.code);
+  for (size_t i = 0; i < kFindingCodeCount; ++i) {
+    EXPECT_EQ(tested.count(static_cast<FindingCode>(i)), 1u)
+        << FindingCodeName(static_cast<FindingCode>(i));
+  }
+}
+
+}  // namespace
+}  // namespace kxrtc_host

@@ -1,0 +1,97 @@
+#include "record/show/record_documents.h"
+
+#include <gmock/gmock.h>
+#include <json/value.h>
+
+#include <set>
+
+#include "record/predict/record_analysis.h"
+#include "tests/testing/record_samples.h"
+
+namespace kxrtc_host {
+namespace {
+
+using kx_testing::kCamera;
+using kx_testing::kDesktop;
+using kx_testing::RecordBuilder;
+using kx_testing::TempDir;
+using testing::HasSubstr;
+
+// The table of values in the page about the documents, one row.
+std::string DocumentedValues(const std::string& member) {
+  const std::string document = kx_testing::ReadFile(KX_TOOL_RECORDS_DOCUMENT);
+  const size_t row = document.find("\n| `" + member + "` | ");
+  EXPECT_NE(row, std::string::npos) << member;
+  return document.substr(row + 1, document.find('\n', row + 1) - row - 1);
+}
+
+TEST(RecordDocumentsTest, EverySeverityIsDocumented) {
+  for (const Severity severity : {Severity::kInfo, Severity::kWarning, Severity::kError}) {
+    EXPECT_THAT(DocumentedValues("severity"),
+                HasSubstr(std::string("`") + SeverityName(severity) + "`"));
+  }
+}
+
+TEST(RecordDocumentsTest, EveryReasonIsDocumented) {
+  for (const FillerReason reason :
+       {FillerReason::kAudioOnly, FillerReason::kWaitingForKeyFrame, FillerReason::kGap}) {
+    EXPECT_THAT(DocumentedValues("reason"),
+                HasSubstr(std::string("`") + FillerReasonName(reason) + "`"));
+  }
+}
+
+TEST(RecordDocumentsTest, EverySourceOfTheChannelCountIsDocumented) {
+  for (const ChannelSource source :
+       {ChannelSource::kOption, ChannelSource::kDescriptor, ChannelSource::kAudioFrames}) {
+    EXPECT_THAT(DocumentedValues("audio_channels_from"),
+                HasSubstr(std::string("`") + ChannelSourceName(source) + "`"));
+  }
+}
+
+TEST(RecordDocumentsTest, EveryKindOfChangeIsDocumented) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder(dir).Start(0).Audio(1).RawIndex("torn").Write();
+  const Json::Value document = RepairDocument(RepairRecord(dir.path(), target.File("new"), {}));
+  std::set<std::string> kinds;
+  for (const Json::Value& change : document["changes"]) {
+    kinds.insert(change["kind"].asString());
+    EXPECT_THAT(DocumentedValues("kind"), HasSubstr("`" + change["kind"].asString() + "`"));
+  }
+  EXPECT_THAT(kinds, testing::ElementsAre("added", "lost"));
+}
+
+TEST(RecordDocumentsTest, TheMediaTypesHaveTheirDocumentedMeaning) {
+  const TempDir dir;
+  RecordBuilder(dir)
+      .Start(0)
+      .Channel(1, 0)
+      .Channel(2, kCamera)
+      .Channel(3, kDesktop)
+      .Stop(4)
+      .Write();
+  const Json::Value document = InfoDocument(AnalyseRecord(dir.path()));
+  std::vector<uint32_t> types;
+  for (const Json::Value& change : document["switches"]) {
+    types.push_back(change["media_type"].asUInt());
+  }
+  EXPECT_THAT(types, testing::ElementsAre(0u, 2u, 3u));
+  EXPECT_THAT(DocumentedValues("media_type"),
+              HasSubstr("0: no video; 2: camera; 3: desktop share"));
+}
+
+TEST(RecordDocumentsTest, BeyondTheFirst256MediaTypesAreOne) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0);
+  for (uint32_t type = 0; type < 300; ++type) builder.Channel(type, type);
+  builder.Stop(300).Write();
+  const Json::Value channels = InfoDocument(AnalyseRecord(dir.path()))["channels"];
+  EXPECT_EQ(channels.size(), 257u);
+  EXPECT_EQ(channels[256]["media_type"].asUInt(), 4294967295u);
+  EXPECT_EQ(channels[256]["switches"].asUInt(), 300u - 256);
+  EXPECT_THAT(DocumentedValues("media_type"), HasSubstr("4294967295"));
+}
+
+}  // namespace
+}  // namespace kxrtc_host

@@ -1,0 +1,80 @@
+#include "tools/kxrtc/path_options.h"
+
+#include <CLI/CLI.hpp>
+
+#include "files/link_target.h"
+#include "host/conference/scenario_reader.h"
+#include "kxrtc/recording/speaker_record_format.h"
+#include "record/index/record_files.h"
+
+namespace kxrtc_tool {
+namespace {
+
+// True when the scenario in the file `path` plays `log`. An invalid scenario plays nothing; its
+// command reports it.
+bool IsPlayed(const std::string& path, const std::string& log) {
+  kxrtc_host::Scenario scenario;
+  std::string ignored;
+  if (!kxrtc_host::LoadScenario(path, &scenario, &ignored)) return false;
+  for (const kxrtc_host::ScenarioParticipant& participant : scenario.participants) {
+    for (const auto* medium : {&participant.camera, &participant.share, &participant.microphone}) {
+      if (*medium && kxrtc_host::LeadToSameFile((*medium)->source, log)) return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+std::string ConflictWithRecord(const std::string& folder, const std::string& path) {
+  for (const char* extension : {kxrtc::kDescriptorFileExtension, kxrtc::kIndexFileExtension,
+                                kxrtc::kVideoFileExtension, kxrtc::kAudioFileExtension}) {
+    const std::string file =
+        kxrtc::SpeakerRecordFilePath(kxrtc_host::RecordFolderPath(folder), extension);
+    if (kxrtc_host::LeadToSameFile(file, path)) return " is a file of the record";
+  }
+  return "";
+}
+
+CLI::Option* PathOptions::AddRecord(CLI::App* command, const char* name, std::string* path,
+                                    const char* description) {
+  return Add(Kind::kRecord, command, name, path, description);
+}
+
+CLI::Option* PathOptions::AddFile(CLI::App* command, const char* name, std::string* path,
+                                  const char* description) {
+  return Add(Kind::kFile, command, name, path, description);
+}
+
+CLI::Option* PathOptions::AddScenario(CLI::App* command, const char* name, std::string* path,
+                                      const char* description) {
+  return Add(Kind::kScenario, command, name, path, description);
+}
+
+CLI::Option* PathOptions::Add(Kind kind, CLI::App* command, const char* name, std::string* path,
+                              const char* description) {
+  CLI::Option* option = command->add_option(name, *path, description)->required(name[0] != '-');
+  options_.push_back({kind, option, path});
+  return option;
+}
+
+std::string PathOptions::ConflictOfLog(const std::string& log) const {
+  for (const PathOption& given : options_) {
+    if (given.option->empty()) continue;
+    if (given.kind == Kind::kRecord) {
+      if (std::string conflict = ConflictWithRecord(*given.path, log); !conflict.empty()) {
+        return conflict;
+      }
+      continue;
+    }
+    if (kxrtc_host::LeadToSameFile(*given.path, log)) {
+      return " is also given as " + given.option->get_name();
+    }
+    if (given.kind == Kind::kScenario && IsPlayed(*given.path, log)) {
+      return " is played by " + *given.path;
+    }
+  }
+  return "";
+}
+
+}  // namespace kxrtc_tool
