@@ -304,7 +304,20 @@ Json::Value RecordElement(const IndexRecord& record) {
 std::string JsonText(const Json::Value& value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
-  return Json::writeString(builder, value);
+  // Microseconds of a time in seconds, without the digits that only the binary form has.
+  builder["precision"] = 6;
+  builder["precisionType"] = "decimal";
+  const std::string text = Json::writeString(builder, value);
+  // The writer leaves this control character as it is.
+  std::string escaped;
+  for (const char c : text) {
+    if (c == '\x7F') {
+      escaped += "\\u007f";
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
 }
 
 }  // namespace kxrtc_host

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string>
 
+#include "tools/kxrtc/terminal_text.h"
+
 namespace kxrtc_tool {
 
 enum ExitStatus : int {
@@ -29,7 +31,7 @@ enum ExitStatus : int {
 
 // Prints why the result is `status`, and returns it.
 inline ExitStatus Fail(ExitStatus status, const std::string& why) {
-  std::fprintf(stderr, "kxrtc: %s\n", why.c_str());
+  std::fprintf(stderr, "kxrtc: %s\n", TerminalText(why).c_str());
   return status;
 }
 

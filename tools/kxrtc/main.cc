@@ -60,6 +60,13 @@ void AddLogOptions(CLI::App& app, const kxrtc_tool::PathOptions& paths,
   }
 }
 
+// Prints why the command line is not accepted.
+kxrtc_tool::ExitStatus RefuseUsage(const std::string& why) {
+  const kxrtc_tool::ExitStatus status = Fail(kxrtc_tool::kExitUsage, why);
+  std::fputs("Run with --help for more information.\n", stderr);
+  return status;
+}
+
 int Run(int argc, char** argv) {
   int exit_status = kxrtc_tool::kExitOk;
   kxrtc_tool::LogFile log_file;
@@ -83,13 +90,14 @@ int Run(int argc, char** argv) {
   if (first[0] != '-' &&
       app.get_subcommands([&](CLI::App* command) { return command->get_name() == first; })
           .empty()) {
-    return Fail(kxrtc_tool::kExitUsage,
-                "there is no subcommand " + first + "\nRun with --help for more information.");
+    return RefuseUsage("there is no subcommand " + first);
   }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kxrtc_tool::kExitOk : kxrtc_tool::kExitUsage;
+    const bool is_failure = error.get_exit_code() != 0;  // Not the request for a help text.
+    if (is_failure) return RefuseUsage(error.what());
+    (void)app.exit(error);  // Prints that text.
   }
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     return Fail(kxrtc_tool::kExitOutputFailed, "cannot write to standard output");

@@ -8,6 +8,7 @@
 
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/terminal_text.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -23,14 +24,6 @@ constexpr int64_t kPlainProgressUs = 5000000;
 constexpr int64_t kTerminalProgressUs = 200000;
 constexpr int64_t kJsonProgressUs = 1000000;
 constexpr char kClearLine[] = "\r\033[K";
-
-// A name from a file must not control the terminal.
-std::string Printable(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < ' ' || c == 0x7F) c = '?';
-  }
-  return text;
-}
 
 const char* MediaName(const RecorderSelection& selection) {
   if (selection.user_id == 0) return "none";
@@ -106,7 +99,7 @@ class TextRecordPrinter : public RecordPrinter {
                              std::to_string(progress.queued_tasks) + " queued";
     if (!terminal_) return PrintLine(progress.time_us, text);
     std::printf("%s%s  %s", kClearLine, ClockText(progress.time_us, 1).c_str(),
-                Printable(text).c_str());
+                TerminalText(text).c_str());
     line_open_ = true;
     std::fflush(stdout);
   }
@@ -121,7 +114,7 @@ class TextRecordPrinter : public RecordPrinter {
   void PrintLine(int64_t time_us, const std::string& text) {
     if (line_open_) std::printf("%s", kClearLine);
     line_open_ = false;
-    std::printf("%s  %s\n", ClockText(time_us, 1).c_str(), Printable(text).c_str());
+    std::printf("%s  %s\n", ClockText(time_us, 1).c_str(), TerminalText(text).c_str());
     std::fflush(stdout);
   }
 

@@ -6,6 +6,7 @@
 
 #include "record/index/record_text.h"
 #include "record/timing/time_text.h"
+#include "tools/kxrtc/terminal_text.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -100,7 +101,7 @@ void PrintFormats(const kxrtc_host::RecordSummary& summary) {
 }  // namespace
 
 void PrintInfo(const kxrtc_host::RecordSummary& summary) {
-  std::printf("record     %s\n", summary.folder.c_str());
+  std::printf("record     %s\n", TerminalText(summary.folder).c_str());
   std::printf("duration   %s in %" PRIu64 " sessions\n", SecondsText(summary.duration_us).c_str(),
               summary.session_count);
   std::printf("frames     %" PRIu64 " video (%" PRIu64 " key), %" PRIu64 " audio\n",
@@ -125,10 +126,11 @@ void PrintInfo(const kxrtc_host::RecordSummary& summary) {
 
 void PrintFindings(const kxrtc_host::FindingList& findings) {
   for (const kxrtc_host::Finding& finding : findings.Sorted()) {
-    std::printf(
-        "%-7s  %-28s  %18s  %s\n", SeverityName(kxrtc_host::FindingCodeSeverity(finding.code)),
-        FindingCodeName(finding.code),
-        finding.time_us ? SecondsText(*finding.time_us).c_str() : "-", finding.text.c_str());
+    std::printf("%-7s  %-28s  %18s  %s\n",
+                SeverityName(kxrtc_host::FindingCodeSeverity(finding.code)),
+                FindingCodeName(finding.code),
+                finding.time_us ? SecondsText(*finding.time_us).c_str() : "-",
+                TerminalText(finding.text).c_str());
   }
   for (size_t i = 0; i < kxrtc_host::kFindingCodeCount; ++i) {
     const auto code = static_cast<kxrtc_host::FindingCode>(i);
@@ -150,7 +152,7 @@ void PrintReplay(const kxrtc_host::RecordSummary& summary) {
         replay.can_start && replay.is_cut_short && replay.refusal.empty() && !is_nothing;
     headline = has_part ? "incomplete: " : "not possible: ";
   }
-  std::printf("\nMP4: %s%s\n", headline, obstacle.c_str());
+  std::printf("\nMP4: %s%s\n", headline, TerminalText(obstacle).c_str());
   std::printf("  duration %s, %" PRIu64 " pictures, %" PRIu64 " audio frames\n",
               SecondsText(replay.duration_us).c_str(), replay.video_samples, replay.audio_samples);
   std::printf("  icon shown for %s, %" PRIu64 " delta frames dropped, pictures at most %s late\n",
@@ -167,7 +169,7 @@ void PrintRepair(const kxrtc_host::RepairResult& result) {
     std::printf("%-6s  %12" PRIu64 "  %18s  %s\n",
                 change.kind == kxrtc_host::RepairChange::Kind::kLost ? "lost" : "added",
                 change.offset, change.time_us ? SecondsText(*change.time_us).c_str() : "-",
-                change.text.c_str());
+                TerminalText(change.text).c_str());
   }
   if (changes > result.changes.kept.size()) {
     std::printf("... and %" PRIu64 " more\n", changes - result.changes.kept.size());

@@ -21,6 +21,7 @@
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/progress_report.h"
 #include "tools/kxrtc/stop_signals.h"
+#include "tools/kxrtc/terminal_text.h"
 #include "tools/kxrtc/tool_log.h"
 
 namespace kxrtc_tool {
@@ -200,7 +201,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       line["message"] = text;
       PrintJsonLine(line);
     } else {
-      std::fprintf(stderr, "kxrtc: warning: %s\n", text.c_str());
+      std::fprintf(stderr, "kxrtc: warning: %s\n", TerminalText(text).c_str());
     }
   }
 
@@ -220,7 +221,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       line["exit_status"] = status;
       PrintJsonLine(line);
     } else if (!options_.quiet) {
-      std::printf("%s: %s, %.1f MB, video %s, in %.1f s\n", options_.output.c_str(),
+      std::printf("%s: %s, %.1f MB, video %s, in %.1f s\n", TerminalText(options_.output).c_str(),
                   kxrtc_host::ClockText(writer.duration_us, 3).c_str(),
                   static_cast<double>(writer.file_size) / 1e6,
                   encoder.empty() ? "copied" : ("encoded by " + encoder).c_str(), seconds);

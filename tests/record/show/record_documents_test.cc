@@ -25,6 +25,20 @@ std::string DocumentedValues(const std::string& member) {
   return document.substr(row + 1, document.find('\n', row + 1) - row - 1);
 }
 
+TEST(RecordDocumentsTest, NumbersHaveNoDigitsBeyondMicroseconds) {
+  Json::Value value(Json::arrayValue);
+  for (const double number : {0.300072, 0.1 + 0.2, 1.0, 604800.000001, -0.000001}) {
+    value.append(number);
+  }
+  value.append(Json::UInt64{18446744073709551615U});
+  EXPECT_EQ(JsonText(value), "[0.300072,0.3,1.0,604800.000001,-0.000001,18446744073709551615]");
+}
+
+TEST(RecordDocumentsTest, TextsHaveNoControlCharacters) {
+  EXPECT_EQ(JsonText(Json::Value("a\n\x1B\x7F\xC2\x9B\xE2\x80\xAE~")),
+            R"("a\n\u001b\u007f\u009b\u202e~")");
+}
+
 TEST(RecordDocumentsTest, EverySeverityIsDocumented) {
   for (const Severity severity : {Severity::kInfo, Severity::kWarning, Severity::kError}) {
     EXPECT_THAT(DocumentedValues("severity"),
