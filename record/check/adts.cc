@@ -42,6 +42,18 @@ bool ParseAdtsHeader(const uint8_t* data, uint32_t size, AdtsHeader* header) {
   return true;
 }
 
+std::optional<uint32_t> HeaderSizeOfAlike(const AudioFraming& framing, const uint8_t* data,
+                                          uint32_t size) {
+  AdtsHeader header;
+  const bool is_adts = ParseAdtsHeader(data, size, &header);
+  if (is_adts != framing.is_adts) return std::nullopt;
+  if (!is_adts) return 0;
+  const bool is_alike = header.raw_data_blocks == 1 && header.sample_rate == kAudioSampleRate &&
+                        ChannelCount(header.channel_configuration) == framing.channels &&
+                        header.header_size < size;
+  return is_alike ? std::optional(header.header_size) : std::nullopt;
+}
+
 void AppendAdtsHeader(uint32_t object_type, uint32_t sample_rate, uint32_t channel_count,
                       size_t payload_size, std::vector<uint8_t>* out) {
   const std::vector<uint8_t> config = AudioSpecificConfig(object_type, sample_rate, channel_count);

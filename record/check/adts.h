@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,8 @@ inline constexpr uint32_t kAacLowComplexity = 2;  // The usual audio object type
 // audio.
 inline constexpr uint32_t kFramesToRecognise = 5;
 
-inline constexpr uint32_t kAdtsHeaderSize = 7;  // Bytes, without a checksum.
+inline constexpr uint32_t kAdtsHeaderSize = 7;      // Bytes, without a checksum.
+inline constexpr uint32_t kMaxAacFrameSize = 8191;  // Bytes, as much as an ADTS header can tell.
 
 struct AdtsHeader {
   uint32_t frame_size = 0;             // Bytes, header included.
@@ -33,6 +35,17 @@ struct AdtsHeader {
 // Reads the header of one frame. False unless `data` begins with the sync word, layer 0 and a valid
 // frequency and gives exactly `size` as its length. A raw AAC frame never looks like that.
 [[nodiscard]] bool ParseAdtsHeader(const uint8_t* data, uint32_t size, AdtsHeader* header);
+
+// What the frames of one record have in common.
+struct AudioFraming {
+  bool is_adts = false;
+  uint32_t channels = 0;  // By the ADTS header; 0 if it does not tell.
+};
+
+// The bytes in front of the raw frame, or none if the frame is not like the others: an MP4 file
+// does not contain it.
+std::optional<uint32_t> HeaderSizeOfAlike(const AudioFraming& framing, const uint8_t* data,
+                                          uint32_t size);
 
 // Appends the header of a frame with one raw data block of `payload_size` bytes: MPEG-4, without a
 // checksum, of a variable bit rate. The others must be values that AudioSpecificConfig() can

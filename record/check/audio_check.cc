@@ -95,14 +95,16 @@ void AudioCheck::Judge(const IndexRecord& record) {
   }
 }
 
+uint32_t RecordedChannels(const RecordSummary& summary) {
+  const uint32_t channels = summary.audio.channels;
+  return channels != 0 ? channels : summary.descriptor.audio_channel_count.value_or(1);
+}
+
 std::string AudioRefusal(const RecordSummary& summary) {
   const AudioFormat& audio = summary.audio;
   if (!audio.is_known) return "";
-  // An unknown channel count is not an obstacle.
-  const uint32_t channels =
-      audio.channels != 0 ? audio.channels : summary.descriptor.audio_channel_count.value_or(1);
   return AudioObstacle(audio.object_type, audio.is_adts ? audio.sample_rate : kAudioSampleRate,
-                       channels);
+                       RecordedChannels(summary));
 }
 
 }  // namespace kxrtc_host

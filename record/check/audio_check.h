@@ -40,6 +40,9 @@ class AudioCheck {
   std::vector<IndexRecord> undecided_;  // The frames so far, until one decides the framing of all.
 };
 
+// The channel count of the audio, by its headers or the descriptor; 1 if both do not tell.
+uint32_t RecordedChannels(const RecordSummary& summary);
+
 // Why the audio of the record cannot be stored in an MP4, judged by the frame headers and the
 // descriptor; empty when it can.
 std::string AudioRefusal(const RecordSummary& summary);

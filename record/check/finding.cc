@@ -20,6 +20,7 @@ constexpr CodeRow kCodes[] = {
     {FindingCode::kAudioLeftOut, "audio.left-out", Severity::kWarning},
     {FindingCode::kAudioNotAdts, "audio.not-adts", Severity::kInfo},
     {FindingCode::kAudioSampleRate, "audio.sample-rate", Severity::kWarning},
+    {FindingCode::kAudioUndecodable, "audio.undecodable", Severity::kWarning},
     {FindingCode::kClockBackwardStep, "clock.backward-step", Severity::kWarning},
     {FindingCode::kClockForwardStep, "clock.forward-step", Severity::kWarning},
     {FindingCode::kClockOutOfOrder, "clock.out-of-order", Severity::kInfo},

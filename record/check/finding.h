@@ -24,6 +24,7 @@ enum class FindingCode {
   kAudioLeftOut,
   kAudioNotAdts,
   kAudioSampleRate,
+  kAudioUndecodable,
   kClockBackwardStep,
   kClockForwardStep,
   kClockOutOfOrder,

@@ -150,6 +150,7 @@ struct RecordSummary {
   std::map<VideoFormat, uint64_t> video_formats;  // Key frames that carried it.
   bool has_decodable_key_frame = false;           // A key frame with its parameter sets.
   AudioFormat audio;
+  bool sound_examined = false;   // Each frame was tried with a decoder.
   double audio_interval_us = 0;  // Mean distance of two audio frames, 0 when unknown.
   SessionSummary totals;         // Sums of all sessions; no times.
   uint64_t largest_frame = 0;    // Bytes, of one that the replay comes to.

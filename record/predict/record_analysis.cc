@@ -8,6 +8,7 @@
 #include "record/check/clock_check.h"
 #include "record/check/data_check.h"
 #include "record/check/descriptor_check.h"
+#include "record/check/sound_check.h"
 #include "record/check/structure_check.h"
 #include "record/check/video_check.h"
 #include "record/index/frame_limit.h"
@@ -190,7 +191,7 @@ void JudgeOutput(const RecordFiles& files, RecordSummary* summary) {
 
 }  // namespace
 
-RecordSummary AnalyseRecord(const std::string& folder) {
+RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& options) {
   RecordSummary summary;
   summary.folder = RecordFolderPath(folder);
   RecordFiles files;
@@ -210,6 +211,7 @@ RecordSummary AnalyseRecord(const std::string& folder) {
   if (summary.descriptor.parsed) {
     summary.estimate_bytes = EstimateMp4Bytes(files.descriptor).value_or(0);
   }
+  if (options.sound_examiner != nullptr) CheckSound(&files, options.sound_examiner, &summary);
   JudgeOutput(files, &summary);
   if (!summary.replay.completes) {
     summary.findings.Add(FindingCode::kReplayFailed, summary.replay.failure_time_us,

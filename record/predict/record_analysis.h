@@ -7,11 +7,17 @@
 #include <string>
 
 #include "record/check/record_summary.h"
+#include "record/check/sound_examiner.h"
 
 namespace kxrtc_host {
 
+// What this house cannot do itself. Each is borrowed for the call; null: it is not done.
+struct AnalysisOptions {
+  SoundExaminer* sound_examiner = nullptr;
+};
+
 // `folder` with or without its trailing separator. Never fails: what cannot be read is a finding.
-RecordSummary AnalyseRecord(const std::string& folder);
+RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& options = {});
 
 }  // namespace kxrtc_host
 

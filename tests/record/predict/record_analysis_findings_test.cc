@@ -64,6 +64,20 @@ FindingList AudioEvery(const TempDir& dir, int64_t interval_us, int count) {
   return AnalyseBuilt(dir, builder.Stop(count * interval_us + 1));
 }
 
+class RefusingExaminer : public SoundExaminer {
+ public:
+  bool Begin(uint32_t /*object_type*/, uint32_t /*channel_count*/) override { return true; }
+  bool Decodes(const uint8_t* /*data*/, uint32_t /*size*/) override { return false; }
+};
+
+FindingList UndecodableSound(const TempDir& dir) {
+  Healthy(dir).Write();
+  RefusingExaminer examiner;
+  AnalysisOptions options;
+  options.sound_examiner = &examiner;
+  return AnalyseRecord(dir.path(), options).findings;
+}
+
 FindingList ShrunkVideo(const TempDir& dir) {
   OpenCamera(dir).Write();
   ReadOnlyFile file;
@@ -163,6 +177,7 @@ std::vector<CodeCase> AudioAndClockCases() {
          return AnalyseBuilt(dir,
                              OpenCamera(dir).Audio(21333, AdtsFrame(kAdts44100, 2)).Stop(30000));
        }},
+      {"UndecodableSound", FindingCode::kAudioUndecodable, UndecodableSound},
       {"BackwardStep", FindingCode::kClockBackwardStep,
        [](const TempDir& dir) {
          return AnalyseBuilt(dir, OpenCamera(dir).Audio(900000).Audio(799999).Stop(1000000));
