@@ -10,11 +10,11 @@
 #include <optional>
 #include <string>
 
-#include "host/h264/access_unit_tracker.h"
-#include "host/h264/nal_stream_splitter.h"
 #include "kxrtc/media/video/h264/pps_parser.h"
 #include "kxrtc/media/video/h264/sps_parser.h"
 #include "kxrtc/media/video/h264/sps_vui_rewriter.h"
+#include "record/stream/access_unit_tracker.h"
+#include "record/stream/nal_stream_splitter.h"
 
 namespace kxrtc_host {
 

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "files/output_file.h"
-#include "host/h264/nal_stream_splitter.h"
 #include "kxrtc/media/video/h264/sps_vui_rewriter.h"
+#include "record/stream/nal_stream_splitter.h"
 
 namespace kxrtc_host {
 

@@ -1,4 +1,4 @@
-#include "host/h264/nal_stream_splitter.h"
+#include "record/stream/nal_stream_splitter.h"
 
 #include <algorithm>
 

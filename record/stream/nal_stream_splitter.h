@@ -1,8 +1,8 @@
 // Finds the NAL units of a byte stream that arrives in blocks. Memory does not depend on the length
 // of the stream or of a NAL unit.
 // Threads: an object belongs to one thread at a time.
-#ifndef HOST_H264_NAL_STREAM_SPLITTER_H_
-#define HOST_H264_NAL_STREAM_SPLITTER_H_
+#ifndef RECORD_STREAM_NAL_STREAM_SPLITTER_H_
+#define RECORD_STREAM_NAL_STREAM_SPLITTER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -60,4 +60,4 @@ class NalStreamSplitter {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_H264_NAL_STREAM_SPLITTER_H_
+#endif  // RECORD_STREAM_NAL_STREAM_SPLITTER_H_

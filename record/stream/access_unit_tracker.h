@@ -1,8 +1,8 @@
 // Decides where the access units of an H.264 byte stream begin (ITU-T H.264, clauses 7.4.1.2.3 and
 // 7.4.1.2.4).
 // Threads: an object belongs to one thread at a time.
-#ifndef HOST_H264_ACCESS_UNIT_TRACKER_H_
-#define HOST_H264_ACCESS_UNIT_TRACKER_H_
+#ifndef RECORD_STREAM_ACCESS_UNIT_TRACKER_H_
+#define RECORD_STREAM_ACCESS_UNIT_TRACKER_H_
 
 #include <array>
 #include <cstdint>
@@ -55,4 +55,4 @@ class AccessUnitTracker {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_H264_ACCESS_UNIT_TRACKER_H_
+#endif  // RECORD_STREAM_ACCESS_UNIT_TRACKER_H_

@@ -1,4 +1,4 @@
-#include "host/h264/access_unit_tracker.h"
+#include "record/stream/access_unit_tracker.h"
 
 #include <algorithm>
 #include <vector>
