@@ -137,7 +137,8 @@ DumpResult DumpRecord(const std::string& folder, const DumpOptions& options, std
   IndexWalker walker(&index);
   IndexRecord record;
   IndexWalker::Step step = IndexWalker::Step::kEnd;
-  while ((step = walker.Next(&record)) != IndexWalker::Step::kEnd) {
+  // A listing that nobody can read ends early.
+  while (std::ferror(out) == 0 && (step = walker.Next(&record)) != IndexWalker::Step::kEnd) {
     if (step == IndexWalker::Step::kRecord) {
       listing.Add(record);
       continue;

@@ -23,6 +23,13 @@ ShellResult RunShell(const std::string& command) {
   return result;
 }
 
+ShellResult RunShellWithoutReader(const std::string& command) {
+  TempDir dir;
+  const std::string pipe = Quoted(dir.File("pipe"));
+  return RunShell("mkfifo " + pipe + " && exec 3<>" + pipe + " 4>" + pipe + " 3<&- && " + command +
+                  " >&4");
+}
+
 std::string Quoted(const std::string& text) {
   std::string quoted = "'";
   for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);

@@ -15,6 +15,9 @@ struct ShellResult {
 // Runs `command` by the shell and waits for it.
 ShellResult RunShell(const std::string& command);
 
+// The same with a pipe without a reader as standard output.
+ShellResult RunShellWithoutReader(const std::string& command);
+
 // `text` as one word of a shell command.
 std::string Quoted(const std::string& text);
 

@@ -25,9 +25,12 @@ enum ExitStatus : int {
   kExitSourceRefused = 11,     // A participant's video is not H.264.
   kExitWarningsFound = 12,     // kxrtc verify: warnings, no errors.
   kExitErrorsFound = 13,       // kxrtc verify: errors.
-  kExitInterrupted = 130,      // Ctrl-C; there is no output.
-  kExitTerminated = 143,       // SIGTERM; there is no output.
 };
+
+// The status of a program that a signal stopped, as shells count it. There is no output.
+constexpr ExitStatus StoppedBy(int signal_number) {
+  return static_cast<ExitStatus>(128 + signal_number);
+}
 
 // Prints why the result is `status`, and returns it.
 inline ExitStatus Fail(ExitStatus status, const std::string& why) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "files/new_folder.h"
 #include "host/h264/h264_inspector.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
 #include "tools/kxrtc/commands.h"
@@ -205,6 +206,9 @@ ExitStatus Inspect(const H264Options& options) {
   const InspectionResult result = inspector.Inspect(options.inspection);
   std::fflush(stdout);
   const ExitStatus status = StatusOf(result, signals);
+  if (result == InspectionResult::kStopped && !options.inspection.copy.empty()) {
+    return Fail(status, kxrtc_host::kStoppedText);
+  }
   return inspector.error_text().empty() ? status : Fail(status, inspector.error_text());
 }
 

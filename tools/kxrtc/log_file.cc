@@ -11,11 +11,10 @@
 #include <system_error>
 
 #include "rtc_transcoder/api/rtc_transcoder.h"
+#include "tools/kxrtc/stop_signals.h"
 
 namespace kxrtc_tool {
 namespace {
-
-constexpr int kSignals[] = {SIGINT, SIGTERM};
 
 // Where the handler writes the signal. A handler can use only globals.
 std::atomic<int> g_signal_pipe{-1};
@@ -29,7 +28,8 @@ void TellSignal(int signal_number) {
 }
 
 void SetHandlers(void (*handler)(int)) {
-  for (int signal_number : kSignals) {
+  for (int signal_number = 1; signal_number < NSIG; ++signal_number) {
+    if (sigismember(&StopSet(), signal_number) != 1) continue;
     struct sigaction action = {};
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
@@ -48,11 +48,8 @@ bool LogFile::Open(const std::string& path, kx_utility::LoggingSeverity min_seve
   std::error_code unknown;
   if (std::filesystem::is_fifo(path, unknown)) return false;
   // The threads that start here leave the signals to the main thread.
-  sigset_t signals;
   sigset_t before;
-  sigemptyset(&signals);
-  for (int signal_number : kSignals) sigaddset(&signals, signal_number);
-  pthread_sigmask(SIG_BLOCK, &signals, &before);
+  pthread_sigmask(SIG_BLOCK, &StopSet(), &before);
   open_ = sink_.Initialize(path.c_str(), min_severity);
   if (open_ && pipe2(pipe_, O_CLOEXEC) == 0) {
     watcher_ = std::thread([this] { WaitForSignal(); });

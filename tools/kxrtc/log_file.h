@@ -9,8 +9,9 @@
 
 namespace kxrtc_tool {
 
-// While it is open, the file is complete even after Ctrl-C and SIGTERM: they write the queue before
-// their normal effect. This does not affect a subcommand that waits for them itself (StopSignals).
+// While it is open, the file is complete even after a signal that ends the program (StopSet()): it
+// writes the queue before its normal effect. This does not affect a subcommand that waits for the
+// signals itself (StopSignals).
 // Threads: the main thread, one object at a time.
 class LogFile {
  public:

@@ -1,7 +1,6 @@
 // kxrtc, the command-line tool: makes, inspects and transcodes speaker records (docs/tool.md).
 #include <CLI/CLI.hpp>
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <map>
 #include <memory>
@@ -11,6 +10,7 @@
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/log_file.h"
 #include "tools/kxrtc/path_options.h"
+#include "tools/kxrtc/standard_output.h"
 
 namespace {
 
@@ -99,10 +99,7 @@ int Run(int argc, char** argv) {
     if (is_failure) return RefuseUsage(error.what());
     (void)app.exit(error);  // Prints that text.
   }
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    return Fail(kxrtc_tool::kExitOutputFailed, "cannot write to standard output");
-  }
-  return exit_status;
+  return kxrtc_tool::EndStandardOutput(static_cast<kxrtc_tool::ExitStatus>(exit_status));
 }
 
 }  // namespace
@@ -110,6 +107,7 @@ int Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   // Beyond a file size limit, writes fail as on a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
+  kxrtc_tool::LetWritesWithoutReaderFail();
   try {
     return Run(argc, argv);
   } catch (const std::exception& error) {

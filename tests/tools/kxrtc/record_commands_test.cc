@@ -303,6 +303,8 @@ struct StopCase {
   const char* name;
   int signal_number;
   const char* command;
+  const char* input = "";  // A file of the record.
+  const char* option = nullptr;
 };
 
 void PrintTo(const StopCase& stop_case, std::ostream* out) { *out << stop_case.name; }
@@ -333,21 +335,64 @@ TEST_P(StoppedCommandTest, LeavesNothing) {
   const TempDir target;
   kx_testing::TwoSessions(dir).Write();
   const std::string made = target.File("made");
-  const char* const arguments[] = {KXRTC_PROGRAM, GetParam().command, dir.path().c_str(),
-                                   made.c_str(), nullptr};
-  const int status = RunSignalled(GetParam().signal_number, arguments, dir.File("errors"));
+  const std::string input = dir.path() + GetParam().input;
+  std::vector<const char*> arguments = {KXRTC_PROGRAM, GetParam().command, input.c_str()};
+  if (GetParam().option != nullptr) arguments.push_back(GetParam().option);
+  arguments.insert(arguments.end(), {made.c_str(), nullptr});
+  const int status = RunSignalled(GetParam().signal_number, arguments.data(), dir.File("errors"));
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 128 + GetParam().signal_number);
   EXPECT_EQ(kx_testing::ReadFile(dir.File("errors")), "kxrtc: stopped; nothing is written\n");
   EXPECT_TRUE(std::filesystem::is_empty(target.path()));
 }
 
+constexpr char kStream[] = "SpeakeRecord.264";
+constexpr char kCopy[] = "--rewrite-vui";
+
 INSTANTIATE_TEST_SUITE_P(Cases, StoppedCommandTest,
-                         testing::Values(StopCase{"RepairInt", SIGINT, "repair"},
+                         testing::Values(StopCase{"RepairHangUp", SIGHUP, "repair"},
+                                         StopCase{"RepairInt", SIGINT, "repair"},
+                                         StopCase{"RepairQuit", SIGQUIT, "repair"},
                                          StopCase{"RepairTerm", SIGTERM, "repair"},
+                                         StopCase{"ReportHangUp", SIGHUP, "report"},
                                          StopCase{"ReportInt", SIGINT, "report"},
-                                         StopCase{"ReportTerm", SIGTERM, "report"}),
+                                         StopCase{"ReportQuit", SIGQUIT, "report"},
+                                         StopCase{"ReportTerm", SIGTERM, "report"},
+                                         StopCase{"ReportAlarm", SIGALRM, "report"},
+                                         StopCase{"CopyHangUp", SIGHUP, "h264", kStream, kCopy},
+                                         StopCase{"CopyInt", SIGINT, "h264", kStream, kCopy},
+                                         StopCase{"CopyQuit", SIGQUIT, "h264", kStream, kCopy},
+                                         StopCase{"CopyTerm", SIGTERM, "h264", kStream, kCopy}),
                          [](const auto& param) { return std::string(param.param.name); });
+
+TEST(RecordCommandsTest, NohupLetsRepairGoOn) {
+  const TempDir dir;
+  const TempDir target;
+  kx_testing::TwoSessions(dir).Write();
+  const std::string made = target.File("made");
+  const char* const arguments[] = {KXRTC_PROGRAM, "repair", dir.path().c_str(), made.c_str(),
+                                   nullptr};
+  std::signal(SIGHUP, SIG_IGN);
+  const int status = RunSignalled(SIGHUP, arguments, dir.File("errors"));
+  std::signal(SIGHUP, SIG_DFL);
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(std::filesystem::exists(made));
+}
+
+class ClosedPipeTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(ClosedPipeTest, EndsTheListingWithTheStatusOfItsSignal) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).Write();
+  const ShellResult run = kx_testing::RunShellWithoutReader(Quoted(KXRTC_PROGRAM) + " " +
+                                                            GetParam() + " " + Quoted(dir.path()));
+  EXPECT_EQ(run.exit_status, 128 + SIGPIPE);
+  EXPECT_EQ(run.errors, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, ClosedPipeTest,
+                         testing::Values("dump", "info", "verify", "estimate"),
+                         [](const auto& param) { return std::string(param.param); });
 
 TEST(RecordCommandsTest, VerifyPredictsTheLengthOfTheMp4) {
   const TempDir dir;

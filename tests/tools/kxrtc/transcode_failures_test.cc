@@ -304,7 +304,17 @@ TEST_P(StoppedTest, LeavesNothing) {
   EXPECT_THAT(ReadFile(log), HasSubstr("[StopTranscoding]"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, StoppedTest, ::testing::Values(SIGINT, SIGTERM),
-                         [](const auto& param) { return param.param == SIGINT ? "Int" : "Term"; });
+INSTANTIATE_TEST_SUITE_P(Signals, StoppedTest, ::testing::Values(SIGHUP, SIGINT, SIGQUIT, SIGTERM),
+                         [](const auto& param) { return "Signal" + std::to_string(param.param); });
+
+// It goes on until it prints: the file is complete by then.
+TEST_F(TranscodeFailuresTest, AClosedPipeEndsItWithTheStatusOfItsSignal) {
+  Second().Stop(2000000).Write();
+  const ShellResult run =
+      kx_testing::RunShellWithoutReader(Quoted(KXRTC_PROGRAM) + " transcode --video copy " +
+                                        Quoted(record_.path()) + " " + Quoted(mp4_));
+  EXPECT_EQ(run.exit_status, 128 + SIGPIPE);
+  EXPECT_THAT(Left(), ElementsAre("out.mp4"));
+}
 
 }  // namespace
