@@ -3,6 +3,9 @@
 // pictures and the sound are made up; a host passes on what its encoders produce.
 //
 //   record_conference RECORD_DIR [SECONDS]
+#include <fcntl.h>
+#include <sys/file.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -151,6 +154,13 @@ int main(int argc, char** argv) {
   if (argc < 2 || argc > 3 || seconds <= 0) {
     std::fprintf(stderr, "usage: %s RECORD_DIR [SECONDS]\n", argv[0]);
     return 2;
+  }
+  // The recorder does not look for another one in the folder: the two would overwrite each other's
+  // files. The lock is free again when the program ends.
+  const int lock = open(argv[1], O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) != 0) {
+    std::fprintf(stderr, "%s: another program records into this folder\n", argv[1]);
+    return 1;
   }
   // Whatever the recorder borrows stands in front of it and so outlives it.
   Mixer mixer;

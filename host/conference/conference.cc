@@ -1,6 +1,7 @@
 #include "host/conference/conference.h"
 
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,13 +10,13 @@
 #include <thread>
 
 #include "host/ffmpeg/ffmpeg_log.h"
-#include "kx_utility/file.h"
 #include "kxrtc/recording/speaker_record_format.h"
 
 namespace kxrtc_host {
 namespace {
 
 constexpr int64_t kRhythmUs = 100000;  // Of voice activity and progress.
+constexpr int64_t kLookUs = 1000000;   // Between looks at the files.
 constexpr int64_t kStartTimeoutUs = 5000000;
 constexpr uint64_t kScarceBytes = 1 << 20;
 
@@ -69,6 +70,8 @@ ConferenceOutcome Conference::Run(std::string* error) {
   if (outcome == ConferenceOutcome::kComplete) outcome = StartRecorder(error);
   if (outcome == ConferenceOutcome::kComplete) outcome = Play(error);
   Finish();
+  outcome = Judge(outcome, error);
+  folder_lock_.Unlock();
   return outcome;
 }
 
@@ -93,17 +96,39 @@ ConferenceOutcome Conference::OpenSources(std::string* error) {
   return ConferenceOutcome::kComplete;
 }
 
-// Checks the folder before anything is opened. Changes nothing.
-ConferenceOutcome Conference::CheckFolder(std::string* error) const {
+// Checks the folder before anything is opened. Changes nothing in it.
+ConferenceOutcome Conference::CheckFolder(std::string* error) {
   std::error_code code;
   // Without the trailing separator: with it, a file would look missing.
   const auto folder =
       std::filesystem::status(std::filesystem::path(options_.folder).parent_path(), code);
-  if (std::filesystem::exists(folder) && !std::filesystem::is_directory(folder)) {
+  if (!std::filesystem::exists(folder)) return ConferenceOutcome::kComplete;
+  if (!std::filesystem::is_directory(folder)) {
     *error = options_.folder + ": is not a folder";
     return ConferenceOutcome::kFolderFailed;
   }
+  const ConferenceOutcome locked = LockFolder(error);
+  return locked == ConferenceOutcome::kComplete ? CheckForRecord(error) : locked;
+}
+
+ConferenceOutcome Conference::LockFolder(std::string* error) {
+  switch (folder_lock_.Lock(options_.folder)) {
+    case FolderLock::Result::kLocked:
+      return ConferenceOutcome::kComplete;
+    case FolderLock::Result::kTaken:
+      *error = options_.folder + ": " + folder_lock_.error() +
+               " records into this folder; wait for its end or use another folder";
+      break;
+    case FolderLock::Result::kFailed:
+      *error = options_.folder + ": cannot be locked: " + folder_lock_.error();
+      break;
+  }
+  return ConferenceOutcome::kFolderFailed;
+}
+
+ConferenceOutcome Conference::CheckForRecord(std::string* error) const {
   for (const char* extension : kExtensions) {
+    std::error_code code;
     const std::string path = kxrtc::SpeakerRecordFilePath(options_.folder, extension);
     const auto file = std::filesystem::symlink_status(path, code);
     if (!options_.replace_record && std::filesystem::exists(file)) {
@@ -114,16 +139,28 @@ ConferenceOutcome Conference::CheckFolder(std::string* error) const {
   return ConferenceOutcome::kComplete;
 }
 
-// Creates the folder and removes a record that is replaced.
-bool Conference::PrepareFolder() const {
+// Creates the folder and removes a record that is replaced. The folder may have appeared while the
+// sources were being opened, with the record of another process.
+ConferenceOutcome Conference::PrepareFolder(std::string* error) {
   std::error_code code;
-  std::filesystem::create_directories(options_.folder, code);
-  if (!std::filesystem::is_directory(options_.folder, code)) return false;
-  for (const char* extension : kExtensions) {
-    (void)kx_utility::RemoveFile(  // Usually there is none.
-        kxrtc::SpeakerRecordFilePath(options_.folder, extension));
+  if (!folder_lock_.is_locked()) {
+    std::filesystem::create_directories(options_.folder, code);
+    if (!std::filesystem::is_directory(options_.folder)) {
+      *error = options_.folder + ": the folder cannot be created: " + code.message();
+      return ConferenceOutcome::kFolderFailed;
+    }
+    const ConferenceOutcome locked = LockFolder(error);
+    if (locked != ConferenceOutcome::kComplete) return locked;
   }
-  return true;
+  const ConferenceOutcome checked = CheckForRecord(error);
+  if (checked != ConferenceOutcome::kComplete) return checked;
+  for (const char* extension : kExtensions) {
+    const std::string path = kxrtc::SpeakerRecordFilePath(options_.folder, extension);
+    if (::unlink(path.c_str()) == 0 || errno == ENOENT) continue;
+    *error = path + ": cannot be removed: " + std::strerror(errno);
+    return ConferenceOutcome::kFolderFailed;
+  }
+  return ConferenceOutcome::kComplete;
 }
 
 ConferenceOutcome Conference::StartRecorder(std::string* error) {
@@ -134,10 +171,12 @@ ConferenceOutcome Conference::StartRecorder(std::string* error) {
     if (IsDiskFull(options_.folder)) *error += ", no space left on the device";
     return ConferenceOutcome::kStartFailed;
   };
-  if (!PrepareFolder()) return failed("the folder cannot be created");
+  const ConferenceOutcome prepared = PrepareFolder(error);
+  if (prepared != ConferenceOutcome::kComplete) return prepared;
   if (!recorder_.Initialize(options_.folder, &audio_factory_, nullptr)) {
     return failed("the record cannot be created");
   }
+  if (!files_.Open(options_.folder, error)) return ConferenceOutcome::kStartFailed;
   AnnounceLocalMicrophone();
   if (!recorder_.StartRecording()) return failed("the recording cannot be started");
   started_ = watch_.WaitForSession(kStartTimeoutUs);
@@ -179,6 +218,19 @@ void Conference::Finish() {
   if (!started_) return;
   progress_.counts = watch_.counts();
   progress_.queued_tasks = 0;
+}
+
+// A record is complete when the files say so, not when the recorder has ended.
+ConferenceOutcome Conference::Judge(ConferenceOutcome outcome, std::string* error) const {
+  if (!started_) return outcome;
+  if (outcome == ConferenceOutcome::kComplete && progress_.counts.failed_writes > 0) {
+    outcome = ConferenceOutcome::kWriteFailed;
+    DescribeWriteFailure(error);
+  }
+  const std::string damage = files_.FindDamage(progress_.counts);
+  if (damage.empty()) return outcome;
+  *error = error->empty() ? damage : *error + "; " + damage;
+  return ConferenceOutcome::kRecordDamaged;
 }
 
 void Conference::Carry(const DueEvent& event) {
@@ -248,10 +300,21 @@ void Conference::Report() {
   for (const std::string& text : watch_.TakeFailures()) {
     observer_->OnNotice(time_us, "recorder: " + text);
   }
+  WarnOfMissingFiles(time_us);
   progress_.time_us = time_us;
   progress_.counts = watch_.counts();
   progress_.queued_tasks = recorder_.QueuedTasks();
   observer_->OnProgress(progress_);
+}
+
+// The recording goes on: a folder that was only moved still gets it.
+void Conference::WarnOfMissingFiles(int64_t time_us) {
+  if (missing_noticed_ || time_us < next_look_us_) return;
+  next_look_us_ = time_us + kLookUs;
+  const std::string missing = files_.FindMissing();
+  if (missing.empty()) return;
+  missing_noticed_ = true;
+  observer_->OnNotice(time_us, missing);
 }
 
 bool Conference::IsOver(int64_t time_us) const {
@@ -264,9 +327,13 @@ bool Conference::IsOver(int64_t time_us) const {
 // A recorder that cannot write stops its mixer by itself.
 bool Conference::RecordingFailed(std::string* error) {
   if (audio_factory_.mixer()->IsRunning()) return false;
+  DescribeWriteFailure(error);
+  return true;
+}
+
+void Conference::DescribeWriteFailure(std::string* error) const {
   *error = options_.folder + ": cannot write the rest of the record";
   if (IsDiskFull(options_.folder)) *error += ", no space left on the device";
-  return true;
 }
 
 }  // namespace kxrtc_host

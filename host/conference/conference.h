@@ -12,8 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "files/folder_lock.h"
 #include "host/conference/conference_audio_factory.h"
 #include "host/conference/conference_member.h"
+#include "host/conference/recorded_files.h"
 #include "host/conference/recording_watch.h"
 #include "host/conference/scenario.h"
 #include "kxrtc/recording/speaker_recorder.h"
@@ -27,8 +29,9 @@ enum class ConferenceOutcome {
   kRecordExists,
   kFolderFailed,
   kStartFailed,
-  kCancelled,    // Stopped while the sources were being opened.
-  kWriteFailed,  // The recording ended early; the part before that is valid.
+  kCancelled,      // Stopped while the sources were being opened.
+  kWriteFailed,    // The recording ended early; the part before that is valid.
+  kRecordDamaged,  // What is on the disk is not what was recorded.
 };
 
 struct ConferenceOptions {
@@ -86,19 +89,24 @@ class Conference {
   };
 
   ConferenceOutcome OpenSources(std::string* error);
-  ConferenceOutcome CheckFolder(std::string* error) const;
-  bool PrepareFolder() const;
+  ConferenceOutcome CheckFolder(std::string* error);
+  ConferenceOutcome LockFolder(std::string* error);
+  ConferenceOutcome CheckForRecord(std::string* error) const;
+  ConferenceOutcome PrepareFolder(std::string* error);
   ConferenceOutcome StartRecorder(std::string* error);
   ConferenceOutcome Play(std::string* error);
   void Finish();
+  ConferenceOutcome Judge(ConferenceOutcome outcome, std::string* error) const;
 
   void Carry(const DueEvent& event);
   void AnnounceVideo(bool local);
   void AnnounceVoices();
   void AnnounceLocalMicrophone();
   void Report();
+  void WarnOfMissingFiles(int64_t time_us);
   bool IsOver(int64_t time_us) const;
   bool RecordingFailed(std::string* error);
+  void DescribeWriteFailure(std::string* error) const;
   int64_t TimeUs() const { return clock_.NowUs() - start_us_; }
   const ScenarioParticipant* FindParticipant(uint32_t user_id) const;
 
@@ -107,6 +115,10 @@ class Conference {
   ConferenceObserver* const observer_;
   std::optional<int64_t> duration_us_;
 
+  FolderLock folder_lock_;  // From before the first change in the folder until the end.
+  RecordedFiles files_;
+  int64_t next_look_us_ = 0;  // At the files.
+  bool missing_noticed_ = false;
   ConferenceClock clock_;
   AudioRoom room_;
   Notices notices_;

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "kxrtc/recording/speaker_record_format.h"
+#include "kx_utility/byte_buffer.h"
 
 namespace kxrtc_host {
 namespace {
@@ -69,47 +69,55 @@ std::vector<std::string> RecordingWatch::TakeFailures() {
   return std::exchange(failures_, {});
 }
 
-void RecordingWatch::CountRecord(uint32_t type) {
-  uint32_t payload_size = 0;
-  if (!kxrtc::GetRecordPayloadSize(type, &payload_size)) return;
-  counts_.index_bytes += kxrtc::kSpeakerRecordHeaderSize + payload_size;
+template <typename... Payload>
+void RecordingWatch::CountRecord(uint32_t type, int64_t timestamp_us, const Payload&... payload) {
+  kx_utility::ByteBufferWriter record;
+  kxrtc::WriteRecord(kxrtc::SpeakerRecordHeader{type, timestamp_us}, &record);
+  (kxrtc::WriteRecord(payload, &record), ...);
+  counts_.index_bytes += record.length();
+  counts_.index_digest.Add(reinterpret_cast<const uint8_t*>(record.data()), record.length());
 }
 
-void RecordingWatch::OnRecordingStarted(int64_t /*timestamp_us*/) {
+void RecordingWatch::OnRecordingStarted(int64_t timestamp_us) {
   {
     const std::lock_guard<std::mutex> guard(lock_);
-    CountRecord(kxrtc::kStartRecording);
+    CountRecord(kxrtc::kStartRecording, timestamp_us);
     ++counts_.sessions;
   }
   told_.notify_all();
 }
 
-void RecordingWatch::OnRecordingStopped(int64_t /*timestamp_us*/) {
+void RecordingWatch::OnRecordingStopped(int64_t timestamp_us) {
   const std::lock_guard<std::mutex> guard(lock_);
-  CountRecord(kxrtc::kStopRecording);
+  CountRecord(kxrtc::kStopRecording, timestamp_us);
+  counts_.stop_us = timestamp_us;
 }
 
 void RecordingWatch::OnChannelSelected(const kxrtc::SelectedChannel& channel) {
   const std::lock_guard<std::mutex> guard(lock_);
-  CountRecord(kxrtc::kNewChannel);
+  CountRecord(kxrtc::kNewChannel, channel.timestamp_us,
+              kxrtc::NewChannelRecord{channel.media_type});
   ++counts_.switches;
   selections_.push_back(
       {channel.ssrc, channel.user_id, channel.media_type, ReasonText(channel.reason)});
 }
 
-void RecordingWatch::OnAttributesWritten(const kxrtc::WrittenAttributes& /*attributes*/) {
+void RecordingWatch::OnAttributesWritten(const kxrtc::WrittenAttributes& attributes) {
   const std::lock_guard<std::mutex> guard(lock_);
-  CountRecord(kxrtc::kNewVideoAttributes);
+  CountRecord(kxrtc::kNewVideoAttributes, attributes.timestamp_us,
+              kxrtc::NewVideoAttributesRecord{static_cast<int32_t>(attributes.rotation_angle),
+                                              attributes.width, attributes.height});
 }
 
 void RecordingWatch::OnFrameWritten(const kxrtc::WrittenFrame& frame) {
   const std::lock_guard<std::mutex> guard(lock_);
+  const kxrtc::MediaDataRecord data{frame.start_position, frame.size};
   if (frame.file == RecordFile::kVideo) {
-    CountRecord(kxrtc::kVideoData);
+    CountRecord(kxrtc::kVideoData, frame.timestamp_us, data);
     ++counts_.video_frames;
     counts_.video_bytes += frame.size;
   } else {
-    CountRecord(kxrtc::kAudioData);
+    CountRecord(kxrtc::kAudioData, frame.timestamp_us, data);
     ++counts_.audio_frames;
     counts_.audio_bytes += frame.size;
   }
@@ -118,6 +126,7 @@ void RecordingWatch::OnFrameWritten(const kxrtc::WrittenFrame& frame) {
 void RecordingWatch::OnWriteFailed(const kxrtc::FailedWrite& write) {
   {
     const std::lock_guard<std::mutex> guard(lock_);
+    ++counts_.failed_writes;
     if (failures_.size() >= kMaxFailures) return;
     failures_.push_back(std::to_string(write.size) + " bytes could not be written to the " +
                         FileText(write.file));

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "host/conference/index_digest.h"
+#include "kxrtc/recording/speaker_record_format.h"
 #include "kxrtc/recording/speaker_recorder_listener.h"
 
 namespace kxrtc_host {
@@ -31,6 +33,9 @@ struct RecordCounts {
   uint64_t video_bytes = 0;
   uint64_t audio_bytes = 0;
   uint64_t index_bytes = 0;
+  IndexDigest index_digest;    // Of these bytes.
+  uint64_t failed_writes = 0;  // Frames and index records that are missing.
+  int64_t stop_us = 0;         // Recorder time of the last stop; 0: none.
 };
 
 class RecordingWatch final : public kxrtc::SpeakerRecorderListener {
@@ -57,7 +62,9 @@ class RecordingWatch final : public kxrtc::SpeakerRecorderListener {
   void OnWriteFailed(const kxrtc::FailedWrite& write) override;
 
  private:
-  void CountRecord(uint32_t type);
+  // Counts the index record of `type` with its payload, which a record without one has not.
+  template <typename... Payload>
+  void CountRecord(uint32_t type, int64_t timestamp_us, const Payload&... payload);
 
   mutable std::mutex lock_;
   std::condition_variable told_;

@@ -6,6 +6,7 @@ usage: kxrtc_record_test.py KXRTC SOURCE_DIR [unittest options]
 
 import json
 import resource
+import shutil
 import signal
 import socket
 import subprocess
@@ -311,6 +312,76 @@ class RecordTest(unittest.TestCase):
         self.refuse(OUTPUT_REFUSED, "already contains a record; --force replaces it")
         self.assertEqual(self.file("index").read_bytes(), before)
         self.check_whole(self.record_all("--force", "--duration", "0.7")[-1])
+
+    def start_looping(self, *options):
+        """A recording without end that runs already."""
+        self.write_scenario({"user_id": 1, "camera": {"source": str(self.media / "ada.mp4"),
+                                                      "loop": True}})
+        process = self.start(*options)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        self.wait_for_pictures(process)
+        return process
+
+    def wait_for_pictures(self, process):
+        for line in process.stdout:
+            event = json.loads(line)
+            if event["event"] == "progress" and event["video_frames"] > 10:
+                return
+        self.fail(f"ended early: {process.stderr.read()}")
+
+    def end(self, process, number=signal.SIGINT):
+        process.send_signal(number)
+        output, errors = process.communicate(timeout=30)
+        return process.returncode, json.loads(output.splitlines()[-1]), errors
+
+    def test_keeps_a_second_recorder_away_until_the_first_one_dies(self):
+        first = self.start_looping()
+        for options in ([], ["--force"]):
+            self.refuse(OUTPUT_REFUSED, f"/record/: process {first.pid} records into this folder; "
+                        "wait for its end or use another folder", *options)
+        names = sorted(path.name for path in self.record.iterdir())
+        self.assertEqual(names, sorted(speaker_record.FILES.values()))
+        status, end, errors = self.end(first)
+        self.assertEqual((status, errors), (OK, ""))
+        self.check_whole(end)
+        killed = self.start_looping("--force")
+        killed.kill()
+        killed.wait()
+        self.check_whole(self.record_all("--force", "--duration", "0.7")[-1])
+
+    def test_two_recorders_at_once_leave_one_whole_record(self):
+        self.one_camera(duration=1.5)
+        for _ in range(3):
+            shutil.rmtree(self.record, ignore_errors=True)
+            both = [self.start("--force"), self.start("--force")]
+            ended = [process.communicate(timeout=60) for process in both]
+            self.assertEqual(sorted(process.returncode for process in both), [OK, OUTPUT_REFUSED])
+            winner = ended[[process.returncode for process in both].index(OK)]
+            self.check_whole(json.loads(winner[0].splitlines()[-1]))
+
+    def test_tells_what_became_of_the_files(self):
+        def replace():
+            self.file("index").unlink()
+            self.file("index").write_bytes(b"")
+
+        accidents = [(lambda: shutil.rmtree(self.record), "was removed while it was recorded"),
+                     (lambda: self.record.rename(f"{self.record}.old"),
+                      "was moved while it was recorded"),
+                     (replace, "was replaced by another file while it was recorded")]
+        for happen, message in accidents:
+            process = self.start_looping("--force")
+            happen()
+            for line in process.stdout:  # It is told at once.
+                event = json.loads(line)
+                if event["event"] == "warning":
+                    self.assertIn(message, event["text"])
+                    break
+            status, end, errors = self.end(process)
+            self.assertEqual(status, OUTPUT_FAILED)
+            self.assertIn(message, errors)
+            self.assertNotIn("everything before that is recorded", errors)
+            self.assertFalse(end["complete"])
 
     def test_gives_up_a_live_source_that_nobody_sends_to(self):
         self.write_scenario({"user_id": 1, "camera": f"udp://127.0.0.1:{free_port()}"})

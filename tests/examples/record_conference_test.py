@@ -4,6 +4,7 @@
 usage: record_conference_test.py RECORD_CONFERENCE
 """
 
+import fcntl
 import os
 import re
 import subprocess
@@ -46,6 +47,16 @@ class RecordConferenceTest(unittest.TestCase):
         done = run("/nonexistent")
         self.assertEqual(done.returncode, 1)
         self.assertIn("/nonexistent: the record cannot be created", done.stderr)
+
+    def test_leaves_the_folder_of_another_recorder_alone(self):
+        with tempfile.TemporaryDirectory() as folder:
+            first = os.open(folder, os.O_RDONLY)
+            fcntl.flock(first, fcntl.LOCK_EX)
+            done = run(folder, "1")
+            self.assertEqual((done.returncode, done.stderr),
+                             (1, f"{folder}: another program records into this folder\n"))
+            self.assertEqual(os.listdir(folder), [])
+            os.close(first)
 
     def test_tells_how_it_is_used(self):
         for arguments in ([], ["folder", "0"], ["folder", "1", "2"]):

@@ -48,6 +48,7 @@ ExitStatus StatusOf(ConferenceOutcome outcome, const StopSignals& signals) {
     case ConferenceOutcome::kCancelled:
       return signals.exit_status();
     case ConferenceOutcome::kWriteFailed:
+    case ConferenceOutcome::kRecordDamaged:
       return kExitOutputFailed;
   }
   return kExitFailure;
@@ -92,7 +93,8 @@ ExitStatus Record(const RecordCommandOptions& options) {
   if (outcome == ConferenceOutcome::kComplete) {
     const char* const reason = signals.signal_number() != 0 ? "stopped by a signal" : "at the end";
     printer->OnEnd(conference.result(), reason, true);
-  } else if (outcome == ConferenceOutcome::kWriteFailed) {
+  } else if (outcome == ConferenceOutcome::kWriteFailed ||
+             outcome == ConferenceOutcome::kRecordDamaged) {
     printer->OnEnd(conference.result(), error, false);
   }
   const ExitStatus status = StatusOf(outcome, signals);
