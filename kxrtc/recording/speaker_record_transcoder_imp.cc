@@ -12,11 +12,11 @@ namespace {
 using kx_utility::check_pointers;
 using kx_utility::Failed;
 using kx_utility::FailedIn;
-using kx_utility::File;
 using kx_utility::Here;
 using kx_utility::LogFormatted;
 using kx_utility::LS_INFO;
 using kx_utility::LS_WARNING;
+using kx_utility::SequentialReader;
 using kx_utility::Succeeds;
 
 VideoConfig MakeVideoConfig(bool is_desktop) {
@@ -28,6 +28,10 @@ VideoConfig MakeVideoConfig(bool is_desktop) {
   config.frame_rate = settings.frame_rate;
   config.bit_rate_kbps = settings.bit_rate_kbps;
   return config;
+}
+
+SequentialReader OpenForReading(const std::string& folder, const char* extension) {
+  return SequentialReader(kx_utility::File::Open(SpeakerRecordFilePath(folder, extension)));
 }
 
 // A null path names no file: it fails where an empty one does.
@@ -119,7 +123,7 @@ void SpeakerRecordTranscoderImp::Finalize() noexcept {
   mc_factory_ = nullptr;
   observer_.store(nullptr, std::memory_order_release);
   index_file_size_ = 0;
-  for (File* file : {&video_file_, &audio_file_, &index_file_}) {
+  for (SequentialReader* file : {&video_file_, &audio_file_, &index_file_}) {
     if (file->IsOpen()) (void)file->Close();  // Opened for reading: nothing can be lost.
   }
   desc_reader_.Finalize();
@@ -129,13 +133,12 @@ void SpeakerRecordTranscoderImp::Finalize() noexcept {
 }
 
 bool SpeakerRecordTranscoderImp::OpenSpeakerRecord(const std::string& folder) {
-  const std::string index_path = SpeakerRecordFilePath(folder, kIndexFileExtension);
-  index_file_size_ = kx_utility::GetFileSize(index_path);
-  video_file_ = File::Open(SpeakerRecordFilePath(folder, kVideoFileExtension));
+  index_file_size_ = kx_utility::GetFileSize(SpeakerRecordFilePath(folder, kIndexFileExtension));
+  video_file_ = OpenForReading(folder, kVideoFileExtension);
   if (!video_file_.IsOpen()) return Failed("failed to open video file");
-  audio_file_ = File::Open(SpeakerRecordFilePath(folder, kAudioFileExtension));
+  audio_file_ = OpenForReading(folder, kAudioFileExtension);
   if (!audio_file_.IsOpen()) return Failed("failed to open audio file");
-  index_file_ = File::Open(index_path);
+  index_file_ = OpenForReading(folder, kIndexFileExtension);
   // Only a regular file ends: reading a pipe in its place would wait for ever.
   size_t present_size = 0;
   if (!index_file_.IsOpen() || !index_file_.GetSize(&present_size)) {

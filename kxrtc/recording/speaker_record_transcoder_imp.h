@@ -10,9 +10,9 @@
 #include <cstdint>
 #include <string>
 
-#include "kx_utility/file.h"
 #include "kx_utility/raw_buffer.h"
 #include "kx_utility/runnable.h"
+#include "kx_utility/sequential_reader.h"
 #include "kx_utility/stop_watch.h"
 #include "kx_utility/thread.h"
 #include "kxrtc/recording/media_component_factory.h"
@@ -23,6 +23,12 @@
 #include "kxrtc/recording/speaker_record_transcoder.h"
 
 namespace kxrtc {
+
+// The bytes of a frame, wherever they lie. Without any, `data` is null.
+struct FrameBytes {
+  const uint8_t* data = nullptr;
+  uint32_t size = 0;
+};
 
 class SpeakerRecordTranscoderImp : public SpeakerRecordTranscoder,
                                    public kx_utility::Runnable,
@@ -59,7 +65,7 @@ class SpeakerRecordTranscoderImp : public SpeakerRecordTranscoder,
   // State of one recording session's replay.
   struct MediaSession {
     kx_utility::StopWatch progress_watch;
-    kx_utility::RawBuffer frame;  // Reused for every frame.
+    kx_utility::RawBuffer large_frame;  // Reused for every frame that is too large for a block.
     bool need_key_frame = true;
     bool icon_attributes_active = false;  // The writer is set to the icon picture's attributes.
   };
@@ -86,8 +92,8 @@ class SpeakerRecordTranscoderImp : public SpeakerRecordTranscoder,
   bool FillVideoGap(int64_t record_timestamp_us, MediaSession* session);
   bool SetIconAttributes(MediaSession* session) noexcept;
   bool SetStoredAttributes(MediaSession* session) noexcept;
-  bool PushVideoData(const kx_utility::RawBuffer& buffer, int64_t record_timestamp_us) noexcept;
-  bool PushAudioData(const kx_utility::RawBuffer& buffer, int64_t record_timestamp_us) noexcept;
+  bool PushVideoData(const FrameBytes& frame, int64_t record_timestamp_us) noexcept;
+  bool PushAudioData(const FrameBytes& frame, int64_t record_timestamp_us) noexcept;
   bool PushIconOnlyFrames(long long record_timestamp_us);
 
   // Reading of the index and the data files, speaker_record_transcoder_imp_read.cc. Each reads from
@@ -99,8 +105,10 @@ class SpeakerRecordTranscoderImp : public SpeakerRecordTranscoder,
   bool GetNewVideoAttributesRecord(NewVideoAttributesRecord* record);
   bool GetVideoDataRecord(VideoDataRecord* record);
   bool GetAudioDataRecord(AudioDataRecord* record);
-  bool ReadVideoData(const VideoDataRecord& record, kx_utility::RawBuffer* buffer);
-  bool ReadAudioData(const AudioDataRecord& record, kx_utility::RawBuffer* buffer);
+  bool ReadVideoData(const VideoDataRecord& record, kx_utility::RawBuffer* buffer,
+                     FrameBytes* frame);
+  bool ReadAudioData(const AudioDataRecord& record, kx_utility::RawBuffer* buffer,
+                     FrameBytes* frame);
 
   std::atomic<bool> initialized_{false};
   std::atomic<bool> stop_requested_{false};
@@ -108,9 +116,9 @@ class SpeakerRecordTranscoderImp : public SpeakerRecordTranscoder,
   kx_utility::Thread worker_;
   std::atomic<SpeakerRecordTranscoderObserver*> observer_{nullptr};
   MediaComponentFactory* mc_factory_ = nullptr;
-  kx_utility::File video_file_;
-  kx_utility::File audio_file_;
-  kx_utility::File index_file_;
+  kx_utility::SequentialReader video_file_;
+  kx_utility::SequentialReader audio_file_;
+  kx_utility::SequentialReader index_file_;
   uint64_t index_file_size_ = 0;
   Mp4SinkWriter* mp4_sink_writer_ = nullptr;
 

@@ -136,10 +136,11 @@ bool SpeakerRecordTranscoderImp::ProcessVideoData(const SpeakerRecordHeader& hea
   if (channel_media_type_ == 0) return Failed("no data should not has video data");
   VideoDataRecord record;
   if (!GetVideoDataRecord(&record)) return FailedIn("GetVideoDataRecord");
-  RawBuffer& frame = session->frame;
-  if (!ReadVideoData(record, &frame)) return FailedIn("PushVideoData");  // sic
+  FrameBytes frame;
+  if (!ReadVideoData(record, &session->large_frame, &frame))
+    return FailedIn("PushVideoData");  // sic
   if (session->need_key_frame) {
-    if (!H264::IsKeyFrame(frame.data(), frame.size())) {
+    if (!H264::IsKeyFrame(frame.data, frame.size)) {
       LogFormatted(LS_WARNING, Here(),
                    "need a key frame, so drop this delta frame"
                    "header.record_timestamp_us = %lld",
@@ -157,8 +158,9 @@ bool SpeakerRecordTranscoderImp::ProcessAudioData(const SpeakerRecordHeader& hea
                                                   MediaSession* session) {
   AudioDataRecord record;
   if (!GetAudioDataRecord(&record)) return FailedIn("GetVideoDataRecord");  // sic
-  RawBuffer& frame = session->frame;
-  if (!ReadAudioData(record, &frame)) return FailedIn("PushVideoData");  // sic
+  FrameBytes frame;
+  if (!ReadAudioData(record, &session->large_frame, &frame))
+    return FailedIn("PushVideoData");  // sic
   if (!PushAudioData(frame, header.record_timestamp_us)) {
     return FailedIn("mp4_sink_writer_->PushAudioSample");
   }
@@ -193,20 +195,20 @@ bool SpeakerRecordTranscoderImp::SetStoredAttributes(MediaSession* session) noex
   return true;
 }
 
-bool SpeakerRecordTranscoderImp::PushVideoData(const RawBuffer& buffer,
+bool SpeakerRecordTranscoderImp::PushVideoData(const FrameBytes& frame,
                                                int64_t record_timestamp_us) noexcept {
   const int64_t timestamp_us = clock_.PlaceVideo(record_timestamp_us);
-  if (!mp4_sink_writer_->PushVideoSample(timestamp_us, buffer.data(), buffer.size())) {
+  if (!mp4_sink_writer_->PushVideoSample(timestamp_us, frame.data, frame.size)) {
     return FailedIn("mp4_sink_writer_->PushVideoSample");
   }
   video_pushed_ = true;
   return true;
 }
 
-bool SpeakerRecordTranscoderImp::PushAudioData(const RawBuffer& buffer,
+bool SpeakerRecordTranscoderImp::PushAudioData(const FrameBytes& frame,
                                                int64_t record_timestamp_us) noexcept {
   const int64_t timestamp_us = clock_.PlaceAudio(record_timestamp_us);
-  return mp4_sink_writer_->PushAudioSample(timestamp_us, buffer.data(), buffer.size());
+  return mp4_sink_writer_->PushAudioSample(timestamp_us, frame.data, frame.size);
 }
 
 bool SpeakerRecordTranscoderImp::PushIconOnlyFrames(long long record_timestamp_us) {
@@ -214,7 +216,8 @@ bool SpeakerRecordTranscoderImp::PushIconOnlyFrames(long long record_timestamp_u
   int64_t timestamp_us = record_timestamp_us;
   for (const IconFrame& frame : kIconFrames) {
     if (!buffer.SetData(frame.data, frame.size)) return FailedIn("buffer.SetData");
-    if (!PushVideoData(buffer, timestamp_us)) return FailedIn("PushVideoData");
+    if (!PushVideoData({buffer.data(), buffer.size()}, timestamp_us))
+      return FailedIn("PushVideoData");
     timestamp_us = SaturatedAdd(timestamp_us, kIconFrameSpacingUs);
   }
   return true;

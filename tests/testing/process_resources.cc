@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
 
 namespace kx_testing {
 namespace {
@@ -12,6 +13,15 @@ namespace {
 size_t CountEntries(const char* folder) {
   using Iterator = std::filesystem::directory_iterator;
   return static_cast<size_t>(std::distance(Iterator(folder), Iterator()));
+}
+
+size_t ReadCalls() {
+  std::ifstream file("/proc/self/io");
+  std::string name;
+  size_t count = 0;
+  while (file >> name >> count && name != "syscr:") {
+  }
+  return count;
 }
 
 }  // namespace
@@ -25,6 +35,13 @@ size_t ResidentBytes() {
   size_t total_pages = 0, resident_pages = 0;
   std::ifstream("/proc/self/statm") >> total_pages >> resident_pages;
   return resident_pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+// Those of the counting itself are among them.
+size_t CountReadCalls(const std::function<void()>& body) {
+  const size_t before = ReadCalls();
+  body();
+  return ReadCalls() - before;
 }
 
 }  // namespace kx_testing

@@ -3,12 +3,16 @@
 #define TESTS_TESTING_PROCESS_RESOURCES_H_
 
 #include <cstddef>
+#include <functional>
 
 namespace kx_testing {
 
 size_t CountOpenFiles();
 size_t CountThreads();
 size_t ResidentBytes();
+
+// How many calls that read from files the process makes while `body` runs.
+size_t CountReadCalls(const std::function<void()>& body);
 
 }  // namespace kx_testing
 

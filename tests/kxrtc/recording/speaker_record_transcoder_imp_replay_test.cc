@@ -4,9 +4,11 @@
 
 #include <filesystem>
 
+#include "kx_utility/sequential_reader.h"
 #include "kxrtc/recording/speaker_record_transcoder_imp.h"
 #include "tests/testing/fake_media_components.h"
 #include "tests/testing/log_capture.h"
+#include "tests/testing/process_resources.h"
 #include "tests/testing/record_builder.h"
 
 namespace kxrtc {
@@ -14,6 +16,7 @@ namespace {
 
 using ::kx_testing::BigEndian32;
 using ::kx_testing::BigEndian64;
+using ::kx_testing::CountReadCalls;
 using ::kx_testing::FakeMediaComponentFactory;
 using ::kx_testing::FakeMp4SinkWriter;
 using ::kx_testing::FakeTranscoderObserver;
@@ -395,6 +398,36 @@ TEST_F(ReplayTest, RefusedAttributesAfterTheFillerEndTheReplay) {
               ElementsAre("WARNING too long for next video frame, insert icon only frames.",
                           "ERROR failed in mp4_sink_writer_->SetNewInputVideoAttributes",
                           "ERROR failed in ProcessMediaSession"));
+}
+
+TEST_F(ReplayTest, PushesFramesOfAnySizeAsTheyAre) {
+  constexpr size_t kBlock = kx_utility::SequentialReader::kBlockSize;
+  record.Start(0).Channel(0, 0);
+  std::vector<std::string> frames;
+  for (const size_t size : {size_t{1}, kBlock - 1, size_t{0}, kBlock, kBlock + 1, size_t{7},
+                            3 * kBlock, 2 * kBlock, size_t{2}}) {
+    std::string frame(size, ' ');
+    for (size_t i = 0; i < size; ++i) frame[i] = static_cast<char>('0' + (i + size) % 71);
+    frames.push_back(frame);
+    record.Audio(static_cast<int64_t>(frames.size()) * kFrame, frame);
+  }
+  record.Stop(1000000);
+  EXPECT_THAT(Replay(), ElementsAre("completed"));
+  std::vector<std::string> pushed;
+  for (const std::string& sample : writer.samples()) {
+    if (sample.rfind("audio ", 0) == 0) pushed.push_back(sample.substr(sample.find(' ', 6) + 1));
+  }
+  EXPECT_EQ(frames, pushed);
+  EXPECT_THAT(log.problems(), IsEmpty());
+}
+
+// Counts of system calls do not depend on the machine.
+TEST_F(ReplayTest, ReadsManyFramesWithFewSystemCalls) {
+  record.Start(0).Channel(0, kCamera).Attributes(0, 640, 360);
+  for (int i = 0; i < 3000; ++i) record.Key(i * kFrame).Audio(i * kFrame);
+  record.Stop(3000 * kFrame);
+  record.Write();
+  EXPECT_LE(CountReadCalls([&] { EXPECT_THAT(ReplayWritten(), ElementsAre("completed")); }), 100u);
 }
 
 TEST_F(ReplayTest, PipeInPlaceOfADataFileHasNoPosition) {
