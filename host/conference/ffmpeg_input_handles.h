@@ -17,6 +17,9 @@ namespace kxrtc_host {
 struct FormatInputFree {
   void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
 };
+struct InputBytesFree {
+  void operator()(AVIOContext* bytes) const { avio_close(bytes); }
+};
 struct BitstreamFilterFree {
   void operator()(AVBSFContext* filter) const { av_bsf_free(&filter); }
 };
@@ -25,6 +28,7 @@ struct ResamplerFree {
 };
 
 using FormatInputHandle = std::unique_ptr<AVFormatContext, FormatInputFree>;
+using InputBytesHandle = std::unique_ptr<AVIOContext, InputBytesFree>;
 using BitstreamFilterHandle = std::unique_ptr<AVBSFContext, BitstreamFilterFree>;
 using ResamplerHandle = std::unique_ptr<SwrContext, ResamplerFree>;
 

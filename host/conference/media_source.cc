@@ -1,7 +1,7 @@
 #include "host/conference/media_source.h"
 
 extern "C" {
-#include <libavutil/opt.h>
+#include <libavutil/avstring.h>
 #include <libavutil/time.h>
 }
 
@@ -12,9 +12,6 @@ namespace {
 
 constexpr AVRational kMicroseconds = {1, AV_TIME_BASE};
 constexpr double kDefaultFrameRate = 25;
-
-// Protocols for a session description and for a live address.
-constexpr char kLiveProtocols[] = "file,crypto,data,udp,rtp,tcp,tls,http,https,srt,rtmp,rtsp";
 
 const char* CodecName(const AVStream* stream) {
   return avcodec_get_name(stream->codecpar->codec_id);
@@ -28,7 +25,6 @@ AVStream* BestStream(AVFormatContext* input, AVMediaType type) {
 }
 
 void SetLiveOptions(DictionaryHandle* options) {
-  options->Set("protocol_whitelist", kLiveProtocols);
   options->Set("buffer_size", "2097152");  // Of the socket, in bytes: key frames come in bursts.
   options->Set("overrun_nonfatal", "1");
   options->Set("fifo_size", "65536");
@@ -52,6 +48,8 @@ void MediaSource::Close() {
 
 void MediaSource::Reset() {
   input_.reset();
+  stream_.reset();
+  local_.Close();
   video_ = nullptr;
   audio_ = nullptr;
   reorder_us_ = -1;
@@ -67,31 +65,100 @@ MediaProblem MediaSource::Open(const MediaSpec& media, const MediaNeeds& needs, 
     Reset();
     return MediaProblem::kUnreadable;
   };
-  const AVInputFormat* format = nullptr;
-  if (!media.format.empty()) {
-    format = av_find_input_format(media.format.c_str());
-    if (format == nullptr) return unreadable("unknown format \"" + media.format + "\"");
-  }
-  AVFormatContext* context = avformat_alloc_context();
-  if (context == nullptr) return unreadable("out of memory");
-  context->interrupt_callback = {ShouldStop, this};
   deadline_us_.store(av_gettime_relative() + timeout_us, std::memory_order_relaxed);
-  DictionaryHandle options;
-  if (media.live) SetLiveOptions(&options);
-  frame_rate_ = media.frame_rate > 0 ? media.frame_rate : kDefaultFrameRate;
-  if (media.frame_rate > 0) options.Set("framerate", std::to_string(media.frame_rate).c_str());
-  const int opened = avformat_open_input(&context, media.source.c_str(), format, options.address());
-  input_.reset(opened < 0 ? nullptr : context);  // A failed open has freed the context.
-  const auto reason = [&](int code) {
-    return code == AVERROR_EXIT ? "no data within the time allowed" : FFmpegErrorText(code);
-  };
-  if (opened < 0) return unreadable("cannot be opened: " + reason(opened));
+  std::string why;
+  if (!OpenInput(media, &why)) return unreadable(why);
   const int found = avformat_find_stream_info(input_.get(), nullptr);
-  if (found < 0) return unreadable("cannot be read: " + reason(found));
+  if (found < 0) return unreadable("cannot be read: " + OpeningErrorText(found));
   const MediaProblem problem = FindStreams(media, needs, error);
   deadline_us_.store(0, std::memory_order_relaxed);
   if (problem != MediaProblem::kNone) Reset();
   return problem;
+}
+
+bool MediaSource::OpenInput(const MediaSpec& media, std::string* error) {
+  SourceAccess access;
+  const AVInputFormat* format = nullptr;
+  if (!FindSourceAccess(media, &access, error) || !OpenBytes(media, access, error) ||
+      !FindFormat(media, access, &format, error)) {
+    return false;
+  }
+  AVFormatContext* context = avformat_alloc_context();
+  if (context == nullptr) {
+    *error = "out of memory";
+    return false;
+  }
+  context->interrupt_callback = {ShouldStop, this};
+  context->pb = Bytes();
+  DictionaryHandle options;
+  if (media.live) SetLiveOptions(&options);
+  options.Set("protocol_whitelist", access.protocols.c_str());
+  if (!access.formats.empty()) options.Set("format_whitelist", access.formats.c_str());
+  frame_rate_ = media.frame_rate > 0 ? media.frame_rate : kDefaultFrameRate;
+  if (media.frame_rate > 0) options.Set("framerate", std::to_string(media.frame_rate).c_str());
+  const int opened = avformat_open_input(&context, media.source.c_str(), format, options.address());
+  if (opened < 0) {  // This has freed the context.
+    *error = "cannot be opened: " + OpeningErrorText(opened);
+    if (format != nullptr && !IsPlainFormat(format->name)) {
+      *error += std::string(" (as ") + format->name + ", without the media that it may name)";
+    }
+    return false;
+  }
+  input_.reset(context);
+  return true;
+}
+
+// Opens the bytes of a source that libavformat does not open itself.
+bool MediaSource::OpenBytes(const MediaSpec& media, const SourceAccess& access,
+                            std::string* error) {
+  const AVIOInterruptCB interrupt = {ShouldStop, this};
+  switch (access.way) {
+    case SourceAccess::Way::kLocal:
+      return local_.Open(LocalPath(media.source), media.live, interrupt, error);
+    case SourceAccess::Way::kStream: {
+      DictionaryHandle options;
+      if (media.live) SetLiveOptions(&options);
+      options.Set("protocol_whitelist", access.protocols.c_str());
+      AVIOContext* io = nullptr;
+      const int opened =
+          avio_open2(&io, media.source.c_str(), AVIO_FLAG_READ, &interrupt, options.address());
+      stream_.reset(io);
+      if (opened < 0) *error = "cannot be opened: " + OpeningErrorText(opened);
+      return opened >= 0;
+    }
+    case SourceAccess::Way::kDemuxer:
+      break;
+  }
+  return true;
+}
+
+// Finds the format before a demuxer of it can open anything.
+bool MediaSource::FindFormat(const MediaSpec& media, const SourceAccess& access,
+                             const AVInputFormat** format, std::string* error) {
+  if (!access.format.empty()) {
+    *format = av_find_input_format(access.format.c_str());
+    if (*format == nullptr) {
+      *error = "unknown format \"" + access.format + "\"";
+      return false;
+    }
+  } else {
+    const int score = av_probe_input_buffer2(Bytes(), format, media.source.c_str(), nullptr, 0, 0);
+    if (score < 0) {
+      *error = "cannot be opened: " + OpeningErrorText(score);
+      return false;
+    }
+  }
+  if (access.formats.empty() || av_match_list((*format)->name, access.formats.c_str(), ',') > 0) {
+    return true;
+  }
+  *error = std::string("is of the format ") + (*format)->name +
+           ", which may name other files and addresses; \"format\": \"hls\" or \"dash\" follows " +
+           "a playlist";
+  return false;
+}
+
+std::string MediaSource::OpeningErrorText(int code) {
+  return code == AVERROR_EXIT ? "no data within the time allowed" : FFmpegErrorText(code);
 }
 
 MediaProblem MediaSource::FindStreams(const MediaSpec& media, const MediaNeeds& needs,

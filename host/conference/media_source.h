@@ -8,7 +8,9 @@
 #include <string>
 
 #include "host/conference/ffmpeg_input_handles.h"
+#include "host/conference/local_input.h"
 #include "host/conference/scenario.h"
+#include "host/conference/source_access.h"
 
 namespace kxrtc_host {
 
@@ -50,10 +52,18 @@ class MediaSource {
 
  private:
   void Reset();
+  bool OpenInput(const MediaSpec& media, std::string* error);
+  bool OpenBytes(const MediaSpec& media, const SourceAccess& access, std::string* error);
+  bool FindFormat(const MediaSpec& media, const SourceAccess& access, const AVInputFormat** format,
+                  std::string* error);
+  static std::string OpeningErrorText(int code);
+  AVIOContext* Bytes() const { return stream_ != nullptr ? stream_.get() : local_.io(); }
   MediaProblem FindStreams(const MediaSpec& media, const MediaNeeds& needs, std::string* error);
   int64_t VideoTime(const AVPacket& packet);
   static int ShouldStop(void* self);
 
+  LocalInput local_;  // At most one of the two; the demuxer reads from it.
+  InputBytesHandle stream_;
   FormatInputHandle input_;
   AVStream* video_ = nullptr;
   AVStream* audio_ = nullptr;

@@ -13,7 +13,7 @@ namespace kxrtc_host {
 
 // One thing that libavformat can open: a file or a live stream.
 struct MediaSpec {
-  std::string source;     // A path or an address such as "rtp://...", as libavformat accepts it.
+  std::string source;     // A path or an address such as "rtp://...".
   std::string format;     // Name of the demuxer; empty: libavformat detects it.
   double frame_rate = 0;  // Pictures a second of a raw stream without timing; 0 leaves it unset.
   bool loop = false;      // Starts again at its end. Files only.

@@ -4,13 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <initializer_list>
 #include <memory>
 #include <set>
-#include <sstream>
 
+#include "files/read_only_file.h"
 #include "host/conference/participant_state.h"
+#include "host/conference/source_access.h"
 
 namespace kxrtc_host {
 namespace {
@@ -117,26 +117,11 @@ bool Reader::ReadSeconds(const Value& value, const std::string& path, int64_t* t
   return true;
 }
 
-// True for "rtp://host", also for "file:name"; a path may have a colon only after a slash.
-bool HasScheme(const std::string& source) {
-  const size_t colon = source.find(':');
-  return colon != std::string::npos && colon > 1 && source.find('/') > colon;
-}
-
-bool EndsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-bool IsLive(const std::string& source) {
-  if (EndsWith(source, ".sdp")) return true;
-  return HasScheme(source) && source.compare(0, 5, "file:") != 0;
-}
-
 bool Reader::ReadMediaMembers(const Value& value, const std::string& path, MediaSpec* media) {
   if (!CheckMembers(value, path, {"source", "loop", "live", "format", "frame_rate"})) return false;
   if (!value.isMember("source")) return Error(value, path + ".source", "is missing");
   if (!ReadText(value["source"], path + ".source", 4096, &media->source)) return false;
-  media->live = IsLive(media->source);
+  media->live = IsLiveByDefault(media->source);
   if (value.isMember("live") && !ReadFlag(value["live"], path + ".live", &media->live)) {
     return false;
   }
@@ -165,16 +150,19 @@ bool Reader::ReadMedia(const Value& value, const std::string& path,
   MediaSpec read;
   if (value.isString()) {
     if (!ReadText(value, path, 4096, &read.source)) return false;
-    read.live = IsLive(read.source);
+    read.live = IsLiveByDefault(read.source);
   } else if (value.isObject()) {
     if (!ReadMediaMembers(value, path, &read)) return false;
   } else {
     return Error(value, path, "must be a source's path or an object with the member \"source\"");
   }
   const size_t slash = file_name_.rfind('/');
-  if (slash != std::string::npos && read.source[0] != '/' && !HasScheme(read.source)) {
+  if (slash != std::string::npos && read.source[0] != '/' && !IsAddress(read.source)) {
     read.source.insert(0, file_name_, 0, slash + 1);
   }
+  SourceAccess access;
+  std::string refused;
+  if (!FindSourceAccess(read, &access, &refused)) return Error(value, path, refused);
   *media = std::move(read);
   return true;
 }
@@ -380,16 +368,18 @@ bool ParseScenario(const std::string& text, const std::string& file_name, Scenar
 }
 
 bool LoadScenario(const std::string& path, Scenario* scenario, std::string* error) {
-  std::ifstream file(path, std::ios::binary);
-  std::string text;
-  char block[65536];
-  while (file && text.size() <= kMaxDocumentSize) {
-    file.read(block, sizeof(block));
-    text.append(block, static_cast<size_t>(file.gcount()));
+  ReadOnlyFile file;
+  if (file.Open(path) != ReadOnlyFile::State::kOpen) {
+    *error = path + ": cannot be read: " + file.error();
+    return false;
   }
-  if (!file.eof() || text.size() > kMaxDocumentSize) {
-    *error =
-        path + (text.size() > kMaxDocumentSize ? ": is larger than 4 MiB" : ": cannot be read");
+  if (file.size() > kMaxDocumentSize) {
+    *error = path + ": is larger than 4 MiB";
+    return false;
+  }
+  std::string text(file.size(), '\0');
+  if (file.Read(0, &text[0], text.size()) != text.size()) {
+    *error = path + ": cannot be read to its end";
     return false;
   }
   return ParseScenario(text, path, scenario, error);

@@ -1,6 +1,7 @@
 #include "host/conference/scenario_reader.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "tests/testing/temp_dir.h"
 
@@ -179,6 +180,12 @@ const ParticipantErrorCase kMemberErrors[] = {
      ".camera.loop: a live source cannot loop"},
     {"FrameRate", R"("user_id":1,"camera":{"source":"a","frame_rate":0})",
      ".camera.frame_rate: must be a number from 1 to 240"},
+    {"NestedAddress", R"("user_id":1,"camera":"concat:a|b")",
+     ".camera: \"concat:\" cannot be recorded; use a path or one of file, http, https, rtmp, "
+     "rtmps, "
+     "rtp, rtsp, rtsps, srt, tcp, tls, udp"},
+    {"LocalPlaylist", R"("user_id":1,"camera":{"source":"a.m3u8","format":"hls"})",
+     ".camera: a playlist is followed only at an http or https address"},
     {"MicrophoneWithoutCamera", R"("user_id":1,"share":"s","microphone":true)",
      ".microphone: needs a source because there is no camera to take the sound from"},
 };
@@ -214,11 +221,17 @@ TEST(ScenarioReaderTest, TellsOfAFileThatCannotBeRead) {
   Scenario scenario;
   std::string error;
   EXPECT_FALSE(LoadScenario(dir.File("none.json"), &scenario, &error));
-  EXPECT_EQ(error, dir.File("none.json") + ": cannot be read");
+  EXPECT_EQ(error, dir.File("none.json") + ": cannot be read: No such file or directory");
   EXPECT_FALSE(LoadScenario(dir.path(), &scenario, &error));
-  EXPECT_EQ(error, dir.path() + ": cannot be read");
+  EXPECT_EQ(error, dir.path() + ": cannot be read: not a regular file");
   EXPECT_FALSE(LoadScenario("/dev/zero", &scenario, &error));
-  EXPECT_EQ(error, "/dev/zero: is larger than 4 MiB");
+  EXPECT_EQ(error, "/dev/zero: cannot be read: not a regular file");
+  ASSERT_EQ(mkfifo(dir.File("fifo").c_str(), 0600), 0);
+  EXPECT_FALSE(LoadScenario(dir.File("fifo"), &scenario, &error));
+  EXPECT_EQ(error, dir.File("fifo") + ": cannot be read: not a regular file");
+  kx_testing::WriteFile(dir.File("large"), std::string((4 << 20) + 1, ' '));
+  EXPECT_FALSE(LoadScenario(dir.File("large"), &scenario, &error));
+  EXPECT_EQ(error, dir.File("large") + ": is larger than 4 MiB");
 }
 
 TEST(ScenarioReaderTest, ReadsAFile) {
