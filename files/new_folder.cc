@@ -6,9 +6,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
+
+#include "files/file_sync.h"
+#include "files/temporary_entry.h"
 
 namespace kxrtc_host {
 namespace {
@@ -16,7 +17,7 @@ namespace {
 constexpr size_t kBufferSize = 256 * 1024;
 constexpr mode_t kFileMode = 0666;
 constexpr mode_t kFolderMode = 0777;
-constexpr size_t kMaxNamePart = 200;  // Leaves room for the rest within NAME_MAX.
+constexpr int kNameAttempts = 100;
 
 std::string ParentOf(const std::string& path) {
   const size_t slash = path.rfind('/');
@@ -29,11 +30,9 @@ bool Exists(const std::string& path) {
   return ::lstat(path.c_str(), &status) == 0;
 }
 
-// mkdtemp() makes folders private. This sets the usual mode.
-bool ApplyUsualMode(const std::string& path) {
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  return ::chmod(path.c_str(), kFolderMode & ~mask) == 0;
+void RemoveFolder(const std::string& path, const std::vector<std::string>& names) {
+  for (const std::string& name : names) (void)::unlink((path + "/" + name).c_str());
+  (void)::rmdir(path.c_str());
 }
 
 }  // namespace
@@ -57,12 +56,11 @@ bool NewFolder::CheckWanted() {
   return false;
 }
 
-bool NewFolder::Create(const std::string& path) {
+bool NewFolder::Create(const std::string& path, const std::vector<std::string>& names) {
   Discard();
   is_source_error_ = false;
   path_ = path;
   while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
-  const size_t name_begin = path_.rfind('/') + 1;  // 0 without a slash.
   if (path_.empty()) {
     error_ = "\"\" is not a folder name";
     return false;
@@ -72,10 +70,31 @@ bool NewFolder::Create(const std::string& path) {
     return false;
   }
   if (errno != ENOENT) return Fail(path);
-  std::string name = path_.substr(0, name_begin + kMaxNamePart) + ".partial-XXXXXX";
-  if (::mkdtemp(&name[0]) == nullptr) return Fail(ParentOf(path_));
-  temporary_ = name;
-  return ApplyUsualMode(temporary_) || Fail(temporary_);
+  return CreateTemporary(names);
+}
+
+bool NewFolder::CreateTemporary(const std::vector<std::string>& names) {
+  const size_t name_begin = path_.rfind('/') + 1;  // 0 without a slash.
+  const TemporaryEntry entry = {
+      path_.substr(0, name_begin),
+      path_.substr(name_begin, TemporaryEntry::kMaxNamePart) + ".partial-", ""};
+  entry.RemoveAbandoned([&names](const std::string& left) { RemoveFolder(left, names); });
+  for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+    const std::string name = entry.NewPath();
+    if (::mkdir(name.c_str(), kFolderMode) != 0) {
+      if (errno == EEXIST) continue;
+      return Fail(ParentOf(path_));
+    }
+    folder_descriptor_ = ::open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    // Without a lock nothing will be taken for abandoned.
+    if (folder_descriptor_ < 0 || LockTemporaryEntry(folder_descriptor_)) {
+      temporary_ = name;
+      return true;
+    }
+    ::close(folder_descriptor_);
+    folder_descriptor_ = -1;
+  }
+  return Fail(ParentOf(path_));
 }
 
 bool NewFolder::BeginFile(const std::string& name) {
@@ -148,39 +167,50 @@ bool NewFolder::Copy(const ReadOnlyFile& source, uint64_t size) {
   return ::ftruncate(descriptor_, static_cast<off_t>(size)) == 0 || Fail(files_.back());
 }
 
+bool NewFolder::SyncCurrent() {
+  const off_t size = ::lseek(descriptor_, 0, SEEK_END);
+  errno = size < 0 ? errno : SyncFile(descriptor_, static_cast<uint64_t>(size), is_wanted_);
+  if (errno == ECANCELED) return CheckWanted();
+  return errno == 0 || Fail(files_.back());
+}
+
 bool NewFolder::EndFile() {
   if (descriptor_ < 0) return true;
-  const bool synced = Flush() && (!sync_ || ::fsync(descriptor_) == 0 || Fail(files_.back()));
+  const bool synced = Flush() && (!sync_ || SyncCurrent());
   const bool closed = ::close(descriptor_) == 0;
   descriptor_ = -1;
   return synced && (closed || Fail(files_.back()));
 }
 
-bool NewFolder::SyncFolder(const std::string& path) {
-  if (!sync_) return true;
-  const int folder = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder < 0) return Fail(path);
-  // Some file systems cannot sync folders (EINVAL).
-  const bool synced = ::fsync(folder) == 0 || errno == EINVAL || Fail(path);
-  ::close(folder);
-  return synced;
+bool NewFolder::Rename() {
+  if (::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) {
+    return true;
+  }
+  // The file system does not know the flag. rename() replaces at most an empty folder.
+  const bool unsupported = errno == EINVAL || errno == ENOSYS;
+  if (!unsupported) return Fail(path_);
+  if (Exists(path_)) {
+    error_ = path_ + ": already exists";
+    return false;
+  }
+  return ::rename(temporary_.c_str(), path_.c_str()) == 0 || Fail(path_);
 }
 
 bool NewFolder::Commit() {
-  if (!EndFile() || !SyncFolder(temporary_) || !CheckWanted()) return false;
-  if (::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) != 0) {
-    // The file system does not know the flag. rename() replaces at most an empty folder.
-    const bool unsupported = errno == EINVAL || errno == ENOSYS;
-    if (!unsupported) return Fail(path_);
-    if (Exists(path_)) {
-      error_ = path_ + ": already exists";
-      return false;
-    }
-    if (::rename(temporary_.c_str(), path_.c_str()) != 0) return Fail(path_);
-  }
+  if (!EndFile()) return false;
+  errno = sync_ ? SyncFolder(temporary_) : 0;
+  if (errno != 0) return Fail(temporary_);
+  if (!CheckWanted() || !Rename()) return false;
   temporary_.clear();
   files_.clear();
-  return SyncFolder(ParentOf(path_));
+  Discard();
+  const std::string parent = ParentOf(path_);
+  errno = sync_ ? SyncFolder(parent) : 0;
+  if (errno != 0) {
+    warning_ = path_ + " is complete, but a power failure may still remove it: cannot sync " +
+               parent + ": " + std::strerror(errno);
+  }
+  return true;
 }
 
 void NewFolder::Discard() {
@@ -191,6 +221,8 @@ void NewFolder::Discard() {
   files_.clear();
   if (!temporary_.empty()) ::rmdir(temporary_.c_str());
   temporary_.clear();
+  if (folder_descriptor_ >= 0) ::close(folder_descriptor_);
+  folder_descriptor_ = -1;
 }
 
 }  // namespace kxrtc_host

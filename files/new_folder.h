@@ -5,17 +5,14 @@
 #define FILES_NEW_FOLDER_H_
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "files/is_wanted.h"
 #include "files/read_only_file.h"
 
 namespace kxrtc_host {
-
-// The error of work that was stopped on request.
-inline constexpr char kStoppedText[] = "stopped; nothing is written";
 
 class NewFolder {
  public:
@@ -25,8 +22,9 @@ class NewFolder {
   NewFolder& operator=(const NewFolder&) = delete;
 
   // Makes the temporary folder. False when `path` already exists in any form, is not a
-  // valid name, or its parent does not exist.
-  [[nodiscard]] bool Create(const std::string& path);
+  // valid name, or its parent does not exist. The folder that a killed program left for the same
+  // `path` is removed, unless it has files other than `names`.
+  [[nodiscard]] bool Create(const std::string& path, const std::vector<std::string>& names = {});
 
   // Begins the next file and ends the previous one.
   [[nodiscard]] bool BeginFile(const std::string& name);
@@ -41,14 +39,17 @@ class NewFolder {
   void set_sync(bool sync) { sync_ = sync; }
 
   // Asked from time to time and before the folder is renamed; false ends the work with a failure.
-  void set_is_wanted(std::function<bool()> is_wanted) { is_wanted_ = std::move(is_wanted); }
+  void set_is_wanted(IsWanted is_wanted) { is_wanted_ = std::move(is_wanted); }
 
   // Syncs everything and gives the folder its name. False also when the name was
-  // taken in the meantime.
+  // taken in the meantime. On true the folder is complete; see warning().
   [[nodiscard]] bool Commit();
 
   // The reason of the latest failure.
   const std::string& error() const { return error_; }
+
+  // What the user of a complete folder must know; empty: nothing.
+  const std::string& warning() const { return warning_; }
 
   // True when that failure was in a source, not in the new folder.
   bool is_source_error() const { return is_source_error_; }
@@ -57,21 +58,25 @@ class NewFolder {
   bool Fail(const std::string& what);
   bool FailShorter(const ReadOnlyFile& source);
   bool CheckWanted();
+  bool CreateTemporary(const std::vector<std::string>& names);
+  bool Rename();
   bool EndFile();
+  bool SyncCurrent();
   bool Flush();
   bool WriteAll(const char* data, size_t size);
   bool CopyRange(const ReadOnlyFile& source, uint64_t begin, uint64_t end);
-  bool SyncFolder(const std::string& path);
   void Discard();
 
   std::string path_;
-  std::string temporary_;  // Empty when there is none.
+  std::string temporary_;       // Empty when there is none.
+  int folder_descriptor_ = -1;  // Holds the lock of the temporary folder.
   std::vector<std::string> files_;
   std::string buffer_;
   int descriptor_ = -1;
   bool sync_ = true;
-  std::function<bool()> is_wanted_;
+  IsWanted is_wanted_;
   std::string error_;
+  std::string warning_;
   bool is_source_error_ = false;
 };
 

@@ -5,28 +5,23 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <random>
 #include <system_error>
 
+#include "files/file_sync.h"
 #include "files/link_target.h"
+#include "files/temporary_entry.h"
 
 namespace kxrtc_host {
 namespace {
 
-constexpr mode_t kFileMode = 0666;    // The umask of the user applies.
-constexpr size_t kMaxNamePart = 200;  // Leaves room for the rest within NAME_MAX.
+constexpr mode_t kFileMode = 0666;  // The umask of the user applies.
 constexpr int kNameAttempts = 100;
+constexpr uint64_t kPiece = 1 << 20;
 
 std::string SystemText(int error_number) { return std::generic_category().message(error_number); }
-
-std::string RandomSuffix() {
-  std::random_device random;
-  char text[9];
-  std::snprintf(text, sizeof(text), "%08x", static_cast<unsigned>(random()));
-  return text;
-}
 
 }  // namespace
 
@@ -36,6 +31,15 @@ bool OutputFile::FailWith(const std::string& what, int error_number) {
   if (error_text_.empty()) {
     error_number_ = error_number;
     error_text_ = what + (error_number != 0 ? ": " + SystemText(error_number) : "");
+  }
+  return false;
+}
+
+bool OutputFile::CheckWanted() {
+  if (!is_wanted_ || is_wanted_()) return true;
+  if (error_text_.empty()) {
+    error_number_ = ECANCELED;
+    error_text_ = kStoppedText;
   }
   return false;
 }
@@ -61,6 +65,7 @@ bool OutputFile::Open(const std::string& path, bool replace_existing) {
   Discard();
   error_text_.clear();
   error_number_ = 0;
+  warning_text_.clear();
   size_ = 0;
   reserved_ = false;
   path_ = path;
@@ -70,14 +75,23 @@ bool OutputFile::Open(const std::string& path, bool replace_existing) {
   folder_ = slash == std::string::npos ? "./" : target_.substr(0, slash + 1);
   const std::string name = slash == std::string::npos ? target_ : target_.substr(slash + 1);
   if (name.empty()) return FailWith("\"" + path + "\" is not a file name", 0);
-  if (!CheckTarget()) return false;
-  for (int attempt = 0; attempt < kNameAttempts && fd_ < 0; ++attempt) {
-    temporary_path_ = folder_ + "." + name.substr(0, kMaxNamePart) + "." + RandomSuffix() + ".part";
+  return CheckTarget() && CreateHidden(name);
+}
+
+bool OutputFile::CreateHidden(const std::string& name) {
+  const TemporaryEntry hidden = {folder_, "." + name.substr(0, TemporaryEntry::kMaxNamePart) + ".",
+                                 ".part"};
+  hidden.RemoveAbandoned([](const std::string& path) { (void)unlink(path.c_str()); });
+  for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+    temporary_path_ = hidden.NewPath();
     fd_ = open(temporary_path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
+    if (fd_ >= 0 && LockTemporaryEntry(fd_)) return true;
     if (fd_ < 0 && errno != EEXIST) break;
+    if (fd_ >= 0) (void)close(fd_);
+    fd_ = -1;
   }
-  if (fd_ < 0) return FailWith("cannot create a file in " + folder_, errno);
-  return true;
+  temporary_path_.clear();
+  return FailWith("cannot create a file in " + folder_, errno);
 }
 
 void OutputFile::Reserve(uint64_t bytes) {
@@ -90,7 +104,9 @@ void OutputFile::Reserve(uint64_t bytes) {
 bool OutputFile::WriteAt(uint64_t position, const void* data, uint64_t size) {
   const auto* bytes = static_cast<const uint8_t*>(data);
   while (size > 0) {
-    const ssize_t written = pwrite(fd_, bytes, size, static_cast<off_t>(position));
+    if (!CheckWanted()) return false;
+    const size_t piece = std::min(size, kPiece);
+    const ssize_t written = pwrite(fd_, bytes, piece, static_cast<off_t>(position));
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return FailWith("cannot write " + path_, written < 0 ? errno : ENOSPC);
     bytes += written;
@@ -104,7 +120,9 @@ bool OutputFile::WriteAt(uint64_t position, const void* data, uint64_t size) {
 bool OutputFile::ReadAt(uint64_t position, void* data, uint64_t size) {
   auto* bytes = static_cast<uint8_t*>(data);
   while (size > 0) {
-    const ssize_t got = pread(fd_, bytes, size, static_cast<off_t>(position));
+    if (!CheckWanted()) return false;
+    const size_t piece = std::min(size, kPiece);
+    const ssize_t got = pread(fd_, bytes, piece, static_cast<off_t>(position));
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) return FailWith("cannot read back " + path_, got < 0 ? errno : EIO);
     bytes += got;
@@ -124,40 +142,47 @@ bool OutputFile::Rename() {
   return link(from, to) == 0 && unlink(from) == 0;
 }
 
+bool OutputFile::Sync() {
+  const int error = SyncFile(fd_, size_, is_wanted_);
+  if (error == ECANCELED) return CheckWanted();
+  return error == 0 || FailWith("cannot sync " + path_, error);
+}
+
+// A network file system may tell only at the close that it could not write. The copy of the
+// descriptor holds the lock until the file has its name.
+bool OutputFile::CloseAndRename() {
+  const int copy = fcntl(fd_, F_DUPFD_CLOEXEC, 0);
+  const int closed = close(fd_);
+  fd_ = copy;
+  if (closed != 0) return FailWith("cannot close " + path_, errno);
+  if (!Rename()) {
+    return FailWith(errno == EEXIST ? path_ + " was created in the meantime and is kept"
+                                    : "cannot rename the finished file to " + path_,
+                    errno == EEXIST ? 0 : errno);
+  }
+  temporary_path_.clear();
+  return true;
+}
+
 bool OutputFile::Commit(bool sync) {
   if (fd_ < 0) return FailWith("no file is open", 0);
   // Releases the unused reservation. A failure does not affect the content.
   if (reserved_) (void)!ftruncate(fd_, static_cast<off_t>(size_));
-  if (sync && fsync(fd_) != 0) {
-    (void)FailWith("cannot sync " + path_, errno);
-    Discard();
-    return false;
-  }
-  if (!Rename()) {
-    (void)FailWith(errno == EEXIST ? path_ + " was created in the meantime and is kept"
-                                   : "cannot rename the finished file to " + path_,
-                   errno == EEXIST ? 0 : errno);
-    Discard();
-    return false;
-  }
-  temporary_path_.clear();
-  const int closed = close(fd_);
-  fd_ = -1;
-  if (closed != 0) return FailWith("cannot close " + path_, errno);
-  if (sync) {  // Syncs the name too. Some file systems cannot; the content is already safe.
-    const int folder = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder >= 0) {
-      (void)fsync(folder);
-      (void)close(folder);
-    }
+  const bool committed = (!sync || Sync()) && CheckWanted() && CloseAndRename();
+  Discard();
+  if (!committed) return false;
+  const int error = sync ? SyncFolder(folder_) : 0;
+  if (error != 0) {
+    warning_text_ = path_ + " is complete, but a power failure may still remove it: cannot sync " +
+                    folder_ + ": " + SystemText(error);
   }
   return true;
 }
 
 void OutputFile::Discard() {
+  if (!temporary_path_.empty()) (void)unlink(temporary_path_.c_str());
   if (fd_ >= 0) (void)close(fd_);  // An error does not matter: the bytes are discarded.
   fd_ = -1;
-  if (!temporary_path_.empty()) (void)unlink(temporary_path_.c_str());
   temporary_path_.clear();
 }
 

@@ -5,10 +5,14 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+
+#include "files/is_wanted.h"
 
 namespace kxrtc_host {
 
 // Writes into a hidden file beside the target. Commit() renames it; without Commit() no file stays.
+// What a killed program left is removed when the same target is opened again.
 class OutputFile {
  public:
   OutputFile() = default;
@@ -21,6 +25,9 @@ class OutputFile {
   // is not a regular file, or its folder cannot be written.
   [[nodiscard]] bool Open(const std::string& path, bool replace_existing);
 
+  // Asked before each piece that is written, read or synced; then the call fails.
+  void set_is_wanted(IsWanted is_wanted) { is_wanted_ = std::move(is_wanted); }
+
   // Asks the file system for room for `bytes` in one piece, which makes writing faster. Does
   // nothing if that needs more than half of the free disk, or if the file system cannot do it.
   void Reserve(uint64_t bytes);
@@ -29,8 +36,9 @@ class OutputFile {
   [[nodiscard]] bool WriteAt(uint64_t position, const void* data, uint64_t size);
   [[nodiscard]] bool ReadAt(uint64_t position, void* data, uint64_t size);
 
-  // Syncs the content to the disk (unless `sync` is false) and renames. Replaces a target
-  // that was created in the meantime only if asked. On false no file is left; see error_text().
+  // Syncs the content to the disk (unless `sync` is false), closes the file and renames it.
+  // Replaces a target that was created in the meantime only if asked. On false no file is left; see
+  // error_text(). On true the target is complete; see warning_text().
   [[nodiscard]] bool Commit(bool sync);
 
   // Removes the hidden file. Harmless when there is none.
@@ -40,9 +48,16 @@ class OutputFile {
   const std::string& error_text() const { return error_text_; }
   int error_number() const { return error_number_; }
 
+  // What the user of a complete file must know; empty: nothing.
+  const std::string& warning_text() const { return warning_text_; }
+
  private:
   bool FailWith(const std::string& what, int error_number);
+  bool CheckWanted();
   bool CheckTarget();
+  bool CreateHidden(const std::string& name);
+  bool Sync();
+  bool CloseAndRename();
   bool Rename();
 
   int fd_ = -1;
@@ -53,8 +68,10 @@ class OutputFile {
   std::string target_;  // The file that `path_` leads to.
   std::string folder_;
   std::string temporary_path_;
+  IsWanted is_wanted_;
   std::string error_text_;
   int error_number_ = 0;
+  std::string warning_text_;
 };
 
 }  // namespace kxrtc_host

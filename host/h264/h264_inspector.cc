@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <iterator>
 #include <vector>
 
+#include "files/sequential_file.h"
 #include "host/h264/sps_rewriting_copy.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
 
@@ -17,11 +16,8 @@ using kxrtc::PpsParser;
 using kxrtc::SpsParser;
 namespace H264 = kxrtc::H264;
 
-constexpr size_t kBlockSize = 1024 * 1024;
-
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
+// Small units take long to list, and a stop is looked for between blocks.
+constexpr size_t kBlockSize = 64 * 1024;
 
 // The rules of clause 7.4.1 for nal_ref_idc. Streams of other codecs break them.
 bool ReferenceFits(const StreamNalUnit& unit) {
@@ -84,36 +80,46 @@ InspectionResult H264Inspector::FailWith(InspectionResult result, const std::str
   return result;
 }
 
+InspectionResult H264Inspector::FailCopy(InspectionResult result) {
+  if (copy_->file().error_number() == ECANCELED) return InspectionResult::kStopped;
+  return FailWith(result, copy_->file().error_text());
+}
+
 InspectionResult H264Inspector::Inspect(const InspectionOptions& options) {
-  std::unique_ptr<std::FILE, FileCloser> file(std::fopen(options.input.c_str(), "rbe"));
-  if (file == nullptr) {
+  SequentialFile file;
+  if (!file.Open(options.input)) {
     return FailWith(InspectionResult::kUnreadable,
-                    "cannot open " + options.input + ": " + std::strerror(errno));
+                    "cannot open " + options.input + ": " + file.error());
   }
+  const IsWanted is_wanted = [this] { return observer_->IsWanted(); };
   if (!options.copy.empty()) {
     copy_ = std::make_unique<SpsRewritingCopy>(&splitter_);
-    if (!copy_->Open(options.copy, options.replace_existing)) {
-      return FailWith(InspectionResult::kOutputRefused, copy_->error_text());
+    if (!copy_->Open(options.copy, options.replace_existing, is_wanted)) {
+      return FailCopy(InspectionResult::kOutputRefused);
     }
   }
-  const InspectionResult result = ReadThrough(file.get(), options.input);
-  if (result != InspectionResult::kOk) return result;
-  if (copy_ != nullptr && !copy_->Commit()) {
-    return FailWith(InspectionResult::kOutputRefused, copy_->error_text());
+  file.set_is_wanted(is_wanted);
+  const InspectionResult result = ReadThrough(&file, options.input);
+  if (result != InspectionResult::kOk || copy_ == nullptr) return result;
+  if (!copy_->Commit()) {
+    return FailCopy(copy_->file().error_number() == EEXIST ? InspectionResult::kOutputRefused
+                                                           : InspectionResult::kOutputFailed);
   }
+  warning_text_ = copy_->file().warning_text();
   return InspectionResult::kOk;
 }
 
-InspectionResult H264Inspector::ReadThrough(std::FILE* file, const std::string& name) {
+InspectionResult H264Inspector::ReadThrough(SequentialFile* file, const std::string& name) {
   std::vector<uint8_t> block(kBlockSize);
   bool goes_on = true;
-  for (size_t size = block.size(); goes_on && size == block.size();) {
-    size = std::fread(block.data(), 1, block.size(), file);
-    if (std::ferror(file) != 0) {
-      return FailWith(InspectionResult::kUnreadable,
-                      "cannot read " + name + ": " + std::strerror(errno));
+  while (goes_on) {
+    size_t size = 0;
+    const SequentialFile::Result result = file->Read(block.data(), block.size(), &size);
+    if (result == SequentialFile::Result::kStopped) return InspectionResult::kStopped;
+    if (result == SequentialFile::Result::kFailed) {
+      return FailWith(InspectionResult::kUnreadable, "cannot read " + name + ": " + file->error());
     }
-    if (!observer_->IsWanted()) return InspectionResult::kStopped;
+    if (result == SequentialFile::Result::kEnd) break;
     goes_on = BeginsWithStartCode(block.data(), size) && splitter_.Push(block.data(), size);
     if (goes_on && copy_ != nullptr) goes_on = copy_->OnWindow();
   }
@@ -122,7 +128,7 @@ InspectionResult H264Inspector::ReadThrough(std::FILE* file, const std::string& 
   if (!is_h264_ || (goes_on && nal_units_ == 0)) {
     return FailWith(InspectionResult::kUnreadable, name + " is not an H.264 byte stream");
   }
-  if (!goes_on) return FailWith(InspectionResult::kOutputFailed, copy_->error_text());
+  if (!goes_on) return FailCopy(InspectionResult::kOutputFailed);
   EndAccessUnit(splitter_.end());
   return InspectionResult::kOk;
 }

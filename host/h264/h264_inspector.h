@@ -5,7 +5,6 @@
 #define HOST_H264_H264_INSPECTOR_H_
 
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +17,7 @@
 
 namespace kxrtc_host {
 
+class SequentialFile;
 class SpsRewritingCopy;
 
 // The meaning of nal_unit_type (ITU-T H.264, table 7-1).
@@ -62,7 +62,7 @@ enum class InspectionResult {
   kOk,
   kStopped,        // The observer stopped it.
   kUnreadable,     // The input cannot be opened or read, or is not an H.264 byte stream.
-  kOutputRefused,  // The copy could not be created or renamed.
+  kOutputRefused,  // The copy could not be created, or a file of its name exists.
   kOutputFailed,   // Writing the copy failed.
 };
 
@@ -85,9 +85,13 @@ class H264Inspector {
 
   const std::string& error_text() const { return error_text_; }
 
+  // What the user of a complete copy must know; empty: nothing.
+  const std::string& warning_text() const { return warning_text_; }
+
  private:
   InspectionResult FailWith(InspectionResult result, const std::string& text);
-  InspectionResult ReadThrough(std::FILE* file, const std::string& name);
+  InspectionResult FailCopy(InspectionResult result);
+  InspectionResult ReadThrough(SequentialFile* file, const std::string& name);
   bool BeginsWithStartCode(const uint8_t* block, size_t size);
   bool OnUnit(const StreamNalUnit& unit);
   bool LooksLikeH264(const StreamNalUnit& first) const;
@@ -104,6 +108,7 @@ class H264Inspector {
   uint64_t leading_zeros_ = 0;
   AccessUnitReport access_unit_;
   std::string error_text_;
+  std::string warning_text_;
 };
 
 }  // namespace kxrtc_host

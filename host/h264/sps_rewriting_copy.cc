@@ -1,6 +1,7 @@
 #include "host/h264/sps_rewriting_copy.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "kx_utility/raw_buffer.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
@@ -9,7 +10,8 @@ namespace kxrtc_host {
 
 using kxrtc::SpsVuiRewriter;
 
-bool SpsRewritingCopy::Open(const std::string& path, bool replace_existing) {
+bool SpsRewritingCopy::Open(const std::string& path, bool replace_existing, IsWanted is_wanted) {
+  file_.set_is_wanted(std::move(is_wanted));
   return file_.Open(path, replace_existing);
 }
 

@@ -18,7 +18,8 @@ class SpsRewritingCopy {
   // `splitter` is the one that finds the NAL units of the copied stream; borrowed.
   explicit SpsRewritingCopy(const NalStreamSplitter* splitter) : splitter_(splitter) {}
 
-  [[nodiscard]] bool Open(const std::string& path, bool replace_existing);
+  // `is_wanted` is asked before each piece that is written or synced; false makes the call fail.
+  [[nodiscard]] bool Open(const std::string& path, bool replace_existing, IsWanted is_wanted);
 
   // Takes an SPS whose end is known, and copies everything up to its end. kFailure: the SPS is
   // copied unchanged, also when it is larger than the splitter keeps. False: writing failed.
@@ -30,7 +31,7 @@ class SpsRewritingCopy {
   // Gives the copy its name. On false there is no copy.
   [[nodiscard]] bool Commit();
 
-  const std::string& error_text() const { return file_.error_text(); }
+  const OutputFile& file() const { return file_; }
 
  private:
   bool Append(const uint8_t* data, uint64_t size);

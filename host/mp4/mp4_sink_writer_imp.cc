@@ -177,6 +177,7 @@ bool Mp4SinkWriterImp::Finish() {
   if (!file_.Commit(options_.sync)) {
     return report_.Fail(WriterFailure::kOutput, file_.error_text());
   }
+  if (!file_.warning_text().empty()) report_.Warn(file_.warning_text());
   report_.status.file_size = file_.size();
   report_.status.file_written = true;
   return true;

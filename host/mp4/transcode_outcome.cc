@@ -1,6 +1,6 @@
 #include "host/mp4/transcode_outcome.h"
 
-#include "files/new_folder.h"
+#include "files/is_wanted.h"
 #include "kxrtc/recording/speaker_record_transcoder.h"
 
 namespace kxrtc_host {

@@ -39,6 +39,7 @@ class Repair {
   RepairResult Run() {
     result_.repaired = OpenSource() && CreateTarget() && WriteIndex() && WriteData() &&
                        WriteDescriptor() && Check(folder_.Commit());
+    result_.warning = folder_.warning();
     return std::move(result_);
   }
 
@@ -75,7 +76,10 @@ class Repair {
     }
     folder_.set_sync(options_.sync);
     folder_.set_is_wanted(options_.is_wanted);
-    if (folder_.Create(target_)) return true;
+    const std::vector<std::string> names = {
+        FileName(kxrtc::kIndexFileExtension), FileName(kxrtc::kVideoFileExtension),
+        FileName(kxrtc::kAudioFileExtension), FileName(kxrtc::kDescriptorFileExtension)};
+    if (folder_.Create(target_, names)) return true;
     result_.target_refused = true;
     return Fail(folder_.error());
   }

@@ -4,10 +4,10 @@
 #define RECORD_REPAIR_RECORD_REPAIR_H_
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 
+#include "files/is_wanted.h"
 #include "record/repair/index_rewriter.h"
 
 namespace kxrtc_host {
@@ -15,8 +15,8 @@ namespace kxrtc_host {
 struct RepairOptions {
   // Overrides what the record says; see IsAacChannelCount().
   std::optional<uint32_t> audio_channels;
-  bool sync = true;                 // Wait until the new record is on the disk.
-  std::function<bool()> is_wanted;  // Asked from time to time; false ends the work.
+  bool sync = true;  // Wait until the new record is on the disk.
+  IsWanted is_wanted;
 };
 
 // Where the channel count of the new descriptor comes from.
@@ -31,6 +31,7 @@ struct RepairResult {
   bool target_refused = false;  // The target exists, is inside the source or cannot be created.
   bool target_failed = false;   // Writing failed half-way.
   std::string error;            // Why it was not repaired.
+  std::string warning;          // What the user of the repaired record must know; empty: nothing.
   RepairChanges changes;        // Empty: index and data are copied unchanged.
   KeptMedia kept;
   uint64_t sessions = 0;

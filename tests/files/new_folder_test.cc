@@ -1,10 +1,17 @@
 #include "files/new_folder.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <filesystem>
 
+#include "tests/testing/failing_disk.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kxrtc_host {
@@ -128,6 +135,105 @@ TEST(NewFolderTest, ExplainsASourceThatBecameShorter) {
   EXPECT_FALSE(folder.Copy(source, 1000));
   EXPECT_THAT(folder.error(), HasSubstr("became shorter"));
   EXPECT_TRUE(folder.is_source_error());
+}
+
+class AbandonedFolderTest : public testing::Test {
+ protected:
+  // A program that is killed while it writes.
+  void SetUp() override {
+    const pid_t child = fork();
+    if (child == 0) {
+      NewFolder folder;
+      if (folder.Create(dir_.File("new")) && folder.BeginFile("a") && folder.BeginFile("b")) {
+        kill(getpid(), SIGKILL);
+      }
+      _exit(1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    left_ = std::filesystem::directory_iterator(dir_.path())->path();
+  }
+
+  TempDir dir_;
+  std::string left_;
+};
+
+TEST_F(AbandonedFolderTest, IsRemovedByTheNextRun) {
+  NewFolder folder;
+  ASSERT_TRUE(folder.Create(dir_.File("new"), {"a", "b", "c"}));
+  EXPECT_FALSE(std::filesystem::exists(left_));
+  ASSERT_TRUE(folder.Commit());
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()), {}), 1);
+}
+
+TEST_F(AbandonedFolderTest, KeepsFilesOfOtherNames) {
+  kx_testing::WriteFile(left_ + "/mine", "mine");
+  NewFolder folder;
+  ASSERT_TRUE(folder.Create(dir_.File("new"), {"a", "b", "c"}));
+  EXPECT_EQ(kx_testing::ReadFile(left_ + "/mine"), "mine");
+}
+
+TEST_F(AbandonedFolderTest, IsNotThatOfALivingProgram) {
+  NewFolder first;
+  NewFolder second;
+  ASSERT_TRUE(first.Create(dir_.File("new"), {"a", "b"}));
+  ASSERT_TRUE(first.BeginFile("a"));
+  ASSERT_TRUE(second.Create(dir_.File("new"), {"a", "b"}));
+  ASSERT_TRUE(first.Commit());
+  EXPECT_TRUE(std::filesystem::exists(dir_.File("new/a")));
+  EXPECT_FALSE(second.Commit());
+}
+
+struct CommitFault {
+  const char* name;
+  kx_testing::FailingCall call;
+};
+
+class NewFolderCommitTest : public testing::TestWithParam<CommitFault> {};
+
+TEST_P(NewFolderCommitTest, TellsAFailureAndLeavesNothing) {
+  const TempDir dir;
+  bool committed = true;
+  std::string error;
+  {
+    NewFolder folder;
+    ASSERT_TRUE(folder.Create(dir.File("new")));
+    ASSERT_TRUE(folder.BeginFile("a"));
+    ASSERT_TRUE(folder.Append("text", 4));
+    if (!kx_testing::RunWithFailingCall(GetParam().call, [&] { committed = folder.Commit(); })) {
+      GTEST_SKIP() << "this system lets no call fail";
+    }
+    error = folder.error();
+  }
+  EXPECT_FALSE(committed);
+  EXPECT_THAT(error, testing::AllOf(testing::StartsWith(dir.File("new")),
+                                    testing::EndsWith(": Input/output error")));
+  EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, NewFolderCommitTest,
+    testing::Values(CommitFault{"Write", {SYS_write, EIO}},
+                    CommitFault{"Flush", {SYS_sync_file_range, EIO}},
+                    CommitFault{"Sync", {SYS_fsync, EIO}}, CommitFault{"Close", {SYS_close, EIO}},
+                    CommitFault{"SyncFolder", {SYS_openat, EIO, 2, O_DIRECTORY}},
+                    CommitFault{"Rename", {SYS_renameat2, EIO}}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+TEST(NewFolderTest, AParentThatCannotBeSyncedIsAWarning) {
+  const TempDir dir;
+  NewFolder folder;
+  ASSERT_TRUE(folder.Create(dir.File("new")));
+  ASSERT_TRUE(folder.BeginFile("a"));
+  std::filesystem::permissions(
+      dir.path(), std::filesystem::perms::owner_write | std::filesystem::perms::owner_exec);
+  // Only a user without special rights notices.
+  const bool is_notable = access(dir.path().c_str(), R_OK) != 0;
+  EXPECT_TRUE(folder.Commit());
+  std::filesystem::permissions(dir.path(), std::filesystem::perms::owner_all);
+  EXPECT_EQ(folder.warning().empty(), !is_notable);
+  EXPECT_TRUE(std::filesystem::exists(dir.File("new/a")));
 }
 
 }  // namespace

@@ -3,9 +3,12 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 
 #include "tests/testing/failing_disk.h"
@@ -240,6 +243,144 @@ TEST(OutputFileTest, CannotBeCommittedTwice) {
   ASSERT_TRUE(file.Commit(false));
   EXPECT_FALSE(file.Commit(false));
   EXPECT_EQ(file.error_text(), "no file is open");
+}
+
+// A program that is killed while it writes.
+TEST(OutputFileTest, RemovesWhatAKilledProgramLeft) {
+  TempDir dir;
+  const pid_t child = fork();
+  if (child == 0) {
+    OutputFile file;
+    if (file.Open(dir.File("a.mp4"), false) && file.WriteAt(0, "half", 4)) kill(getpid(), SIGKILL);
+    _exit(1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  ASSERT_EQ(Names(dir).size(), 1u);
+  OutputFile other;
+  ASSERT_TRUE(other.Open(dir.File("b.mp4"), false));
+  EXPECT_EQ(Names(dir).size(), 2u) << "of another output";
+  other.Discard();
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+  EXPECT_EQ(Names(dir).size(), 1u);
+  ASSERT_TRUE(file.Commit(true));
+  EXPECT_THAT(Names(dir), ElementsAre("a.mp4"));
+}
+
+TEST(OutputFileTest, LeavesTheFileOfALivingProgram) {
+  TempDir dir;
+  OutputFile first;
+  OutputFile second;
+  ASSERT_TRUE(first.Open(dir.File("a.mp4"), true));
+  ASSERT_TRUE(first.WriteAt(0, "first", 5));
+  ASSERT_TRUE(second.Open(dir.File("a.mp4"), true));
+  EXPECT_EQ(Names(dir).size(), 2u);
+  ASSERT_TRUE(first.Commit(true));
+  EXPECT_EQ(ReadFile(dir.File("a.mp4")), "first");
+  ASSERT_TRUE(second.Commit(true));
+  EXPECT_THAT(Names(dir), ElementsAre("a.mp4"));
+}
+
+TEST(OutputFileTest, EndsAtAnyTimeAndLeavesNothing) {
+  TempDir dir;
+  const std::string much(3 << 20, 'x');
+  bool committed = false;
+  int turns = 0;
+  for (; !committed; ++turns) {
+    int left = turns;
+    OutputFile file;
+    file.set_is_wanted([&left] { return left-- > 0; });
+    ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+    committed = file.WriteAt(0, much.data(), much.size()) && file.Commit(true);
+    EXPECT_EQ(file.error_text(), committed ? "" : "stopped; nothing is written");
+    EXPECT_EQ(file.error_number(), committed ? 0 : ECANCELED);
+    file.Discard();
+    EXPECT_EQ(Names(dir).size(), committed ? 1u : 0u);
+  }
+  EXPECT_GT(turns, 5);
+}
+
+struct CommitFault {
+  const char* name;
+  kx_testing::FailingCall call;
+  const char* error;
+};
+
+class OutputFileCommitTest : public ::testing::TestWithParam<CommitFault> {};
+
+TEST_P(OutputFileCommitTest, TellsAFailureAndKeepsTheOlderFile) {
+  TempDir dir;
+  WriteFile(dir.File("a.mp4"), "old");
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), true));
+  ASSERT_TRUE(file.WriteAt(0, "new", 3));
+  bool committed = true;
+  if (!kx_testing::RunWithFailingCall(GetParam().call, [&] { committed = file.Commit(true); })) {
+    GTEST_SKIP() << "this system lets no call fail";
+  }
+  EXPECT_FALSE(committed);
+  EXPECT_EQ(file.error_text(), GetParam().error + dir.File("a.mp4") + ": Input/output error");
+  EXPECT_THAT(Names(dir), ElementsAre("a.mp4"));
+  EXPECT_EQ(ReadFile(dir.File("a.mp4")), "old");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, OutputFileCommitTest,
+    ::testing::Values(CommitFault{"Flush", {SYS_sync_file_range, EIO}, "cannot sync "},
+                      CommitFault{"Sync", {SYS_fsync, EIO}, "cannot sync "},
+                      CommitFault{"Close", {SYS_close, EIO}, "cannot close "},
+                      CommitFault{
+                          "Rename", {SYS_rename, EIO}, "cannot rename the finished file to "}),
+    [](const auto& param) { return std::string(param.param.name); });
+
+TEST(OutputFileTest, SyncsOnAFileSystemThatCannotSyncInPieces) {
+  TempDir dir;
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+  ASSERT_TRUE(file.WriteAt(0, "new", 3));
+  bool committed = false;
+  if (!kx_testing::RunWithFailingCall({SYS_sync_file_range, ENOSYS},
+                                      [&] { committed = file.Commit(true); })) {
+    GTEST_SKIP() << "this system lets no call fail";
+  }
+  EXPECT_TRUE(committed) << file.error_text();
+  EXPECT_EQ(file.warning_text(), "");
+}
+
+TEST(OutputFileTest, AFolderThatCannotBeSyncedIsAWarning) {
+  TempDir dir;
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+  ASSERT_TRUE(file.WriteAt(0, "new", 3));
+  bool committed = false;
+  if (!kx_testing::RunWithFailingCall({SYS_openat, EIO, 2, O_DIRECTORY},
+                                      [&] { committed = file.Commit(true); })) {
+    GTEST_SKIP() << "this system lets no call fail";
+  }
+  EXPECT_TRUE(committed);
+  EXPECT_EQ(file.error_text(), "");
+  EXPECT_EQ(file.warning_text(),
+            dir.File("a.mp4") +
+                " is complete, but a power failure may still remove it: cannot sync " + dir.path() +
+                ": Input/output error");
+  EXPECT_EQ(ReadFile(dir.File("a.mp4")), "new");
+}
+
+TEST(OutputFileTest, AFailedReadBackIsTold) {
+  TempDir dir;
+  OutputFile file;
+  ASSERT_TRUE(file.Open(dir.File("a.mp4"), false));
+  ASSERT_TRUE(file.WriteAt(0, "new", 3));
+  char byte = 0;
+  bool read = true;
+  if (!kx_testing::RunWithFailingCall({SYS_pread64, EIO},
+                                      [&] { read = file.ReadAt(0, &byte, 1); })) {
+    GTEST_SKIP() << "this system lets no call fail";
+  }
+  EXPECT_FALSE(read);
+  EXPECT_EQ(file.error_text(), "cannot read back " + dir.File("a.mp4") + ": Input/output error");
 }
 
 }  // namespace

@@ -19,7 +19,38 @@ constexpr uint32_t LowHalfOfArgument(uint32_t number) {
   return static_cast<uint32_t>(offsetof(seccomp_data, args)) + number * 8;
 }
 
-// Makes lseek(fd, offset, SEEK_SET) fail for this thread, and those it starts, unless offset is 0.
+// For this thread, and those it starts.
+bool InstallFilter(sock_filter* filter, size_t size) {
+  const sock_fprog program = {static_cast<unsigned short>(size), filter};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+bool Forbid(const FailingCall& call) {
+  const bool always = call.argument < 0;
+  const uint32_t argument = always ? 0 : static_cast<uint32_t>(call.argument);
+  sock_filter filter[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(call.number), 0, 3),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, LowHalfOfArgument(argument)),
+      BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, call.bits, 0, static_cast<uint8_t>(always ? 0 : 1)),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<uint32_t>(call.error_number)),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  return InstallFilter(filter, sizeof(filter) / sizeof(filter[0]));
+}
+
+// Runs `body` on a thread of its own, if `prepare` succeeds there.
+bool RunOnOwnThread(const std::function<bool()>& prepare, const std::function<void()>& body) {
+  bool prepared = false;
+  std::thread([&] {
+    prepared = prepare();
+    if (prepared) body();
+  }).join();
+  return prepared;
+}
+
+// Makes lseek(fd, offset, SEEK_SET) fail unless offset is 0.
 bool ForbidSeeks() {
   sock_filter filter[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -31,9 +62,7 @@ bool ForbidSeeks() {
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EIO),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
   };
-  const sock_fprog program = {sizeof(filter) / sizeof(filter[0]), filter};
-  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+  return InstallFilter(filter, sizeof(filter) / sizeof(filter[0]));
 }
 
 }  // namespace
@@ -54,12 +83,11 @@ ScopedFileSizeLimit::~ScopedFileSizeLimit() {
 }
 
 bool RunWithFailingSeeks(const std::function<void()>& body) {
-  bool forbidden = false;
-  std::thread([&] {
-    forbidden = ForbidSeeks();
-    if (forbidden) body();
-  }).join();
-  return forbidden;
+  return RunOnOwnThread(ForbidSeeks, body);
+}
+
+bool RunWithFailingCall(const FailingCall& call, const std::function<void()>& body) {
+  return RunOnOwnThread([&call] { return Forbid(call); }, body);
 }
 
 }  // namespace kx_testing

@@ -29,6 +29,19 @@ class ScopedFileSizeLimit {
 // offer this.
 bool RunWithFailingSeeks(const std::function<void()>& body);
 
+// A system call that fails.
+struct FailingCall {
+  long number = 0;  // SYS_...
+  int error_number = 0;
+  // Only where this argument (from 0) has one of these bits; -1: always.
+  int argument = -1;
+  uint32_t bits = 0;
+};
+
+// Runs `body` as above; each such call fails, also in the processes that `body` starts. False:
+// nothing was run.
+bool RunWithFailingCall(const FailingCall& call, const std::function<void()>& body);
+
 }  // namespace kx_testing
 
 #endif  // TESTS_TESTING_FAILING_DISK_H_

@@ -38,7 +38,12 @@ inline ExitStatus Fail(ExitStatus status, const std::string& why) {
   return status;
 }
 
-// The same for a folder without a record.
+// Prints what the user should know of a run that goes on or succeeded.
+inline void Warn(const std::string& text) {
+  std::fprintf(stderr, "kxrtc: warning: %s\n", TerminalText(text).c_str());
+}
+
+// As Fail(), for a folder without a record.
 inline ExitStatus FailWithoutRecord(const std::string& folder) {
   return Fail(kExitRecordUnreadable, folder + " contains no readable record");
 }

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "files/new_folder.h"
+#include "files/is_wanted.h"
 #include "host/h264/h264_inspector.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
 #include "tools/kxrtc/commands.h"
@@ -206,6 +206,7 @@ ExitStatus Inspect(const H264Options& options) {
   const InspectionResult result = inspector.Inspect(options.inspection);
   std::fflush(stdout);
   const ExitStatus status = StatusOf(result, signals);
+  if (!inspector.warning_text().empty()) Warn(inspector.warning_text());
   if (result == InspectionResult::kStopped && !options.inspection.copy.empty()) {
     return Fail(status, kxrtc_host::kStoppedText);
   }

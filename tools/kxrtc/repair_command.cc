@@ -44,6 +44,7 @@ ExitStatus Repair(const RepairCommandOptions& options) {
   } else if (result.repaired) {
     PrintRepair(result);
   }
+  if (!result.warning.empty()) Warn(result.warning);
   if (result.repaired) return kExitOk;
   return Fail(StatusOfFailure(result, signals), result.error);
 }

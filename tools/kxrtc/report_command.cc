@@ -1,10 +1,10 @@
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <string>
 
 #include "files/link_target.h"
-#include "files/new_folder.h"
 #include "files/output_file.h"
 #include "record/predict/record_analysis.h"
 #include "record/show/record_report.h"
@@ -26,10 +26,13 @@ struct ReportOptions {
 ExitStatus WritePage(const std::string& path, const std::string& page) {
   StopSignals signals;
   kxrtc_host::OutputFile output;
+  output.set_is_wanted([&signals] { return !signals.IsStopped(); });
   if (!output.Open(path, true)) return Fail(kExitOutputRefused, output.error_text());
-  const bool written = output.WriteAt(0, page.data(), page.size());
-  if (signals.IsStopped()) return Fail(signals.exit_status(), kxrtc_host::kStoppedText);
-  if (!written || !output.Commit(true)) return Fail(kExitOutputFailed, output.error_text());
+  if (!output.WriteAt(0, page.data(), page.size()) || !output.Commit(true)) {
+    const bool stopped = output.error_number() == ECANCELED;
+    return Fail(stopped ? signals.exit_status() : kExitOutputFailed, output.error_text());
+  }
+  if (!output.warning_text().empty()) Warn(output.warning_text());
   return kExitOk;
 }
 

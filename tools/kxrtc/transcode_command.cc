@@ -201,7 +201,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       line["message"] = text;
       PrintJsonLine(line);
     } else {
-      std::fprintf(stderr, "kxrtc: warning: %s\n", TerminalText(text).c_str());
+      kxrtc_tool::Warn(text);
     }
   }
 

@@ -1,14 +1,17 @@
-// Every command that writes a file, on a disk that is full at some byte of it: the cause is told,
-// the status is the documented one, and nothing stands under the final name that did not stand
-// there before.
+// Every command that writes a file, on a disk that is full at some byte of it, or fails: the cause
+// is told, the status is the documented one, and nothing stands under the final name that did not
+// stand there before.
 #include <gmock/gmock.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "tests/testing/conference_record.h"
+#include "tests/testing/failing_disk.h"
 #include "tests/testing/kxrtc_program.h"
 #include "tests/testing/temp_dir.h"
 
@@ -135,6 +138,22 @@ TEST_P(FullDiskTest, LeavesNothingOnAFileSystemWithoutRoom) {
   const std::string listing =
       GetParam().older == nullptr ? "" : GetParam().output + std::string("\n") + GetParam().older;
   EXPECT_EQ(run.output, "status 4\n" + listing);
+}
+
+TEST_P(FullDiskTest, LeavesNothingOnADiskThatFails) {
+  const long rename = GetParam().older == nullptr ? SYS_renameat2 : SYS_rename;
+  for (const long call :
+       {static_cast<long>(SYS_fsync), static_cast<long>(SYS_sync_file_range), rename}) {
+    SCOPED_TRACE(call);
+    ShellResult run;
+    if (!kx_testing::RunWithFailingCall({call, EIO}, [&] { run = RunShell(Command()); })) {
+      GTEST_SKIP() << "this system lets no call fail";
+    }
+    EXPECT_EQ(run.exit_status, 4);
+    EXPECT_THAT(run.errors, AllOf(StartsWith("kxrtc: "), HasSubstr(output_),
+                                  HasSubstr(": Input/output error\n")));
+    ExpectOlderContentOnly();
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -273,35 +273,50 @@ INSTANTIATE_TEST_SUITE_P(
                       UsageCase{"LogThatCannotBeWritten", "estimate /tmp --log-file /nowhere/l"}),
     [](const auto& param) { return std::string(param.param.name); });
 
-class StoppedTest : public TranscodeFailuresTest, public ::testing::WithParamInterface<int> {};
+class StoppedTest : public TranscodeFailuresTest, public ::testing::WithParamInterface<int> {
+ protected:
+  // A transcoding that takes far longer than this test gets a signal as soon as it writes. The
+  // result is what waitpid() tells.
+  int TranscodeAndSignal(int signal_number) {
+    kx_testing::WriteLongConference(record_, true);
+    const char* arguments[] = {
+        KXRTC_PROGRAM,   "transcode", record_.path().c_str(), mp4_.c_str(), "--preset", "veryslow",
+        "--no-hardware", "--quiet",   "--log-file",           log_.c_str(), nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 2, messages_.c_str(), O_WRONLY | O_CREAT, 0600);
+    pid_t child = 0;
+    EXPECT_EQ(posix_spawn(&child, KXRTC_PROGRAM, &actions, nullptr,
+                          const_cast<char* const*>(arguments), environ),
+              0);
+    posix_spawn_file_actions_destroy(&actions);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (Left().empty() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    EXPECT_EQ(Left().size(), 1u);
+    kill(child, signal_number);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return status;
+  }
 
-// A transcoding that takes far longer than this test, stopped as soon as it writes.
+  std::string log_ = record_.File("log");
+  std::string messages_ = record_.File("messages");
+};
+
 TEST_P(StoppedTest, LeavesNothing) {
-  kx_testing::WriteLongConference(record_, true);
-  const std::string log = record_.File("log");
-  const std::string messages = record_.File("messages");
-  const char* arguments[] = {
-      KXRTC_PROGRAM,   "transcode", record_.path().c_str(), mp4_.c_str(), "--preset", "veryslow",
-      "--no-hardware", "--quiet",   "--log-file",           log.c_str(),  nullptr};
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 2, messages.c_str(), O_WRONLY | O_CREAT, 0600);
-  pid_t child = 0;
-  ASSERT_EQ(posix_spawn(&child, KXRTC_PROGRAM, &actions, nullptr,
-                        const_cast<char* const*>(arguments), environ),
-            0);
-  posix_spawn_file_actions_destroy(&actions);
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (Left().empty() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-  EXPECT_EQ(Left().size(), 1u);
-  kill(child, GetParam());
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
+  const int status = TranscodeAndSignal(GetParam());
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 128 + GetParam());
-  EXPECT_EQ(ReadFile(messages), "kxrtc: stopped; nothing is written\n");
+  EXPECT_EQ(ReadFile(messages_), "kxrtc: stopped; nothing is written\n");
   EXPECT_THAT(Left(), IsEmpty());
-  EXPECT_THAT(ReadFile(log), HasSubstr("[StopTranscoding]"));
+  EXPECT_THAT(ReadFile(log_), HasSubstr("[StopTranscoding]"));
+}
+
+TEST_F(StoppedTest, TheNextRunRemovesWhatAKilledOneLeft) {
+  ASSERT_TRUE(WIFSIGNALED(TranscodeAndSignal(SIGKILL)));
+  EXPECT_EQ(Left().size(), 1u);
+  EXPECT_EQ(Transcode().exit_status, 0);
+  EXPECT_THAT(Left(), ElementsAre("out.mp4"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, StoppedTest, ::testing::Values(SIGHUP, SIGINT, SIGQUIT, SIGTERM),
