@@ -145,10 +145,6 @@ IndexWalker::Step IndexWalker::SkipGarbage(IndexRecord* record) {
       position_ = index_->size();
       return is_stopped_ ? Step::kStopped : Step::kChanged;
     }
-    if (look == Look::kCut && index_->size() - position_ < kSpeakerRecordHeaderSize) {
-      position_ = index_->size();
-      break;
-    }
     if (look != Look::kRecord) continue;
     const uint64_t behind = position_ + candidate.size;
     if (behind == index_->size()) break;

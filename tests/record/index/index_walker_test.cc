@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 
 #include "tests/testing/record_samples.h"
 
@@ -96,7 +98,9 @@ TEST(IndexWalkerTest, EndsInATruncatedRecordAtEveryCut) {
       EXPECT_TRUE(steps.empty() || steps.back().find("truncated") != 0) << size;
     } else {
       ASSERT_FALSE(steps.empty());
-      EXPECT_EQ(steps.back().find("truncated"), 0u) << size;
+      const size_t start = *std::prev(std::upper_bound(boundaries.begin(), boundaries.end(), size));
+      EXPECT_EQ(steps.back(),
+                "truncated " + std::to_string(start) + " +" + std::to_string(size - start));
     }
   }
 }
@@ -116,7 +120,32 @@ TEST(IndexWalkerTest, DoesNotTakeALoneTypeInGarbageForARecord) {
                           "stop 140"));
 }
 
+// The file is read window by window. Here one ends between the header and the payload of a record.
+TEST(IndexWalkerTest, DecodesTheRecordsOfALongIndex) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(0, 2);
+  constexpr uint32_t kFrames = 3 * ReadOnlyFile::kWindowSize / 24;
+  for (uint32_t i = 0; i < kFrames; ++i) builder.DataRecord(0xEEDDCC06, i, i * uint64_t{3}, i);
+  kx_testing::WriteFile(dir.File("index"), builder.index());
+  ReadOnlyFile file;
+  ASSERT_EQ(file.Open(dir.File("index")), ReadOnlyFile::State::kOpen);
+  IndexWalker walker(&file);
+  IndexRecord record;
+  ASSERT_EQ(walker.Next(&record), IndexWalker::Step::kRecord);
+  ASSERT_EQ(walker.Next(&record), IndexWalker::Step::kRecord);
+  for (uint32_t i = 0; i < kFrames; ++i) {
+    ASSERT_EQ(walker.Next(&record), IndexWalker::Step::kRecord);
+    ASSERT_EQ(record.header.record_timestamp_us, i);
+    ASSERT_EQ(record.data.start_position, i * uint64_t{3});
+    ASSERT_EQ(record.data.size, i);
+  }
+  EXPECT_EQ(walker.Next(&record), IndexWalker::Step::kEnd);
+}
+
 TEST(IndexWalkerTest, EndsWithGarbageWhereNoRecordFollows) {
+  EXPECT_THAT(WalkBytes(std::string(20, 'x') + BigEndian32(0xEEDDCC01)),
+              ElementsAre("garbage 0 +24"));
   EXPECT_THAT(WalkBytes(std::string(1000, '\0')), ElementsAre("garbage 0 +1000"));
 }
 
@@ -144,7 +173,8 @@ TEST(IndexWalkerTest, EndsInTheMidstOfGarbageThatNobodyWants) {
 TEST(IndexWalkerTest, EndsBetweenRecordsThatNobodyWants) {
   const TempDir dir;
   std::string index;
-  while (index.size() < 1000000) index += SmallIndex();
+  const std::string small = SmallIndex();
+  while (index.size() < 1000000) index += small;
   kx_testing::WriteFile(dir.File("index"), index);
   ReadOnlyFile file;
   ASSERT_EQ(file.Open(dir.File("index")), ReadOnlyFile::State::kOpen);
