@@ -56,11 +56,15 @@ Conference::Conference(const Scenario& scenario, const ConferenceOptions& option
                    [](const DueEvent& a, const DueEvent& b) { return a.at_us < b.at_us; });
 }
 
-Conference::~Conference() { Finish(); }
+Conference::~Conference() {
+  RequestStop();
+  Finish();
+}
 
 void Conference::RequestStop() {
   stop_.Raise();
   for (const auto& member : members_) member->Interrupt();
+  opening_.Cancel();
 }
 
 ConferenceOutcome Conference::Run(std::string* error) {
@@ -75,23 +79,22 @@ ConferenceOutcome Conference::Run(std::string* error) {
   return outcome;
 }
 
-// Opens the sources of the members in parallel: a live source may be slow.
 ConferenceOutcome Conference::OpenSources(std::string* error) {
-  std::vector<MediaProblem> problems(members_.size(), MediaProblem::kNone);
-  std::vector<std::string> errors(members_.size());
-  std::vector<std::thread> threads;
-  for (size_t i = 0; i < members_.size(); ++i) {
-    threads.emplace_back([this, i, &problems, &errors] {
-      problems[i] = members_[i]->Open(options_.open_timeout_us, &errors[i]);
-    });
+  for (const auto& member : members_) {
+    member->BeginOpening(options_.open_timeout_us, &opening_);
   }
-  for (std::thread& thread : threads) thread.join();
-  if (stop_.IsRaised()) return ConferenceOutcome::kCancelled;
-  for (size_t i = 0; i < members_.size(); ++i) {
-    if (problems[i] == MediaProblem::kNone) continue;
-    *error = errors[i];
-    return problems[i] == MediaProblem::kWrongCodec ? ConferenceOutcome::kSourceRefused
-                                                    : ConferenceOutcome::kSourceUnreadable;
+  const MediaProblem problem = opening_.Wait(options_.open_timeout_us, error);
+  if (stop_.IsRaised()) {
+    error->clear();
+    return ConferenceOutcome::kCancelled;
+  }
+  switch (problem) {
+    case MediaProblem::kNone:
+      break;
+    case MediaProblem::kUnreadable:
+      return ConferenceOutcome::kSourceUnreadable;
+    case MediaProblem::kWrongCodec:
+      return ConferenceOutcome::kSourceRefused;
   }
   return ConferenceOutcome::kComplete;
 }
@@ -207,9 +210,8 @@ ConferenceOutcome Conference::Play(std::string* error) {
   }
 }
 
-// Media end before the recorder: it releases the mixer that they feed.
+// The record ends first, with or without its sources. What they still send is refused.
 void Conference::Finish() {
-  for (const auto& member : members_) member->Stop();
   if (started_ && audio_factory_.mixer() != nullptr && audio_factory_.mixer()->IsRunning()) {
     (void)recorder_.StopRecording();  // Fails only when it is not initialized.
   }

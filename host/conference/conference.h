@@ -67,12 +67,12 @@ class Conference {
   // The arguments outlive the object.
   Conference(const Scenario& scenario, const ConferenceOptions& options,
              ConferenceObserver* observer);
-  ~Conference();
+  ~Conference();  // Ends the media. Waits for a source that does not come back from the system.
   Conference(const Conference&) = delete;
   Conference& operator=(const Conference&) = delete;
 
   // Runs the whole conference. Call once. Except for kComplete and kCancelled, `*error` says why in
-  // one line.
+  // one line. Waits for no source that does not come back from the system.
   [[nodiscard]] ConferenceOutcome Run(std::string* error);
 
   // Ends the conference now; the record is completed.
@@ -126,6 +126,7 @@ class Conference {
   ConferenceAudioFactory audio_factory_;
   kxrtc::SpeakerRecorder recorder_;
   std::vector<std::unique_ptr<ConferenceMember>> members_;
+  SourceOpening opening_;         // Behind the members, whose sources it opens.
   std::vector<DueEvent> events_;  // In time order.
   size_t next_event_ = 0;
   int64_t start_us_ = 0;      // Of the scenario, on `clock_`.

@@ -41,13 +41,13 @@ ConferenceMember::ConferenceMember(const ScenarioParticipant& participant, size_
   }
 }
 
-MediaProblem ConferenceMember::Open(int64_t timeout_us, std::string* error) {
+void ConferenceMember::BeginOpening(int64_t timeout_us, SourceOpening* opening) {
   for (const Feed* feed : {&camera_, &share_, &microphone_}) {
     if (*feed == nullptr) continue;
-    const MediaProblem problem = (*feed)->Open(timeout_us, error);
-    if (problem != MediaProblem::kNone) return problem;
+    opening->Begin((*feed)->source(), [feed = feed->get(), timeout_us](std::string* error) {
+      return feed->Open(timeout_us, error);
+    });
   }
-  return MediaProblem::kNone;
 }
 
 void ConferenceMember::Interrupt() {
@@ -86,12 +86,6 @@ void ConferenceMember::Follow(int64_t now_us) {
   if (share_ != nullptr) share_->SetSending(state_.share_on);
   const bool has_sound = microphone_ != nullptr || (camera_ != nullptr && camera_->has_audio());
   room_->SetOpen(participant_.user_id, has_sound && IsMicrophoneOpen());
-}
-
-void ConferenceMember::Stop() {
-  for (const Feed* feed : {&camera_, &share_, &microphone_}) {
-    if (*feed != nullptr) (*feed)->Stop();
-  }
 }
 
 void ConferenceMember::AppendChannels(std::vector<VideoChannel>* channels) const {

@@ -1,6 +1,6 @@
 // One participant of the running conference: the feeds of camera, share and microphone, and what
 // is switched on.
-// Threads: the control thread of the conference; Interrupt() any.
+// Threads: the control thread of the conference; Interrupt() any. The destructor ends all media.
 #ifndef HOST_CONFERENCE_CONFERENCE_MEMBER_H_
 #define HOST_CONFERENCE_CONFERENCE_MEMBER_H_
 
@@ -14,6 +14,7 @@
 #include "host/conference/media_feed.h"
 #include "host/conference/participant_state.h"
 #include "host/conference/scenario.h"
+#include "host/conference/source_opening.h"
 #include "kxrtc/recording/peer_connection_conductor.h"
 
 namespace kxrtc_host {
@@ -40,8 +41,8 @@ class ConferenceMember {
   ConferenceMember(const ScenarioParticipant& participant, size_t index,
                    const ConferenceSite& site);
 
-  // Opens all sources, one after the other.
-  [[nodiscard]] MediaProblem Open(int64_t timeout_us, std::string* error);
+  // Begins to open all sources, each within `timeout_us`.
+  void BeginOpening(int64_t timeout_us, SourceOpening* opening);
   void Interrupt();
 
   // Apply an action in two steps. The video mapping is announced between them: first the media that
@@ -49,9 +50,6 @@ class ConferenceMember {
   // and nothing happens, when the action is not valid now.
   [[nodiscard]] bool Apply(ScenarioAction action);
   void Follow(int64_t now_us);
-
-  // Ends all media.
-  void Stop();
 
   // Appends the channels that are on.
   void AppendChannels(std::vector<VideoChannel>* channels) const;

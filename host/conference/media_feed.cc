@@ -15,6 +15,10 @@ constexpr int64_t kMaxSoundAheadUs = 3000000;
 constexpr int64_t kRoomPollUs = 20000;
 constexpr int64_t kReopenTimeoutUs = 5000000;
 
+// How long the conference waits for a source that shall end. One that can be interrupted is faster.
+constexpr std::chrono::milliseconds kMoment(200);
+constexpr std::chrono::milliseconds kNow(0);
+
 // After so many pictures without a key frame the user gets a notice.
 constexpr int kManyFrames = 300;
 
@@ -34,7 +38,10 @@ MediaFeed::MediaFeed(const MediaSpec& media, const FeedOutlet& outlet, const Con
       queue_(std::make_unique<PacedQueue>(clock)),
       stop_(std::make_unique<StopSignal>()) {}
 
-MediaFeed::~MediaFeed() { Stop(); }
+MediaFeed::~MediaFeed() {
+  Stop();
+  if (reader_.joinable()) reader_.join();
+}
 
 void MediaFeed::Notice(const std::string& text) { notices_->Add(media_.source + ": " + text); }
 
@@ -71,14 +78,11 @@ MediaProblem MediaFeed::Open(int64_t timeout_us, std::string* error) {
 }
 
 void MediaFeed::Start(int64_t origin_us) {
-  if (reader_.joinable()) return;
-  std::string error;
-  if (!open_ && Open(kReopenTimeoutUs, &error) != MediaProblem::kNone) {
-    notices_->Add(error);
-    at_end_.store(true, std::memory_order_release);
+  if (left_behind_ && !CollectReader(kNow)) {
+    Notice("does not respond, it is not played again");
     return;
   }
-  if (reader_.joinable()) return;  // A live source that was opened again.
+  if (reader_.joinable()) return;
   file_clock_ = FileClock(origin_us);
   StartThreads();
 }
@@ -93,7 +97,12 @@ void MediaFeed::StartThreads() {
   audio_placed_ = false;
   skips_to_key_frame_ = false;
   if (outlet_.audio != nullptr) outlet_.audio->Clear();
-  reader_ = std::thread([this] { ReadLoop(); });
+  std::promise<void> end;
+  reader_end_ = end.get_future();
+  reader_ = std::thread([this, end = std::move(end)]() mutable {
+    ReadLoop();
+    end.set_value();
+  });
   if (outlet_.video != nullptr) sender_ = std::thread([this] { SendLoop(); });
 }
 
@@ -101,22 +110,38 @@ void MediaFeed::Stop() {
   stop_->Raise();
   source_.Interrupt();
   queue_->Close();
-  if (reader_.joinable()) reader_.join();
   if (sender_.joinable()) sender_.join();
+  left_behind_ = !CollectReader(kMoment);
+}
+
+// Ends the reading thread. False: it does not end.
+bool MediaFeed::CollectReader(std::chrono::milliseconds at_most) {
+  if (reader_.joinable()) {
+    if (reader_end_.wait_for(at_most) != std::future_status::ready) return false;
+    reader_.join();
+  }
+  left_behind_ = false;
   source_.Close();
   open_ = false;
+  return true;
 }
 
 void MediaFeed::ReadLoop() {
-  while (!stop_->IsRaised()) {
-    if (!media_.live) WaitForRoom();
-    if (!ReadOne()) break;
+  std::string error;
+  if (!open_ && OpenStreams(kReopenTimeoutUs, &error) != MediaProblem::kNone) {
+    if (!stop_->IsRaised()) notices_->Add(error);
+  } else {
+    while (!stop_->IsRaised()) {
+      if (!media_.live) WaitForRoom();
+      if (!ReadOne()) break;
+    }
   }
   sound_end_us_.store(audio_read_us_, std::memory_order_relaxed);
   at_end_.store(true, std::memory_order_release);
 }
 
 bool MediaFeed::HasEnded() const {
+  if (left_behind_) return true;
   return at_end_.load(std::memory_order_acquire) && queue_->IsEmpty() &&
          clock_->NowUs() >= sound_end_us_.load(std::memory_order_relaxed);
 }

@@ -7,7 +7,9 @@
 #define HOST_CONFERENCE_MEDIA_FEED_H_
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -41,7 +43,7 @@ class MediaFeed {
   // `clock` and `notices` outlive the feed.
   MediaFeed(const MediaSpec& media, const FeedOutlet& outlet, const ConferenceClock* clock,
             Notices* notices);
-  ~MediaFeed();  // Calls Stop().
+  ~MediaFeed();  // Calls Stop(), and waits for a source that it has left behind.
   MediaFeed(const MediaFeed&) = delete;
   MediaFeed& operator=(const MediaFeed&) = delete;
 
@@ -53,15 +55,17 @@ class MediaFeed {
   void Interrupt() { source_.Interrupt(); }
 
   // Plays a file from its beginning at `origin_us` on the conference's clock. A source that is
-  // already playing continues.
+  // already playing continues. Does not wait for the source.
   void Start(int64_t origin_us);
 
-  // Stops playing. The next Start() plays a file from its beginning. A live source is closed.
+  // Stops playing. The next Start() plays a file from its beginning. A live source is closed. A
+  // source that does not come back from the system in a moment is left behind.
   void Stop();
 
   // Switches pictures on or off. They start with a key frame.
   void SetSending(bool sending) { sending_.store(sending, std::memory_order_relaxed); }
 
+  const std::string& source() const { return media_.source; }
   bool live() const { return media_.live; }
   bool has_audio() const { return has_audio_.load(std::memory_order_relaxed); }
 
@@ -71,6 +75,7 @@ class MediaFeed {
  private:
   MediaProblem OpenStreams(int64_t timeout_us, std::string* error);
   void StartThreads();
+  bool CollectReader(std::chrono::milliseconds at_most);
   void ReadLoop();
   bool ReadOne();  // False at the end.
   bool StartOver();
@@ -108,7 +113,7 @@ class MediaFeed {
   bool damage_noticed_ = false;
   bool reorder_noticed_ = false;
 
-  bool open_ = false;
+  bool open_ = false;  // Used by the reading thread while it runs.
   std::atomic<bool> has_audio_{false};
   std::atomic<bool> sending_{false};
   std::atomic<bool> at_end_{false};
@@ -116,6 +121,8 @@ class MediaFeed {
   std::unique_ptr<PacedQueue> queue_;
   std::unique_ptr<StopSignal> stop_;
   std::thread reader_;
+  std::future<void> reader_end_;
+  bool left_behind_ = false;  // The reading thread, by Stop().
   std::thread sender_;
 };
 

@@ -158,7 +158,7 @@ bool MediaSource::FindFormat(const MediaSpec& media, const SourceAccess& access,
 }
 
 std::string MediaSource::OpeningErrorText(int code) {
-  return code == AVERROR_EXIT ? "no data within the time allowed" : FFmpegErrorText(code);
+  return code == AVERROR_EXIT ? kNoDataText : FFmpegErrorText(code);
 }
 
 MediaProblem MediaSource::FindStreams(const MediaSpec& media, const MediaNeeds& needs,

@@ -14,6 +14,9 @@
 
 namespace kxrtc_host {
 
+// Why a source that stays silent cannot be opened.
+inline constexpr char kNoDataText[] = "no data within the time allowed";
+
 enum class MediaProblem { kNone, kUnreadable, kWrongCodec };
 
 // Which streams of a source are wanted.

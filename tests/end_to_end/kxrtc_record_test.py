@@ -20,6 +20,7 @@ KXRTC, SOURCE = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
 sys.path[:0] = [str(SOURCE / "tests" / "independent"), str(SOURCE / "tests" / "testing")]
 import read_record  # noqa: E402  Needs the path above.
 import speaker_record  # noqa: E402  Likewise.
+from process_signals import wait_until_blocked  # noqa: E402  Likewise.
 
 OK, OUTPUT_FAILED, OUTPUT_REFUSED, SCENARIO_INVALID, SOURCE_UNREADABLE, SOURCE_REFUSED = (
     0, 4, 5, 9, 10, 11)
@@ -386,7 +387,7 @@ class RecordTest(unittest.TestCase):
     def test_gives_up_a_live_source_that_nobody_sends_to(self):
         self.write_scenario({"user_id": 1, "camera": f"udp://127.0.0.1:{free_port()}"})
         process = self.start()
-        time.sleep(0.5)  # Whenever the signal comes: it ends the wait for the stream.
+        wait_until_blocked(process, signal.SIGINT)
         process.send_signal(signal.SIGINT)
         _, errors = process.communicate(timeout=30)
         self.assertEqual((process.returncode, errors), (130, ""))

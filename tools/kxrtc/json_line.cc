@@ -6,8 +6,10 @@
 
 namespace kxrtc_tool {
 
+std::string JsonLine(const Json::Value& value) { return kxrtc_host::JsonText(value) + "\n"; }
+
 void PrintJsonLine(const Json::Value& value) {
-  std::printf("%s\n", kxrtc_host::JsonText(value).c_str());
+  std::printf("%s", JsonLine(value).c_str());
   std::fflush(stdout);
 }
 

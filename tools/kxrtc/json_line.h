@@ -1,12 +1,17 @@
-// One JSON document on one line of standard output, for programs.
+// One JSON document on one line, for programs.
 #ifndef TOOLS_KXRTC_JSON_LINE_H_
 #define TOOLS_KXRTC_JSON_LINE_H_
 
 #include <json/value.h>
 
+#include <string>
+
 namespace kxrtc_tool {
 
-// Prints `value` and a newline and flushes, so that a reader sees it at once.
+// The document and a newline.
+std::string JsonLine(const Json::Value& value);
+
+// Prints that on standard output and flushes, so that a reader sees it at once.
 void PrintJsonLine(const Json::Value& value);
 
 }  // namespace kxrtc_tool

@@ -2,10 +2,11 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "host/conference/conference.h"
 #include "host/conference/scenario_reader.h"
@@ -23,6 +24,7 @@ using kxrtc_host::ConferenceOutcome;
 
 constexpr double kMaxDurationSeconds = 7 * 24 * 3600;
 constexpr std::chrono::milliseconds kSignalPoll(500);
+constexpr std::chrono::milliseconds kPatience(500);  // With sources, once the record is done.
 
 struct RecordCommandOptions {
   std::string scenario;
@@ -54,12 +56,24 @@ ExitStatus StatusOf(ConferenceOutcome outcome, const StopSignals& signals) {
   return kExitFailure;
 }
 
-// Runs the conference on its own thread while this one waits for its end or a signal.
-ConferenceOutcome RunConference(Conference* conference, StopSignals* signals, std::string* error) {
+// What a recording consists of.
+struct Recording {
+  kxrtc_host::Scenario scenario;
+  kxrtc_host::ConferenceOptions options;
+  std::unique_ptr<RecordPrinter> printer;
+  std::unique_ptr<Conference> conference;
+
+  // After Run():
   ConferenceOutcome outcome = ConferenceOutcome::kComplete;
+  std::string error;
+  kxrtc_host::ConferenceProgress result;
+};
+
+// Runs the conference on its own thread while this one waits for its end or a signal.
+void RunConference(Recording* recording, StopSignals* signals) {
   std::atomic<bool> done{false};
   std::thread runner([&] {
-    outcome = conference->Run(error);
+    recording->outcome = recording->conference->Run(&recording->error);
     done.store(true, std::memory_order_release);
     signals->Wake();
   });
@@ -68,43 +82,68 @@ ConferenceOutcome RunConference(Conference* conference, StopSignals* signals, st
     signals->Wait(kSignalPoll);
     if (signals->signal_number() == 0 || asked) continue;
     asked = true;
-    conference->RequestStop();
+    recording->conference->RequestStop();
   }
   runner.join();
-  return outcome;
+  recording->result = recording->conference->result();
+}
+
+// Ends the media. A source that does not come back from the system is left behind, with all that it
+// may use, until the program ends.
+void CloseMedia(const std::shared_ptr<Recording>& recording) {
+  std::promise<void> ended;
+  const std::future<void> end = ended.get_future();
+  std::thread([recording, ended = std::move(ended)]() mutable {
+    recording->conference.reset();
+    ended.set_value();
+  }).detach();
+  (void)end.wait_for(kPatience);
+}
+
+void PrintEnd(const Recording& recording, const StopSignals& signals) {
+  switch (recording.outcome) {
+    case ConferenceOutcome::kComplete:
+      recording.printer->OnEnd(recording.result,
+                               signals.signal_number() != 0 ? "stopped by a signal" : "at the end",
+                               true);
+      break;
+    case ConferenceOutcome::kWriteFailed:
+    case ConferenceOutcome::kRecordDamaged:
+      recording.printer->OnEnd(recording.result, recording.error, false);
+      break;
+    default:
+      break;
+  }
+}
+
+const char* HintFor(ConferenceOutcome outcome) {
+  if (outcome == ConferenceOutcome::kRecordExists) return "; --force replaces it";
+  if (outcome == ConferenceOutcome::kWriteFailed) return "; everything before that is recorded";
+  return "";
 }
 
 ExitStatus Record(const RecordCommandOptions& options) {
-  kxrtc_host::Scenario scenario;
-  std::string error;
-  if (!kxrtc_host::LoadScenario(options.scenario, &scenario, &error)) {
-    return Fail(kExitScenarioInvalid, error);
+  const auto recording = std::make_shared<Recording>();
+  if (!kxrtc_host::LoadScenario(options.scenario, &recording->scenario, &recording->error)) {
+    return Fail(kExitScenarioInvalid, recording->error);
   }
   StopSignals signals;
-  const std::unique_ptr<RecordPrinter> printer = MakeRecordPrinter(options.json, options.quiet);
-  kxrtc_host::ConferenceOptions conference_options;
-  conference_options.folder = kxrtc_host::RecordFolderPath(options.record_dir);
-  conference_options.replace_record = options.force;
+  recording->printer = MakeRecordPrinter(options.json, options.quiet);
+  recording->options.folder = kxrtc_host::RecordFolderPath(options.record_dir);
+  recording->options.replace_record = options.force;
   if (options.duration > 0) {
-    conference_options.duration_us = std::llround(options.duration * 1e6);
+    recording->options.duration_us = std::llround(options.duration * 1e6);
   }
-  Conference conference(scenario, conference_options, printer.get());
-  const ConferenceOutcome outcome = RunConference(&conference, &signals, &error);
-  if (outcome == ConferenceOutcome::kComplete) {
-    const char* const reason = signals.signal_number() != 0 ? "stopped by a signal" : "at the end";
-    printer->OnEnd(conference.result(), reason, true);
-  } else if (outcome == ConferenceOutcome::kWriteFailed ||
-             outcome == ConferenceOutcome::kRecordDamaged) {
-    printer->OnEnd(conference.result(), error, false);
+  recording->conference = std::make_unique<Conference>(recording->scenario, recording->options,
+                                                       recording->printer.get());
+  RunConference(recording.get(), &signals);
+  PrintEnd(*recording, signals);
+  const ExitStatus status = StatusOf(recording->outcome, signals);
+  if (!recording->error.empty()) {
+    (void)Fail(status, recording->error + HintFor(recording->outcome));
   }
-  const ExitStatus status = StatusOf(outcome, signals);
-  if (error.empty()) return status;
-  const char* const hint =
-      outcome == ConferenceOutcome::kRecordExists
-          ? "; --force replaces it"
-          : (outcome == ConferenceOutcome::kWriteFailed ? "; everything before that is recorded"
-                                                        : "");
-  return Fail(status, error + hint);
+  CloseMedia(recording);
+  return status;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/line_output.h"
 #include "tools/kxrtc/terminal_text.h"
 
 namespace kxrtc_tool {
@@ -23,6 +24,7 @@ using kxrtc_host::ScenarioParticipant;
 constexpr int64_t kPlainProgressUs = 5000000;
 constexpr int64_t kTerminalProgressUs = 200000;
 constexpr int64_t kJsonProgressUs = 1000000;
+constexpr std::chrono::milliseconds kPatience(500);  // With a reader, at the end.
 constexpr char kClearLine[] = "\r\033[K";
 
 const char* MediaName(const RecorderSelection& selection) {
@@ -98,26 +100,25 @@ class TextRecordPrinter : public RecordPrinter {
     const std::string text = recorded_ + ", " + CountsText(progress.counts) + ", " +
                              std::to_string(progress.queued_tasks) + " queued";
     if (!terminal_) return PrintLine(progress.time_us, text);
-    std::printf("%s%s  %s", kClearLine, ClockText(progress.time_us, 1).c_str(),
-                TerminalText(text).c_str());
+    output_.Print(kClearLine + ClockText(progress.time_us, 1) + "  " + TerminalText(text));
     line_open_ = true;
-    std::fflush(stdout);
   }
 
   void OnEnd(const ConferenceProgress& result, const std::string& reason, bool complete) override {
     PrintLine(result.time_us, (complete ? "complete, " : "incomplete, ") + reason + ": " +
                                   CountsText(result.counts) + ", " +
                                   std::to_string(result.counts.switches) + " switches");
+    output_.Drain(kPatience);
   }
 
  private:
   void PrintLine(int64_t time_us, const std::string& text) {
-    if (line_open_) std::printf("%s", kClearLine);
+    output_.Print((line_open_ ? kClearLine : "") + ClockText(time_us, 1) + "  " +
+                  TerminalText(text) + "\n");
     line_open_ = false;
-    std::printf("%s  %s\n", ClockText(time_us, 1).c_str(), TerminalText(text).c_str());
-    std::fflush(stdout);
   }
 
+  LineOutput output_;
   const bool terminal_ = isatty(STDOUT_FILENO) != 0;
   bool line_open_ = false;  // The progress line is on the terminal.
   int64_t next_progress_us_ = 0;
@@ -127,14 +128,14 @@ class TextRecordPrinter : public RecordPrinter {
 // One JSON object per line on standard output (docs/tool_record.md lists the members).
 class JsonRecordPrinter : public RecordPrinter {
  public:
-  void OnStarted() override { PrintJsonLine(Event("start", 0)); }
+  void OnStarted() override { Print(Event("start", 0)); }
 
   void OnAction(int64_t time_us, const ScenarioParticipant& participant,
                 ScenarioAction action) override {
     Json::Value event = Event("action", time_us);
     AddParticipant(participant, &event);
     event["do"] = kxrtc_host::ScenarioActionName(action);
-    PrintJsonLine(event);
+    Print(event);
   }
 
   void OnSelection(int64_t time_us, const RecorderSelection& selection,
@@ -144,13 +145,13 @@ class JsonRecordPrinter : public RecordPrinter {
     event["ssrc"] = selection.ssrc;
     event["reason"] = selection.reason;
     if (participant != nullptr) AddParticipant(*participant, &event);
-    PrintJsonLine(event);
+    Print(event);
   }
 
   void OnNotice(int64_t time_us, const std::string& text) override {
     Json::Value event = Event("warning", time_us);
     event["text"] = text;
-    PrintJsonLine(event);
+    Print(event);
   }
 
   void OnProgress(const ConferenceProgress& progress) override {
@@ -158,7 +159,7 @@ class JsonRecordPrinter : public RecordPrinter {
     next_progress_us_ = NextMultiple(progress.time_us, kJsonProgressUs);
     Json::Value event = Event("progress", progress.time_us);
     AddCounts(progress, &event);
-    PrintJsonLine(event);
+    Print(event);
   }
 
   void OnEnd(const ConferenceProgress& result, const std::string& reason, bool complete) override {
@@ -166,10 +167,14 @@ class JsonRecordPrinter : public RecordPrinter {
     event["complete"] = complete;
     event["reason"] = reason;
     AddCounts(result, &event);
-    PrintJsonLine(event);
+    Print(event);
+    output_.Drain(kPatience);
   }
 
  private:
+  void Print(const Json::Value& event) { output_.Print(JsonLine(event)); }
+
+  LineOutput output_;
   int64_t next_progress_us_ = 0;
 };
 
