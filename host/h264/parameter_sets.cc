@@ -2,20 +2,20 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
+#include <utility>
 
 #include "kx_utility/bitbuffer.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
+#include "record/stream/access_unit_contents.h"
 
 namespace kxrtc_host {
 namespace {
 
 using kx_utility::BitBuffer;
 
-constexpr uint32_t kMaxParameterSetSize = 0xFFFF;  // The limit of a 16-bit length.
-constexpr size_t kMaxSpsCount = 31;                // The limit of a 5-bit count.
+constexpr size_t kMaxSpsCount = 31;  // The limit of a 5-bit count.
 constexpr size_t kMaxPpsCount = 255;
-constexpr uint32_t kMaxSpsId = 31;  // ITU-T H.264, 7.4.2.1.1.
-constexpr uint32_t kMaxPpsId = 255;
 constexpr uint32_t kSpsFixedBytes = 3;  // Profile, constraints, level.
 
 // The RBSP of the first bytes after the NAL header: enough for the elements read here.
@@ -66,24 +66,17 @@ void ParameterSets::Clear() {
 }
 
 void ParameterSets::Add(const NalUnit& unit) {
+  const std::optional<uint32_t> id = ParameterSetId(unit.data, unit.size);
+  if (!id) return;
   const bool is_sps = unit.type() == kxrtc::H264::kNaluTypeSps;
-  if (!is_sps && unit.type() != kxrtc::H264::kNaluTypePps) return;
-  if (unit.size > kMaxParameterSetSize || (is_sps && unit.size <= 1 + kSpsFixedBytes)) return;
   std::string bytes(reinterpret_cast<const char*>(unit.data), unit.size);
-  const std::vector<uint8_t> head = ReadHead(bytes);
-  BitBuffer reader(head.data(), static_cast<uint32_t>(head.size()));
-  uint32_t id = 0;
-  if ((is_sps && !reader.ConsumeBytes(kSpsFixedBytes)) || !reader.ReadExponentialGolomb(&id) ||
-      id > (is_sps ? kMaxSpsId : kMaxPpsId)) {
-    return;
-  }
   std::vector<ParameterSet>& sets = is_sps ? sps_ : pps_;
   auto known = std::find_if(sets.begin(), sets.end(),
-                            [id](const ParameterSet& set) { return set.id == id; });
+                            [&](const ParameterSet& set) { return set.id == *id; });
   if (known != sets.end()) {
     known->bytes = std::move(bytes);
   } else {
-    sets.push_back({id, std::move(bytes)});
+    sets.push_back({*id, std::move(bytes)});
   }
 }
 

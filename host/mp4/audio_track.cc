@@ -105,7 +105,7 @@ bool AudioTrack::Push(int64_t timestamp_us, const uint8_t* data, uint32_t size) 
   }
   const bool is_recognised = Recognise(data, size);
   if (!is_recognised && unrecognised_ == kFramesToRecognise) {
-    return report_->Fail(WriterFailure::kAudio, "the audio is not AAC with 48000 samples a second");
+    return report_->Fail(WriterFailure::kAudio, kNotAacText);
   }
   if (framing_ == Framing::kUnknown) {
     if (!is_recognised) return Drop();

@@ -12,7 +12,6 @@ namespace {
 
 namespace H264 = kxrtc::H264;
 
-constexpr int64_t kDefaultDurationUs = 41667;  // Of a single picture without audio.
 constexpr size_t kMaxRangesTold = 8;
 
 }  // namespace
@@ -21,23 +20,16 @@ void CopyVideoTrack::SetAttributes(int32_t rotation) {
   rotation_ = NormalRotation(rotation);
   // Parameter sets of another stream are not valid for this one.
   sets_.Clear();
+  selection_.OnAttributes();
 }
 
-CopyVideoTrack::Contents CopyVideoTrack::LookInto() {
-  Contents contents;
+AccessUnitContents CopyVideoTrack::LookInto() {
+  AccessUnitContents contents;
   for (const NalUnit& unit : units_) {
-    contents.slice |= H264::IsPictureData(unit.type());
-    contents.idr |= unit.type() == H264::kNaluTypeIdr;
-    contents.sps |= unit.type() == H264::kNaluTypeSps;
-    contents.pps |= unit.type() == H264::kNaluTypePps;
+    contents.Add(unit.data, unit.size);
     sets_.Add(unit);
   }
   return contents;
-}
-
-bool CopyVideoTrack::IsDecodable(const Contents& contents) {
-  if (contents.idr) waiting_for_key_ = !sets_.IsComplete();
-  return !waiting_for_key_;
 }
 
 bool CopyVideoTrack::BuildSample(bool with_parameter_sets) {
@@ -63,13 +55,13 @@ void CopyVideoTrack::NoteRotation(int64_t time_us) {
 bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
   ++report_->status.video_samples_received;
   SplitAccessUnit(data, size, &units_);
-  const Contents contents = LookInto();
-  if (!contents.slice) {  // No picture: the parameter sets go with the next picture.
-    sets_came_alone_ |= contents.sps || contents.pps;
-    if (!contents.sps && !contents.pps) ++report_->status.video_samples_dropped;
+  const AccessUnitContents contents = LookInto();
+  const CopySelection::Choice choice = selection_.Choose(contents);
+  if (choice == CopySelection::Choice::kKeepSets) {
+    sets_came_alone_ = true;
     return true;
   }
-  if (!IsDecodable(contents)) {
+  if (choice == CopySelection::Choice::kDrop) {
     ++report_->status.video_samples_dropped;
     return true;
   }
@@ -135,11 +127,7 @@ void CopyVideoTrack::TellRotation() {
 
 bool CopyVideoTrack::Finish(int64_t end_us) {
   if (has_held_) {
-    int64_t duration_us = end_us - held_time_us_;
-    if (duration_us <= 0) {
-      duration_us = last_duration_us_ > 0 ? last_duration_us_ : kDefaultDurationUs;
-    }
-    if (!WriteHeld(std::min(duration_us, kLongestSampleUs))) return false;
+    if (!WriteHeld(LastCopiedDurationUs(held_time_us_, last_duration_us_, end_us))) return false;
     TellRotation();
   }
   const Mp4WriterStatus& status = report_->status;

@@ -12,18 +12,15 @@
 #include "host/mp4/video_track.h"
 #include "host/mp4/writer_report.h"
 #include "kx_utility/raw_buffer.h"
+#include "record/predict/copy_selection.h"
+#include "record/timing/copied_video.h"
 
 namespace kxrtc_host {
 
-// Samples that could not be decoded from the file are left out: those before the first key frame,
-// and key frames without parameter sets since the attributes changed, with all samples before the
-// next key frame. A key frame without its own parameter sets gets the newest ones.
+// CopySelection says which samples are left out. A key frame without its own parameter sets gets
+// the newest ones.
 class CopyVideoTrack : public VideoTrack {
  public:
-  // The longest duration of a sample: libavformat counts microseconds in 31 bits. Slightly less
-  // leaves room for its sums.
-  static constexpr int64_t kLongestSampleUs = 2000000000;
-
   // `width` and `height` go into the file; the sizes of its pictures may differ.
   // Both pointers outlive this.
   CopyVideoTrack(uint32_t width, uint32_t height, Mp4Muxer* muxer, WriterReport* report)
@@ -36,15 +33,7 @@ class CopyVideoTrack : public VideoTrack {
   int64_t end_us() const override { return end_us_; }
 
  private:
-  struct Contents {
-    bool slice = false;
-    bool idr = false;
-    bool sps = false;
-    bool pps = false;
-  };
-
-  Contents LookInto();
-  bool IsDecodable(const Contents& contents);
+  AccessUnitContents LookInto();
   bool BuildSample(bool with_parameter_sets);
   void NoteRotation(int64_t time_us);
   bool WriteHeld(int64_t duration_us);
@@ -56,7 +45,7 @@ class CopyVideoTrack : public VideoTrack {
   WriterReport* const report_;
   ParameterSets sets_;
   std::vector<NalUnit> units_;  // Of the current access unit.
-  bool waiting_for_key_ = true;
+  CopySelection selection_;
   bool sets_came_alone_ = false;  // Since the last picture.
   bool described_ = false;
   int32_t rotation_ = 0;  // The current one.

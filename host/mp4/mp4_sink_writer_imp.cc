@@ -109,7 +109,7 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
     }
     report_.Warn("no H.264 encoder of FFmpeg works here, so the video is copied");
   }
-  timeline_ = std::make_unique<FileTimeline>(CopyVideoTrack::kLongestSampleUs, expects_audio);
+  timeline_ = std::make_unique<FileTimeline>(kLongestCopiedSampleUs, expects_audio);
   video_track_ =
       std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_);
   return true;

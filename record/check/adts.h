@@ -61,6 +61,9 @@ std::vector<uint8_t> AudioSpecificConfig(uint32_t object_type, uint32_t sample_r
 // Why this audio cannot be copied into an MP4, as text for the user; empty if it can.
 std::string AudioObstacle(uint32_t object_type, uint32_t sample_rate, uint32_t channel_count);
 
+// The obstacle of sound that is raw and not AAC.
+inline constexpr char kNotAacText[] = "the audio is not AAC with 48000 samples a second";
+
 // True for the channel counts that AAC can have: 1 to 6 and 8 (ISO/IEC 14496-3, table 1.19).
 bool IsAacChannelCount(uint32_t channel_count);
 

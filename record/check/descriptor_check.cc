@@ -3,7 +3,9 @@
 #include <json/json.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cinttypes>
+#include <cstdio>
 #include <exception>
 #include <string>
 #include <utility>
@@ -36,6 +38,19 @@ bool ReadText(const ReadOnlyFile& file, std::string* text, std::string* problem)
   return true;
 }
 
+// "* Line 1, Column 2\n  Missing '}'\n..." becomes "line 1, column 2: missing '}'".
+std::string FirstProblem(const std::string& messages) {
+  unsigned line = 0;
+  unsigned column = 0;
+  const size_t begin = messages.find("\n  ");
+  const int found = std::sscanf(messages.c_str(), "* Line %u, Column %u", &line, &column);
+  if (found != 2 || begin == std::string::npos) return messages;
+  std::string text = messages.substr(begin + 3, messages.find('\n', begin + 1) - begin - 3);
+  if (!text.empty()) text[0] = static_cast<char>(std::tolower(text[0]));
+  return Text("line %u, column %u: ", line, column) +
+         text.substr(0, text.find_last_not_of(" .") + 1);
+}
+
 // The class that the library's reader uses: the newer one accepts more, e.g. a comma after the last
 // member.
 #pragma GCC diagnostic push
@@ -47,7 +62,7 @@ bool ParseObject(const char* begin, const char* end, Json::Value* root, std::str
       if (root->isObject()) return true;
       *problem = "it is not an object";
     } else {
-      *problem = reader.getFormattedErrorMessages();
+      *problem = FirstProblem(reader.getFormattedErrorMessages());
     }
   } catch (const std::exception& error) {  // Thrown at values nested too deep.
     *problem = error.what();

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "record/check/finding.h"
+#include "record/check/transcode_kind.h"
 
 namespace kxrtc_host {
 
@@ -109,12 +110,25 @@ struct OutputBucket {
   uint32_t key_frames = 0;
 };
 
+// Samples and length of an MP4.
+struct FileContents {
+  int64_t duration_us = 0;
+  uint64_t video_samples = 0;
+  uint64_t audio_frames = 0;
+};
+
+// How kxrtc transcode ends in one of its modes; the contents are those of the MP4, if there is one.
+struct ModePrediction {
+  TranscodeKind kind = TranscodeKind::kRecordUnreadable;
+  std::string text;  // What is wrong; empty for kWritten.
+  FileContents contents;
+};
+
 // The MP4 that the transcoder will make of the record.
 struct ReplayPrediction {
-  bool can_start = true;  // All files are there, and the descriptor is valid.
+  ModePrediction encode;
+  ModePrediction copy;
   bool completes = false;
-  bool is_cut_short =
-      false;            // It does not complete, but the MP4 has everything before the failure.
   std::string failure;  // Where and why it stops, when it does not complete.
   std::string refusal;  // Why the MP4 writer accepts none of it; empty when it does.
   std::optional<int64_t> failure_time_us;  // Recorder time, if a record is the cause.
@@ -148,12 +162,10 @@ struct RecordSummary {
   uint64_t switch_count = 0;
   std::map<uint32_t, ChannelTotals> channels;     // By media type.
   std::map<VideoFormat, uint64_t> video_formats;  // Key frames that carried it.
-  bool has_decodable_key_frame = false;           // A key frame with its parameter sets.
   AudioFormat audio;
   bool sound_examined = false;   // Each frame was tried with a decoder.
   double audio_interval_us = 0;  // Mean distance of two audio frames, 0 when unknown.
   SessionSummary totals;         // Sums of all sessions; no times.
-  uint64_t largest_frame = 0;    // Bytes, of one that the replay comes to.
   DescriptorSummary descriptor;
   ReplayPrediction replay;
   FindingList findings;

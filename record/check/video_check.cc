@@ -11,9 +11,8 @@
 namespace kxrtc_host {
 namespace {
 
-constexpr uint32_t kMaxPicOrderCntType = 2;   // ITU-T H.264, 7.4.2.1.1.
-constexpr uint32_t kMinSpsBytes = 4;          // Header, profile, constraints, level.
-constexpr uint32_t kMaxParameterSet = 65536;  // Larger ones are not parsed.
+constexpr uint32_t kMaxPicOrderCntType = 2;  // ITU-T H.264, 7.4.2.1.1.
+constexpr uint32_t kMinSpsBytes = 4;         // Header, profile, constraints, level.
 
 // ITU-T H.264, annexes A, F, G and H.
 bool IsKnownProfile(uint32_t profile_idc) {
@@ -59,7 +58,9 @@ bool VideoCheck::ReadFrame(const IndexRecord& record) {
 }
 
 bool VideoCheck::OnFrame(const IndexRecord& record) {
+  contents_ = {};
   if (!ReadFrame(record)) return false;
+  contents_ = ContentsOf(frame_.data(), static_cast<uint32_t>(frame_.size()));
   const int64_t time_us = record.header.record_timestamp_us;
   const bool is_key = kxrtc::H264::IsKeyFrame(frame_.data(), static_cast<uint32_t>(frame_.size()));
   if (expects_key_frame_ && !is_key) {
@@ -93,14 +94,12 @@ void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) 
   for (const auto& nal_unit : nal_units) {
     const uint8_t* bytes = frame_.data() + nal_unit.payload_start_offset;
     if (nal_unit.payload_size == 0) continue;
-    const uint8_t type = kxrtc::H264::ParseNaluType(bytes[0]);
-    has_pps_ = has_pps_ || type == kxrtc::H264::kNaluTypePps;
-    if (type != kxrtc::H264::kNaluTypeSps) continue;
-    has_sps_ = true;
+    if (kxrtc::H264::ParseNaluType(bytes[0]) != kxrtc::H264::kNaluTypeSps) continue;
     CheckParameterSet(bytes, nal_unit.payload_size, time_us);
   }
+  has_sps_ |= contents_.usable_sps;
+  has_pps_ |= contents_.usable_pps;
   const bool has_sets = has_sps_ && has_pps_;
-  if (is_key && has_sets) summary_->has_decodable_key_frame = true;
   if (is_key && !has_sets) {
     summary_->findings.Add(FindingCode::kVideoNoParameterSets, time_us,
                            Text("the key frame at %" PRIu64
@@ -113,7 +112,7 @@ void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) 
 void VideoCheck::CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64_t time_us) {
   const bool is_new = last_parameter_set_.size() != size ||
                       !std::equal(last_parameter_set_.begin(), last_parameter_set_.end(), nal_unit);
-  if (is_new && size <= kMaxParameterSet) {
+  if (is_new && size <= kMaxParameterSetSize) {
     last_parameter_set_.assign(nal_unit, nal_unit + size);
     kxrtc::SpsParser::SpsState state{};
     last_format_valid_ = size >= kMinSpsBytes && IsKnownProfile(nal_unit[1]) &&
@@ -121,7 +120,7 @@ void VideoCheck::CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64
                          state.pic_order_cnt_type <= kMaxPicOrderCntType;
     if (last_format_valid_) last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
   }
-  if (size > kMaxParameterSet || !last_format_valid_) {
+  if (size > kMaxParameterSetSize || !last_format_valid_) {
     summary_->findings.Add(
         FindingCode::kVideoBadSps, time_us,
         "a sequence parameter set cannot be parsed, or has a value that H.264 does not allow");

@@ -9,6 +9,7 @@
 #include "files/read_only_file.h"
 #include "record/check/record_summary.h"
 #include "record/index/index_walker.h"
+#include "record/stream/access_unit_contents.h"
 
 namespace kxrtc_host {
 
@@ -30,6 +31,9 @@ class VideoCheck {
   // For a frame inside the file. True for a key frame.
   bool OnFrame(const IndexRecord& record);
 
+  // Of the latest frame, as far as it was read.
+  const AccessUnitContents& contents() const { return contents_; }
+
  private:
   bool ReadFrame(const IndexRecord& record);
   void CheckNalUnits(int64_t time_us, uint64_t position, bool is_key);
@@ -38,6 +42,7 @@ class VideoCheck {
   ReadOnlyFile* file_;
   RecordSummary* summary_;
   std::vector<uint8_t> frame_;
+  AccessUnitContents contents_;
   std::vector<uint8_t> last_parameter_set_;
   VideoFormat last_format_;
   bool last_format_valid_ = false;

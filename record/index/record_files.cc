@@ -2,9 +2,20 @@
 
 #include <unistd.h>
 
+#include <array>
+
 #include "kxrtc/recording/speaker_record_format.h"
 
 namespace kxrtc_host {
+namespace {
+
+std::array<const ReadOnlyFile*, 4> FilesOf(const RecordFiles& files) {
+  return {&files.index, &files.video, &files.audio, &files.descriptor};
+}
+
+bool IsWritable(const ReadOnlyFile& file) { return ::access(file.path().c_str(), W_OK) == 0; }
+
+}  // namespace
 
 std::string RecordFolderPath(const std::string& folder) {
   return folder.empty() || folder.back() == '/' ? folder : folder + "/";
@@ -18,15 +29,38 @@ void RecordFiles::Open(const std::string& folder) {
   descriptor.Open(kxrtc::SpeakerRecordFilePath(path, kxrtc::kDescriptorFileExtension));
 }
 
+std::string NoRecordText(const RecordFiles& files) {
+  for (const ReadOnlyFile* file : FilesOf(files)) {
+    if (file->state() != ReadOnlyFile::State::kMissing) return "";
+  }
+  const std::string& path = files.index.path();
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
+  const bool is_folder = ::access(folder.empty() ? "." : folder.c_str(), F_OK) == 0;
+  return is_folder ? "the folder contains no record" : "there is no such folder";
+}
+
 std::string ReplayObstacle(const RecordFiles& files) {
-  for (const ReadOnlyFile* file : {&files.index, &files.video, &files.audio, &files.descriptor}) {
-    if (!file->is_open()) return file->path() + ": " + file->error();
-    if (::access(file->path().c_str(), W_OK) != 0) {
-      return file->path() + ": no permission to write, but transcoding needs it; " +
-             "copy the record";
+  if (std::string text = NoRecordText(files); !text.empty()) return text;
+  for (const ReadOnlyFile* file : FilesOf(files)) {
+    if (!file->is_open()) {
+      const bool is_missing = file->state() == ReadOnlyFile::State::kMissing;
+      return file->path() + ": " + file->error() +
+             (is_missing ? "; kxrtc repair makes a record of the other files" : "");
+    }
+    if (!IsWritable(*file)) {
+      return file->path() + ": no permission to write, but transcoding needs it; copy the record";
     }
   }
   return "";
+}
+
+bool IsReadOnly(const RecordFiles& files) {
+  bool is_read_only = false;
+  for (const ReadOnlyFile* file : FilesOf(files)) {
+    if (!file->is_open()) return false;
+    is_read_only |= !IsWritable(*file);
+  }
+  return is_read_only;
 }
 
 }  // namespace kxrtc_host

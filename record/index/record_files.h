@@ -28,6 +28,12 @@ struct RecordFiles {
 // replay writes nothing. Empty when it can.
 std::string ReplayObstacle(const RecordFiles& files);
 
+// True when missing permission to write is the only obstacle.
+bool IsReadOnly(const RecordFiles& files);
+
+// Why a folder without any file of a record contains none; empty when there is one.
+std::string NoRecordText(const RecordFiles& files);
+
 }  // namespace kxrtc_host
 
 #endif  // RECORD_INDEX_RECORD_FILES_H_

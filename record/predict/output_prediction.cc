@@ -137,11 +137,6 @@ void OutputPrediction::Finish(const std::optional<ReplaySimulator::Failure>& fai
   if (failure) {
     prediction_->failure = failure->reason;
     prediction_->failure_time_us = failure->recorder_us;
-    prediction_->is_cut_short =
-        failure->is_cut_short && prediction_->audio_samples + prediction_->video_samples > 0;
-  } else if (prediction_->audio_samples + prediction_->video_samples == 0) {
-    summary_->findings.Add(FindingCode::kReplayNothing, std::nullopt,
-                           "the record contains no frames, so no MP4 can be made");
   }
   MeasureOffsets(std::nullopt);
   const int64_t pictures_end_us = picture_us_ ? *picture_us_ + kLastPictureUs : 0;

@@ -11,31 +11,23 @@
 #include "record/check/sound_check.h"
 #include "record/check/structure_check.h"
 #include "record/check/video_check.h"
-#include "record/index/frame_limit.h"
 #include "record/index/index_state.h"
 #include "record/index/index_walker.h"
 #include "record/index/record_files.h"
 #include "record/index/record_text.h"
+#include "record/predict/file_prediction.h"
 #include "record/predict/output_prediction.h"
 #include "record/predict/replay_simulator.h"
 #include "record/predict/size_estimate.h"
+#include "record/predict/transcode_outcome.h"
 
 namespace kxrtc_host {
 namespace {
 
-// True when the index has an audio record before the first bytes that are not a record.
-bool HoldsAudio(ReadOnlyFile* index) {
-  IndexWalker walker(index);
-  IndexRecord record;
-  while (walker.Next(&record) == IndexWalker::Step::kRecord) {
-    if (record.header.type == kxrtc::kAudioData) return true;
-  }
-  return false;
-}
-
 class Analysis {
  public:
-  Analysis(RecordFiles* files, RecordSummary* summary)
+  // `expects_audio`: the replay comes to audio records.
+  Analysis(RecordFiles* files, bool expects_audio, RecordSummary* summary)
       : files_(files),
         summary_(summary),
         state_(&files->video, &files->audio),
@@ -45,8 +37,10 @@ class Analysis {
         audio_data_(kxrtc::kAudioFileExtension, files->audio.size(), &summary->findings),
         video_(&files->video, summary),
         audio_(&files->audio, summary),
-        output_(summary, HoldsAudio(&files->index)),
-        replay_(&state_, &output_) {}
+        output_(summary, expects_audio),
+        file_(&files->audio, expects_audio),
+        replay_(&state_, &output_),
+        file_replay_(&state_, &file_) {}
 
   void Run() {
     IndexWalker walker(&files_->index);
@@ -59,7 +53,8 @@ class Analysis {
         continue;
       }
       structure_.OnStep(step, record, walker.skipped_bytes());
-      replay_.OnBrokenIndex(step == IndexWalker::Step::kTruncated);
+      replay_.OnBrokenIndex(step, record.offset);
+      file_replay_.OnBrokenIndex(step, record.offset);
     }
     structure_.Finish();
     clock_.Finish();
@@ -68,7 +63,10 @@ class Analysis {
     audio_.Finish();
     replay_.Finish();
     output_.Finish(replay_.failure());
+    file_.audio()->Finish();
   }
+
+  FilePrediction* file() { return &file_; }
 
  private:
   void OnRecord(const IndexRecord& record) {
@@ -76,9 +74,8 @@ class Analysis {
     clock_.OnRecord(record);
     const bool is_key = OnContent(record);
     replay_.OnRecord(record, is_key);
-    if (record.IsMedia() && !replay_.failure()) {
-      summary_->largest_frame = std::max<uint64_t>(summary_->largest_frame, record.data.size);
-    }
+    file_.NoteContents(video_.contents());
+    file_replay_.OnRecord(record, is_key);
     if (replay_.shows_icon()) video_.OnIcon();
     state_.Take(record);
   }
@@ -138,55 +135,83 @@ class Analysis {
   VideoCheck video_;
   AudioCheck audio_;
   OutputPrediction output_;
+  FilePrediction file_;
   ReplaySimulator replay_;
+  ReplaySimulator file_replay_;
 };
 
-void ReportUnopened(const ReadOnlyFile& file, FindingList* findings) {
-  if (file.is_open()) return;
-  const bool is_missing = file.state() == ReadOnlyFile::State::kMissing;
-  findings->Add(is_missing ? FindingCode::kFileMissing : FindingCode::kFileUnreadable, std::nullopt,
-                file.path() + ": " + file.error());
+// One finding for each file that is not open; one for all where there is no record.
+void ReportUnopened(const RecordFiles& files, const std::string& folder, FindingList* findings) {
+  if (const std::string text = NoRecordText(files); !text.empty()) {
+    return findings->Add(FindingCode::kFileMissing, std::nullopt, folder + ": " + text);
+  }
+  for (const ReadOnlyFile* file : {&files.index, &files.video, &files.audio, &files.descriptor}) {
+    if (file->is_open()) continue;
+    const bool is_missing = file->state() == ReadOnlyFile::State::kMissing;
+    findings->Add(is_missing ? FindingCode::kFileMissing : FindingCode::kFileUnreadable,
+                  std::nullopt, file->path() + ": " + file->error());
+  }
 }
 
-// Why the replay cannot start with these files; empty when it can.
-std::string ReasonNotToStart(const FindingList& findings) {
-  for (const FindingCode code : {FindingCode::kFileMissing, FindingCode::kFileUnreadable}) {
-    if (findings.count(code) > 0) return "a file of the record cannot be read";
+ModePrediction PredictMode(const TranscodeFacts& facts, const FileContents& contents,
+                           const std::string& refusal) {
+  WriterEnd writer = {WriterEnd::Kind::kWritten, ""};
+  if (!refusal.empty()) {
+    writer = {WriterEnd::Kind::kFailed, refusal};
+  } else if (contents.video_samples + contents.audio_frames == 0) {
+    writer = {WriterEnd::Kind::kNothing, ""};
   }
-  for (const FindingCode code :
-       {FindingCode::kDescriptorMember, FindingCode::kDescriptorSessionCount,
-        FindingCode::kDescriptorUnparsable}) {
-    if (findings.count(code) > 0) return "the descriptor is not valid";
-  }
-  return "";
+  const TranscodeOutcome outcome = TranscodeOutcome::Predict(facts, writer);
+  const bool has_file =
+      outcome.kind() == TranscodeKind::kWritten || outcome.kind() == TranscodeKind::kWrittenInPart;
+  return {outcome.kind(), outcome.text(), has_file ? contents : FileContents()};
 }
 
-// Adds the obstacles to an MP4 that are not in the records of the index.
-void JudgeOutput(const RecordFiles& files, RecordSummary* summary) {
-  ReplayPrediction& replay = summary->replay;
-  if (const std::string reason = ReasonNotToStart(summary->findings); !reason.empty()) {
-    replay.can_start = false;
-    replay.completes = false;
-    replay.failure = reason;
-    replay.failure_time_us.reset();
-  } else if (const std::string obstacle = ReplayObstacle(files); !obstacle.empty()) {
-    summary->findings.Add(FindingCode::kReplayReadOnly, std::nullopt, obstacle);
-  }
-  if (summary->largest_frame > kMaxFrameBytes) {
-    replay.refusal = Text("a frame has %" PRIu64 " bytes, the limit is %u", summary->largest_frame,
-                          kMaxFrameBytes);
-  } else {
-    replay.refusal = AudioRefusal(*summary);
-  }
-  if (replay.refusal.empty() && !summary->audio.is_known && replay.filler_insertions == 0 &&
-      replay.video_samples > 0 && !summary->has_decodable_key_frame) {
-    summary->findings.Add(FindingCode::kReplayNothing, std::nullopt,
-                          "no picture can be decoded and there is no sound, so no MP4 can be made");
+// Why the MP4 writer takes none of what the replay gives it; empty when it does.
+std::string RefusalOf(const TranscodeFacts& facts, SoundExaminer* examiner, AudioFrames* audio,
+                      const RecordSummary& summary) {
+  const bool is_too_large = facts.outline && facts.outline->end == RecordEnd::kFrameTooLarge;
+  if (is_too_large) return facts.outline->end_reason;
+  if (!audio->is_known()) return "";
+  if (std::string obstacle = AudioRefusal(summary); !obstacle.empty()) return obstacle;
+  const bool is_aac = examiner == nullptr || audio->Recognise(examiner, RecordedChannels(summary));
+  return is_aac ? "" : kNotAacText;
+}
+
+void ReportOutcome(bool has_record, RecordSummary* summary) {
+  const ReplayPrediction& replay = summary->replay;
+  FindingList& findings = summary->findings;
+  if (replay.encode.kind == TranscodeKind::kNothingToPlay) {
+    findings.Add(FindingCode::kReplayNothing, std::nullopt,
+                 replay.video_samples + replay.audio_samples == 0
+                     ? "the record contains no frames, so no MP4 can be made"
+                     : "no picture can be decoded and there is no sound, so no MP4 can be made");
   }
   if (!replay.refusal.empty()) {
-    summary->findings.Add(FindingCode::kReplayRefused, std::nullopt,
-                          "kxrtc transcode cannot make an MP4 of this record: " + replay.refusal);
+    findings.Add(FindingCode::kReplayRefused, std::nullopt,
+                 "kxrtc transcode cannot make an MP4 of this record: " + replay.refusal);
   }
+  if (replay.completes || !has_record) return;
+  findings.Add(FindingCode::kReplayFailed, replay.failure_time_us,
+               "the record cannot be transcoded to its end: " + replay.failure);
+}
+
+// Adds what `kxrtc transcode` will do.
+void JudgeOutcome(const RecordFiles& files, const TranscodeFacts& facts,
+                  const AnalysisOptions& options, FilePrediction* file, RecordSummary* summary) {
+  ReplayPrediction& replay = summary->replay;
+  replay.refusal = RefusalOf(facts, options.sound_examiner, file->audio(), *summary);
+  file->Finish();
+  replay.encode = PredictMode(facts, file->encoded(), replay.refusal);
+  replay.copy = PredictMode(facts, file->copied(), replay.refusal);
+  if (IsReadOnly(files)) {
+    summary->findings.Add(FindingCode::kReplayReadOnly, std::nullopt, facts.obstacle);
+  } else if (!facts.obstacle.empty()) {
+    replay.completes = false;
+    replay.failure = facts.obstacle;
+    replay.failure_time_us.reset();
+  }
+  ReportOutcome(NoRecordText(files).empty(), summary);
 }
 
 }  // namespace
@@ -196,27 +221,21 @@ RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& op
   summary.folder = RecordFolderPath(folder);
   RecordFiles files;
   files.Open(folder);
-  for (const ReadOnlyFile* file : {&files.index, &files.video, &files.audio, &files.descriptor}) {
-    ReportUnopened(*file, &summary.findings);
-  }
+  ReportUnopened(files, folder, &summary.findings);
   summary.sizes = {files.index.size(), files.video.size(), files.audio.size(),
                    files.descriptor.size()};
-  if (!files.index.is_open()) {
-    summary.replay.failure = "there is no index";
-    summary.findings.Add(FindingCode::kReplayFailed, std::nullopt, "there is no index");
-    return summary;
-  }
-  Analysis(&files, &summary).Run();
+  TranscodeFacts facts;
+  facts.folder = summary.folder;
+  facts.output = "the MP4";
+  LookIntoRecord(&files, &facts);
+  Analysis analysis(&files, facts.outline && facts.outline->audio_frames > 0, &summary);
+  if (files.index.is_open()) analysis.Run();
   CheckDescriptor(files.descriptor, &summary);
   if (summary.descriptor.parsed) {
     summary.estimate_bytes = EstimateMp4Bytes(files.descriptor).value_or(0);
   }
   if (options.sound_examiner != nullptr) CheckSound(&files, options.sound_examiner, &summary);
-  JudgeOutput(files, &summary);
-  if (!summary.replay.completes) {
-    summary.findings.Add(FindingCode::kReplayFailed, summary.replay.failure_time_us,
-                         "the record cannot be transcoded to its end: " + summary.replay.failure);
-  }
+  JudgeOutcome(files, facts, options, analysis.file(), &summary);
   return summary;
 }
 

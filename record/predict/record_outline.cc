@@ -54,23 +54,6 @@ class Outliner {
   int64_t last_us_ = 0;   // Of the latest record.
 };
 
-RecordEnd EndOf(IndexWalker::Step step, const IndexState& state, uint64_t sessions) {
-  const bool is_damaged =
-      step == IndexWalker::Step::kGarbage || step == IndexWalker::Step::kChanged;
-  if (is_damaged) return RecordEnd::kDamaged;
-  const bool is_whole = step == IndexWalker::Step::kEnd && !state.in_session() && sessions > 0;
-  return is_whole ? RecordEnd::kComplete : RecordEnd::kCutShort;
-}
-
-// How the replay ends at this record; none if it continues.
-std::optional<RecordEnd> EndAt(const IndexRecord& record, RecordFault fault,
-                               uint32_t max_frame_bytes) {
-  if (fault == RecordFault::kMissingFrame) return RecordEnd::kFrameMissing;
-  if (fault != RecordFault::kNone) return RecordEnd::kDamaged;
-  const bool is_too_large = record.IsMedia() && record.data.size > max_frame_bytes;
-  return is_too_large ? std::optional(RecordEnd::kFrameTooLarge) : std::nullopt;
-}
-
 }  // namespace
 
 RecordOutline ReadRecordOutline(RecordFiles* files, uint32_t max_frame_bytes) {
@@ -79,19 +62,20 @@ RecordOutline ReadRecordOutline(RecordFiles* files, uint32_t max_frame_bytes) {
   IndexState state(&files->video, &files->audio);
   IndexWalker walker(&files->index);
   IndexRecord record;
-  std::optional<RecordEnd> end;
+  std::optional<ReplayEnd> end;
   while (!end) {
     const IndexWalker::Step step = walker.Next(&record);
     if (step != IndexWalker::Step::kRecord) {
-      end = EndOf(step, state, outline.sessions);
+      end = EndAtStep(step, record.offset, state.in_session(), outline.sessions);
       break;
     }
-    end = EndAt(record, state.FaultOf(record), max_frame_bytes);
+    end = EndAtRecord(record, state.FaultOf(record), max_frame_bytes);
     if (!end) outliner.OnRecord(record);
     state.Take(record);
   }
   outliner.EndSpan();
-  outline.end = *end;
+  outline.end = end->end;
+  outline.end_reason = end->reason;
   return outline;
 }
 

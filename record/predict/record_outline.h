@@ -6,20 +6,13 @@
 
 #include "record/index/frame_limit.h"
 #include "record/index/record_files.h"
+#include "record/predict/replay_end.h"
 
 namespace kxrtc_host {
 
-enum class RecordEnd {
-  kComplete,       // The index ends after a stop record.
-  kCutShort,       // It ends without one or inside a record: the recording host crashed. A replay
-                   // gives everything before that.
-  kFrameMissing,   // A frame has no bytes (any more). A replay gives everything before it.
-  kFrameTooLarge,  // A frame is larger than any encoder makes one.
-  kDamaged,        // It breaks the rules of the format; a replay stops there.
-};
-
 struct RecordOutline {
   RecordEnd end = RecordEnd::kCutShort;
+  std::string end_reason;     // What is wrong there; empty for kComplete.
   uint64_t video_frames = 0;  // Before that end.
   uint64_t audio_frames = 0;
   uint64_t media_bytes = 0;  // Of those frames.

@@ -1,54 +1,28 @@
 #include "record/predict/replay_simulator.h"
 
-#include <cinttypes>
-
-#include "record/index/record_text.h"
+#include "record/predict/replay_end.h"
 
 namespace kxrtc_host {
-namespace {
-
-const char* ReasonOf(RecordFault fault, uint32_t type) {
-  switch (fault) {
-    case RecordFault::kNoSession:
-      return "a session without a start record";
-    case RecordFault::kOpenSession:
-      return "a start record inside a session";
-    case RecordFault::kNoChannel:
-      return type == kxrtc::kVideoData ? "a video frame without a video channel"
-                                       : "attributes without a video channel";
-    case RecordFault::kMissingFrame:
-      return "the frame is not in its file";
-    case RecordFault::kNone:
-      break;
-  }
-  return "";
-}
-
-}  // namespace
-
 void ReplaySimulator::Fail(const Failure& failure) {
   if (!failure_) failure_ = failure;
 }
 
-void ReplaySimulator::OnBrokenIndex(bool is_cut_short) {
-  Fail({is_cut_short ? "the index ends inside a record"
-                     : "the index continues with bytes that are not a record",
-        std::nullopt, is_cut_short});
+void ReplaySimulator::OnBrokenIndex(IndexWalker::Step step, uint64_t offset) {
+  Fail({EndAtStep(step, offset, state_->in_session(), sessions_).reason, std::nullopt});
 }
 
 void ReplaySimulator::OnRecord(const IndexRecord& record, bool is_key) {
   if (failure_) return;
   const uint32_t type = record.header.type;
   const int64_t recorder_us = record.header.record_timestamp_us;
-  const RecordFault fault = state_->FaultOf(record);
-  if (fault != RecordFault::kNone) {
-    Fail({Text("at index offset %" PRIu64 ": %s", record.offset, ReasonOf(fault, type)),
-          recorder_us, fault == RecordFault::kMissingFrame});
-    return;
+  // The library takes a frame of any size.
+  if (const auto end = EndAtRecord(record, state_->FaultOf(record), UINT32_MAX)) {
+    return Fail({end->reason, recorder_us});
   }
   switch (type) {
     case kxrtc::kStartRecording:
-      saw_session_ = need_key_frame_ = true;
+      ++sessions_;
+      need_key_frame_ = true;
       shows_icon_ = false;
       clock_.StartSession(recorder_us);
       return events_->OnSessionStart(recorder_us, state_->media_type());
@@ -119,8 +93,8 @@ void ReplaySimulator::OnAudio(const IndexRecord& record) {
 }
 
 void ReplaySimulator::Finish() {
-  if (state_->in_session()) Fail({"the index ends without a stop record", std::nullopt, true});
-  if (!saw_session_) Fail({"the index contains no session", std::nullopt, false});
+  const ReplayEnd end = EndAtStep(IndexWalker::Step::kEnd, 0, state_->in_session(), sessions_);
+  if (end.end != RecordEnd::kComplete) Fail({end.reason, std::nullopt});
 }
 
 }  // namespace kxrtc_host

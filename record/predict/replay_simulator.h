@@ -41,8 +41,7 @@ class ReplaySimulator {
  public:
   struct Failure {
     std::string reason;
-    std::optional<int64_t> recorder_us;
-    bool is_cut_short = false;  // Everything before it is valid: kxrtc transcode keeps that.
+    std::optional<int64_t> recorder_us;  // If a record is the cause.
   };
 
   // Both are borrowed.
@@ -52,9 +51,8 @@ class ReplaySimulator {
   // frame. After a failure nothing more happens.
   void OnRecord(const IndexRecord& record, bool is_key);
 
-  // The index continues with bytes that are not a record. `is_cut_short`: they are the start of a
-  // record, and the index ends inside it.
-  void OnBrokenIndex(bool is_cut_short);
+  // The step of the walker at `offset` is neither a record nor the end.
+  void OnBrokenIndex(IndexWalker::Step step, uint64_t offset);
 
   // The index ends.
   void Finish();
@@ -76,7 +74,7 @@ class ReplaySimulator {
   const IndexState* state_;
   ReplayEvents* events_;
   std::optional<Failure> failure_;
-  bool saw_session_ = false;
+  uint64_t sessions_ = 0;
   kxrtc::ReplayClock clock_;
   kxrtc::NewVideoAttributesRecord attributes_;
   bool video_pushed_ = false;

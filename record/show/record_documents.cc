@@ -137,8 +137,20 @@ Json::Value FindingsValue(const FindingList& findings) {
   return list;
 }
 
+Json::Value ModeValue(const ModePrediction& mode) {
+  Json::Value value;
+  value["outcome"] = TranscodeKindName(mode.kind);
+  if (!mode.text.empty()) value["text"] = mode.text;
+  value["duration_us"] = I64(mode.contents.duration_us);
+  value["video_samples"] = U64(mode.contents.video_samples);
+  value["audio_frames"] = U64(mode.contents.audio_frames);
+  return value;
+}
+
 Json::Value ReplayValue(const ReplayPrediction& replay) {
   Json::Value value;
+  value["encode"] = ModeValue(replay.encode);
+  value["copy"] = ModeValue(replay.copy);
   value["completes"] = replay.completes;
   if (!replay.completes) value["failure"] = replay.failure;
   if (!replay.refusal.empty()) value["refusal"] = replay.refusal;

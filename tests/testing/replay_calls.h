@@ -165,7 +165,7 @@ inline ReplayCalls PredictReplay(const std::string& folder) {
     const kxrtc_host::IndexWalker::Step step = walker.Next(&record);
     if (step == kxrtc_host::IndexWalker::Step::kEnd) break;
     if (step != kxrtc_host::IndexWalker::Step::kRecord) {
-      simulator.OnBrokenIndex(step == kxrtc_host::IndexWalker::Step::kTruncated);
+      simulator.OnBrokenIndex(step, record.offset);
       continue;
     }
     bool is_key = false;

@@ -98,6 +98,25 @@ void PrintFormats(const kxrtc_host::RecordSummary& summary) {
   std::printf("\n");
 }
 
+std::string HeadlineOf(const kxrtc_host::ModePrediction& mode) {
+  switch (mode.kind) {
+    case kxrtc_host::TranscodeKind::kWritten:
+      return "complete";
+    case kxrtc_host::TranscodeKind::kWrittenInPart:
+      return "incomplete: " + mode.text;
+    default:
+      return "not possible: " + mode.text;
+  }
+}
+
+void PrintContents(const char* name, const kxrtc_host::ModePrediction& mode) {
+  const kxrtc_host::FileContents& contents = mode.contents;
+  if (contents.video_samples + contents.audio_frames == 0) return;
+  std::printf("  %-6s  %s, %" PRIu64 " pictures, %" PRIu64 " audio frames\n", name,
+              SecondsText(contents.duration_us).c_str(), contents.video_samples,
+              contents.audio_frames);
+}
+
 }  // namespace
 
 void PrintInfo(const kxrtc_host::RecordSummary& summary) {
@@ -143,18 +162,12 @@ void PrintFindings(const kxrtc_host::FindingList& findings) {
 
 void PrintReplay(const kxrtc_host::RecordSummary& summary) {
   const kxrtc_host::ReplayPrediction& replay = summary.replay;
-  const bool is_nothing = summary.findings.count(kxrtc_host::FindingCode::kReplayNothing) > 0;
-  std::string obstacle = replay.completes ? replay.refusal : replay.failure;
-  if (obstacle.empty() && is_nothing) obstacle = "there is nothing to play";
-  const char* headline = "complete";
-  if (!obstacle.empty()) {
-    const bool has_part =
-        replay.can_start && replay.is_cut_short && replay.refusal.empty() && !is_nothing;
-    headline = has_part ? "incomplete: " : "not possible: ";
+  std::printf("\nMP4: %s\n", TerminalText(HeadlineOf(replay.encode)).c_str());
+  if (replay.copy.kind != replay.encode.kind) {
+    std::printf("  with --video copy: %s\n", TerminalText(HeadlineOf(replay.copy)).c_str());
   }
-  std::printf("\nMP4: %s%s\n", headline, TerminalText(obstacle).c_str());
-  std::printf("  duration %s, %" PRIu64 " pictures, %" PRIu64 " audio frames\n",
-              SecondsText(replay.duration_us).c_str(), replay.video_samples, replay.audio_samples);
+  PrintContents("encode", replay.encode);
+  PrintContents("copy", replay.copy);
   std::printf("  icon shown for %s, %" PRIu64 " delta frames dropped, pictures at most %s late\n",
               SecondsText(replay.filler_us).c_str(), replay.dropped_frames,
               SecondsText(replay.largest_offset_us).c_str());

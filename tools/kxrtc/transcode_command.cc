@@ -12,9 +12,9 @@
 #include "host/ffmpeg/ffmpeg_log.h"
 #include "host/mp4/media_component_factory_imp.h"
 #include "host/mp4/sample_bounds.h"
-#include "host/mp4/transcode_outcome.h"
 #include "host/mp4/transcoder_handle.h"
 #include "record/index/record_files.h"
+#include "record/predict/transcode_outcome.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
@@ -29,6 +29,7 @@ namespace {
 
 using kxrtc_host::Mp4WriterStatus;
 using kxrtc_host::TranscodeOutcome;
+using kxrtc_host::WriterEnd;
 
 constexpr char kTranscodeFooter[] =
     "OUT.mp4 appears only when it is complete. Ctrl-C leaves no file behind.\n"
@@ -44,6 +45,18 @@ const std::map<std::string, kxrtc_host::VideoMode> kVideoModes = {
     {"encode", kxrtc_host::VideoMode::kEncode}, {"copy", kxrtc_host::VideoMode::kCopy}};
 
 constexpr std::chrono::milliseconds kRedrawInterval(200);
+
+WriterEnd EndOf(const Mp4WriterStatus& status) {
+  if (status.file_written) return {WriterEnd::Kind::kWritten, ""};
+  switch (status.failure) {
+    case kxrtc_host::WriterFailure::kNothing:
+      return {WriterEnd::Kind::kNothing, status.failure_text};
+    case kxrtc_host::WriterFailure::kDiscarded:
+      return {WriterEnd::Kind::kDiscarded, status.failure_text};
+    default:
+      return {WriterEnd::Kind::kFailed, status.failure_text};
+  }
+}
 
 struct TranscodeOptions {
   std::string record_dir;
@@ -86,7 +99,9 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     facts_.folder = kxrtc_host::RecordFolderPath(options_.record_dir);
     facts_.output = options_.output;
     facts_.output_conflict = ConflictWithRecord(facts_.folder, options_.output);
-    LookIntoRecord();
+    kxrtc_host::RecordFiles files;
+    files.Open(facts_.folder);
+    LookIntoRecord(&files, &facts_);
     if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return *outcome;
     kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
     if (facts_.outline) {
@@ -106,16 +121,9 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     progress_.End();
     facts_.error_code = error_code_.load(std::memory_order_acquire);
     facts_.first_error = log_.first_error();
-    facts_.writer = factory.status();
+    writer_ = factory.status();
+    facts_.writer = EndOf(writer_);
     return TranscodeOutcome::AfterStop(facts_);
-  }
-
-  void LookIntoRecord() {
-    kxrtc_host::RecordFiles files;
-    files.Open(facts_.folder);
-    facts_.obstacle = ReplayObstacle(files);
-    const bool has_media = files.index.is_open() && files.video.is_open() && files.audio.is_open();
-    if (has_media) facts_.outline = ReadRecordOutline(&files);
   }
 
   void WaitForEnd(const kxrtc_host::MediaComponentFactoryImp& factory) {
@@ -170,7 +178,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
 
   ExitStatus Tell(const TranscodeOutcome& outcome) const {
     const ExitStatus status = StatusOf(outcome.kind());
-    const Mp4WriterStatus& writer = facts_.writer;
+    const Mp4WriterStatus& writer = writer_;
     // Warnings matter for a written file, or if they explain why it would be empty.
     if (writer.file_written || writer.failure == kxrtc_host::WriterFailure::kNothing) {
       for (const std::string& warning : writer.warnings) Warn(warning);
@@ -206,7 +214,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   }
 
   void TellDone(ExitStatus status) const {
-    const Mp4WriterStatus& writer = facts_.writer;
+    const Mp4WriterStatus& writer = writer_;
     const double seconds = static_cast<double>(ElapsedUs()) / 1e6;
     const std::string& encoder = writer.video_encoder;
     if (options_.json) {
@@ -234,6 +242,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   ProgressReport progress_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   kxrtc_host::TranscodeFacts facts_;
+  Mp4WriterStatus writer_;
   std::atomic<uint32_t> percent_{0};
   std::atomic<bool> completed_{false};
   std::atomic<int32_t> error_code_{0};  // The first one.

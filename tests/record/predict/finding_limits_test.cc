@@ -198,10 +198,10 @@ const LimitCase kCases[] = {
     {"SmallestAttributes", [](RecordBuilder& builder) { AddAttributes(builder, 1, 1, -90); }, ""},
     {"AskewAttributes", [](RecordBuilder& builder) { AddAttributes(builder, 2, 2, 45); },
      "video.attributes"},
-    {"LongestParameterSet", [](RecordBuilder& builder) { AddLongParameterSet(builder, 65536); },
+    {"LongestParameterSet", [](RecordBuilder& builder) { AddLongParameterSet(builder, 65535); },
      ""},
-    {"TooLongAParameterSet", [](RecordBuilder& builder) { AddLongParameterSet(builder, 65537); },
-     "video.bad-sps"},
+    {"TooLongAParameterSet", [](RecordBuilder& builder) { AddLongParameterSet(builder, 65536); },
+     "replay.nothing, video.bad-sps, video.no-parameter-sets"},
     {"AFrameThatIsReadWhole",
      [](RecordBuilder& builder) {
        const std::string key = KeyFrame640x360();

@@ -87,7 +87,8 @@ TEST(RecordAnalysisTest, ForeseesThatAFrameIsTooLarge) {
   builder.DataRecord(kVideoRecord, 3, 0, kMaxFrameBytes + 1).Stop(4).Write();
   std::filesystem::resize_file(dir.File("SpeakeRecord.264"), kMaxFrameBytes + 1);
   const RecordSummary summary = AnalyseRecord(dir.path());
-  EXPECT_EQ(summary.replay.refusal, "a frame has 67108865 bytes, the limit is 67108864");
+  EXPECT_EQ(summary.replay.refusal,
+            "at index offset 52: a frame has 67108865 bytes, the limit is 67108864");
   EXPECT_EQ(summary.findings.Verdict(), Severity::kError);
 }
 
@@ -98,13 +99,18 @@ TEST(RecordAnalysisTest, ForeseesThatTheReplayDoesNotStart) {
     std::filesystem::remove(dir.File(std::string("SpeakeRecord") + extension));
     const RecordSummary summary = AnalyseRecord(dir.path());
     EXPECT_FALSE(summary.replay.completes);
-    EXPECT_EQ(summary.replay.failure, "a file of the record cannot be read");
+    EXPECT_EQ(summary.replay.failure,
+              dir.File(std::string("SpeakeRecord") + extension) +
+                  ": No such file or directory; kxrtc repair makes a record of the other files");
     EXPECT_EQ(summary.findings.count(FindingCode::kReplayFailed), 1u);
   }
   const TempDir dir;
   TwoSessions(dir).Write();
   kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), "{");
-  EXPECT_EQ(AnalyseRecord(dir.path()).replay.failure, "the descriptor is not valid");
+  EXPECT_EQ(AnalyseRecord(dir.path()).replay.failure,
+            dir.File("SpeakeRecord.desc") +
+                ": the descriptor is not a JSON document: line 1, column 2: missing '}' or object "
+                "member name; kxrtc repair makes a new descriptor");
 }
 
 // All texts of the findings with that code.
@@ -337,11 +343,41 @@ TEST(RecordAnalysisTest, ChangesNothingInTheRecord) {
   EXPECT_EQ(kx_testing::ReadRecord(dir.path()), before);
 }
 
-TEST(RecordAnalysisTest, AnswersAMissingFolderWithFindings) {
+TEST(RecordAnalysisTest, AnswersAMissingFolderWithOneFinding) {
   const TempDir dir;
-  const RecordSummary summary = AnalyseRecord(dir.File("missing"));
-  EXPECT_EQ(summary.findings.count(FindingCode::kFileMissing), 4u);
-  EXPECT_EQ(summary.findings.Verdict(), Severity::kError);
+  RecordSummary summary = AnalyseRecord(dir.File("missing"));
+  EXPECT_THAT(TextsOf(summary, FindingCode::kFileMissing),
+              ElementsAre(dir.File("missing") + ": there is no such folder"));
+  EXPECT_EQ(summary.findings.count(Severity::kError), 1u);
+  EXPECT_EQ(summary.replay.encode.text,
+            "cannot open the record in " + dir.File("missing") + "/: there is no such folder");
+  summary = AnalyseRecord(dir.path());
+  EXPECT_THAT(TextsOf(summary, FindingCode::kFileMissing),
+              ElementsAre(dir.path() + ": the folder contains no record"));
+  EXPECT_EQ(summary.findings.count(Severity::kError), 1u);
+}
+
+// What the library refuses is an obstacle; what it takes is none, however large it is.
+TEST(RecordAnalysisTest, ALargeDescriptorIsJudgedAsTheLibraryDoes) {
+  const TempDir dir;
+  const RecordBuilder builder = TwoSessions(dir);
+  builder.Write();
+  const std::string path = dir.File("SpeakeRecord.desc");
+  const std::string many = "{\"a\":" + std::string(100000, '[') + std::string(100000, ']') + "}";
+  for (const auto& [text, accepted] :
+       {std::pair<std::string, bool>{builder.Descriptor() + std::string(70000, ' '), true},
+        {builder.Descriptor() + std::string(70000, '\0'), true},
+        {std::string(70000, ' ') + builder.Descriptor(), true},
+        {std::string(70000, ' ') + "{}", false},
+        {std::string(70000, '\0') + builder.Descriptor(), false},
+        {std::string(100000, '['), false},
+        {many, false}}) {
+    kx_testing::WriteFile(path, text);
+    const ModePrediction mode = AnalyseRecord(dir.path()).replay.encode;
+    EXPECT_EQ(mode.kind, accepted ? TranscodeKind::kWritten : TranscodeKind::kRecordUnreadable);
+    kxrtc::SpeakerRecordDescReader reader;
+    EXPECT_EQ(reader.Initialize(path), accepted);
+  }
 }
 
 TEST(RecordAnalysisTest, MakesTheSameDocumentEachTime) {

@@ -88,15 +88,17 @@ TEST_F(TranscodeFailuresTest, TheRecordItselfIsNeverReplaced) {
 }
 
 TEST_F(TranscodeFailuresTest, ARecordThatCannotBeOpenedIsToldWithTheCause) {
-  EXPECT_EQ(Transcode().errors, "kxrtc: cannot open the record in " + record_.path() + ": " +
-                                    record_.File("SpeakeRecord.index") +
-                                    ": No such file or directory\n");
+  EXPECT_EQ(Transcode().errors, "kxrtc: cannot open the record in " + record_.path() +
+                                    ": the folder contains no record\n");
   Second().Stop(2000000).Write();
   WriteFile(record_.File("SpeakeRecord.desc"), "no document");
   const ShellResult run = Transcode();
   EXPECT_EQ(run.exit_status, 3);
   EXPECT_EQ(run.errors,
-            "kxrtc: cannot open the record in " + record_.path() + ": failed in reader.parse\n");
+            "kxrtc: cannot open the record in " + record_.path() + ": " +
+                record_.File("SpeakeRecord.desc") +
+                ": the descriptor is not a JSON document: line 1, column 1: syntax error: value, "
+                "object or array expected; kxrtc repair makes a new descriptor\n");
   EXPECT_THAT(Left(), IsEmpty());
 }
 
@@ -128,7 +130,7 @@ TEST_F(TranscodeFailuresTest, AnEmptyPathIsNoRecord) {
   const ShellResult run = RunKxrtc("transcode --quiet '' " + mp4_);
   EXPECT_EQ(run.exit_status, 3);
   EXPECT_EQ(run.errors,
-            "kxrtc: cannot open the record in : SpeakeRecord.index: No such file or directory\n");
+            "kxrtc: cannot open the record in the working folder: the folder contains no record\n");
   EXPECT_THAT(Left(), IsEmpty());
 }
 
@@ -160,9 +162,10 @@ TEST_F(TranscodeFailuresTest, ARecordWhoseFirstFrameIsMissingIsDamaged) {
   builder.Stop(2000000).Write();
   const ShellResult run = Transcode();
   EXPECT_EQ(run.exit_status, 6);
-  EXPECT_EQ(run.errors, "kxrtc: the record in " + record_.path() +
-                            " is damaged (a frame is missing from its data file); nothing "
-                            "is written; kxrtc repair repairs it\n");
+  EXPECT_EQ(run.errors,
+            "kxrtc: the record in " + record_.path() +
+                " is damaged (at index offset 28: the frame is not in its file); nothing "
+                "is written; kxrtc repair repairs it\n");
   EXPECT_THAT(Left(), IsEmpty());
 }
 
@@ -187,13 +190,17 @@ TEST_F(TranscodeFailuresTest, ARecordWithoutMediaMakesNoFile) {
   EXPECT_THAT(Left(), IsEmpty());
 }
 
+constexpr char kNoStop[] =
+    "the index ends without a stop record, as after a crash of the recording program; ";
+constexpr char kInside[] =
+    "the index ends inside a record, as after a crash of the recording program; ";
+
 struct CutCase {
   const char* name;
   const char* file;
   int64_t bytes;  // Added at its end; cut off where negative.
-  const char* cause =
-      "the record does not end with a stop record, as after a crash of the recording "
-      "program; ";
+  const char* cause;
+  const char* next = "";
 };
 
 class CutShortTest : public TranscodeFailuresTest, public ::testing::WithParamInterface<CutCase> {};
@@ -207,7 +214,7 @@ TEST_P(CutShortTest, GivesAFileOfEverythingUpToThere) {
     const ShellResult run = Transcode(mode);
     EXPECT_EQ(run.exit_status, 7);
     EXPECT_EQ(run.errors, "kxrtc: warning: " + (GetParam().cause + mp4_) +
-                              " contains everything before that place\n");
+                              " contains everything before that place" + GetParam().next + "\n");
     const ShellResult decode = RunShell("ffmpeg -nostdin -v warning -i " + Quoted(mp4_) +
                                         " -fps_mode passthrough -enc_time_base -1 -f null -");
     EXPECT_EQ(decode.exit_status, 0);
@@ -215,16 +222,16 @@ TEST_P(CutShortTest, GivesAFileOfEverythingUpToThere) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, CutShortTest,
-                         ::testing::Values(CutCase{"NoStopRecord", "SpeakeRecord.index", -12},
-                                           CutCase{"InsideTheStopRecord", "SpeakeRecord.index", -1},
-                                           CutCase{"InsideAPayload", "SpeakeRecord.index", -13},
-                                           CutCase{"BytesBehindTheStopRecord", "SpeakeRecord.index",
-                                                   3},
-                                           CutCase{"AudioMissing", "SpeakeRecord.aac", -1000,
-                                                   "a frame is missing from its data file (see "
-                                                   "kxrtc verify); "}),
-                         [](const auto& param) { return std::string(param.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Cases, CutShortTest,
+    ::testing::Values(CutCase{"NoStopRecord", "SpeakeRecord.index", -12, kNoStop},
+                      CutCase{"InsideTheStopRecord", "SpeakeRecord.index", -1, kInside},
+                      CutCase{"InsideAPayload", "SpeakeRecord.index", -13, kInside},
+                      CutCase{"BytesBehindTheStopRecord", "SpeakeRecord.index", 3, kInside},
+                      CutCase{"AudioMissing", "SpeakeRecord.aac", -1000,
+                              "at index offset 1012: the frame is not in its file; ",
+                              ", kxrtc repair also keeps what follows it"}),
+    [](const auto& param) { return std::string(param.param.name); });
 
 TEST_F(TranscodeFailuresTest, AFrameThatNoEncoderMakesIsNotRead) {
   constexpr uint32_t kSize = 0xFFFFFFFF;
@@ -233,7 +240,8 @@ TEST_F(TranscodeFailuresTest, AFrameThatNoEncoderMakesIsNotRead) {
   const ShellResult run = Transcode();
   EXPECT_EQ(run.exit_status, 6);
   EXPECT_EQ(run.errors, "kxrtc: the record in " + record_.path() +
-                            " is damaged (a frame of more than 64 MiB); nothing is written\n");
+                            " is damaged (at index offset 28: a frame has 4294967295 bytes, the "
+                            "limit is 67108864); nothing is written\n");
   EXPECT_THAT(Left(), IsEmpty());
 }
 

@@ -1,17 +1,32 @@
-// The outcome of a transcoding, derived from the library's error code, the writer and the record.
+// The outcome of a transcoding, derived from the record, the library's error code and the MP4
+// writer: what the tool says of one that ended, and what a prediction says of one to come.
 // Threads: any; plain values.
-#ifndef HOST_MP4_TRANSCODE_OUTCOME_H_
-#define HOST_MP4_TRANSCODE_OUTCOME_H_
+#ifndef RECORD_PREDICT_TRANSCODE_OUTCOME_H_
+#define RECORD_PREDICT_TRANSCODE_OUTCOME_H_
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
 
-#include "host/mp4/writer_status.h"
+#include "record/check/transcode_kind.h"
+#include "record/index/record_files.h"
 #include "record/predict/record_outline.h"
 
 namespace kxrtc_host {
+
+// What became of the file, or will.
+struct WriterEnd {
+  enum class Kind {
+    kWritten,    // The finished file is under its name.
+    kNothing,    // Nothing came that a file could be made of.
+    kDiscarded,  // The host asked for that.
+    kFailed,     // Anything else; `text` says why.
+  };
+
+  Kind kind = Kind::kFailed;
+  std::string text;  // One sentence for the user; may be empty.
+};
 
 // The facts about one transcoding, filled in step by step.
 struct TranscodeFacts {
@@ -21,25 +36,20 @@ struct TranscodeFacts {
       output_conflict;   // Why `output` must not be written, as text after its name; empty: it may.
   std::string obstacle;  // Why no replay can open the record; empty: it can.
   std::optional<RecordOutline> outline;  // Without a value: it cannot be read.
+  bool has_data = false;                 // A data file is not empty: a repair finds something.
   bool stopped = false;                  // The user no longer wants a file.
   // The first TranscodeErrorCode: a writer that fails makes the replay fail as well. 0: none.
   int32_t error_code = 0;
   std::string first_error;  // The first error that was logged.
-  Mp4WriterStatus writer;
+  WriterEnd writer;
 };
+
+// Fills in what the files of the record say: `obstacle`, `outline` and `has_data`.
+void LookIntoRecord(RecordFiles* files, TranscodeFacts* facts);
 
 class TranscodeOutcome {
  public:
-  enum class Kind {
-    kWritten,           // The file contains the whole record.
-    kWrittenInPart,     // It contains everything before the place where the record is cut short.
-    kStopped,           // No file; also for all kinds below.
-    kRecordUnreadable,  // A file of the record or its descriptor cannot be opened.
-    kRecordDamaged,     // The replay cannot go on.
-    kNothingToPlay,     // The record contains no media.
-    kOutputRefused,     // The file could not be created.
-    kOutputFailed,      // Writing failed half-way.
-  };
+  using Kind = TranscodeKind;
 
   // The outcome if it is certain before the start, from the facts up to `outline`. Without a value:
   // start the transcoder.
@@ -52,6 +62,10 @@ class TranscodeOutcome {
   // The outcome after the transcoder was stopped.
   static TranscodeOutcome AfterStop(const TranscodeFacts& facts);
 
+  // The outcome of a transcoding that nobody stops and that has room, from the facts up to
+  // `outline`. `writer`: how the writer ends with all that the replay gives it.
+  static TranscodeOutcome Predict(const TranscodeFacts& facts, const WriterEnd& writer);
+
   Kind kind() const { return kind_; }
 
   // One sentence for the user without the full stop; empty for kWritten.
@@ -61,7 +75,7 @@ class TranscodeOutcome {
   TranscodeOutcome(Kind kind, std::string text) : kind_(kind), text_(std::move(text)) {}
 
   static TranscodeOutcome OfFile(const TranscodeFacts& facts);
-  static TranscodeOutcome Damaged(const TranscodeFacts& facts, const std::string& cause);
+  static TranscodeOutcome Damaged(const TranscodeFacts& facts);
 
   Kind kind_;
   std::string text_;
@@ -69,4 +83,4 @@ class TranscodeOutcome {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_MP4_TRANSCODE_OUTCOME_H_
+#endif  // RECORD_PREDICT_TRANSCODE_OUTCOME_H_

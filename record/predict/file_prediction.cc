@@ -1,0 +1,162 @@
+#include "record/predict/file_prediction.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+
+#include "record/timing/copied_video.h"
+#include "record/timing/media_time.h"
+
+namespace kxrtc_host {
+namespace {
+
+constexpr int64_t kFrameRate = kxrtc::VideoSettingsFor(false).frame_rate;
+
+int64_t TickTimeUs(int64_t tick) { return ScaleTime(tick, kMicrosecondsPerSecond, kFrameRate); }
+
+// The first tick that is not before `time_us`.
+int64_t TickAtOrAfter(int64_t time_us) {
+  int64_t tick = ScaleTime(time_us, kFrameRate, kMicrosecondsPerSecond);
+  while (TickTimeUs(tick) < time_us) ++tick;
+  while (tick > 0 && TickTimeUs(tick - 1) >= time_us) --tick;
+  return tick;
+}
+
+// The last tick that is not after `time_us`.
+int64_t TickAtOrBefore(int64_t time_us) {
+  const int64_t tick = TickAtOrAfter(time_us);
+  return tick > 0 && TickTimeUs(tick) > time_us ? tick - 1 : tick;
+}
+
+}  // namespace
+
+const int64_t CopiedPictures::kLongestGapUs = kLongestCopiedSampleUs;
+const int64_t EncodedPictures::kLongestGapUs = std::numeric_limits<int64_t>::max();
+
+int64_t AudioFrames::end_us() const {
+  return last_time_ < 0 ? 0 : AudioSamplesToMicroseconds(last_time_ + kSamplesPerAudioFrame);
+}
+
+void AudioFrames::Write(int64_t placed_us) {
+  last_time_ = std::max(ExactAudioSamples(placed_us), last_time_ + 1);
+  ++count_;
+}
+
+void AudioFrames::SettleRaw() {
+  is_known_ = true;
+  for (const PlacedFrame& frame : first_) Write(frame.placed_us);
+}
+
+bool AudioFrames::Recognise(SoundExaminer* examiner, uint32_t channel_count) {
+  if (!is_known_ || framing_.is_adts || !examiner->Begin(kAacLowComplexity, channel_count)) {
+    return true;
+  }
+  for (const PlacedFrame& frame : first_) {
+    const uint8_t* data =
+        frame.size > kMaxAacFrameSize ? nullptr : file_->View(frame.position, frame.size);
+    if (data != nullptr && examiner->Decodes(data, frame.size)) return true;
+    --count_;
+  }
+  if (count_ == 0) last_time_ = -1;
+  return first_.size() < kFramesToRecognise;
+}
+
+void AudioFrames::Push(int64_t placed_us, const IndexRecord& record) {
+  const uint32_t size = record.data.size;
+  const uint8_t* head =
+      size == 0 ? nullptr
+                : file_->View(record.data.start_position, std::min(size, kAdtsHeaderSize));
+  if (head == nullptr) return;
+  AdtsHeader header;
+  if (!is_known_ && ParseAdtsHeader(head, size, &header)) {
+    is_known_ = true;
+    framing_.is_adts = true;
+    framing_.channels = ChannelCount(header.channel_configuration);
+    first_.clear();
+  } else if (!is_known_) {
+    first_.push_back({placed_us, record.data.start_position, size});
+    if (first_.size() == kFramesToRecognise) SettleRaw();
+    return;
+  }
+  if (HeaderSizeOfAlike(framing_, head, size)) Write(placed_us);
+}
+
+void AudioFrames::Finish() {
+  if (!is_known_ && !first_.empty()) SettleRaw();
+}
+
+void CopiedPictures::Push(int64_t output_us, const AccessUnitContents& contents) {
+  const int64_t placed_us = timeline_.PlaceVideo(output_us);
+  if (selection_.Choose(contents) != CopySelection::Choice::kWrite) return;
+  const int64_t time_us = count_ == 0 ? placed_us : std::max(placed_us, last_us_ + 1);
+  if (count_++ > 0) last_duration_us_ = time_us - last_us_;
+  last_us_ = time_us;
+}
+
+void CopiedPictures::Finish(int64_t audio_end_us) {
+  if (count_ == 0) return;
+  end_us_ = last_us_ + LastCopiedDurationUs(last_us_, last_duration_us_, audio_end_us);
+}
+
+// The writer shows the latest picture until shortly before an audio frame, also before one that the
+// file does not contain.
+int64_t EncodedPictures::PlaceAudio(int64_t output_us) {
+  const int64_t placed_us = timeline_.PlaceAudio(output_us);
+  constexpr int64_t kHalfTickUs = kMicrosecondsPerSecond / kFrameRate / 2;
+  if (has_picture_) shown_until_us_ = ExactMicroseconds(placed_us) - kHalfTickUs;
+  return placed_us;
+}
+
+void EncodedPictures::Push(int64_t output_us, const AccessUnitContents& contents) {
+  last_us_ = std::max(timeline_.PlaceVideo(output_us), last_us_ + 1);
+  const bool is_decodable = selection_.Choose(contents) == CopySelection::Choice::kWrite;
+  if (has_picture_ || !is_decodable) return;
+  has_picture_ = true;
+  first_tick_ = TickAtOrBefore(last_us_);
+}
+
+void EncodedPictures::Finish(int64_t audio_end_us) {
+  if (!has_picture_) return;
+  int64_t end_tick = std::max(first_tick_, TickAtOrAfter(std::max(audio_end_us, shown_until_us_)));
+  if (TickTimeUs(end_tick) <= last_us_) end_tick = TickAtOrAfter(last_us_ + 1);
+  count_ = static_cast<uint64_t>(end_tick - first_tick_);
+  end_us_ = TickTimeUs(end_tick);
+}
+
+void FilePrediction::OnPicture(int64_t output_us, const AccessUnitContents& contents) {
+  copied_.Push(output_us, contents);
+  encoded_.Push(output_us, contents);
+}
+
+void FilePrediction::OnFrame(int64_t output_us, const IndexRecord& /*record*/, bool /*is_key*/) {
+  OnPicture(output_us, contents_);
+}
+
+// The first picture of the clip is its key frame.
+void FilePrediction::OnFillerPicture(int64_t output_us) {
+  AccessUnitContents contents;
+  contents.slice = true;
+  contents.idr = contents.usable_sps = contents.usable_pps = is_first_of_filler_;
+  is_first_of_filler_ = false;
+  OnPicture(output_us, contents);
+}
+
+void FilePrediction::OnAudio(int64_t output_us, const IndexRecord& record) {
+  copied_.OnAudio(output_us);
+  audio_.Push(encoded_.PlaceAudio(output_us), record);
+}
+
+void FilePrediction::Finish() {
+  copied_.Finish(audio_.end_us());
+  encoded_.Finish(audio_.end_us());
+}
+
+FileContents FilePrediction::copied() const {
+  return {std::max(audio_.end_us(), copied_.end_us()), copied_.count(), audio_.count()};
+}
+
+FileContents FilePrediction::encoded() const {
+  return {std::max(audio_.end_us(), encoded_.end_us()), encoded_.count(), audio_.count()};
+}
+
+}  // namespace kxrtc_host
