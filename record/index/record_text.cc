@@ -37,6 +37,10 @@ std::string BytesText(uint64_t bytes) {
   return Text("%.1f %s", value, units[unit]);
 }
 
+std::string CountText(uint64_t count, const char* noun) {
+  return Text("%" PRIu64 " %s%s", count, noun, count == 1 ? "" : "s");
+}
+
 std::string MediaTypeText(uint32_t media_type) {
   switch (media_type) {
     case kxrtc::PeerConnectionConductor::kNoVideo:

@@ -14,6 +14,9 @@ std::string Text(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // "12.3 MB" for people; exact below 1000 bytes.
 std::string BytesText(uint64_t bytes);
 
+// "1 error", "0 errors", "2 errors" for the noun "error".
+std::string CountText(uint64_t count, const char* noun);
+
 // "camera" for 2, "desktop" for 3, "audio only" for 0, else "media type N".
 std::string MediaTypeText(uint32_t media_type);
 

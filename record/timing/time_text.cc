@@ -5,16 +5,9 @@
 #include <cstdio>
 
 namespace kxrtc_host {
+namespace {
 
-std::string SecondsText(int64_t time_us) {
-  const uint64_t magnitude =
-      time_us < 0 ? 0 - static_cast<uint64_t>(time_us) : static_cast<uint64_t>(time_us);
-  char text[40];
-  std::snprintf(text, sizeof(text), "%s%" PRIu64 ".%06" PRIu64 " s", time_us < 0 ? "-" : "",
-                magnitude / 1000000, magnitude % 1000000);
-  return text;
-}
-
+// Seconds with up to six decimals.
 bool ParseSeconds(const std::string& text, int64_t* time_us) {
   constexpr int kDecimals = 6;
   size_t i = 0;
@@ -41,6 +34,40 @@ bool ParseSeconds(const std::string& text, int64_t* time_us) {
     if (__builtin_mul_overflow(value, int64_t{10}, &value)) return false;
   }
   *time_us = is_negative ? -value : value;
+  return true;
+}
+
+}  // namespace
+
+std::string SecondsText(int64_t time_us) {
+  const uint64_t magnitude =
+      time_us < 0 ? 0 - static_cast<uint64_t>(time_us) : static_cast<uint64_t>(time_us);
+  char text[40];
+  std::snprintf(text, sizeof(text), "%s%" PRIu64 ".%06" PRIu64 " s", time_us < 0 ? "-" : "",
+                magnitude / 1000000, magnitude % 1000000);
+  return text;
+}
+
+bool ParseTime(const std::string& text, int64_t* time_us) {
+  const size_t last_colon = text.rfind(':');
+  if (last_colon == std::string::npos) {
+    const bool has_unit = text.size() > 2 && text.compare(text.size() - 2, 2, " s") == 0;
+    return ParseSeconds(has_unit ? text.substr(0, text.size() - 2) : text, time_us);
+  }
+  unsigned hours = 0;
+  unsigned minutes = 0;
+  char end = '\0';
+  const std::string front = text.substr(0, last_colon);
+  const std::string seconds = text.substr(last_colon + 1);
+  const bool has_hours = std::sscanf(front.c_str(), "%5u:%2u%c", &hours, &minutes, &end) == 2;
+  const bool has_minutes = has_hours || std::sscanf(front.c_str(), "%5u%c", &minutes, &end) == 1;
+  const bool is_plain = front.find_first_not_of("0123456789:") == std::string::npos;
+  const bool is_below_a_minute = seconds.size() >= 2 && seconds[0] >= '0' && seconds[0] <= '5' &&
+                                 (seconds.size() == 2 || seconds[2] == '.');
+  if (!has_minutes || !is_plain || !is_below_a_minute || (has_hours && minutes > 59)) return false;
+  if (!ParseSeconds(seconds, time_us)) return false;
+  if (!has_hours) hours = 0;  // The first number was read as hours.
+  *time_us += (int64_t{hours} * 60 + minutes) * 60 * 1000000;
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/time_option.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -18,20 +19,13 @@ struct DumpCommandOptions {
   bool json = false;
 };
 
-// A validator of CLI11 returns a message, empty if the value is valid.
-std::string CheckTime(const std::string& text) {
-  int64_t time_us = 0;
-  if (kxrtc_host::ParseSeconds(text, &time_us)) return "";
-  return text + " is not a time in seconds";
-}
-
 ExitStatus Dump(const DumpCommandOptions& options) {
   kxrtc_host::DumpOptions dump;
   dump.json = options.json;
-  if (!options.from.empty() && !kxrtc_host::ParseSeconds(options.from, &dump.from_us)) {
+  if (!options.from.empty() && !kxrtc_host::ParseTime(options.from, &dump.from_us)) {
     return kExitUsage;
   }
-  if (!options.to.empty() && !kxrtc_host::ParseSeconds(options.to, &dump.to_us)) return kExitUsage;
+  if (!options.to.empty() && !kxrtc_host::ParseTime(options.to, &dump.to_us)) return kExitUsage;
   if (dump.from_us > dump.to_us) {
     return Fail(kExitUsage, "--from " + options.from + " is later than --to " + options.to);
   }
@@ -47,10 +41,8 @@ void AddDumpCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<DumpCommandOptions>();
   CLI::App* command = app.add_subcommand("dump", "List every record of the index");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
-  command->add_option("--from", options->from, "First recorder time shown, in seconds")
-      ->check(CLI::Validator(CheckTime, "SECONDS"));
-  command->add_option("--to", options->to, "Last recorder time shown, in seconds")
-      ->check(CLI::Validator(CheckTime, "SECONDS"));
+  command->add_option("--from", options->from, "First recorder time shown")->check(TimeValidator());
+  command->add_option("--to", options->to, "Last recorder time shown")->check(TimeValidator());
   command->add_flag("--json", options->json, "Print a JSON document");
   command->footer("Example:\n  kxrtc dump ~/records/monday --from 12.5 --to 14\n");
   command->callback([options, exit_status] { *exit_status = Dump(*options); });

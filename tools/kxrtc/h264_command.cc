@@ -210,7 +210,12 @@ ExitStatus Inspect(const H264Options& options) {
   if (result == InspectionResult::kStopped && !options.inspection.copy.empty()) {
     return Fail(status, kxrtc_host::kStoppedText);
   }
-  return inspector.error_text().empty() ? status : Fail(status, inspector.error_text());
+  if (inspector.error_text().empty()) return status;
+  const bool may_exist = result == InspectionResult::kOutputRefused;
+  return Fail(status,
+              inspector.error_text() + (may_exist ? HintAtForce(options.inspection.copy,
+                                                                options.inspection.replace_existing)
+                                                  : ""));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <exception>
 #include <map>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "tools/kxrtc/commands.h"
@@ -44,6 +45,7 @@ void AddLogOptions(CLI::App& app, const kxrtc_tool::PathOptions& paths,
   auto level = std::make_shared<kx_utility::LoggingSeverity>(kx_utility::LS_INFO);
   CLI::Option* file_option =
       app.add_option("--log-file", *path, "Write the log of the library to this file");
+  file_option->check(kxrtc_tool::FileNameValidator());
   app.add_option("--log-level", *level, "Lowest level of the messages to write (default info)")
       ->transform(CLI::CheckedTransformer(kLogLevels).description("verbose|info|warning|error"))
       ->needs(file_option);
@@ -110,6 +112,8 @@ int main(int argc, char** argv) {
   kxrtc_tool::LetWritesWithoutReaderFail();
   try {
     return Run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    return Fail(kxrtc_tool::kExitFailure, "there is not enough memory");
   } catch (const std::exception& error) {
     return Fail(kxrtc_tool::kExitFailure, error.what());
   }

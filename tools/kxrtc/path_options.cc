@@ -1,5 +1,7 @@
 #include "tools/kxrtc/path_options.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 
 #include "files/link_target.h"
@@ -25,6 +27,19 @@ bool IsPlayed(const std::string& path, const std::string& log) {
 }
 
 }  // namespace
+
+CLI::Validator FileNameValidator() {
+  return CLI::Validator(
+      [](const std::string& name) -> std::string {
+        if (name != "-") return "";
+        return "- is standard input or output elsewhere, but not here; ./- is a file of this name";
+      },
+      "");
+}
+
+std::string HintAtForce(const std::string& path, bool force) {
+  return !force && ::access(path.c_str(), F_OK) == 0 ? "; --force replaces it" : "";
+}
 
 std::string ConflictWithRecord(const std::string& folder, const std::string& path) {
   for (const char* extension : {kxrtc::kDescriptorFileExtension, kxrtc::kIndexFileExtension,
@@ -54,6 +69,7 @@ CLI::Option* PathOptions::AddScenario(CLI::App* command, const char* name, std::
 CLI::Option* PathOptions::Add(Kind kind, CLI::App* command, const char* name, std::string* path,
                               const char* description) {
   CLI::Option* option = command->add_option(name, *path, description)->required(name[0] != '-');
+  option->check(FileNameValidator());
   options_.push_back({kind, option, path});
   return option;
 }

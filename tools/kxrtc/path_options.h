@@ -8,6 +8,7 @@
 namespace CLI {
 class App;
 class Option;
+class Validator;
 }  // namespace CLI
 
 namespace kxrtc_tool {
@@ -15,6 +16,12 @@ namespace kxrtc_tool {
 // Why `path` must not be written, as text after its name: it is, or would become, one of the four
 // files of the record in `folder`, also by another name. Empty: it may be written.
 std::string ConflictWithRecord(const std::string& folder, const std::string& path);
+
+// Refuses the name "-".
+CLI::Validator FileNameValidator();
+
+// What to add to the message that the output `path` cannot be created.
+std::string HintAtForce(const std::string& path, bool force);
 
 class PathOptions {
  public:

@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <atomic>
 #include <chrono>
-#include <cmath>
 #include <future>
 #include <memory>
 #include <string>
@@ -15,6 +14,7 @@
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/record_printer.h"
 #include "tools/kxrtc/stop_signals.h"
+#include "tools/kxrtc/time_option.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -22,14 +22,15 @@ namespace {
 using kxrtc_host::Conference;
 using kxrtc_host::ConferenceOutcome;
 
-constexpr double kMaxDurationSeconds = 7 * 24 * 3600;
+constexpr int64_t kMinDurationUs = 1000;
+constexpr int64_t kMaxDurationUs = int64_t{7} * 24 * 3600 * 1000000;
 constexpr std::chrono::milliseconds kSignalPoll(500);
 constexpr std::chrono::milliseconds kPatience(500);  // With sources, once the record is done.
 
 struct RecordCommandOptions {
   std::string scenario;
   std::string record_dir;
-  double duration = 0;  // Seconds; 0: as in the scenario.
+  std::string duration;  // Empty: as in the scenario.
   bool force = false;
   bool json = false;
   bool quiet = false;
@@ -131,8 +132,9 @@ ExitStatus Record(const RecordCommandOptions& options) {
   recording->printer = MakeRecordPrinter(options.json, options.quiet);
   recording->options.folder = kxrtc_host::RecordFolderPath(options.record_dir);
   recording->options.replace_record = options.force;
-  if (options.duration > 0) {
-    recording->options.duration_us = std::llround(options.duration * 1e6);
+  int64_t duration_us = 0;
+  if (kxrtc_host::ParseTime(options.duration, &duration_us)) {
+    recording->options.duration_us = duration_us;
   }
   recording->conference = std::make_unique<Conference>(recording->scenario, recording->options,
                                                        recording->printer.get());
@@ -155,20 +157,17 @@ void AddRecordCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   paths->AddScenario(command, "SCENARIO", &options->scenario, "JSON file with the participants");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir,
                    "Folder of the record; created if missing");
-  command->add_option("--duration", options->duration, "Stop after this many seconds")
-      ->check(CLI::Range(0.001, kMaxDurationSeconds));
+  command->add_option("--duration", options->duration, "Stop after this time")
+      ->check(TimeValidator(kMinDurationUs, kMaxDurationUs));
   command->add_flag("--force", options->force, "Replace a record that is in the folder");
   command->add_flag("--quiet", options->quiet, "Print errors only");
   command->add_flag("--json", options->json, "Print events as lines of JSON");
   command->footer(
-      "Example:\n  kxrtc record examples/scenario.json ~/records/monday --duration 60\n");
-  command->callback([options, exit_status] {
-    // The range check accepts NaN.
-    if (std::isnan(options->duration)) {
-      throw CLI::ValidationError("--duration", "nan is not a number of seconds");
-    }
-    *exit_status = Record(*options);
-  });
+      "Example, with a camera that ffmpeg makes (docs/scenario.md has more):\n"
+      "  ffmpeg -f lavfi -i testsrc2=size=640x360:rate=24 -f lavfi -i sine -t 3 -bf 0 ada.mp4\n"
+      "  echo '{\"participants\": [{\"user_id\": 1, \"camera\": \"ada.mp4\"}]}' > talk.json\n"
+      "  kxrtc record talk.json monday --duration 2.5\n");
+  command->callback([options, exit_status] { *exit_status = Record(*options); });
 }
 
 }  // namespace kxrtc_tool

@@ -12,6 +12,7 @@ namespace kxrtc_tool {
 namespace {
 
 using kxrtc_host::BytesText;
+using kxrtc_host::CountText;
 using kxrtc_host::SecondsText;
 
 constexpr size_t kMaxRows = 50;  // Of one table; --json has the rest.
@@ -98,6 +99,37 @@ void PrintFormats(const kxrtc_host::RecordSummary& summary) {
   std::printf("\n");
 }
 
+void PrintEstimate(const kxrtc_host::RecordSummary& summary) {
+  if (!summary.descriptor.parsed) {
+    std::printf("MP4        of unknown size: the descriptor is missing or not valid\n");
+  } else if (summary.estimate_bytes == 0) {
+    std::printf("MP4        of unknown size: there is no sound to estimate it by\n");
+  } else {
+    std::printf("MP4        about %" PRIu64 " bytes (%s)\n", summary.estimate_bytes,
+                BytesText(summary.estimate_bytes).c_str());
+  }
+}
+
+// What to do about a record of which the MP4 lacks something; empty if there is nothing.
+std::string NextStep(const kxrtc_host::RecordSummary& summary) {
+  const kxrtc_host::FindingList& findings = summary.findings;
+  switch (summary.replay.encode.kind) {
+    case kxrtc_host::TranscodeKind::kWritten:
+      return "kxrtc transcode " + summary.folder + " OUT.mp4";
+    case kxrtc_host::TranscodeKind::kWrittenInPart:
+    case kxrtc_host::TranscodeKind::kRecordDamaged:
+      return "kxrtc repair " + summary.folder + " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4";
+    case kxrtc_host::TranscodeKind::kRecordUnreadable:
+      if (findings.count(kxrtc_host::FindingCode::kReplayReadOnly) > 0) {
+        return "cp -r " + summary.folder + " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4";
+      }
+      if (summary.sizes.video + summary.sizes.audio == 0) return "";
+      return "kxrtc repair " + summary.folder + " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4";
+    default:
+      return "";
+  }
+}
+
 std::string HeadlineOf(const kxrtc_host::ModePrediction& mode) {
   switch (mode.kind) {
     case kxrtc_host::TranscodeKind::kWritten:
@@ -121,21 +153,20 @@ void PrintContents(const char* name, const kxrtc_host::ModePrediction& mode) {
 
 void PrintInfo(const kxrtc_host::RecordSummary& summary) {
   std::printf("record     %s\n", TerminalText(summary.folder).c_str());
-  std::printf("duration   %s in %" PRIu64 " sessions\n", SecondsText(summary.duration_us).c_str(),
-              summary.session_count);
+  std::printf("duration   %s in %s\n", SecondsText(summary.duration_us).c_str(),
+              CountText(summary.session_count, "session").c_str());
   std::printf("frames     %" PRIu64 " video (%" PRIu64 " key), %" PRIu64 " audio\n",
               summary.totals.video_frames, summary.totals.key_frames, summary.totals.audio_frames);
   std::printf("files      .index %" PRIu64 ", .264 %" PRIu64 ", .aac %" PRIu64 ", .desc %" PRIu64
               " bytes\n",
               summary.sizes.index, summary.sizes.video, summary.sizes.audio,
               summary.sizes.descriptor);
-  std::printf("MP4        about %" PRIu64 " bytes (%s)\n", summary.estimate_bytes,
-              BytesText(summary.estimate_bytes).c_str());
+  PrintEstimate(summary);
   const uint64_t errors = summary.findings.count(kxrtc_host::Severity::kError);
   const uint64_t warnings = summary.findings.count(kxrtc_host::Severity::kWarning);
   if (errors + warnings > 0) {
-    std::printf("findings   %" PRIu64 " errors, %" PRIu64 " warnings (kxrtc verify lists them)\n",
-                errors, warnings);
+    std::printf("findings   %s, %s (kxrtc verify lists them)\n", CountText(errors, "error").c_str(),
+                CountText(warnings, "warning").c_str());
   }
   PrintFormats(summary);
   PrintSessions(summary);
@@ -171,6 +202,12 @@ void PrintReplay(const kxrtc_host::RecordSummary& summary) {
   std::printf("  icon shown for %s, %" PRIu64 " delta frames dropped, pictures at most %s late\n",
               SecondsText(replay.filler_us).c_str(), replay.dropped_frames,
               SecondsText(replay.largest_offset_us).c_str());
+  if (summary.index_records > 0 && replay.audio_samples == 0) {
+    std::printf("  the record contains no sound\n");
+  }
+  if (const std::string next = NextStep(summary); !next.empty()) {
+    std::printf("  next: %s\n", TerminalText(next).c_str());
+  }
 }
 
 void PrintRepair(const kxrtc_host::RepairResult& result) {
@@ -188,10 +225,11 @@ void PrintRepair(const kxrtc_host::RepairResult& result) {
     std::printf("... and %" PRIu64 " more\n", changes - result.changes.kept.size());
   }
   if (changes == 0) std::printf("index and data were valid: they are copied unchanged\n");
-  std::printf("kept %" PRIu64 " sessions, %" PRIu64 " index records, %" PRIu64
-              " video frames (%s), %" PRIu64 " audio frames (%s)\n",
-              result.sessions, result.kept.records, result.kept.video_frames,
-              BytesText(result.kept.video_end).c_str(), result.kept.audio_frames,
+  std::printf("kept %s, %s, %s (%s), %s (%s)\n", CountText(result.sessions, "session").c_str(),
+              CountText(result.kept.records, "index record").c_str(),
+              CountText(result.kept.video_frames, "video frame").c_str(),
+              BytesText(result.kept.video_end).c_str(),
+              CountText(result.kept.audio_frames, "audio frame").c_str(),
               BytesText(result.kept.audio_end).c_str());
   std::printf("lost %" PRIu64 ", added %" PRIu64 ", %u audio channels (from the %s)\n",
               result.changes.lost, result.changes.added, result.audio_channels,

@@ -186,15 +186,26 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     if (writer.file_written) {
       if (!outcome.text().empty()) Warn(outcome.text());
       TellDone(status);
-    } else if (options_.json) {
+    } else {
+      TellFailure(outcome, status);
+    }
+    return status;
+  }
+
+  void TellFailure(const TranscodeOutcome& outcome, ExitStatus status) const {
+    const bool may_exist =
+        outcome.kind() == TranscodeOutcome::Kind::kOutputRefused && facts_.output_conflict.empty();
+    const std::string message =
+        outcome.text() +
+        (may_exist ? HintAtForce(options_.output, options_.writer.replace_existing) : "");
+    if (options_.json) {
       Json::Value line = Event("error");
-      line["message"] = outcome.text();
+      line["message"] = message;
       line["exit_status"] = status;
       PrintJsonLine(line);
     } else {
-      (void)Fail(status, outcome.text());  // Returned below.
+      (void)Fail(status, message);  // The caller returns it.
     }
-    return status;
   }
 
   static Json::Value Event(const char* name) {

@@ -1,11 +1,11 @@
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
-#include <cinttypes>
 #include <cstdio>
 #include <memory>
 #include <string>
 
+#include "record/index/record_text.h"
 #include "record/predict/record_analysis.h"
 #include "record/show/record_documents.h"
 #include "tools/kxrtc/commands.h"
@@ -16,6 +16,7 @@
 namespace kxrtc_tool {
 namespace {
 
+using kxrtc_host::CountText;
 using kxrtc_host::Severity;
 
 struct VerifyOptions {
@@ -36,9 +37,9 @@ ExitStatus Verify(const VerifyOptions& options) {
   } else {
     PrintFindings(findings);
     PrintReplay(summary);
-    std::printf("\n%s: %" PRIu64 " errors, %" PRIu64 " warnings\n",
-                findings.Verdict() == Severity::kInfo ? "clean" : "not clean",
-                findings.count(Severity::kError), findings.count(Severity::kWarning));
+    std::printf("\n%s: %s, %s\n", findings.Verdict() == Severity::kInfo ? "clean" : "not clean",
+                CountText(findings.count(Severity::kError), "error").c_str(),
+                CountText(findings.count(Severity::kWarning), "warning").c_str());
   }
   return StatusOf(findings.Verdict());
 }

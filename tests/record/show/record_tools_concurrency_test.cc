@@ -122,7 +122,7 @@ TEST(RecordTextConcurrencyTest, TextHelpersGiveEachThreadItsResult) {
       EXPECT_EQ(Text("%d of %s", i, "many"), std::to_string(i) + " of many");
       EXPECT_EQ(SecondsText(-1), "-0.000001 s");
       int64_t time_us = 0;
-      EXPECT_TRUE(ParseSeconds("12.5", &time_us));
+      EXPECT_TRUE(ParseTime("12.5", &time_us));
       EXPECT_EQ(time_us, 12500000);
       EXPECT_EQ(BytesText(1000), "1.0 kB");
       EXPECT_EQ(MediaTypeText(3), "desktop");

@@ -25,27 +25,37 @@ struct SecondsCase {
   std::optional<int64_t> time_us;
 };
 
-class ParseSecondsTest : public testing::TestWithParam<SecondsCase> {};
+class ParseTimeTest : public testing::TestWithParam<SecondsCase> {};
 
-TEST_P(ParseSecondsTest, ReadsExactlyOrRefuses) {
+TEST_P(ParseTimeTest, ReadsExactlyOrRefuses) {
   int64_t time_us = 77;
-  const bool parsed = ParseSeconds(GetParam().text, &time_us);
+  const bool parsed = ParseTime(GetParam().text, &time_us);
   EXPECT_EQ(parsed, GetParam().time_us.has_value());
   EXPECT_EQ(time_us, GetParam().time_us.value_or(77));
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Texts, ParseSecondsTest,
-    testing::Values(SecondsCase{"Whole", "12", 12000000}, SecondsCase{"Decimals", "12.5", 12500000},
-                    SecondsCase{"Micro", "0.000001", 1}, SecondsCase{"Negative", "-3.25", -3250000},
-                    SecondsCase{"PointFirst", ".5", 500000},
-                    SecondsCase{"PointLast", "5.", 5000000},
-                    SecondsCase{"Largest", "9223372036854.775807", kMax},
-                    SecondsCase{"TooLarge", "9223372036854.775808", std::nullopt},
-                    SecondsCase{"SevenDecimals", "0.0000001", std::nullopt},
-                    SecondsCase{"Empty", "", std::nullopt}, SecondsCase{"Sign", "-", std::nullopt},
-                    SecondsCase{"TwoPoints", "1.2.3", std::nullopt},
-                    SecondsCase{"Letters", "1s", std::nullopt}),
+    Texts, ParseTimeTest,
+    testing::Values(
+        SecondsCase{"Whole", "12", 12000000}, SecondsCase{"Decimals", "12.5", 12500000},
+        SecondsCase{"Micro", "0.000001", 1}, SecondsCase{"Negative", "-3.25", -3250000},
+        SecondsCase{"PointFirst", ".5", 500000}, SecondsCase{"PointLast", "5.", 5000000},
+        SecondsCase{"Largest", "9223372036854.775807", kMax},
+        SecondsCase{"TooLarge", "9223372036854.775808", std::nullopt},
+        SecondsCase{"SevenDecimals", "0.0000001", std::nullopt},
+        SecondsCase{"Empty", "", std::nullopt}, SecondsCase{"Sign", "-", std::nullopt},
+        SecondsCase{"TwoPoints", "1.2.3", std::nullopt}, SecondsCase{"Letters", "1s", std::nullopt},
+        SecondsCase{"Unit", "12.500000 s", 12500000}, SecondsCase{"UnitAlone", " s", std::nullopt},
+        SecondsCase{"Minutes", "1:02.5", 62500000}, SecondsCase{"ManyMinutes", "90:00", 5400000000},
+        SecondsCase{"Hours", "1:02:03.456789", 3723456789},
+        SecondsCase{"ManyHours", "24:00:00.000", 86400000000},
+        SecondsCase{"OneDigitOfSeconds", "1:2", std::nullopt},
+        SecondsCase{"SixtySeconds", "1:60", std::nullopt},
+        SecondsCase{"SixtyMinutes", "1:60:00", std::nullopt},
+        SecondsCase{"NoMinutes", ":30", std::nullopt},
+        SecondsCase{"NegativeClock", "-1:00", std::nullopt},
+        SecondsCase{"FourParts", "1:00:00:00", std::nullopt},
+        SecondsCase{"ClockAndUnit", "1:00 s", std::nullopt}),
     [](const auto& test) { return test.param.name; });
 
 struct ClockCase {

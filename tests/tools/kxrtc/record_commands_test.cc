@@ -121,7 +121,7 @@ TEST(RecordCommandsTest, InfoTellsThatThereAreFindings) {
   const TempDir dir;
   kx_testing::TwoSessions(dir).RawVideo("stale").Write();
   EXPECT_THAT(Kxrtc("info " + Quoted(dir.path())).output,
-              HasSubstr("0 errors, 1 warnings (kxrtc verify lists them)"));
+              HasSubstr("0 errors, 1 warning (kxrtc verify lists them)"));
   const ShellResult result = Kxrtc("info --json " + Quoted(dir.path()));
   EXPECT_EQ(Parsed(result.output)["finding_counts"]["data.stale-tail"].asInt(), 1);
 }
@@ -166,6 +166,83 @@ TEST(RecordCommandsTest, VerifyTellsItsVerdictByItsStatus) {
   result = Kxrtc("verify --json " + Quoted(dir.path()));
   EXPECT_EQ(result.exit_status, 13);
   EXPECT_EQ(Parsed(result.output)["verdict"].asString(), "error");
+}
+
+TEST(RecordCommandsTest, VerifyNamesTheNextStep) {
+  const TempDir dir;
+  const std::string folder = dir.path();
+  kx_testing::TwoSessions(dir).Write();
+  EXPECT_THAT(Kxrtc("verify " + Quoted(folder)).output,
+              AllOf(HasSubstr("\n  next: kxrtc transcode " + folder + " OUT.mp4\n"),
+                    testing::Not(HasSubstr("no sound"))));
+  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), "{");
+  EXPECT_THAT(Kxrtc("verify " + Quoted(folder)).output,
+              HasSubstr("\n  next: kxrtc repair " + folder +
+                        " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4\n"));
+  EXPECT_THAT(Kxrtc("verify " + Quoted(dir.File("missing"))).output,
+              testing::Not(HasSubstr("next:")));
+  EXPECT_THAT(Kxrtc("verify " + Quoted(dir.File("missing"))).output,
+              HasSubstr("not clean: 1 error, 0 warnings\n"));
+}
+
+TEST(RecordCommandsTest, ARecordWithoutSoundIsTold) {
+  const TempDir dir;
+  RecordBuilder(dir).Start(0).Channel(1, 2).Key(2).Stop(50000).Write();
+  EXPECT_THAT(Kxrtc("verify " + Quoted(dir.path())).output,
+              HasSubstr("\n  the record contains no sound\n"));
+  EXPECT_THAT(Kxrtc("info " + Quoted(dir.path())).output,
+              AllOf(HasSubstr("of unknown size: there is no sound to estimate it by\n"),
+                    HasSubstr(" in 1 session\n")));
+  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), "{");
+  EXPECT_THAT(Kxrtc("info " + Quoted(dir.path())).output,
+              HasSubstr("of unknown size: the descriptor is missing or not valid\n"));
+}
+
+TEST(RecordCommandsTest, ADashIsNoNameOfAFile) {
+  for (const char* arguments :
+       {"info -", "dump -", "verify -", "estimate -", "repair - new", "repair . -", "report . -",
+        "report . a.html --video -", "transcode . -", "transcode - a.mp4", "h264 -",
+        "h264 a.264 --rewrite-vui -", "record - new", "record a.json -", "info . --log-file -"}) {
+    const ShellResult result = Kxrtc(arguments);
+    EXPECT_EQ(result.exit_status, 2) << arguments;
+    EXPECT_THAT(result.errors, HasSubstr("- is standard input or output elsewhere, but not here"))
+        << arguments;
+  }
+  const TempDir dir;
+  const ShellResult result =
+      RunShell("cd " + Quoted(dir.path()) + " && " + Quoted(KXRTC_PROGRAM) + " info ./-");
+  EXPECT_EQ(result.exit_status, 3);
+}
+
+TEST(RecordCommandsTest, EveryTimeHasOneForm) {
+  const TempDir dir;
+  kx_testing::TwoSessions(dir).Write();
+  const std::string whole = Kxrtc("dump --from 1.05 --to 62 " + Quoted(dir.path())).output;
+  for (const char* range :
+       {"--from '1.050000 s' --to 1:02", "--from 0:00:01.05 --to 0:01:02.000"}) {
+    EXPECT_EQ(Kxrtc(std::string("dump ") + range + " " + Quoted(dir.path())).output, whole);
+  }
+  for (const char* wrong : {"nan", "1e3", "0", "-1", "700000", "1:60", "''", "200:00:00"}) {
+    const ShellResult result = Kxrtc(std::string("record no.json new --duration ") + wrong);
+    EXPECT_EQ(result.exit_status, 2) << wrong;
+  }
+  for (const char* right : {"2.5", "0:02.5", "0:00:02.5", "168:00:00"}) {
+    // The scenario is missing, so nothing else is wrong.
+    EXPECT_EQ(Kxrtc(std::string("record no.json new --duration ") + right).exit_status, 9) << right;
+  }
+}
+
+TEST(RecordCommandsTest, TheExampleOfRecordWorksAsItStands) {
+  const std::string help = Kxrtc("record --help").output;
+  const std::string mark = "has more):\n";
+  const size_t begin = help.find(mark) + mark.size();
+  const std::string example = help.substr(begin, help.find("\n\n", begin) - begin);
+  const TempDir dir;
+  const ShellResult result = RunShell("cd " + Quoted(dir.path()) + " && kxrtc() { " +
+                                      Quoted(KXRTC_PROGRAM) + " \"$@\"; } && set -e\n" + example);
+  EXPECT_EQ(result.exit_status, 0) << result.errors;
+  EXPECT_THAT(result.output, HasSubstr("complete, at the end: "));
+  EXPECT_EQ(Kxrtc("verify " + Quoted(dir.File("monday"))).exit_status, 0);
 }
 
 struct HeadlineCase {

@@ -61,7 +61,7 @@ TEST_F(TranscodeFailuresTest, AnExistingFileIsKeptUnlessForced) {
   WriteFile(mp4_, "mine");
   const ShellResult refused = Transcode();
   EXPECT_EQ(refused.exit_status, 5);
-  EXPECT_EQ(refused.errors, "kxrtc: " + mp4_ + " already exists\n");
+  EXPECT_EQ(refused.errors, "kxrtc: " + mp4_ + " already exists; --force replaces it\n");
   EXPECT_EQ(ReadFile(mp4_), "mine");
   EXPECT_EQ(Transcode("--video copy --force").exit_status, 0);
   EXPECT_GT(std::filesystem::file_size(mp4_), 1000u);
