@@ -66,6 +66,7 @@ constexpr CodeRow kCodes[] = {
     {FindingCode::kVideoNoParameterSets, "video.no-parameter-sets", Severity::kWarning},
     {FindingCode::kVideoNoStartCode, "video.no-start-code", Severity::kWarning},
     {FindingCode::kVideoSizeMismatch, "video.size-mismatch", Severity::kWarning},
+    {FindingCode::kVideoSpsNotExamined, "video.sps-not-examined", Severity::kInfo},
 };
 static_assert(sizeof(kCodes) / sizeof(kCodes[0]) == kFindingCodeCount, "one row for each code");
 

@@ -70,6 +70,7 @@ enum class FindingCode {
   kVideoNoParameterSets,
   kVideoNoStartCode,
   kVideoSizeMismatch,
+  kVideoSpsNotExamined,
   kCount,
 };
 inline constexpr size_t kFindingCodeCount = static_cast<size_t>(FindingCode::kCount);

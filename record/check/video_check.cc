@@ -109,16 +109,32 @@ void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) 
   }
 }
 
+// The library's parser takes no scaling lists, for example, which are valid.
+void VideoCheck::ReadFormat(const uint8_t* nal_unit, uint32_t size, int64_t time_us) {
+  kxrtc::SpsParser::SpsState state{};
+  last_format_valid_ = size >= kMinSpsBytes && IsKnownProfile(nal_unit[1]) &&
+                       kxrtc::SpsParser::ParseSps(nal_unit + 1, size - 1, state) &&
+                       state.pic_order_cnt_type <= kMaxPicOrderCntType;
+  last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
+  if (last_format_valid_ || examiner_ == nullptr) return;
+  const auto format = examiner_->Examine(frame_.data(), static_cast<uint32_t>(frame_.size()));
+  if (!format) return;
+  last_format_valid_ = true;
+  last_format_ = *format;
+  if (told_unparsed_) return;
+  told_unparsed_ = true;
+  summary_->findings.Add(
+      FindingCode::kVideoSpsNotExamined, time_us,
+      "a sequence parameter set is not examined, because the library does not parse all that it "
+      "contains; only its size, profile and level are known");
+}
+
 void VideoCheck::CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64_t time_us) {
   const bool is_new = last_parameter_set_.size() != size ||
                       !std::equal(last_parameter_set_.begin(), last_parameter_set_.end(), nal_unit);
   if (is_new && size <= kMaxParameterSetSize) {
     last_parameter_set_.assign(nal_unit, nal_unit + size);
-    kxrtc::SpsParser::SpsState state{};
-    last_format_valid_ = size >= kMinSpsBytes && IsKnownProfile(nal_unit[1]) &&
-                         kxrtc::SpsParser::ParseSps(nal_unit + 1, size - 1, state) &&
-                         state.pic_order_cnt_type <= kMaxPicOrderCntType;
-    if (last_format_valid_) last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
+    ReadFormat(nal_unit, size, time_us);
   }
   if (size > kMaxParameterSetSize || !last_format_valid_) {
     summary_->findings.Add(

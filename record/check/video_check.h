@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "files/read_only_file.h"
+#include "record/check/parameter_set_examiner.h"
 #include "record/check/record_summary.h"
 #include "record/index/index_walker.h"
 #include "record/stream/access_unit_contents.h"
@@ -19,8 +20,9 @@ inline constexpr uint32_t kMaxPictureSide = 16384;
 
 class VideoCheck {
  public:
-  // Both are borrowed. Writes formats and findings of the summary.
-  VideoCheck(ReadOnlyFile* file, RecordSummary* summary) : file_(file), summary_(summary) {}
+  // All are borrowed; `examiner` may be null. Writes formats and findings of the summary.
+  VideoCheck(ReadOnlyFile* file, ParameterSetExaminer* examiner, RecordSummary* summary)
+      : file_(file), examiner_(examiner), summary_(summary) {}
 
   void OnNewChannel();
   void OnAttributes(const IndexRecord& record);
@@ -39,13 +41,17 @@ class VideoCheck {
   void CheckNalUnits(int64_t time_us, uint64_t position, bool is_key);
   void CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64_t time_us);
 
+  void ReadFormat(const uint8_t* nal_unit, uint32_t size, int64_t time_us);
+
   ReadOnlyFile* file_;
+  ParameterSetExaminer* examiner_;
   RecordSummary* summary_;
   std::vector<uint8_t> frame_;
   AccessUnitContents contents_;
   std::vector<uint8_t> last_parameter_set_;
   VideoFormat last_format_;
   bool last_format_valid_ = false;
+  bool told_unparsed_ = false;
   bool expects_key_frame_ = true;  // The next frame is the first one of its channel.
   bool has_attributes_ = false;    // Of the current channel.
   bool has_sps_ = false;           // Since the latest attributes or icon.

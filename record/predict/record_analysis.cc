@@ -27,7 +27,8 @@ namespace {
 class Analysis {
  public:
   // `expects_audio`: the replay comes to audio records.
-  Analysis(RecordFiles* files, bool expects_audio, RecordSummary* summary)
+  Analysis(RecordFiles* files, const AnalysisOptions& options, bool expects_audio,
+           RecordSummary* summary)
       : files_(files),
         summary_(summary),
         state_(&files->video, &files->audio),
@@ -35,7 +36,7 @@ class Analysis {
         clock_(summary),
         video_data_(kxrtc::kVideoFileExtension, files->video.size(), &summary->findings),
         audio_data_(kxrtc::kAudioFileExtension, files->audio.size(), &summary->findings),
-        video_(&files->video, summary),
+        video_(&files->video, options.parameter_set_examiner, summary),
         audio_(&files->audio, summary),
         output_(summary, expects_audio),
         file_(&files->audio, expects_audio),
@@ -228,7 +229,7 @@ RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& op
   facts.folder = summary.folder;
   facts.output = "the MP4";
   LookIntoRecord(&files, &facts);
-  Analysis analysis(&files, facts.outline && facts.outline->audio_frames > 0, &summary);
+  Analysis analysis(&files, options, facts.outline && facts.outline->audio_frames > 0, &summary);
   if (files.index.is_open()) analysis.Run();
   CheckDescriptor(files.descriptor, &summary);
   if (summary.descriptor.parsed) {

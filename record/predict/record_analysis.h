@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "record/check/parameter_set_examiner.h"
 #include "record/check/record_summary.h"
 #include "record/check/sound_examiner.h"
 
@@ -14,6 +15,7 @@ namespace kxrtc_host {
 // What this house cannot do itself. Each is borrowed for the call; null: it is not done.
 struct AnalysisOptions {
   SoundExaminer* sound_examiner = nullptr;
+  ParameterSetExaminer* parameter_set_examiner = nullptr;
 };
 
 // `folder` with or without its trailing separator. Never fails: what cannot be read is a finding.

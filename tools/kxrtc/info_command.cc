@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "host/ffmpeg/h264_format_reader.h"
 #include "record/predict/record_analysis.h"
 #include "record/show/record_documents.h"
 #include "tools/kxrtc/commands.h"
@@ -21,7 +22,10 @@ struct InfoOptions {
 };
 
 ExitStatus Info(const InfoOptions& options) {
-  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir);
+  kxrtc_host::H264FormatReader format_reader;
+  kxrtc_host::AnalysisOptions analysis;
+  analysis.parameter_set_examiner = &format_reader;
+  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir, analysis);
   if (options.json) {
     PrintJsonLine(kxrtc_host::InfoDocument(summary));
   } else if (summary.index_records > 0) {

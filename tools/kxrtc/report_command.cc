@@ -6,6 +6,7 @@
 
 #include "files/link_target.h"
 #include "files/output_file.h"
+#include "host/ffmpeg/h264_format_reader.h"
 #include "record/predict/record_analysis.h"
 #include "record/show/record_report.h"
 #include "tools/kxrtc/commands.h"
@@ -48,7 +49,10 @@ ExitStatus Report(const ReportOptions& options) {
       !kxrtc_host::VideoUrl(options.video, options.output, &video_url, &error)) {
     return Fail(kExitUsage, error);
   }
-  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir);
+  kxrtc_host::H264FormatReader format_reader;
+  kxrtc_host::AnalysisOptions analysis;
+  analysis.parameter_set_examiner = &format_reader;
+  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir, analysis);
   if (summary.index_records == 0) {
     return FailWithoutRecord(options.record_dir);
   }

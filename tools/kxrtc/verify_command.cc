@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "host/ffmpeg/h264_format_reader.h"
 #include "record/index/record_text.h"
 #include "record/predict/record_analysis.h"
 #include "record/show/record_documents.h"
@@ -30,7 +31,10 @@ ExitStatus StatusOf(Severity verdict) {
 }
 
 ExitStatus Verify(const VerifyOptions& options) {
-  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir);
+  kxrtc_host::H264FormatReader format_reader;
+  kxrtc_host::AnalysisOptions analysis;
+  analysis.parameter_set_examiner = &format_reader;
+  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir, analysis);
   const kxrtc_host::FindingList& findings = summary.findings;
   if (options.json) {
     PrintJsonLine(kxrtc_host::VerifyDocument(summary));

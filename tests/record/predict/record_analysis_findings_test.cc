@@ -64,6 +64,27 @@ FindingList AudioEvery(const TempDir& dir, int64_t interval_us, int count) {
   return AnalyseBuilt(dir, builder.Stop(count * interval_us + 1));
 }
 
+// Knows the format of every key frame.
+class KnowingExaminer : public ParameterSetExaminer {
+ public:
+  std::optional<VideoFormat> Examine(const uint8_t*, uint32_t) override {
+    return VideoFormat{100, 30, 640, 360};
+  }
+};
+
+RecordSummary SetsBeyondTheLibrary(const TempDir& dir, ParameterSetExaminer* examiner) {
+  RecordBuilder builder = OpenCamera(dir);
+  // Two sets that the library does not parse, each in two key frames.
+  for (const char last : {'\x01', '\x01', '\x02', '\x02'}) {
+    const std::string set = std::string("\0\0\0\1\x67\x64\x00\x1E", 8) + last;
+    builder.Video(40000 + last, set + std::string("\0\0\1\x68\xCE\0\0\1\x65\x88", 10));
+  }
+  builder.Stop(50000).Write();
+  AnalysisOptions options;
+  options.parameter_set_examiner = examiner;
+  return AnalyseRecord(dir.path(), options);
+}
+
 class RefusingExaminer : public SoundExaminer {
  public:
   bool Begin(uint32_t /*object_type*/, uint32_t /*channel_count*/) override { return true; }
@@ -84,7 +105,7 @@ FindingList ShrunkVideo(const TempDir& dir) {
   EXPECT_EQ(file.Open(dir.File("SpeakeRecord.264")), ReadOnlyFile::State::kOpen);
   std::filesystem::resize_file(dir.File("SpeakeRecord.264"), 3);
   RecordSummary summary;
-  VideoCheck check(&file, &summary);
+  VideoCheck check(&file, nullptr, &summary);
   IndexRecord record;
   record.header.type = kVideoRecord;
   record.data.size = 8;
@@ -415,6 +436,11 @@ std::vector<CodeCase> VideoCases() {
                                       .Video(40000, KeyFrame640x360())
                                       .Stop(50000));
        }},
+      {"SetsBeyondTheLibrary", FindingCode::kVideoSpsNotExamined,
+       [](const TempDir& dir) {
+         KnowingExaminer examiner;
+         return SetsBeyondTheLibrary(dir, &examiner).findings;
+       }},
   };
 }
 
@@ -445,6 +471,20 @@ TEST(RecordAnalysisFindingsTest, CoverEveryCode) {
     EXPECT_EQ(tested.count(static_cast<FindingCode>(i)), 1u)
         << FindingCodeName(static_cast<FindingCode>(i));
   }
+}
+
+TEST(RecordAnalysisTest, SetsBeyondTheLibraryAreToldOnce) {
+  const TempDir dir;
+  KnowingExaminer examiner;
+  const RecordSummary summary = SetsBeyondTheLibrary(dir, &examiner);
+  EXPECT_EQ(summary.findings.count(FindingCode::kVideoSpsNotExamined), 1u);
+  EXPECT_EQ(summary.findings.count(FindingCode::kVideoBadSps), 0u);
+  ASSERT_EQ(summary.video_formats.size(), 1u);
+  EXPECT_EQ(summary.video_formats.begin()->first.width, 640u);
+  EXPECT_EQ(summary.video_formats.begin()->second, 4u);
+  const RecordSummary alone = SetsBeyondTheLibrary(dir, nullptr);
+  EXPECT_EQ(alone.findings.count(FindingCode::kVideoSpsNotExamined), 0u);
+  EXPECT_EQ(alone.findings.count(FindingCode::kVideoBadSps), 4u);
 }
 
 }  // namespace
