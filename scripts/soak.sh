@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs the long tests of docs/reliability.md. Builds what they need.
-# usage: scripts/soak.sh [crashes [RUNS [SEED]] | day [RATE] | sanitizers]
+# usage: scripts/soak.sh [crashes [RUNS [SEED]] | signals [RUNS [SEED]] | day [RATE] | sanitizers]
 #   crashes     kills a recording process (500 times)
+#   signals     sends each signal that ends a program to kxrtc record (20 times)
 #   day         records a day with a clock that runs RATE times as fast (300), and transcodes it
 #   sanitizers  the tests of thousands of runs under the address, leak and thread sanitizers
 # Without an argument: all of them.
@@ -25,6 +26,10 @@ case "$mode" in
     build_programs
     python3 tests/reliability/crash_sweep.py "${programs[@]}" "${@:-500}"
     ;;
+  signals)
+    build_programs
+    python3 tests/reliability/record_signals.py build/dev/tools/kxrtc/kxrtc "${@:-20}"
+    ;;
   day)
     build_programs
     python3 tests/reliability/day_record.py "${programs[@]}" \
@@ -38,10 +43,10 @@ case "$mode" in
     done
     ;;
   all)
-    for proof in crashes day sanitizers; do scripts/soak.sh "$proof"; done
+    for proof in crashes signals day sanitizers; do scripts/soak.sh "$proof"; done
     ;;
   *)
-    sed -n '3,7s/^# //p' "${BASH_SOURCE[0]}" >&2
+    sed -n '3,8s/^# //p' "${BASH_SOURCE[0]}" >&2
     exit 2
     ;;
 esac

@@ -145,10 +145,11 @@ ConferenceOutcome Conference::CheckForRecord(std::string* error) const {
 // Creates the folder and removes a record that is replaced. The folder may have appeared while the
 // sources were being opened, with the record of another process.
 ConferenceOutcome Conference::PrepareFolder(std::string* error) {
-  std::error_code code;
   if (!folder_lock_.is_locked()) {
+    std::error_code code;
+    std::error_code unknown;
     std::filesystem::create_directories(options_.folder, code);
-    if (!std::filesystem::is_directory(options_.folder)) {
+    if (!std::filesystem::is_directory(options_.folder, unknown)) {
       *error = options_.folder + ": the folder cannot be created: " + code.message();
       return ConferenceOutcome::kFolderFailed;
     }

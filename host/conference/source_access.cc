@@ -1,5 +1,9 @@
 #include "host/conference/source_access.h"
 
+extern "C" {
+#include <libavutil/avstring.h>
+}
+
 namespace kxrtc_host {
 namespace {
 
@@ -84,9 +88,7 @@ bool IsLiveByDefault(const std::string& source) {
 }
 
 bool IsPlainFormat(const std::string& format) {
-  // A demuxer may have several names: its first one counts.
-  const std::string name = "," + format.substr(0, format.find(',')) + ",";
-  return ("," + std::string(kPlainFormats) + ",").find(name) != std::string::npos;
+  return av_match_list(format.c_str(), kPlainFormats, ',') > 0;
 }
 
 std::string LocalPath(const std::string& source) {

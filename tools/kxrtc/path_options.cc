@@ -6,6 +6,7 @@
 
 #include "files/link_target.h"
 #include "host/conference/scenario_reader.h"
+#include "host/conference/source_access.h"
 #include "kxrtc/recording/speaker_record_format.h"
 #include "record/index/record_files.h"
 
@@ -20,7 +21,9 @@ bool IsPlayed(const std::string& path, const std::string& log) {
   if (!kxrtc_host::LoadScenario(path, &scenario, &ignored)) return false;
   for (const kxrtc_host::ScenarioParticipant& participant : scenario.participants) {
     for (const auto* medium : {&participant.camera, &participant.share, &participant.microphone}) {
-      if (*medium && kxrtc_host::LeadToSameFile((*medium)->source, log)) return true;
+      if (*medium && kxrtc_host::LeadToSameFile(kxrtc_host::LocalPath((*medium)->source), log)) {
+        return true;
+      }
     }
   }
   return false;

@@ -41,7 +41,8 @@ class LogOptionTest : public ::testing::TestWithParam<LogCase> {
     std::filesystem::create_symlink(out_.File("out.html"), out_.File("page"));
     WriteFile(out_.File("v.mp4"), "video");
     WriteFile(out_.File("s.json"),
-              R"({"participants":[{"user_id":1,"camera":"v.mp4","events":[]}]})");
+              R"({"participants":[{"user_id":1,"camera":"v.mp4","microphone":"file:)" +
+                  out_.File("m.aac") + R"(","events":[]}]})");
   }
 
   std::string InFolders(const std::string& text) const {
@@ -85,6 +86,7 @@ INSTANTIATE_TEST_SUITE_P(
                 " is also given as --video"},
         LogCase{"Scenario", "record OUTv.mp4 OUTnew", "OUTv.mp4", " is also given as SCENARIO"},
         LogCase{"PlayedMedium", "record OUTs.json OUTnew", "OUTv.mp4", " is played by "},
+        LogCase{"PlayedAddress", "record OUTs.json OUTnew", "OUTm.aac", " is played by "},
         LogCase{"Stream", "h264 RECORDSpeakeRecord.264", "RECORDSpeakeRecord.264",
                 " is also given as FILE"},
         LogCase{"StreamCopy", "h264 RECORDSpeakeRecord.264 --rewrite-vui OUTpage", "OUTout.html",
