@@ -128,9 +128,10 @@ bool NewFolder::Append(const char* data, size_t size) {
   return buffer_.size() < kBufferSize || (CheckWanted() && Flush());
 }
 
-bool NewFolder::CopyRange(const ReadOnlyFile& source, uint64_t begin, uint64_t end) {
+bool NewFolder::CopyRange(const ReadOnlyFile& source, uint64_t begin, uint64_t end,
+                          uint64_t target) {
   buffer_.resize(kBufferSize);
-  if (::lseek(descriptor_, static_cast<off_t>(begin), SEEK_SET) < 0) return Fail(files_.back());
+  if (::lseek(descriptor_, static_cast<off_t>(target), SEEK_SET) < 0) return Fail(files_.back());
   while (begin < end) {
     if (!CheckWanted()) return false;
     const size_t wanted = static_cast<size_t>(std::min<uint64_t>(kBufferSize, end - begin));
@@ -144,27 +145,26 @@ bool NewFolder::CopyRange(const ReadOnlyFile& source, uint64_t begin, uint64_t e
   return true;
 }
 
-bool NewFolder::Copy(const ReadOnlyFile& source, uint64_t size) {
+bool NewFolder::Copy(const ReadOnlyFile& source, uint64_t begin, uint64_t size) {
   if (!Flush()) return false;
-  uint64_t position = 0;
-  while (position < size) {
-    // Where the file system does not report holes, the rest is one piece of data.
-    const off_t data = ::lseek(source.descriptor(), static_cast<off_t>(position), SEEK_DATA);
-    if (data < 0 && errno == ENXIO) break;
-    const uint64_t begin = data < 0 ? position : static_cast<uint64_t>(data);
-    const off_t hole =
-        data < 0 ? -1 : ::lseek(source.descriptor(), static_cast<off_t>(begin), SEEK_HOLE);
-    const uint64_t end = hole < 0 ? size : std::min<uint64_t>(size, static_cast<uint64_t>(hole));
-    if (begin >= size) break;
-    if (!CopyRange(source, begin, end)) return false;
-    position = end;
+  const off_t target = ::lseek(descriptor_, 0, SEEK_END);
+  if (target < 0) return Fail(files_.back());
+  const uint64_t end = begin + size;
+  const uint64_t offset = static_cast<uint64_t>(target) - begin;  // Modulo 2^64.
+  for (uint64_t position = begin; position < end;) {
+    const uint64_t data = source.NextData(position);
+    if (data >= end) break;
+    const off_t hole = ::lseek(source.descriptor(), static_cast<off_t>(data), SEEK_HOLE);
+    position = hole < 0 ? end : std::min<uint64_t>(end, static_cast<uint64_t>(hole));
+    if (position > data && !CopyRange(source, data, position, data + offset)) return false;
+    if (position == data) break;
   }
   // The loop also ends early when the file became shorter in the meantime.
   const off_t source_size = ::lseek(source.descriptor(), 0, SEEK_END);
-  if (source_size < 0 || static_cast<uint64_t>(source_size) < size) {
-    return FailShorter(source);
-  }
-  return ::ftruncate(descriptor_, static_cast<off_t>(size)) == 0 || Fail(files_.back());
+  if (source_size < 0 || static_cast<uint64_t>(source_size) < end) return FailShorter(source);
+  return (::ftruncate(descriptor_, static_cast<off_t>(end + offset)) == 0 &&
+          ::lseek(descriptor_, 0, SEEK_END) >= 0) ||
+         Fail(files_.back());
 }
 
 bool NewFolder::SyncCurrent() {

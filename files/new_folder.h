@@ -32,8 +32,8 @@ class NewFolder {
   // Appends to the current file. Small pieces are buffered.
   [[nodiscard]] bool Append(const char* data, size_t size);
 
-  // Appends the first `size` bytes of `source`. Holes stay holes.
-  [[nodiscard]] bool Copy(const ReadOnlyFile& source, uint64_t size);
+  // Appends `size` bytes of `source` from `begin` on. Holes stay holes.
+  [[nodiscard]] bool Copy(const ReadOnlyFile& source, uint64_t begin, uint64_t size);
 
   // False: nothing waits for the disk, and a crash of the machine may lose the folder.
   void set_sync(bool sync) { sync_ = sync; }
@@ -64,7 +64,7 @@ class NewFolder {
   bool SyncCurrent();
   bool Flush();
   bool WriteAll(const char* data, size_t size);
-  bool CopyRange(const ReadOnlyFile& source, uint64_t begin, uint64_t end);
+  bool CopyRange(const ReadOnlyFile& source, uint64_t begin, uint64_t end, uint64_t target);
   void Discard();
 
   std::string path_;

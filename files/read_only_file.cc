@@ -65,6 +65,14 @@ bool ReadOnlyFile::CanSeekTo(uint64_t position) const {
   return offset >= 0 && ::lseek(descriptor_, offset, SEEK_SET) >= 0;
 }
 
+uint64_t ReadOnlyFile::NextData(uint64_t position) const {
+  if (position >= size_) return size_;
+  const off_t data = ::lseek(descriptor_, static_cast<off_t>(position), SEEK_DATA);
+  if (data >= 0) return std::min<uint64_t>(size_, static_cast<uint64_t>(data));
+  // Where the file system does not report holes, all of it is data.
+  return errno == ENXIO ? size_ : position;
+}
+
 const uint8_t* ReadOnlyFile::View(uint64_t position, size_t size) {
   const bool inside = position >= window_start_ && position - window_start_ <= window_.size() &&
                       size <= window_.size() - (position - window_start_);

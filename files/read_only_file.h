@@ -35,6 +35,10 @@ class ReadOnlyFile {
   // True when the file system accepts `position`, which may be after the end.
   [[nodiscard]] bool CanSeekTo(uint64_t position) const;
 
+  // The first position from `position` on that is not in a hole of the file; size() if there is
+  // none.
+  [[nodiscard]] uint64_t NextData(uint64_t position) const;
+
   State state() const { return state_; }
   bool is_open() const { return state_ == State::kOpen; }
   const std::string& path() const { return path_; }

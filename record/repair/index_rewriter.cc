@@ -16,11 +16,6 @@ using kxrtc::PeerConnectionConductor;
 
 }  // namespace
 
-void RepairChanges::Add(RepairChange change) {
-  ++(change.kind == RepairChange::Kind::kLost ? lost : added);
-  if (kept.size() < kKept) kept.push_back(std::move(change));
-}
-
 // Appends a record that the old index does not have.
 void IndexRewriter::AddRecord(uint32_t type, int64_t time_us, uint64_t offset, const char* why,
                               std::string* out) {
@@ -42,20 +37,8 @@ void IndexRewriter::AddStop(uint64_t offset, const char* why, std::string* out) 
   AddRecord(kxrtc::kStopRecording, kxrtc::SaturatedAdd(last_time_us_, 1), offset, why, out);
 }
 
-bool IndexRewriter::KeepsMedia(const IndexRecord& record) {
-  if (!record.IsMedia() || written_.PlaceOf(record) != FramePlace::kMissing) return true;
-  const ReadOnlyFile& file = record.header.type == kxrtc::kVideoData ? *video_ : *audio_;
-  changes_->Add(
-      {RepairChange::Kind::kLost, record.offset, record.header.record_timestamp_us,
-       Text("%s frame: its %u bytes at %" PRIu64 " are not in the file, which has only %" PRIu64,
-            RecordTypeName(record.header.type), record.data.size, record.data.start_position,
-            file.size())});
-  return false;
-}
-
 void IndexRewriter::OnRecord(const IndexRecord& record, std::string* out) {
   const int64_t time_us = record.header.record_timestamp_us;
-  if (!KeepsMedia(record)) return;
   switch (written_.FaultOf(record)) {
     case RecordFault::kOpenSession:
       AddStop(record.offset, "the next session starts", out);

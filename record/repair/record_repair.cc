@@ -12,6 +12,8 @@
 #include "record/check/descriptor_check.h"
 #include "record/index/record_files.h"
 #include "record/index/record_text.h"
+#include "record/repair/file_roles.h"
+#include "record/repair/salvage_reader.h"
 
 namespace kxrtc_host {
 namespace {
@@ -58,13 +60,15 @@ class Repair {
   bool OpenSource() {
     files_.Open(source_);
     result_.source_refused = true;
-    if (!files_.index.is_open()) return Fail(files_.index.path() + ": " + files_.index.error());
-    for (const ReadOnlyFile* file : {&files_.video, &files_.audio}) {
-      // A missing data file is like an empty one. With any other error the user has to act first.
+    bool has_any = false;
+    for (const ReadOnlyFile* file : {&files_.index, &files_.video, &files_.audio}) {
+      // A missing file is like an empty one. With any other error the user has to act first.
       if (file->state() == ReadOnlyFile::State::kUnreadable) {
         return Fail(file->path() + ": " + file->error());
       }
+      has_any = has_any || file->is_open();
     }
+    if (!has_any) return Fail(files_.index.path() + ": " + files_.index.error());
     result_.source_refused = false;
     return true;
   }
@@ -85,57 +89,68 @@ class Repair {
   }
 
   bool WriteIndex() {
-    IndexRewriter rewriter(&files_.video, &files_.audio, &result_.changes);
-    IndexWalker walker(&files_.index, options_.is_wanted);
+    roles_.Recognise(options_.is_wanted, &result_.changes);
+    reader_.emplace(roles_.index(), roles_.video(), roles_.audio(), &result_.changes,
+                    options_.is_wanted);
+    IndexRewriter rewriter(&result_.changes);
     IndexRecord record;
     std::string out;
     if (!Check(folder_.BeginFile(FileName(kxrtc::kIndexFileExtension)))) return false;
     for (;;) {
-      const IndexWalker::Step step = walker.Next(&record);
+      const IndexWalker::Step step = reader_->Next(&record);
       if (step == IndexWalker::Step::kEnd) break;
       if (step == IndexWalker::Step::kStopped) return Fail(kStoppedText);
       if (step == IndexWalker::Step::kChanged) {
         result_.source_refused = true;
-        return Fail(files_.index.path() + ": became shorter while it was read");
+        return Fail(roles_.index()->path() + ": became shorter while it was read");
       }
       if (step != IndexWalker::Step::kRecord) {
-        rewriter.OnGarbage(record.offset, walker.skipped_bytes());
+        rewriter.OnGarbage(record.offset, reader_->skipped_bytes());
         continue;
       }
       out.clear();
-      const uint64_t audio_frames = rewriter.kept().audio_frames;
       rewriter.OnRecord(record, &out);
-      const bool is_kept_audio = rewriter.kept().audio_frames > audio_frames;
-      if (is_kept_audio && first_audio_.size == 0) first_audio_ = record.data;
       if (!Check(folder_.Append(out.data(), out.size()))) return false;
     }
     out.clear();
-    rewriter.Finish(files_.index.size(), &out);
+    rewriter.Finish(roles_.index()->size(), &out);
     result_.kept = rewriter.kept();
     sessions_ = rewriter.sessions();
     contains_desktop_ = rewriter.contains_desktop();
     result_.sessions = sessions_.size();
-    if (sessions_.empty())
-      return Fail("the index contains no whole record; there is nothing to repair");
+    if (sessions_.empty()) {
+      return Fail(
+          "no file contains a whole frame or a whole index record; there is nothing to repair");
+    }
     return Check(folder_.Append(out.data(), out.size()));
   }
 
-  bool CopyData(const ReadOnlyFile& file, const char* extension, uint64_t end) {
-    if (end < file.size()) {
-      result_.changes.Add({RepairChange::Kind::kLost, end, std::nullopt,
-                           Text("%" PRIu64 " bytes at the end of %s that do not belong to a frame",
-                                file.size() - end, extension)});
+  // Copies the parts of a data file that stay.
+  bool CopyData(const ReadOnlyFile& file, const char* extension, const FrameRanges& ranges) {
+    if (!Check(folder_.BeginFile(FileName(extension)))) return false;
+    uint64_t end = 0;
+    for (const FrameRanges::Range& range : ranges.ranges()) {
+      if (range.begin > end) TellUnused(extension, "", end, range.begin - end);
+      if (!Check(folder_.Copy(file, range.begin, range.size))) return false;
+      end = range.begin + range.size;
     }
-    return Check(folder_.BeginFile(FileName(extension)) && (end == 0 || folder_.Copy(file, end)));
+    if (end < file.size()) TellUnused(extension, "the end of ", end, file.size() - end);
+    return true;
+  }
+
+  void TellUnused(const char* extension, const char* where, uint64_t begin, uint64_t bytes) {
+    result_.changes.Add(
+        {RepairChange::Kind::kLost, begin, std::nullopt,
+         Text("%" PRIu64 " bytes at %s%s that do not belong to a frame", bytes, where, extension)});
   }
 
   bool WriteData() {
-    return CopyData(files_.video, kxrtc::kVideoFileExtension, result_.kept.video_end) &&
-           CopyData(files_.audio, kxrtc::kAudioFileExtension, result_.kept.audio_end);
+    return CopyData(*roles_.video(), kxrtc::kVideoFileExtension, reader_->video_ranges()) &&
+           CopyData(*roles_.audio(), kxrtc::kAudioFileExtension, reader_->audio_ranges());
   }
 
   bool FindChannels() {
-    const auto member = ReadAudioChannelMember(files_.descriptor, sessions_.size());
+    const auto member = ReadAudioChannelMember(*roles_.descriptor(), sessions_.size());
     if (member && !member->count) {
       result_.changes.Add(
           {RepairChange::Kind::kLost, member->offset, std::nullopt,
@@ -152,17 +167,20 @@ class Repair {
       result_.channel_source = ChannelSource::kDescriptor;
       return true;
     }
-    AdtsHeader header;
-    const uint8_t* bytes = first_audio_.size < kAdtsHeaderSize
-                               ? nullptr
-                               : files_.audio.View(first_audio_.start_position, kAdtsHeaderSize);
-    if (bytes != nullptr && ReadAdtsHeader(bytes, &header) && header.channel_configuration > 0) {
-      result_.audio_channels = ChannelCount(header.channel_configuration);
+    const auto format = reader_->FindAudioFormat();
+    if (format && format->channel_configuration > 0) {
+      result_.audio_channels = ChannelCount(format->channel_configuration);
       result_.channel_source = ChannelSource::kAudioFrames;
       return true;
     }
+    if (result_.kept.audio_frames == 0) {
+      constexpr uint32_t kUsualChannels = 2;
+      result_.audio_channels = kUsualChannels;
+      result_.channel_source = ChannelSource::kNoSound;
+      return true;
+    }
     return Fail(
-        "neither the descriptor nor the first audio frame gives the number of audio channels; use "
+        "neither the descriptor nor an audio frame gives the number of audio channels; use "
         "--channels");
   }
 
@@ -183,10 +201,11 @@ class Repair {
   const RepairOptions& options_;
   RepairResult result_;
   RecordFiles files_;
+  FileRoles roles_{&files_};
+  std::optional<SalvageReader> reader_;
   NewFolder folder_;
   std::vector<kxrtc::SpeakerRecordSession> sessions_;
   bool contains_desktop_ = false;
-  kxrtc::MediaDataRecord first_audio_;  // The first one that is kept and not empty.
 };
 
 }  // namespace
@@ -199,6 +218,8 @@ const char* ChannelSourceName(ChannelSource source) {
       return "descriptor";
     case ChannelSource::kAudioFrames:
       return "audio frames";
+    case ChannelSource::kNoSound:
+      return "lack of sound";
     case ChannelSource::kNone:
       break;
   }

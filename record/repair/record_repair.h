@@ -20,9 +20,9 @@ struct RepairOptions {
 };
 
 // Where the channel count of the new descriptor comes from.
-enum class ChannelSource { kNone, kOption, kDescriptor, kAudioFrames };
+enum class ChannelSource { kNone, kOption, kDescriptor, kAudioFrames, kNoSound };
 
-// "", "option", "descriptor", "audio frames".
+// "", "option", "descriptor", "audio frames", "lack of sound".
 const char* ChannelSourceName(ChannelSource source);
 
 struct RepairResult {

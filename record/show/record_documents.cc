@@ -290,12 +290,14 @@ Json::Value RepairDocument(const RepairResult& result) {
   kept["audio_bytes"] = U64(result.kept.audio_end);
   document["lost_count"] = U64(result.changes.lost);
   document["added_count"] = U64(result.changes.added);
+  document["moved_count"] = U64(result.changes.moved);
   document["audio_channels"] = result.audio_channels;
   document["audio_channels_from"] = ChannelSourceName(result.channel_source);
   document["changes"] = Json::Value(Json::arrayValue);
   for (const RepairChange& change : result.changes.kept) {
     Json::Value element;
-    element["kind"] = change.kind == RepairChange::Kind::kLost ? "lost" : "added";
+    element["kind"] = RepairChangeName(change.kind);
+    element["count"] = U64(change.count);
     element["offset"] = U64(change.offset);
     if (change.time_us) element["time_us"] = I64(*change.time_us);
     element["text"] = change.text;

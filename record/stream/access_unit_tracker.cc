@@ -105,11 +105,11 @@ bool AccessUnitTracker::ReadPicOrderCnt(BitBuffer* buffer, const SpsParser::SpsS
 }
 
 bool AccessUnitTracker::BelongToOnePicture(const SliceHeader& a, const SliceHeader& b) {
+  if (a.is_idr != b.is_idr || a.is_reference != b.is_reference) return false;
   if (!a.is_complete || !b.is_complete) return b.first_mb_in_slice != 0;
   return a.pps_id == b.pps_id && a.frame_num == b.frame_num &&
          a.field_pic_flag == b.field_pic_flag && a.bottom_field_flag == b.bottom_field_flag &&
-         a.is_reference == b.is_reference && a.is_idr == b.is_idr && a.idr_pic_id == b.idr_pic_id &&
-         a.pic_order_cnt_lsb == b.pic_order_cnt_lsb &&
+         a.idr_pic_id == b.idr_pic_id && a.pic_order_cnt_lsb == b.pic_order_cnt_lsb &&
          a.delta_pic_order_cnt[0] == b.delta_pic_order_cnt[0] &&
          a.delta_pic_order_cnt[1] == b.delta_pic_order_cnt[1];
 }

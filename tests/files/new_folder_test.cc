@@ -70,7 +70,7 @@ TEST(NewFolderTest, EndsAtAnyTimeAndLeavesNothing) {
     folder.set_is_wanted([&left] { return left-- > 0; });
     ASSERT_TRUE(folder.Create(dir.File("new")));
     committed = folder.BeginFile("a") && folder.Append(piece.data(), piece.size()) &&
-                folder.BeginFile("b") && folder.Copy(source, 1000000) && folder.Commit();
+                folder.BeginFile("b") && folder.Copy(source, 0, 1000000) && folder.Commit();
     EXPECT_EQ(committed, turns >= 8) << turns;
     EXPECT_EQ(folder.error(), committed ? "" : "stopped; nothing is written");
     EXPECT_EQ(std::filesystem::exists(dir.File("new")), committed);
@@ -118,7 +118,7 @@ TEST(NewFolderTest, CopiesTheFirstBytesOfAFile) {
   NewFolder folder;
   ASSERT_TRUE(folder.Create(dir.File("new")));
   ASSERT_TRUE(folder.BeginFile("a"));
-  ASSERT_TRUE(folder.Copy(source, 600002));
+  ASSERT_TRUE(folder.Copy(source, 0, 600002));
   ASSERT_TRUE(folder.Commit());
   EXPECT_EQ(kx_testing::ReadFile(dir.File("new/a")), std::string(600000, 'a') + "re");
 }
@@ -132,7 +132,7 @@ TEST(NewFolderTest, ExplainsASourceThatBecameShorter) {
   NewFolder folder;
   ASSERT_TRUE(folder.Create(dir.File("new")));
   ASSERT_TRUE(folder.BeginFile("a"));
-  EXPECT_FALSE(folder.Copy(source, 1000));
+  EXPECT_FALSE(folder.Copy(source, 0, 1000));
   EXPECT_THAT(folder.error(), HasSubstr("became shorter"));
   EXPECT_TRUE(folder.is_source_error());
 }

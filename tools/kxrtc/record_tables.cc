@@ -211,14 +211,13 @@ void PrintReplay(const kxrtc_host::RecordSummary& summary) {
 }
 
 void PrintRepair(const kxrtc_host::RepairResult& result) {
-  const uint64_t changes = result.changes.lost + result.changes.added;
+  const uint64_t changes = result.changes.changes;
   if (changes > 0) {
     std::printf("%-6s  %12s  %18s  %s\n", "CHANGE", "OFFSET", "RECORDER TIME", "WHAT");
   }
   for (const kxrtc_host::RepairChange& change : result.changes.kept) {
-    std::printf("%-6s  %12" PRIu64 "  %18s  %s\n",
-                change.kind == kxrtc_host::RepairChange::Kind::kLost ? "lost" : "added",
-                change.offset, change.time_us ? SecondsText(*change.time_us).c_str() : "-",
+    std::printf("%-6s  %12" PRIu64 "  %18s  %s\n", RepairChangeName(change.kind), change.offset,
+                change.time_us ? SecondsText(*change.time_us).c_str() : "-",
                 TerminalText(change.text).c_str());
   }
   if (changes > result.changes.kept.size()) {
@@ -231,9 +230,10 @@ void PrintRepair(const kxrtc_host::RepairResult& result) {
               BytesText(result.kept.video_end).c_str(),
               CountText(result.kept.audio_frames, "audio frame").c_str(),
               BytesText(result.kept.audio_end).c_str());
-  std::printf("lost %" PRIu64 ", added %" PRIu64 ", %u audio channels (from the %s)\n",
-              result.changes.lost, result.changes.added, result.audio_channels,
-              ChannelSourceName(result.channel_source));
+  std::printf("lost %" PRIu64 ", added %" PRIu64 ", moved %" PRIu64
+              ", %u audio channels (from the %s)\n",
+              result.changes.lost, result.changes.added, result.changes.moved,
+              result.audio_channels, ChannelSourceName(result.channel_source));
 }
 
 }  // namespace kxrtc_tool

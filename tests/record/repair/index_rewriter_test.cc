@@ -39,7 +39,7 @@ Rewritten Rewrite(const TempDir& dir, const RecordBuilder& before) {
   files.Open(dir.path());
   EXPECT_TRUE(files.index.is_open());
   Rewritten result;
-  IndexRewriter rewriter(&files.video, &files.audio, &result.changes);
+  IndexRewriter rewriter(&result.changes);
   IndexWalker walker(&files.index);
   IndexRecord record;
   IndexWalker::Step step;
@@ -93,14 +93,6 @@ std::vector<RewriteCase> Cases() {
              .Stop(3);
        },
        0, 1},
-      {"FrameBehindTheEnd",
-       [](const TempDir& dir) {
-         return Camera(dir)
-             .DataRecord(0xEEDDCC07, 9, 0, 1)
-             .DataRecord(0xEEDDCC06, 10, 8, 1)
-             .Stop(11);
-       },
-       [](const TempDir& dir) { return Camera(dir).Stop(11); }, 2, 0},
       {"PartialTail", [](const TempDir& dir) { return Camera(dir).Stop(4).RawIndex("stale"); },
        [](const TempDir& dir) { return Camera(dir).Stop(4); }, 1, 0},
       {"GarbageInside",

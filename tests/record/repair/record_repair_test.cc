@@ -257,7 +257,7 @@ TEST(RecordRepairTest, LeavesNothingBehindWhenTheDiskIsFull) {
   EXPECT_TRUE(Names(target.path()).empty());
 }
 
-TEST(RecordRepairTest, KeepsTheHolesOfAHugeSparseFile) {
+TEST(RecordRepairTest, LeavesOutTheHolesOfAHugeSparseFile) {
   const TempDir dir;
   const TempDir target;
   constexpr uint64_t kFar = uint64_t{1} << 33;
@@ -271,10 +271,7 @@ TEST(RecordRepairTest, KeepsTheHolesOfAHugeSparseFile) {
   }
   ASSERT_TRUE(RepairRecord(dir.path(), target.File("new"), {}).repaired);
   const std::string copy = target.File("new/SpeakeRecord.264");
-  EXPECT_EQ(std::filesystem::file_size(copy), kFar + 8);
-  struct stat status {};
-  ASSERT_EQ(::stat(copy.c_str(), &status), 0);
-  EXPECT_LT(status.st_blocks, 4096);
+  EXPECT_EQ(std::filesystem::file_size(copy), 16u);
 }
 
 }  // namespace

@@ -1,0 +1,43 @@
+// Recognises the files of a record by their content, where a file has the name of another one.
+// Threads: an object belongs to one thread at a time.
+#ifndef RECORD_REPAIR_FILE_ROLES_H_
+#define RECORD_REPAIR_FILE_ROLES_H_
+
+#include <array>
+#include <functional>
+
+#include "record/index/record_files.h"
+#include "record/repair/repair_changes.h"
+
+namespace kxrtc_host {
+
+// What each file of a record is taken for.
+class FileRoles {
+ public:
+  // Takes each file for what its name says. `files` is borrowed.
+  explicit FileRoles(RecordFiles* files)
+      : roles_{&files->index, &files->video, &files->audio, &files->descriptor} {}
+
+  // Looks into the files, unless the index names exactly what is there, and exchanges those that
+  // are not what their names say. A second file of one kind is left out. Adds the changes.
+  void Recognise(const std::function<bool()>& is_wanted, RepairChanges* changes);
+
+  ReadOnlyFile* index() const { return roles_[kIndex]; }
+  ReadOnlyFile* video() const { return roles_[kVideo]; }
+  ReadOnlyFile* audio() const { return roles_[kAudio]; }
+  ReadOnlyFile* descriptor() const { return roles_[kDescriptor]; }
+
+ private:
+  enum Role { kIndex, kVideo, kAudio, kDescriptor, kRoleCount, kUnknown = kRoleCount };
+  using Contents = std::array<Role, kRoleCount>;
+
+  static Role ContentOf(ReadOnlyFile* file, const std::function<bool()>& is_wanted);
+  void Assign(const Contents& contents, RepairChanges* changes);
+
+  std::array<ReadOnlyFile*, kRoleCount> roles_;
+  ReadOnlyFile nothing_;  // In a role that no file has.
+};
+
+}  // namespace kxrtc_host
+
+#endif  // RECORD_REPAIR_FILE_ROLES_H_
