@@ -28,6 +28,35 @@ void CheckSameMedia(const std::string& first, const std::string& second) {
   }
 }
 
+// A repaired record plays to its end, and there is nothing left to repair.
+void CheckRepair(const std::string& source, const std::string& targets) {
+  kxrtc_host::RepairOptions options;
+  options.audio_channels = 2;
+  options.sync = false;
+  const std::string first = targets + "first";
+  const std::string second = targets + "second";
+  const auto repaired = kxrtc_host::RepairRecord(source, first, options);
+  Check(repaired.repaired || !repaired.error.empty(), "a refusal is explained");
+  if (repaired.repaired) {
+    const auto after = kxrtc_host::AnalyseRecord(first);
+    Check(kx_testing::RunReplay(first + "/").completes, "a repaired record plays to its end");
+    // What the MP4 writer does not take is no fault of the record.
+    Check(after.findings.count(kxrtc_host::Severity::kError) ==
+              after.findings.count(kxrtc_host::FindingCode::kReplayRefused),
+          "and has no error");
+    Check(after.findings.count(kxrtc_host::FindingCode::kDataHole) +
+                  after.findings.count(kxrtc_host::FindingCode::kDataOverlap) +
+                  after.findings.count(kxrtc_host::FindingCode::kDataStaleTail) ==
+              0,
+          "and names each byte once, in order");
+    const auto again = kxrtc_host::RepairRecord(first, second, options);
+    Check(again.repaired && again.changes.changes == 0, "there is nothing left to repair");
+    CheckSameMedia(first, second);
+  }
+  std::filesystem::remove_all(first);
+  std::filesystem::remove_all(second);
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -47,26 +76,17 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Check(kx_testing::PredictReplay(source.path()) == kx_testing::RunReplay(source.path()),
           "the prediction agrees with the replay");
   }
-  kxrtc_host::RepairOptions options;
-  options.audio_channels = 2;
-  options.sync = false;
-  const std::string first = targets.path() + "first";
-  const std::string second = targets.path() + "second";
-  const auto repaired = kxrtc_host::RepairRecord(source.path(), first, options);
-  Check(repaired.repaired || !repaired.error.empty(), "a refusal is explained");
-  if (repaired.repaired) {
-    const auto after = kxrtc_host::AnalyseRecord(first);
-    Check(kx_testing::RunReplay(first + "/").completes, "a repaired record plays to its end");
-    // What the MP4 writer does not take is no fault of the record.
-    Check(after.findings.count(kxrtc_host::Severity::kError) ==
-              after.findings.count(kxrtc_host::FindingCode::kReplayRefused),
-          "and has no error");
-    const auto again = kxrtc_host::RepairRecord(first, second, options);
-    Check(again.repaired && again.changes.lost + again.changes.added == 0,
-          "there is nothing left to repair");
-    CheckSameMedia(first, second);
-  }
-  std::filesystem::remove_all(first);
-  std::filesystem::remove_all(second);
+  CheckRepair(source.path(), targets.path());
+  // The same without the index, and with the data files under each other's names.
+  const std::string index = source.path() + "SpeakeRecord.index";
+  const std::string video = source.path() + "SpeakeRecord.264";
+  const std::string audio = source.path() + "SpeakeRecord.aac";
+  const std::string spare = source.path() + "spare";
+  std::filesystem::rename(video, spare);
+  std::filesystem::rename(audio, video);
+  std::filesystem::rename(spare, audio);
+  CheckRepair(source.path(), targets.path());
+  std::filesystem::remove(index);
+  CheckRepair(source.path(), targets.path());
   return 0;
 }

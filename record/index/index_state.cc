@@ -1,5 +1,7 @@
 #include "record/index/index_state.h"
 
+#include "record/index/frame_limit.h"
+
 namespace kxrtc_host {
 
 bool LiesInside(const kxrtc::MediaDataRecord& record, uint64_t file_size) {
@@ -14,6 +16,13 @@ FramePlace IndexState::PlaceOf(const IndexRecord& record) const {
   return is_reached ? FramePlace::kEmptyBehindEnd : FramePlace::kMissing;
 }
 
+bool IndexState::IsRepeated(const IndexRecord& record) const {
+  if (!record.IsMedia() || PlaceOf(record) != FramePlace::kInFile) return false;
+  const bool is_video = record.header.type == kxrtc::kVideoData;
+  const uint64_t named = (is_video ? named_video_ : named_audio_) + record.data.size;
+  return named > (is_video ? *video_ : *audio_).size() + kMaxFrameBytes;
+}
+
 bool IndexState::LacksChannel(const IndexRecord& record) const {
   const bool needs_channel =
       record.header.type == kxrtc::kNewVideoAttributes || record.header.type == kxrtc::kVideoData;
@@ -25,12 +34,15 @@ RecordFault IndexState::FaultOf(const IndexRecord& record) const {
   if (starts == in_session_) return starts ? RecordFault::kOpenSession : RecordFault::kNoSession;
   if (LacksChannel(record)) return RecordFault::kNoChannel;
   const bool is_missing = record.IsMedia() && PlaceOf(record) == FramePlace::kMissing;
-  return is_missing ? RecordFault::kMissingFrame : RecordFault::kNone;
+  if (is_missing) return RecordFault::kMissingFrame;
+  return IsRepeated(record) ? RecordFault::kRepeatedBytes : RecordFault::kNone;
 }
 
 void IndexState::Take(const IndexRecord& record) {
   in_session_ = record.header.type != kxrtc::kStopRecording;
   if (record.header.type == kxrtc::kNewChannel) media_type_ = record.channel.media_type;
+  if (!record.IsMedia() || PlaceOf(record) != FramePlace::kInFile) return;
+  (record.header.type == kxrtc::kVideoData ? named_video_ : named_audio_) += record.data.size;
 }
 
 }  // namespace kxrtc_host

@@ -20,10 +20,11 @@ enum class FramePlace {
 
 enum class RecordFault {
   kNone,
-  kNoSession,     // Not a start record, and no session is open.
-  kOpenSession,   // A start record, and a session is open.
-  kNoChannel,     // Attributes or a video frame, and the channel carries no video.
-  kMissingFrame,  // FramePlace::kMissing.
+  kNoSession,      // Not a start record, and no session is open.
+  kOpenSession,    // A start record, and a session is open.
+  kNoChannel,      // Attributes or a video frame, and the channel carries no video.
+  kMissingFrame,   // FramePlace::kMissing.
+  kRepeatedBytes,  // The frames so far name more bytes than their file has, see IsRepeated().
 };
 
 class IndexState {
@@ -36,6 +37,11 @@ class IndexState {
 
   // Of a media record.
   FramePlace PlaceOf(const IndexRecord& record) const;
+
+  // True when the records up to this one name the same bytes of a data file again and again: a few
+  // thousand records could make a small file terabytes of work. A recorder names each byte once;
+  // one frame of any size may come twice.
+  bool IsRepeated(const IndexRecord& record) const;
 
   // True for attributes and video frames while the channel carries no video.
   bool LacksChannel(const IndexRecord& record) const;
@@ -52,6 +58,8 @@ class IndexState {
   const ReadOnlyFile* audio_;
   bool in_session_ = false;
   uint32_t media_type_ = 0;
+  uint64_t named_video_ = 0;  // Bytes of the frames so far that are in their file.
+  uint64_t named_audio_ = 0;
 };
 
 // True when all bytes of the frame are before `file_size`.

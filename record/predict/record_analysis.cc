@@ -84,7 +84,7 @@ class Analysis {
   // Checks the frame of a record. True for a key frame.
   bool OnContent(const IndexRecord& record) {
     const FramePlace place = record.IsMedia() ? state_.PlaceOf(record) : FramePlace::kMissing;
-    const bool is_in_file = place == FramePlace::kInFile;
+    const bool is_in_file = place == FramePlace::kInFile && !state_.IsRepeated(record);
     bool is_key = false;
     switch (record.header.type) {
       case kxrtc::kNewChannel:

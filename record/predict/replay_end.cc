@@ -18,6 +18,8 @@ const char* ReasonOf(RecordFault fault, uint32_t type) {
                                        : "attributes without a video channel";
     case RecordFault::kMissingFrame:
       return "the frame is not in its file";
+    case RecordFault::kRepeatedBytes:
+      return "the frames name the same bytes again and again, more than their file has";
     case RecordFault::kNone:
       break;
   }

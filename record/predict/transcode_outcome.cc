@@ -62,11 +62,9 @@ TranscodeOutcome TranscodeOutcome::OfFile(const TranscodeFacts& facts) {
 }
 
 TranscodeOutcome TranscodeOutcome::Damaged(const TranscodeFacts& facts) {
-  // A repair keeps frames of any size.
-  const bool has_repair = facts.has_data && !EndsAs(facts, RecordEnd::kFrameTooLarge);
   return {Kind::kRecordDamaged, TheRecord(facts) + " is damaged (" + facts.outline->end_reason +
                                     "); nothing is written" +
-                                    (has_repair ? "; kxrtc repair repairs it" : "")};
+                                    (facts.has_data ? "; kxrtc repair repairs it" : "")};
 }
 
 TranscodeOutcome TranscodeOutcome::AfterStop(const TranscodeFacts& facts) {

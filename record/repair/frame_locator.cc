@@ -32,17 +32,21 @@ bool FrameLocator::HasStartCode(uint64_t position) const {
   return first - bytes.data() >= 2 && first != end && *first == 1;
 }
 
+// A zero byte there belongs to the start code that follows.
+bool FrameLocator::EndsInZero(uint64_t position) const {
+  uint8_t before = 1;
+  return position > 0 && file_->Read(position - 1, &before, 1) == 1 && before == 0;
+}
+
 bool FrameLocator::Fits(const MediaDataRecord& frame, int64_t shift) {
   const auto position = Moved(frame.start_position, shift);
   if (!position || frame.size == 0 || !LiesInside({*position, frame.size}, file_->size())) {
     return false;
   }
   if (adts_ != nullptr) return adts_->Fits({*position, frame.size});
-  // A zero byte before it belongs to the start code.
-  uint8_t before = 1;
-  const bool is_begun = shift != 0 && file_->Read(*position - 1, &before, 1) == 1 && before == 0;
   const uint64_t behind = *position + frame.size;
-  return !is_begun && HasStartCode(*position) && (behind == file_->size() || HasStartCode(behind));
+  return HasStartCode(*position) && (shift == 0 || !EndsInZero(*position)) &&
+         (behind == file_->size() || (HasStartCode(behind) && !EndsInZero(behind)));
 }
 
 bool FrameLocator::IsKnown() const { return adts_ == nullptr || adts_->format().has_value(); }

@@ -46,6 +46,7 @@ class FrameLocator {
  private:
   bool Fits(const kxrtc::MediaDataRecord& frame, int64_t shift);
   bool HasStartCode(uint64_t position) const;
+  bool EndsInZero(uint64_t position) const;
   bool FindShift(const std::vector<kxrtc::MediaDataRecord>& frames, uint64_t end);
   bool IsKnown() const;
   std::optional<uint64_t> InPlace(const kxrtc::MediaDataRecord& frame,

@@ -7,9 +7,11 @@
 #include "kxrtc/media/video/h264/nal_unit.h"
 #include "kxrtc/recording/peer_connection_conductor.h"
 #include "kxrtc/recording/replay_rules.h"
+#include "record/check/clock_check.h"
 #include "record/index/frame_limit.h"
 #include "record/index/index_state.h"
 #include "record/index/record_text.h"
+#include "record/timing/time_text.h"
 
 namespace kxrtc_host {
 namespace {
@@ -26,6 +28,7 @@ void Serialise(IndexRecord* record) {
   kx_utility::ByteBufferWriter writer;
   kxrtc::WriteRecord(record->header, &writer);
   if (record->IsMedia()) kxrtc::WriteRecord(record->data, &writer);
+  if (record->header.type == kxrtc::kNewChannel) kxrtc::WriteRecord(record->channel, &writer);
   if (record->header.type == kxrtc::kNewVideoAttributes) {
     kxrtc::WriteRecord(record->attributes, &writer);
   }
@@ -109,6 +112,7 @@ Step SalvageReader::Next(IndexRecord* record) {
       audio_.fates.Finish();
       return Step::kEnd;
     }
+    PutTimeRight();
     const Ahead& next = ahead_.front();
     offset_ = next.record.offset;
     if (next.step == Step::kRecord && next.record.IsMedia()) {
@@ -125,6 +129,28 @@ Step SalvageReader::Next(IndexRecord* record) {
     if (step == Step::kRecord) TakeState(*record);
     return step;
   }
+}
+
+// One record far from its neighbours, which are close to each other, has a damaged time: a picture
+// there would push all later ones away from their sound.
+void SalvageReader::PutTimeRight() {
+  const bool has_neighbours = has_last_ && ahead_.size() > 1 && ahead_[0].step == Step::kRecord &&
+                              ahead_[1].step == Step::kRecord;
+  if (!has_neighbours) return;
+  IndexRecord* record = &ahead_[0].record;
+  const int64_t time_us = record->header.record_timestamp_us;
+  const int64_t next_us = ahead_[1].record.header.record_timestamp_us;
+  const int64_t between_us = kxrtc::SaturatedSubtract(next_us, last_us_);
+  const bool is_far =
+      kxrtc::SaturatedSubtract(time_us, std::max(last_us_, next_us)) > kForwardStepUs ||
+      kxrtc::SaturatedSubtract(std::min(last_us_, next_us), time_us) > kForwardStepUs;
+  if (!is_far || between_us < -kBackwardStepUs || between_us > kForwardStepUs) return;
+  const int64_t right_us = std::max(last_us_, next_us);
+  changes_->Add({RepairChange::Kind::kMoved, record->offset, right_us,
+                 Text("%s record: its time %s is far from those around it",
+                      RecordTypeName(record->header.type), SecondsText(time_us).c_str())});
+  record->header.record_timestamp_us = right_us;
+  Serialise(record);
 }
 
 std::vector<MediaDataRecord> SalvageReader::Upcoming(const Track& track) const {
@@ -230,6 +256,8 @@ bool SalvageReader::NextFound(IndexRecord* record) {
       track->fates.Add(Fate::kBeforeKey, frame);
       continue;
     }
+    // The pictures behind a key frame are worth more than one picture without faults.
+    if (is_picture && !picture.is_key && frame.position == track->damaged) continue;
     const auto place = track->ranges.Take(frame.position, record->data.size);
     if (!place) {
       track->fates.Add(Fate::kScattered, frame);
@@ -287,13 +315,25 @@ bool SalvageReader::IsKey(const MediaDataRecord& data, uint64_t position) {
   return kxrtc::H264::IsKeyFrame(frame_.data(), static_cast<uint32_t>(size));
 }
 
+// True when the index has the frame right between its neighbours: then its bytes are the damaged
+// ones.
+bool SalvageReader::IsNamedRight(const Track& track, const MediaDataRecord& data) const {
+  const std::vector<MediaDataRecord> upcoming = Upcoming(track);
+  return data.start_position == track.named_to &&
+         (upcoming.empty() || upcoming[0].start_position == data.start_position + data.size);
+}
+
 // The next record of the index is media. False when it is left out, or a search begins before it.
 bool SalvageReader::TakeMedia(IndexRecord* record) {
   *record = ahead_.front().record;
   Track* track = TrackOf(*record);
   const bool is_video = track == &video_;
   uint64_t position = 0;
+  const int64_t shift = track->locator->shift();
   Fate fate = FateOf(track, *record, &position);
+  if (fate == Fate::kNotFound && IsNamedRight(*track, record->data)) {
+    track->damaged = record->data.start_position + static_cast<uint64_t>(shift);
+  }
   const bool is_there = fate == Fate::kKept || fate == Fate::kMoved;
   if (is_there && SearchBefore(*record, track, position)) return false;
   ahead_.pop_front();
@@ -325,6 +365,7 @@ bool SalvageReader::TakeMedia(IndexRecord* record) {
 
 void SalvageReader::TakeState(const IndexRecord& record) {
   last_us_ = record.header.record_timestamp_us;
+  has_last_ = true;
   if (record.header.type == kxrtc::kNewChannel) {
     media_type_ = record.channel.media_type;
     wants_key_ = media_type_ != 0;

@@ -58,9 +58,10 @@ class SalvageReader {
     uint64_t index_end = 0;      // End of the last frame, as the index has it.
     std::optional<FrameLocator> locator;
     FrameRanges ranges;
-    uint64_t named_to = 0;     // End of the latest frame, as the index has it.
-    uint64_t searched_to = 0;  // Nothing before this is unknown.
-    uint64_t whole_to;         // Where the frame begins that the end of the file cuts.
+    uint64_t named_to = 0;          // End of the latest frame, as the index has it.
+    uint64_t searched_to = 0;       // Nothing before this is unknown.
+    uint64_t damaged = UINT64_MAX;  // Where the latest frame begins that lost or gained bytes.
+    uint64_t whole_to;              // Where the frame begins that the end of the file cuts.
     FrameFates fates;
   };
   struct Ahead {
@@ -71,8 +72,10 @@ class SalvageReader {
 
   void SurveyIndex(ReadOnlyFile* index);
   void LookAhead();
+  void PutTimeRight();
   Track* TrackOf(const IndexRecord& record);
   std::vector<kxrtc::MediaDataRecord> Upcoming(const Track& track) const;
+  bool IsNamedRight(const Track& track, const kxrtc::MediaDataRecord& data) const;
   FrameFates::Fate FateOf(Track* track, const IndexRecord& record, uint64_t* position);
   FileGap GapBefore(const Track& track, std::optional<uint64_t> position) const;
   std::optional<uint64_t> ExpectNext(Track* track);
@@ -99,7 +102,8 @@ class SalvageReader {
   std::unique_ptr<FoundFrames> found_;
   std::optional<IndexRecord> waiting_;  // A found picture behind its attributes.
   int64_t last_us_ = 0;                 // Of the latest record.
-  uint64_t offset_ = 0;                 // In the index, of the next record.
+  bool has_last_ = false;
+  uint64_t offset_ = 0;  // In the index, of the next record.
   uint32_t media_type_ = 0;
   bool wants_key_ = false;
   std::optional<kxrtc::NewVideoAttributesRecord> attributes_;  // Of the channel.

@@ -29,6 +29,7 @@ RESIDENT_KB = 100 * 1024
 TIME_LIMIT_S = 20
 RUNS_UNDER_CHANGE = 5
 LONG_RECORD_SESSIONS = 500
+TIMES_AGAIN = 5000
 COMPARED_WHOLE = 1 << 24  # Of larger files, size and time of change are compared.
 
 VIDEO_INTERVAL_US, AUDIO_INTERVAL_US, SESSION_US = 41667, 21333, 2100000
@@ -148,6 +149,16 @@ def with_frame_inside(kind, name):
     return variant
 
 
+def with_one_frame_again(kind, name):
+    """Thousands of records name one frame of 64 MiB that is a hole."""
+    def variant(folder, record):
+        events = [list(event) for event in record.events if event[0] not in (VIDEO, AUDIO)]
+        events[-1:-1] = [[kind, 10 + number, (0, 2**26)] for number in range(TIMES_AGAIN)]
+        (folder / FILES["index"]).write_bytes(index_of(events))
+        os.truncate(folder / FILES[name], 2**26)
+    return variant
+
+
 def with_numbers(members, value):
     def variant(folder, record):
         descriptor = json.loads(json.dumps(record.descriptor))
@@ -179,6 +190,7 @@ def variants():
         # Transcode would have to read the frame whole.
         yield (f"{name} frame of 2^31 bytes, all there", with_frame_inside(kind, name),
                tuple(command for command in every if command != "transcode"))
+        yield (f"{TIMES_AGAIN} records of one {name} frame", with_one_frame_again(kind, name), every)
     for members in (("record_session_count",),
                     ("contain_video", "contain_desktop", "audio_channel_count"),
                     ("sessoin_start_timestamp_us", "sessoin_end_timestamp_us"),

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "record/index/frame_limit.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kxrtc_host {
@@ -121,6 +122,22 @@ std::vector<FaultCase> FaultCases() {
 
 INSTANTIATE_TEST_SUITE_P(Records, RecordFaultTest, testing::ValuesIn(FaultCases()),
                          [](const auto& test) { return test.param.name; });
+
+// Each file may be named once, and one frame of any size twice.
+TEST_F(IndexStateTest, TellsRecordsThatNameTheSameBytesAgainAndAgain) {
+  state_.Take(Plain(kxrtc::kStartRecording));
+  state_.Take(Channel(2));
+  const IndexRecord whole = Frame(kxrtc::kVideoData, 0, kFileSize);
+  constexpr uint64_t kTimes = kMaxFrameBytes / kFileSize;
+  for (uint64_t i = 0; i < kTimes; ++i) state_.Take(whole);
+  constexpr auto kLeft = static_cast<uint32_t>(kFileSize + kMaxFrameBytes - kTimes * kFileSize);
+  static_assert(kLeft > kFileSize && kLeft < 2 * kFileSize);
+  state_.Take(whole);
+  EXPECT_EQ(state_.FaultOf(Frame(kxrtc::kVideoData, 0, kLeft - kFileSize)), RecordFault::kNone);
+  EXPECT_EQ(state_.FaultOf(Frame(kxrtc::kVideoData, 0, kLeft - kFileSize + 1)),
+            RecordFault::kRepeatedBytes);
+  EXPECT_EQ(state_.FaultOf(Frame(kxrtc::kAudioData, 0, kFileSize)), RecordFault::kNone);
+}
 
 TEST_F(IndexStateTest, FollowsSessionAndChannel) {
   EXPECT_FALSE(state_.in_session());

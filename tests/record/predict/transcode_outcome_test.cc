@@ -236,7 +236,8 @@ INSTANTIATE_TEST_SUITE_P(
                    "the record in folder/ is damaged (the reason); nothing is written; kxrtc "
                    "repair repairs it"},
         BeforeCase{"FrameTooLarge", "", "", RecordEnd::kFrameTooLarge, Kind::kRecordDamaged,
-                   "the record in folder/ is damaged (the reason); nothing is written"}),
+                   "the record in folder/ is damaged (the reason); nothing is written; kxrtc "
+                   "repair repairs it"}),
     [](const auto& test) { return test.param.name; });
 
 TEST(TranscodeOutcomeTest, NoRepairIsPromisedWhereThereIsNothingToKeep) {
