@@ -99,7 +99,27 @@ void SalvageReader::LookAhead() {
   }
 }
 
+// Holds one record back: its time is judged by those of its neighbours.
 Step SalvageReader::Next(IndexRecord* record) {
+  for (;;) {
+    IndexRecord next;
+    const Step step = Produce(&next);
+    if (step != Step::kRecord && !(step == Step::kEnd && held_)) {
+      *record = next;
+      return step;
+    }
+    const bool is_first = !held_;
+    if (!is_first) {
+      if (step == Step::kRecord) PutTimeRight(next.header.record_timestamp_us, &*held_);
+      *record = *held_;
+      put_us_ = record->header.record_timestamp_us;
+    }
+    held_ = step == Step::kRecord ? std::optional(next) : std::nullopt;
+    if (!is_first) return Step::kRecord;
+  }
+}
+
+Step SalvageReader::Produce(IndexRecord* record) {
   for (;;) {
     if (found_ != nullptr) {
       if (NextFound(record)) return Step::kRecord;
@@ -112,7 +132,6 @@ Step SalvageReader::Next(IndexRecord* record) {
       audio_.fates.Finish();
       return Step::kEnd;
     }
-    PutTimeRight();
     const Ahead& next = ahead_.front();
     offset_ = next.record.offset;
     if (next.step == Step::kRecord && next.record.IsMedia()) {
@@ -133,19 +152,16 @@ Step SalvageReader::Next(IndexRecord* record) {
 
 // One record far from its neighbours, which are close to each other, has a damaged time: a picture
 // there would push all later ones away from their sound.
-void SalvageReader::PutTimeRight() {
-  const bool has_neighbours = has_last_ && ahead_.size() > 1 && ahead_[0].step == Step::kRecord &&
-                              ahead_[1].step == Step::kRecord;
-  if (!has_neighbours) return;
-  IndexRecord* record = &ahead_[0].record;
+void SalvageReader::PutTimeRight(int64_t next_us, IndexRecord* record) {
+  if (!put_us_) return;
   const int64_t time_us = record->header.record_timestamp_us;
-  const int64_t next_us = ahead_[1].record.header.record_timestamp_us;
-  const int64_t between_us = kxrtc::SaturatedSubtract(next_us, last_us_);
+  const int64_t last_us = *put_us_;
+  const int64_t between_us = kxrtc::SaturatedSubtract(next_us, last_us);
   const bool is_far =
-      kxrtc::SaturatedSubtract(time_us, std::max(last_us_, next_us)) > kForwardStepUs ||
-      kxrtc::SaturatedSubtract(std::min(last_us_, next_us), time_us) > kForwardStepUs;
+      kxrtc::SaturatedSubtract(time_us, std::max(last_us, next_us)) > kForwardStepUs ||
+      kxrtc::SaturatedSubtract(std::min(last_us, next_us), time_us) > kForwardStepUs;
   if (!is_far || between_us < -kBackwardStepUs || between_us > kForwardStepUs) return;
-  const int64_t right_us = std::max(last_us_, next_us);
+  const int64_t right_us = std::max(last_us, next_us);
   changes_->Add({RepairChange::Kind::kMoved, record->offset, right_us,
                  Text("%s record: its time %s is far from those around it",
                       RecordTypeName(record->header.type), SecondsText(time_us).c_str())});
@@ -365,7 +381,6 @@ bool SalvageReader::TakeMedia(IndexRecord* record) {
 
 void SalvageReader::TakeState(const IndexRecord& record) {
   last_us_ = record.header.record_timestamp_us;
-  has_last_ = true;
   if (record.header.type == kxrtc::kNewChannel) {
     media_type_ = record.channel.media_type;
     wants_key_ = media_type_ != 0;

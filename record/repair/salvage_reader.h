@@ -72,7 +72,8 @@ class SalvageReader {
 
   void SurveyIndex(ReadOnlyFile* index);
   void LookAhead();
-  void PutTimeRight();
+  IndexWalker::Step Produce(IndexRecord* record);
+  void PutTimeRight(int64_t next_us, IndexRecord* record);
   Track* TrackOf(const IndexRecord& record);
   std::vector<kxrtc::MediaDataRecord> Upcoming(const Track& track) const;
   bool IsNamedRight(const Track& track, const kxrtc::MediaDataRecord& data) const;
@@ -102,8 +103,9 @@ class SalvageReader {
   std::unique_ptr<FoundFrames> found_;
   std::optional<IndexRecord> waiting_;  // A found picture behind its attributes.
   int64_t last_us_ = 0;                 // Of the latest record.
-  bool has_last_ = false;
-  uint64_t offset_ = 0;  // In the index, of the next record.
+  std::optional<IndexRecord> held_;     // Produced, and not given out yet.
+  std::optional<int64_t> put_us_;       // Time of the record that was given out last.
+  uint64_t offset_ = 0;                 // In the index, of the next record.
   uint32_t media_type_ = 0;
   bool wants_key_ = false;
   std::optional<kxrtc::NewVideoAttributesRecord> attributes_;  // Of the channel.
