@@ -1,9 +1,11 @@
 #include "host/mp4/encode_video_track.h"
 
+#include <limits>
 #include <string>
 #include <utility>
 
 #include "host/h264/parameter_sets.h"
+#include "record/timing/encoded_video.h"
 #include "record/timing/media_time.h"
 
 namespace kxrtc_host {
@@ -19,12 +21,13 @@ bool IsDamaged(const AVFrame& picture) {
 }  // namespace
 
 EncodeVideoTrack::EncodeVideoTrack(std::unique_ptr<H264Encoder> encoder,
-                                   const EncoderSettings& settings, Mp4Muxer* muxer,
-                                   WriterReport* report)
+                                   const EncoderSettings& settings, IsWanted is_wanted,
+                                   Mp4Muxer* muxer, WriterReport* report)
     : encoder_name_(encoder->name()),
       encoder_extradata_(encoder->extradata(), encoder->extradata() + encoder->extradata_size()),
       encoder_(std::move(encoder)),
       settings_(settings),
+      is_wanted_(std::move(is_wanted)),
       muxer_(muxer),
       report_(report),
       layout_(settings.width, settings.height),
@@ -108,10 +111,28 @@ bool EncodeVideoTrack::ShowPicture(int64_t time_us, int32_t rotation) {
 }
 
 bool EncodeVideoTrack::EmitUntil(int64_t time_us) {
-  while (has_picture_ && TickTimeUs(next_tick_) < time_us) {
+  const int64_t most_repeats =
+      EncodedTicks(std::numeric_limits<int64_t>::max(), settings_.frame_rate) - 1;
+  for (int64_t repeats = 0; has_picture_ && TickTimeUs(next_tick_) < time_us; ++repeats) {
+    if (is_wanted_ && !is_wanted_()) {
+      return report_->Fail(WriterFailure::kDiscarded, kStoppedText);
+    }
+    if (repeats == most_repeats) SkipUntil(time_us);
     if (!EmitTick()) return false;
   }
   return true;
+}
+
+// Goes on with the last tick before `time_us`. A key frame there keeps the order of the packets
+// within each side of the skip.
+void EncodeVideoTrack::SkipUntil(int64_t time_us) {
+  int64_t last_tick = ScaleTime(time_us, settings_.frame_rate, kMicrosecondsPerSecond);
+  while (last_tick > next_tick_ && TickTimeUs(last_tick) >= time_us) --last_tick;
+  if (last_tick <= next_tick_) return;
+  skipped_ticks_ += last_tick - next_tick_;
+  next_tick_ = last_tick;
+  skips_.push_back({next_tick_ - skipped_ticks_, skipped_ticks_});
+  shown_->pict_type = AV_PICTURE_TYPE_I;
 }
 
 // Keeps back the tick that may be nearest to a picture of this time. Always rounding up would put
@@ -121,8 +142,10 @@ bool EncodeVideoTrack::AdvanceTo(int64_t time_us) {
 }
 
 bool EncodeVideoTrack::EmitTick() {
-  shown_->pts = next_tick_++;
-  return TakePackets(encoder_.Send(*shown_, &packets_));
+  shown_->pts = next_tick_++ - skipped_ticks_;
+  const int result = encoder_.Send(*shown_, &packets_);
+  shown_->pict_type = AV_PICTURE_TYPE_NONE;
+  return TakePackets(result);
 }
 
 bool EncodeVideoTrack::TakePackets(int result) {
@@ -145,9 +168,11 @@ bool EncodeVideoTrack::WritePacket(const AVPacket& packet) {
       return report_->Fail(WriterFailure::kVideo, "a picture is too large");
     }
   }
+  while (skips_.size() > 1 && packet.pts >= skips_[1].from_count) skips_.pop_front();
+  const int64_t skipped = skips_.front().ticks;
   Mp4Sample sample;
-  sample.presentation_time = packet.pts * kTicksPerFrame;
-  sample.decode_time = packet.dts * kTicksPerFrame;
+  sample.presentation_time = (packet.pts + skipped) * kTicksPerFrame;
+  sample.decode_time = (packet.dts + skipped) * kTicksPerFrame;
   sample.duration = kTicksPerFrame;
   sample.is_key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
   sample.data = sample_.data();

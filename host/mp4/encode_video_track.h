@@ -4,10 +4,13 @@
 #define HOST_MP4_ENCODE_VIDEO_TRACK_H_
 
 #include <cstdint>
+#include <deque>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "files/is_wanted.h"
 #include "host/ffmpeg/encoder_thread.h"
 #include "host/ffmpeg/ffmpeg_handles.h"
 #include "host/ffmpeg/h264_encoder.h"
@@ -22,15 +25,18 @@
 namespace kxrtc_host {
 
 // Tick k of the output shows the newest picture up to half a tick after it, so each picture starts
-// at the tick nearest to its time. When a picture cannot be decoded, the previous one stays and the
-// picture is counted. Only many of them in a row end the run.
+// at the tick nearest to its time. A long pause without sound is not filled with ticks: its picture
+// is repeated for a while, and once more at the end, so work is bounded by what is pushed. When a
+// picture cannot be decoded, the previous one stays and the picture is counted. Only many of them
+// in a row end the run.
 class EncodeVideoTrack : public VideoTrack {
  public:
   static constexpr uint32_t kMaxUndecodableInARow = 1000;
 
-  // `encoder` is open with `settings`; the pointers outlive this.
+  // `encoder` is open with `settings`; the pointers outlive this. `is_wanted` is asked before each
+  // picture that is encoded.
   EncodeVideoTrack(std::unique_ptr<H264Encoder> encoder, const EncoderSettings& settings,
-                   Mp4Muxer* muxer, WriterReport* report);
+                   IsWanted is_wanted, Mp4Muxer* muxer, WriterReport* report);
 
   // Prepares the decoder and describes the track. False: the report says why.
   [[nodiscard]] bool Initialize();
@@ -42,11 +48,18 @@ class EncodeVideoTrack : public VideoTrack {
   int64_t end_us() const override;
 
  private:
+  // From this count of the encoder on, so many ticks were skipped in all.
+  struct Skip {
+    int64_t from_count;
+    int64_t ticks;
+  };
+
   bool TakePictures();
   bool ShowPicture(int64_t time_us, int32_t rotation);
   bool NoteUndecodable();
   int64_t TickTimeUs(int64_t tick) const;
   bool EmitUntil(int64_t time_us);
+  void SkipUntil(int64_t time_us);
   bool EmitTick();
   bool TakePackets(int result);
   bool WritePacket(const AVPacket& packet);
@@ -55,6 +68,7 @@ class EncodeVideoTrack : public VideoTrack {
   const std::vector<uint8_t> encoder_extradata_;
   EncoderThread encoder_;
   const EncoderSettings settings_;
+  const IsWanted is_wanted_;
   Mp4Muxer* const muxer_;
   WriterReport* const report_;
   PictureDecoder decoder_;
@@ -65,6 +79,9 @@ class EncodeVideoTrack : public VideoTrack {
   bool has_picture_ = false;
   int64_t last_time_us_ = -1;  // Of the last sample pushed.
   int64_t next_tick_ = 0;
+  int64_t skipped_ticks_ = 0;  // The encoder counts the others only.
+  // Those that packets still need; the first is in force.
+  std::deque<Skip> skips_{{std::numeric_limits<int64_t>::min(), 0}};
   uint32_t undecodable_in_a_row_ = 0;
   std::vector<NalUnit> units_;
   kx_utility::RawBuffer sample_;

@@ -32,6 +32,9 @@ constexpr uint64_t kMaxReserve = std::numeric_limits<int32_t>::max();
 // unused space stays in the file.
 constexpr uint64_t kMinSamplesToIndex = 64;
 
+// The sample entry of a track has 16 bits for each.
+constexpr uint32_t kMaxPictureSize = std::numeric_limits<uint16_t>::max();
+
 uint64_t IndexBytes(uint64_t video_samples, uint64_t audio_frames, uint64_t chunks) {
   return kIndexFixedBytes + video_samples * kIndexVideoSampleBytes +
          audio_frames * kIndexAudioFrameBytes + chunks * kIndexChunkBytes + kFreeBoxBytes;
@@ -56,9 +59,7 @@ Mp4Muxer::~Mp4Muxer() = default;
 bool Mp4Muxer::Check(const char* step, int result) {
   // libavformat buffers: a failed write may appear in a later step, or only in the stream.
   if (result >= 0 && (io_ == nullptr || io_->error >= 0)) return true;
-  if (!file_->error_text().empty()) {
-    return report_->Fail(WriterFailure::kOutput, file_->error_text());
-  }
+  if (!file_->error_text().empty()) return report_->FailFile(*file_);
   return report_->Fail(WriterFailure::kOutput, std::string("cannot write the MP4 file (") + step +
                                                    "): " + FFmpegErrorText(result));
 }
@@ -119,6 +120,11 @@ bool Mp4Muxer::Begin() {
 }
 
 bool Mp4Muxer::WriteHeader() {
+  if (described_[kVideo] && std::max(video_.width, video_.height) > kMaxPictureSize) {
+    return report_->Fail(WriterFailure::kVideo, "pictures of " + std::to_string(video_.width) +
+                                                    "x" + std::to_string(video_.height) +
+                                                    " pixels are too large for the MP4 file");
+  }
   reserved_ = Reserve(bounds_);
   AVDictionary* options = nullptr;
   // With a coarser unit the start of a track would be rounded to a millisecond.
@@ -138,6 +144,11 @@ bool Mp4Muxer::WriteHeader() {
 
 bool Mp4Muxer::Write(Track track, const Mp4Sample& sample) {
   if (report_->failed()) return false;
+  if (sample.size > kMaxSampleBytes) {
+    return report_->Fail(
+        track == kVideo ? WriterFailure::kVideo : WriterFailure::kAudio,
+        "a sample of " + std::to_string(sample.size) + " bytes is too large for the MP4 file");
+  }
   if (begun_) return WriteNow(track, sample);
   if (!KeepWaiting(track, sample)) return false;
   const bool both = described_[kVideo] && described_[kAudio];

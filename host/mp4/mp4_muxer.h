@@ -12,6 +12,7 @@
 #include "host/ffmpeg/output_file_io.h"
 #include "host/mp4/writer_options.h"
 #include "host/mp4/writer_report.h"
+#include "record/index/frame_limit.h"
 
 namespace kxrtc_host {
 
@@ -40,6 +41,9 @@ struct Mp4Sample {
 
 class Mp4Muxer {
  public:
+  // Lengths in place of start codes make a frame of many small NAL units larger.
+  static constexpr uint32_t kMaxSampleBytes = 2 * kMaxFrameBytes;
+
   // The limit for samples in memory until both tracks are described.
   static constexpr uint64_t kMaxWaitingBytes = 16 << 20;
 

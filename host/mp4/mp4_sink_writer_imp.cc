@@ -1,12 +1,12 @@
 #include "host/mp4/mp4_sink_writer_imp.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "host/mp4/copy_video_track.h"
 #include "host/mp4/encode_video_track.h"
 #include "kx_utility/failure_log.h"
+#include "record/index/frame_limit.h"
 #include "record/timing/media_time.h"
 #include "record/timing/time_text.h"
 
@@ -33,9 +33,9 @@ Mp4SinkWriterImp::~Mp4SinkWriterImp() {
   StopStreaming();
 }
 
-// Reports the failure that ended the run, once. Returns `ok`.
+// Reports the failure that ended the run, once; a requested stop is none. Returns `ok`.
 bool Mp4SinkWriterImp::Settle(bool ok) {
-  if (!ok && !error_reported_ && observer_ != nullptr) {
+  if (!ok && !error_reported_ && observer_ != nullptr && !IsDiscarded()) {
     error_reported_ = true;
     observer_->OnError(kxrtc::kMp4SinkWriterFatalError);
   }
@@ -64,6 +64,7 @@ bool Mp4SinkWriterImp::StartStreaming(const char* output_path, const kxrtc::Vide
   if (started_) return report_.Fail(WriterFailure::kRefused, "the writer is already started");
   observer_ = observer;
   if (!CheckConfigs(video, audio)) return false;
+  file_.set_is_wanted([this] { return !IsDiscarded(); });
   if (!file_.Open(output_path == nullptr ? "" : output_path, options_.replace_existing)) {
     return report_.Fail(WriterFailure::kRefused, file_.error_text());
   }
@@ -90,6 +91,7 @@ std::unique_ptr<H264Encoder> Mp4SinkWriterImp::OpenEncoder(const EncoderSettings
 
 bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
   const bool expects_audio = options_.bounds.audio_frames > 0;
+  timeline_ = std::make_unique<FileTimeline>(VideoClock::kLongestGapUs, expects_audio);
   if (options_.video_mode == VideoMode::kEncode) {
     EncoderSettings settings;
     settings.width = video.width;
@@ -99,17 +101,14 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
     settings.preset = options_.preset;
     settings.threads = options_.encoder_threads;
     if (auto encoder = OpenEncoder(settings)) {
-      auto track =
-          std::make_unique<EncodeVideoTrack>(std::move(encoder), settings, muxer_.get(), &report_);
+      auto track = std::make_unique<EncodeVideoTrack>(
+          std::move(encoder), settings, [this] { return !IsDiscarded(); }, muxer_.get(), &report_);
       EncodeVideoTrack* const encode_track = track.get();
       video_track_ = std::move(track);
-      timeline_ =
-          std::make_unique<FileTimeline>(std::numeric_limits<int64_t>::max(), expects_audio);
       return encode_track->Initialize();
     }
     report_.Warn("no H.264 encoder of FFmpeg works here, so the video is copied");
   }
-  timeline_ = std::make_unique<FileTimeline>(kLongestCopiedSampleUs, expects_audio);
   video_track_ =
       std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_);
   return true;
@@ -122,14 +121,25 @@ bool Mp4SinkWriterImp::SetNewInputVideoAttributes(uint32_t /*width*/, uint32_t /
   return true;
 }
 
-bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+bool Mp4SinkWriterImp::Accepts(WriterFailure kind, int64_t timestamp_us, const uint8_t* data,
+                               uint32_t size) {
   if (!started_ || report_.failed() || (data == nullptr && size != 0)) return false;
+  if (IsDiscarded()) return report_.Fail(WriterFailure::kDiscarded, kStoppedText);
+  if (size <= kMaxFrameBytes) return true;
+  return Settle(report_.Fail(
+      kind, std::string(kind == WriterFailure::kVideo ? "a picture" : "an audio frame") + " of " +
+                std::to_string(size) + " bytes at " + ClockText(timestamp_us, 3) +
+                " is too large; no encoder makes more than 64 MiB"));
+}
+
+bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+  if (!Accepts(WriterFailure::kVideo, timestamp_us, data, size)) return false;
   const uint8_t* const bytes = data == nullptr ? kNoBytes : data;
   return Settle(video_track_->Push(timeline_->PlaceVideo(timestamp_us), bytes, size));
 }
 
 bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
-  if (!started_ || report_.failed() || (data == nullptr && size != 0)) return false;
+  if (!Accepts(WriterFailure::kAudio, timestamp_us, data, size)) return false;
   const int64_t placed_us = timeline_->PlaceAudio(timestamp_us);
   const int64_t file_us = ExactMicroseconds(placed_us);
   media_time_us_.store(file_us, std::memory_order_relaxed);
@@ -165,18 +175,14 @@ bool Mp4SinkWriterImp::FinishTracks() {
 }
 
 bool Mp4SinkWriterImp::Finish() {
-  if (discard_.load(std::memory_order_acquire)) {
-    return report_.Fail(WriterFailure::kDiscarded, "stopped before the end");
-  }
+  if (IsDiscarded()) return report_.Fail(WriterFailure::kDiscarded, kStoppedText);
   if (report_.failed()) return false;
   const Mp4WriterStatus& status = report_.status;
   const bool is_empty = status.video_samples_received == 0 && status.audio_frames_received == 0;
   // For an empty record no other warning makes sense.
   if (!is_empty && !FinishTracks()) return false;
   if (!muxer_->Finish()) return false;
-  if (!file_.Commit(options_.sync)) {
-    return report_.Fail(WriterFailure::kOutput, file_.error_text());
-  }
+  if (!file_.Commit(options_.sync)) return report_.FailFile(file_);
   if (!file_.warning_text().empty()) report_.Warn(file_.warning_text());
   report_.status.file_size = file_.size();
   report_.status.file_written = true;
@@ -187,8 +193,7 @@ void Mp4SinkWriterImp::StopStreaming() {
   if (started_) {
     started_ = false;
     const bool finished = Finish();
-    // A requested stop is not an error of the writer.
-    (void)Settle(finished || report_.status.failure == WriterFailure::kDiscarded);
+    (void)Settle(finished);
   }
   video_track_.reset();
   audio_track_.reset();

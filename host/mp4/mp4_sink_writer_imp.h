@@ -46,7 +46,7 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   bool GetDx9Caps(int* caps) override;
   bool GetDx9CapsType(int* type) override;
 
-  // StopStreaming() will remove what was written instead of finishing it.
+  // All work ends soon, and StopStreaming() removes what was written instead of finishing it.
   void Discard() { discard_.store(true, std::memory_order_release); }
 
   // How far the audio has come, microseconds of the file.
@@ -55,6 +55,8 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   const Mp4WriterStatus& status() const { return report_.status; }
 
  private:
+  bool IsDiscarded() const { return discard_.load(std::memory_order_acquire); }
+  bool Accepts(WriterFailure kind, int64_t timestamp_us, const uint8_t* data, uint32_t size);
   bool CheckConfigs(const kxrtc::VideoConfig* video, const kxrtc::AudioConfig* audio);
   bool MakeVideoTrack(const kxrtc::VideoConfig& video);
   std::unique_ptr<H264Encoder> OpenEncoder(const EncoderSettings& settings);

@@ -1,5 +1,7 @@
 #include "host/mp4/writer_report.h"
 
+#include <cerrno>
+
 #include "kx_utility/failure_log.h"
 
 namespace kxrtc_host {
@@ -13,6 +15,11 @@ bool WriterReport::Fail(WriterFailure failure, const std::string& text) {
   status.failure = failure;
   status.failure_text = text;
   return false;
+}
+
+bool WriterReport::FailFile(const OutputFile& file) {
+  const bool stopped = file.error_number() == ECANCELED;
+  return Fail(stopped ? WriterFailure::kDiscarded : WriterFailure::kOutput, file.error_text());
 }
 
 void WriterReport::Warn(const std::string& text) {

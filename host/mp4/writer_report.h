@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "files/output_file.h"
 #include "host/mp4/writer_status.h"
 
 namespace kxrtc_host {
@@ -16,6 +17,10 @@ class WriterReport {
  public:
   // Keeps the first failure only: what follows is its consequence. Always false.
   bool Fail(WriterFailure failure, const std::string& text);
+
+  // The same with what ended the writing of `file`: a failure, or a request to stop.
+  bool FailFile(const OutputFile& file);
+
   void Warn(const std::string& text);
 
   // `time`, or the one after `last` where it is not later than that, which is counted.

@@ -1,10 +1,10 @@
 #include "record/predict/file_prediction.h"
 
 #include <algorithm>
-#include <limits>
 #include <optional>
 
 #include "record/timing/copied_video.h"
+#include "record/timing/encoded_video.h"
 #include "record/timing/media_time.h"
 
 namespace kxrtc_host {
@@ -22,6 +22,8 @@ int64_t TickAtOrAfter(int64_t time_us) {
   return tick;
 }
 
+constexpr int64_t kHalfTickUs = kMicrosecondsPerSecond / kFrameRate / 2;
+
 // The last tick that is not after `time_us`.
 int64_t TickAtOrBefore(int64_t time_us) {
   const int64_t tick = TickAtOrAfter(time_us);
@@ -29,9 +31,6 @@ int64_t TickAtOrBefore(int64_t time_us) {
 }
 
 }  // namespace
-
-const int64_t CopiedPictures::kLongestGapUs = kLongestCopiedSampleUs;
-const int64_t EncodedPictures::kLongestGapUs = std::numeric_limits<int64_t>::max();
 
 int64_t AudioFrames::end_us() const {
   return last_time_ < 0 ? 0 : AudioSamplesToMicroseconds(last_time_ + kSamplesPerAudioFrame);
@@ -102,25 +101,33 @@ void CopiedPictures::Finish(int64_t audio_end_us) {
 // file does not contain.
 int64_t EncodedPictures::PlaceAudio(int64_t output_us) {
   const int64_t placed_us = timeline_.PlaceAudio(output_us);
-  constexpr int64_t kHalfTickUs = kMicrosecondsPerSecond / kFrameRate / 2;
   if (has_picture_) shown_until_us_ = ExactMicroseconds(placed_us) - kHalfTickUs;
+  ShowUntil(shown_until_us_);
   return placed_us;
+}
+
+void EncodedPictures::ShowUntil(int64_t time_us) {
+  const int64_t tick = TickAtOrAfter(time_us);
+  if (!has_picture_ || tick <= next_tick_) return;
+  count_ += static_cast<uint64_t>(EncodedTicks(tick - next_tick_, kFrameRate));
+  next_tick_ = tick;
 }
 
 void EncodedPictures::Push(int64_t output_us, const AccessUnitContents& contents) {
   last_us_ = std::max(timeline_.PlaceVideo(output_us), last_us_ + 1);
   const bool is_decodable = selection_.Choose(contents) == CopySelection::Choice::kWrite;
-  if (has_picture_ || !is_decodable) return;
+  if (!is_decodable) return;
+  ShowUntil(last_us_ - kHalfTickUs);
+  if (has_picture_) return;
   has_picture_ = true;
-  first_tick_ = TickAtOrBefore(last_us_);
+  next_tick_ = TickAtOrBefore(last_us_);
 }
 
 void EncodedPictures::Finish(int64_t audio_end_us) {
   if (!has_picture_) return;
-  int64_t end_tick = std::max(first_tick_, TickAtOrAfter(std::max(audio_end_us, shown_until_us_)));
-  if (TickTimeUs(end_tick) <= last_us_) end_tick = TickAtOrAfter(last_us_ + 1);
-  count_ = static_cast<uint64_t>(end_tick - first_tick_);
-  end_us_ = TickTimeUs(end_tick);
+  ShowUntil(std::max(audio_end_us, shown_until_us_));
+  if (TickTimeUs(next_tick_) <= last_us_) ShowUntil(last_us_ + 1);
+  end_us_ = TickTimeUs(next_tick_);
 }
 
 void FilePrediction::OnPicture(int64_t output_us, const AccessUnitContents& contents) {

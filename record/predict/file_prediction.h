@@ -57,7 +57,8 @@ class AudioFrames {
 // The pictures of copy mode.
 class CopiedPictures {
  public:
-  explicit CopiedPictures(bool expects_audio) : timeline_(kLongestGapUs, expects_audio) {}
+  explicit CopiedPictures(bool expects_audio)
+      : timeline_(VideoClock::kLongestGapUs, expects_audio) {}
 
   void OnAttributes() { selection_.OnAttributes(); }
   void OnAudio(int64_t output_us) { (void)timeline_.PlaceAudio(output_us); }
@@ -68,8 +69,6 @@ class CopiedPictures {
   int64_t end_us() const { return end_us_; }
 
  private:
-  static const int64_t kLongestGapUs;
-
   FileTimeline timeline_;
   CopySelection selection_;
   uint64_t count_ = 0;
@@ -82,7 +81,8 @@ class CopiedPictures {
 // looked for.
 class EncodedPictures {
  public:
-  explicit EncodedPictures(bool expects_audio) : timeline_(kLongestGapUs, expects_audio) {}
+  explicit EncodedPictures(bool expects_audio)
+      : timeline_(VideoClock::kLongestGapUs, expects_audio) {}
 
   int64_t PlaceAudio(int64_t output_us);
   void Push(int64_t output_us, const AccessUnitContents& contents);
@@ -92,13 +92,13 @@ class EncodedPictures {
   int64_t end_us() const { return end_us_; }
 
  private:
-  static const int64_t kLongestGapUs;
+  void ShowUntil(int64_t time_us);
 
   FileTimeline timeline_;
   CopySelection selection_;  // A decoder keeps parameter sets, so it never hears of attributes.
   bool has_picture_ = false;
-  int64_t first_tick_ = 0;
-  int64_t last_us_ = -1;  // Of the last sample pushed.
+  int64_t next_tick_ = 0;  // The first that is not counted yet.
+  int64_t last_us_ = -1;   // Of the last sample pushed.
   int64_t shown_until_us_ = 0;
   uint64_t count_ = 0;
   int64_t end_us_ = 0;

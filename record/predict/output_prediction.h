@@ -27,7 +27,7 @@ class OutputPrediction final : public ReplayEvents {
         prediction_(&summary->replay),
         timeline_(&summary->replay, &summary->findings),
         // The writer never shortens a pause of pictures that it encodes.
-        file_timeline_(std::numeric_limits<int64_t>::max(), expects_audio) {}
+        file_timeline_(VideoClock::kLongestGapUs, expects_audio) {}
 
   void OnSessionStart(int64_t recorder_us, uint32_t media_type) override;
   void OnSessionStop() override;

@@ -6,11 +6,9 @@
 #include <algorithm>
 #include <cstdint>
 
-namespace kxrtc_host {
+#include "record/timing/video_clock.h"
 
-// The longest duration of a sample: libavformat counts microseconds in 31 bits. Slightly less
-// leaves room for its sums.
-inline constexpr int64_t kLongestCopiedSampleUs = 2000000000;
+namespace kxrtc_host {
 
 // The duration of the last picture: until the sound ends at `end_us`, else as long as the picture
 // before it. `before_us`: that duration; 0 if it is the only one.
@@ -18,7 +16,7 @@ constexpr int64_t LastCopiedDurationUs(int64_t time_us, int64_t before_us, int64
   constexpr int64_t kOnlyPictureUs = 41667;
   int64_t duration_us = end_us - time_us;
   if (duration_us <= 0) duration_us = before_us > 0 ? before_us : kOnlyPictureUs;
-  return std::min(duration_us, kLongestCopiedSampleUs);
+  return std::min(duration_us, VideoClock::kLongestGapUs);
 }
 
 }  // namespace kxrtc_host

@@ -23,6 +23,9 @@ class VideoClock {
  public:
   // A sample this far ahead of both the previous sample and the audio means a step of the clock.
   static constexpr int64_t kStepUs = 60000000;
+  // No file has a longer pause: libavformat counts the microseconds of a sample in 31 bits, and
+  // slightly less leaves room for its sums.
+  static constexpr int64_t kLongestGapUs = 2000000000;
   // When the video is this close to the audio, it is in step again.
   static constexpr int64_t kInStepUs = 100000;
 

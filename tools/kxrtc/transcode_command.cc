@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 
 #include "host/ffmpeg/ffmpeg_log.h"
 #include "host/mp4/media_component_factory_imp.h"
@@ -83,14 +85,14 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
 
   void OnTranscodeCompleted() override {
     completed_.store(true, std::memory_order_release);
-    signals_.Wake();
+    signals_->Wake();
   }
 
   void OnTranscodeError(int32_t error_code) override {
     // When the writer fails, the replay fails too: the first code is the cause.
     int32_t none = 0;
     error_code_.compare_exchange_strong(none, error_code, std::memory_order_acq_rel);
-    signals_.Wake();
+    signals_->Wake();
   }
 
  private:
@@ -103,6 +105,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     files.Open(facts_.folder);
     LookIntoRecord(&files, &facts_);
     if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return *outcome;
+    signals_.emplace();
     kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
     if (facts_.outline) {
       writer_options.bounds = BoundsOf(*facts_.outline, writer_options.video_mode);
@@ -114,10 +117,10 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
                                      &factory)) {
       WaitForEnd(factory);
     }
-    facts_.stopped = signals_.signal_number() != 0;
+    facts_.stopped = signals_->signal_number() != 0;
     facts_.error_code = error_code_.load(std::memory_order_acquire);
     if (!TranscodeOutcome::KeepsFile(facts_)) factory.Discard();
-    transcoder->StopTranscoding();  // Finishes the file.
+    FinishFile(transcoder.get(), &factory);
     progress_.End();
     facts_.error_code = error_code_.load(std::memory_order_acquire);
     facts_.first_error = log_.first_error();
@@ -128,10 +131,27 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
 
   void WaitForEnd(const kxrtc_host::MediaComponentFactoryImp& factory) {
     while (!completed_.load(std::memory_order_acquire) &&
-           error_code_.load(std::memory_order_acquire) == 0 && signals_.signal_number() == 0) {
-      signals_.Wait(kRedrawInterval);
+           error_code_.load(std::memory_order_acquire) == 0 && signals_->signal_number() == 0) {
+      signals_->Wait(kRedrawInterval);
       ShowProgress(factory.media_time_us());
     }
+  }
+
+  // A large file takes a while, so this thread goes on waiting for signals.
+  void FinishFile(kxrtc::SpeakerRecordTranscoder* transcoder,
+                  kxrtc_host::MediaComponentFactoryImp* factory) {
+    std::atomic<bool> finished{false};
+    std::thread finisher([&] {
+      transcoder->StopTranscoding();
+      finished.store(true, std::memory_order_release);
+      signals_->Wake();
+    });
+    while (!finished.load(std::memory_order_acquire)) {
+      signals_->Wait(kRedrawInterval);
+      if (signals_->signal_number() != 0) factory->Discard();
+    }
+    finisher.join();
+    facts_.stopped = signals_->signal_number() != 0;
   }
 
   int64_t ElapsedUs() const {
@@ -161,7 +181,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       case TranscodeOutcome::Kind::kWrittenInPart:
         return kExitRecordIncomplete;
       case TranscodeOutcome::Kind::kStopped:
-        return signals_.exit_status();
+        return signals_->exit_status();
       case TranscodeOutcome::Kind::kRecordUnreadable:
         return kExitRecordUnreadable;
       case TranscodeOutcome::Kind::kRecordDamaged:
@@ -248,7 +268,8 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   }
 
   const TranscodeOptions options_;
-  StopSignals signals_;  // Before anything that starts a thread.
+  // From the start of the first thread on. Until then a signal may end the program.
+  std::optional<StopSignals> signals_;
   ToolLog log_;
   ProgressReport progress_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();

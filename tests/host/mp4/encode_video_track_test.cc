@@ -2,8 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
 #include "tests/testing/log_capture.h"
 #include "tests/testing/mp4_writer_fixture.h"
+#include "tests/testing/shell.h"
 
 namespace kxrtc_host {
 namespace {
@@ -105,6 +110,94 @@ TEST_F(EncodeTest, WithoutAudioTheLastPictureIsStillShown) {
   ASSERT_TRUE(Video(500000, units[1]));
   EXPECT_EQ(Finished().Track("vide").durations.size(), 13u);
   EXPECT_THAT(writer_->status().warnings, ElementsAre("the record contains no audio"));
+}
+
+// What an independent reader and decoder say.
+struct Shown {
+  std::vector<int64_t> times_us;  // Of the pictures, in the order of their showing.
+  int64_t end_us = 0;
+  std::string complaints;
+};
+
+Shown ShownBy(const std::string& path) {
+  Shown shown;
+  std::istringstream lines(kx_testing::RunShell("ffprobe -v error -select_streams v -show_entries "
+                                                "packet=pts_time,duration_time -of csv=p=0 " +
+                                                kx_testing::Quoted(path))
+                               .output);
+  double time = 0;
+  double duration = 0;
+  for (char comma = 0; lines >> time >> comma >> duration;) {
+    shown.times_us.push_back(std::llround(time * 1e6));
+    shown.end_us = std::max<int64_t>(shown.end_us, std::llround((time + duration) * 1e6));
+  }
+  std::sort(shown.times_us.begin(), shown.times_us.end());
+  shown.complaints =
+      kx_testing::RunShell("ffmpeg -nostdin -v warning -i " + kx_testing::Quoted(path) +
+                           " -fps_mode passthrough -enc_time_base -1 -f null -")
+          .errors;
+  return shown;
+}
+
+class EncodedPauseTest : public EncodeTest {
+ protected:
+  EncodedPauseTest() { options_.preset = "veryfast"; }  // With B pictures.
+
+  // Pictures at these seconds, without sound.
+  Shown Pictures(const std::vector<int64_t>& seconds) {
+    const std::vector<std::string> units = TinyVideo(64, 32, static_cast<int>(seconds.size()));
+    EXPECT_TRUE(Start());
+    Attributes();
+    for (size_t i = 0; i < seconds.size(); ++i) EXPECT_TRUE(Video(seconds[i] * 1000000, units[i]));
+    EXPECT_TRUE(Stop().file_written) << writer_->status().failure_text;
+    return ShownBy(path_);
+  }
+};
+
+TEST_F(EncodedPauseTest, RepeatsThePictureForTenSeconds) {
+  const Shown shown = Pictures({0, 10});
+  EXPECT_EQ(shown.times_us.size(), 10u * 24 + 1);
+  EXPECT_EQ(shown.complaints, "");
+  EXPECT_EQ(kx_testing::ReadMp4(path_).Track("vide").durations,
+            std::vector<uint32_t>(10 * 24 + 1, 1000));
+  EXPECT_THAT(writer_->status().warnings, ElementsAre("the record contains no audio"));
+}
+
+TEST_F(EncodedPauseTest, StretchesThePictureOfALongerOne) {
+  const Shown shown = Pictures({0, 600, 601, 1200});
+  // Ten seconds, the last tick of the pause, one second, ten seconds, the last tick, the picture.
+  EXPECT_EQ(shown.times_us.size(), 240u + 1 + 24 + 240 + 1 + 1);
+  EXPECT_EQ(shown.complaints, "");
+  EXPECT_EQ(shown.times_us[239], 239 * 1000000 / 24);
+  EXPECT_NEAR(static_cast<double>(shown.times_us[240]), 600e6 - 1e6 / 24, 1);
+  EXPECT_EQ(shown.times_us[241], 600000000);
+  EXPECT_EQ(shown.times_us[265], 601000000);
+  EXPECT_EQ(shown.times_us.back(), 1200000000);
+  EXPECT_NEAR(static_cast<double>(shown.end_us), 1200e6 + 1e6 / 24, 1);
+  EXPECT_THAT(writer_->status().warnings, ElementsAre("the record contains no audio"));
+}
+
+// A damaged index may say so of two pictures.
+TEST_F(EncodedPauseTest, ShortensOneOfManyYears) {
+  const Shown shown = Pictures({0, 30LL * 365 * 24 * 3600});
+  EXPECT_EQ(shown.times_us.size(), 240u + 1 + 1);
+  EXPECT_EQ(shown.complaints, "");
+  EXPECT_EQ(shown.times_us.back(), VideoClock::kLongestGapUs);
+  EXPECT_THAT(writer_->status().warnings,
+              Contains(HasSubstr("the video pauses for longer than the file can represent; ")));
+}
+
+TEST_F(EncodeTest, EndsSoonWhenItIsDiscarded) {
+  const std::string unit = TinyVideo(64, 32, 1)[0];
+  ASSERT_TRUE(Start());
+  Attributes();
+  ASSERT_TRUE(Video(0, unit));
+  writer_->Discard();
+  EXPECT_FALSE(Video(40000, unit));
+  EXPECT_FALSE(Audio(kx_testing::kFrameUs, kx_testing::SilentAudio()));
+  EXPECT_EQ(Stop().failure, WriterFailure::kDiscarded);
+  EXPECT_THAT(observer_.errors, IsEmpty());
+  EXPECT_THAT(Names(), IsEmpty());
 }
 
 TEST_F(EncodeTest, WithoutAnEncoderTheVideoIsCopiedAndItIsSaid) {

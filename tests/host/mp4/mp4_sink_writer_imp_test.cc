@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "record/index/frame_limit.h"
 #include "tests/testing/failing_disk.h"
 #include "tests/testing/mp4_writer_fixture.h"
 
@@ -36,7 +37,7 @@ TEST_F(Mp4SinkWriterImpTest, ADiscardedRunLeavesNothingAndIsNoError) {
   writer_->Discard();
   EXPECT_FALSE(Stop().file_written);
   EXPECT_EQ(writer_->status().failure, WriterFailure::kDiscarded);
-  EXPECT_EQ(writer_->status().failure_text, "stopped before the end");
+  EXPECT_EQ(writer_->status().failure_text, "stopped; nothing is written");
   EXPECT_THAT(observer_.errors, IsEmpty());
   EXPECT_THAT(Names(), IsEmpty());
 }
@@ -111,6 +112,31 @@ TEST_F(Mp4SinkWriterImpTest, RefusesWhatItCannotWrite) {
     EXPECT_FALSE(Audio(0, SilentAudio()));
     EXPECT_THAT(Names(), IsEmpty());
   }
+}
+
+TEST_F(CopyTest, RefusesAFrameThatNoEncoderMakes) {
+  const std::string largest(kMaxFrameBytes, '\x7F');
+  ASSERT_TRUE(Start());
+  EXPECT_TRUE(Video(0, largest)) << "it is no picture, but that is another matter";
+  EXPECT_FALSE(Video(1000000, largest + 'x'));
+  EXPECT_THAT(observer_.errors, testing::ElementsAre(kxrtc::kMp4SinkWriterFatalError));
+  EXPECT_EQ(Stop().failure, WriterFailure::kVideo);
+  EXPECT_EQ(writer_->status().failure_text,
+            "a picture of 67108865 bytes at 0:00:01.000 is too large; no encoder makes more than "
+            "64 MiB");
+  EXPECT_THAT(Names(), testing::IsEmpty());
+}
+
+TEST_F(CopyTest, RefusesSoundThatNoEncoderMakes) {
+  ASSERT_TRUE(Start());
+  Silence(1, 3);
+  // The size alone decides: nothing is read.
+  EXPECT_FALSE(writer_->PushAudioSample(4 * kx_testing::kFrameUs,
+                                        reinterpret_cast<const uint8_t*>("x"), 0x80000000));
+  EXPECT_EQ(Stop().failure_text,
+            "an audio frame of 2147483648 bytes at 0:00:00.085 is too large; no encoder makes "
+            "more than 64 MiB");
+  EXPECT_THAT(Names(), testing::IsEmpty());
 }
 
 TEST_F(Mp4SinkWriterImpTest, WritesOneFileOnly) {

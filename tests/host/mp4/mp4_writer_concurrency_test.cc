@@ -41,13 +41,16 @@ class Mp4WriterConcurrencyTest : public kx_testing::Mp4SinkWriterImpTest {
  protected:
   Mp4WriterConcurrencyTest() { options_.replace_existing = true; }
 
-  // Pushes sound and pictures until `kFrames` of each are written.
-  void PushAll() {
+  // Pushes sound and pictures until `kFrames` of each are written, or one is refused.
+  bool PushAll() {
     Attributes();
     for (int i = 1; i <= kFrames; ++i) {
-      ASSERT_TRUE(Audio(i * kFrameUs, SilentAudio()));
-      ASSERT_TRUE(Video(i * kFrameUs, pictures_[static_cast<size_t>(i - 1)]));
+      if (!Audio(i * kFrameUs, SilentAudio()) ||
+          !Video(i * kFrameUs, pictures_[static_cast<size_t>(i - 1)])) {
+        return false;
+      }
     }
+    return true;
   }
 
   const std::vector<std::string> pictures_ = TinyVideo(64, 32, kFrames);
@@ -69,7 +72,7 @@ TEST_F(Mp4WriterConcurrencyTest, TheMediaTimeIsReadWhileFramesArePushed) {
         EXPECT_EQ(writer_->media_time_us(), ExactMicroseconds(kFrames * kFrameUs));
       });
     });
-    PushAll();
+    EXPECT_TRUE(PushAll());
     done = true;
     control.join();
     EXPECT_TRUE(Stop().file_written) << writer_->status().failure_text;
@@ -81,7 +84,7 @@ TEST_F(Mp4WriterConcurrencyTest, DiscardingWhileFramesArePushedLeavesNothing) {
     options_.video_mode = mode;
     ASSERT_TRUE(Start());
     std::thread control([&] { RunOnThreads(kThreads, [&] { writer_->Discard(); }); });
-    PushAll();
+    (void)PushAll();  // A frame is refused once it is discarded.
     control.join();
     EXPECT_FALSE(Stop().file_written);
     EXPECT_EQ(writer_->status().failure, WriterFailure::kDiscarded);
@@ -111,18 +114,17 @@ TEST_F(Mp4WriterConcurrencyTest, TheFactoryIsAskedWhileItsWritersComeAndGo) {
     ASSERT_TRUE(factory.CreateMp4SinkWriter(&writer, false));
     EXPECT_TRUE(writer->StartStreaming(path_.c_str(), &video_, &audio_, &observer_));
     for (int k = 1; k <= 3; ++k) {
-      EXPECT_TRUE(writer->PushAudioSample(k * kFrameUs,
-                                          reinterpret_cast<const uint8_t*>(frame.data()),
-                                          static_cast<uint32_t>(frame.size())));
+      // Refused once the writer is discarded.
+      (void)writer->PushAudioSample(k * kFrameUs, reinterpret_cast<const uint8_t*>(frame.data()),
+                                    static_cast<uint32_t>(frame.size()));
     }
-    EXPECT_EQ(factory.media_time_us(), ExactMicroseconds(3 * kFrameUs));
     // One more turn than there are threads: some thread made a whole turn in the meantime.
     const int before = turns.load();
     while (turns.load() <= before + kThreads) std::this_thread::yield();
     writer->StopStreaming();
     factory.ReleaseMp4SinkWriter(writer);
     EXPECT_EQ(factory.status().failure, WriterFailure::kDiscarded);
-    EXPECT_EQ(factory.status().audio_frames_received, 3u);
+    EXPECT_LE(factory.status().audio_frames_received, 3u);
     EXPECT_EQ(factory.media_time_us(), 0);
   }
   done = true;
