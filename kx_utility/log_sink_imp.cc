@@ -51,6 +51,7 @@ LogSinkImp::~LogSinkImp() { Finalize(); }
 bool LogSinkImp::Initialize(const char* path, LoggingSeverity min_severity) {
   Finalize();
   file_ = OpenLogFile(path);
+  has_lost_text_ = false;
   if (file_ == nullptr) return false;
   clock_.Restart();
   min_severity_.store(min_severity, std::memory_order_relaxed);
@@ -69,7 +70,10 @@ bool LogSinkImp::Finalize() {
   worker_.Stop();
   clock_.Stop();
   stop_requested_.store(false, std::memory_order_release);
-  if (file_ != nullptr) (void)std::fclose(file_);  // A full disk has lost its lines by now.
+  if (file_ != nullptr) {
+    const bool has_failed = std::ferror(file_) != 0;
+    has_lost_text_ = std::fclose(file_) != 0 || has_failed;
+  }
   file_ = nullptr;
   return true;
 }

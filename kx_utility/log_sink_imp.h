@@ -31,9 +31,9 @@
 // Memory: without memory for the copy of a statement, or for its line, the text is cut. No
 // statement is lost by that.
 //
-// The file: when the disk is full, what does not fit is lost without a message. Writing goes on
-// when there is room again; the line at that place may be cut. Bytes go to the current end of the
-// file, so a file that is truncated while it is written (logrotate's copytruncate) starts over
+// The file: when the disk is full, what does not fit is lost; has_lost_text() tells. Writing goes
+// on when there is room again; the line at that place may be cut. Bytes go to the current end of
+// the file, so a file that is truncated while it is written (logrotate's copytruncate) starts over
 // without a hole; what the rotation loses between copy and truncation is
 // not handled here. A file that is renamed or removed is still written until the next Initialize().
 #ifndef KX_UTILITY_LOG_SINK_IMP_H_
@@ -83,6 +83,9 @@ class KX_EXPORT LogSinkImp : public LogSink, private Runnable {
   // stream's buffer, which is flushed about once a second.
   void FlushQueue();
 
+  // True when a part of the last file could not be written. Known when Finalize() has returned.
+  bool has_lost_text() const { return has_lost_text_; }
+
   // Runnable, for the worker's Thread:
   void Run(Thread* thread) override;
   void Stop() override;
@@ -107,6 +110,7 @@ class KX_EXPORT LogSinkImp : public LogSink, private Runnable {
   StopWatch clock_;
   std::vector<char> format_buffer_;  // The worker's scratch for one line.
   AsyncMsg taken_;                   // The worker's; its text gives its memory to the next cell.
+  bool has_lost_text_ = false;
 };
 
 }  // namespace kx_utility

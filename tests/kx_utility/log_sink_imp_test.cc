@@ -296,10 +296,19 @@ TEST_F(LogSinkImpTest, GoesOnWithoutTheLinesThatAFullDiskRefuses) {
   const std::string text(200, 'x');
   for (int i = 0; i < 20000; ++i) sink_.OnLogMessage(text.c_str(), LS_INFO);
   EXPECT_TRUE(sink_.Finalize());
+  EXPECT_TRUE(sink_.has_lost_text());
   ASSERT_TRUE(sink_.Initialize(path_.c_str(), LS_INFO));
   sink_.OnLogMessage("text", LS_INFO);
   sink_.Finalize();
+  EXPECT_FALSE(sink_.has_lost_text());
   EXPECT_THAT(NumberedTexts(path_), ElementsAre("00020001 text"));
+}
+
+TEST_F(LogSinkImpTest, TellsALastLineThatTheDiskRefuses) {
+  ASSERT_TRUE(sink_.Initialize("/dev/full", LS_INFO));
+  sink_.OnLogMessage("text", LS_INFO);
+  EXPECT_TRUE(sink_.Finalize());
+  EXPECT_TRUE(sink_.has_lost_text());
 }
 
 TEST_F(LogSinkImpTest, WritesOnWhenADiskThatWasFullHasRoomAgain) {
@@ -313,6 +322,7 @@ TEST_F(LogSinkImpTest, WritesOnWhenADiskThatWasFullHasRoomAgain) {
   }
   for (int i = 0; i < 2000; ++i) sink_.OnLogMessage("room again", LS_INFO);
   sink_.Finalize();
+  EXPECT_TRUE(sink_.has_lost_text());
   const std::vector<std::string> lines = Lines(path_);
   EXPECT_THAT(lines.front(), HasSubstr("00000001\t"));
   EXPECT_THAT(lines.back(), AllOf(HasSubstr("00004000\t"), HasSubstr("room again")));

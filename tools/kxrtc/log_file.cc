@@ -40,10 +40,11 @@ void SetHandlers(void (*handler)(int)) {
 
 }  // namespace
 
-LogFile::~LogFile() { Close(); }
+LogFile::~LogFile() { (void)Close(); }
 
 bool LogFile::Open(const std::string& path, kx_utility::LoggingSeverity min_severity) {
-  Close();
+  (void)Close();
+  path_ = path;
   // Opening a FIFO would wait for a reader.
   std::error_code unknown;
   if (std::filesystem::is_fifo(path, unknown)) return false;
@@ -74,8 +75,8 @@ void LogFile::WaitForSignal() {
   kill(getpid(), signal_number);
 }
 
-void LogFile::Close() {
-  if (!open_) return;
+bool LogFile::Close() {
+  if (!open_) return true;
   open_ = false;
   if (watcher_.joinable()) {
     SetHandlers(SIG_DFL);
@@ -88,6 +89,7 @@ void LogFile::Close() {
   }
   SetLogSink(nullptr);
   sink_.Finalize();
+  return !sink_.has_lost_text();
 }
 
 }  // namespace kxrtc_tool

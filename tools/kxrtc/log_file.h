@@ -23,12 +23,15 @@ class LogFile {
   // Empties or creates the file. It gets the library's log from now on. False: not possible.
   [[nodiscard]] bool Open(const std::string& path, kx_utility::LoggingSeverity min_severity);
 
-  // Writes the queue and closes. Does nothing if nothing is open.
-  void Close();
+  // Writes the queue and closes. False: a part of the log could not be written. Nothing open: true.
+  bool Close();
+
+  const std::string& path() const { return path_; }
 
  private:
   void WaitForSignal();
 
+  std::string path_;
   kx_utility::LogSinkImp sink_;
   int pipe_[2] = {-1, -1};
   std::thread watcher_;

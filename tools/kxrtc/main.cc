@@ -103,6 +103,11 @@ int Run(int argc, char** argv) {
     if (is_failure) return RefuseUsage(error.what());
     (void)app.exit(error);  // Prints that text.
   }
+  if (!log_file.Close()) {
+    const auto failed = Fail(kxrtc_tool::kExitOutputFailed,
+                             "the log in " + log_file.path() + " is incomplete: cannot write it");
+    if (exit_status == kxrtc_tool::kExitOk) exit_status = failed;
+  }
   return kxrtc_tool::EndStandardOutput(static_cast<kxrtc_tool::ExitStatus>(exit_status));
 }
 

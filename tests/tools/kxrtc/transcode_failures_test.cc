@@ -68,6 +68,19 @@ TEST_F(TranscodeFailuresTest, AnExistingFileIsKeptUnlessForced) {
   EXPECT_THAT(Left(), ElementsAre("out.mp4"));
 }
 
+TEST_F(TranscodeFailuresTest, ALogThatIsLostIsTold) {
+  Second().Stop(2000000).Write();
+  const std::string message = "kxrtc: the log in /dev/full is incomplete: cannot write it\n";
+  const ShellResult run = Transcode("--video copy --log-file /dev/full");
+  EXPECT_EQ(run.exit_status, 4);
+  EXPECT_EQ(run.errors, message);
+  EXPECT_THAT(Left(), ElementsAre("out.mp4"));
+  // The status of a failure stays.
+  const ShellResult refused = Transcode("--video copy --log-file /dev/full");
+  EXPECT_EQ(refused.exit_status, 5);
+  EXPECT_EQ(refused.errors, "kxrtc: " + mp4_ + " already exists; --force replaces it\n" + message);
+}
+
 TEST_F(TranscodeFailuresTest, AMissingFolderIsNamed) {
   Second().Stop(2000000).Write();
   mp4_ = out_.File("missing/out.mp4");
