@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Times `kxrtc transcode` and its peers at the same work: medians of interleaved runs.
 
-usage: transcode_benchmark.py copy|encode|memory KXRTC RECORD_DIR [--runs N] [--preset P]
+usage: transcode_benchmark.py copy|encode|sound|memory KXRTC RECORD_DIR [--runs N] [--preset P]
 
 copy    against `ffmpeg -c copy -movflags +faststart` of the same elementary streams, and `cat` of
         the two data files into one
 encode  against the ffmpeg command line with the same encoder settings
+sound   what it costs to try each audio frame with a decoder: in copy mode and in `kxrtc verify`
 memory  the largest resident memory of both modes; run it on a short and on a long record
 
 Warm: everything is read once before. What is written is removed each time. `kxrtc` is timed with
@@ -57,6 +58,13 @@ def commands(mode, kxrtc, record, output, preset):
                              f"-b:v 1200k -maxrate 2400k -bufsize 4800k -g 96 "
                              f"-movflags +faststart {output}",
         }
+    if mode == "sound":
+        return {
+            "kxrtc copy": f"{ours} --video copy --no-sync",
+            "kxrtc copy, sound checked": f"{ours} --video copy --no-sync --check-sound",
+            "kxrtc verify --quick": f"exec {kxrtc} verify --quick {record} > {output}",
+            "kxrtc verify": f"exec {kxrtc} verify {record} > {output}",
+        }
     return {
         "kxrtc copy": f"{ours} --video copy --no-sync",
         "kxrtc encode": f"{ours} --no-hardware --preset ultrafast --no-sync",
@@ -65,7 +73,7 @@ def commands(mode, kxrtc, record, output, preset):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("mode", choices=["copy", "encode", "memory"])
+    parser.add_argument("mode", choices=["copy", "encode", "sound", "memory"])
     parser.add_argument("kxrtc")
     parser.add_argument("record")
     parser.add_argument("--runs", type=int, default=5)

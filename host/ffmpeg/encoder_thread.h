@@ -2,30 +2,24 @@
 #ifndef HOST_FFMPEG_ENCODER_THREAD_H_
 #define HOST_FFMPEG_ENCODER_THREAD_H_
 
-#include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <memory>
-#include <mutex>
-#include <thread>
 #include <vector>
 
 #include "host/ffmpeg/ffmpeg_handles.h"
 #include "host/ffmpeg/h264_encoder.h"
+#include "host/ffmpeg/job_thread.h"
 
 namespace kxrtc_host {
 
 // The packets of a picture come back after a fixed number of further pictures, so that a file does
-// not depend on thread timing.
+// not depend on thread timing. The end drops unfinished pictures.
 // Threads: the object belongs to one thread at a time; the encoder to the thread inside.
 class EncoderThread {
  public:
   static constexpr size_t kMaxPicturesUnderWay = 8;
 
   explicit EncoderThread(std::unique_ptr<H264Encoder> encoder);
-  ~EncoderThread();  // Drops unfinished pictures.
-  EncoderThread(const EncoderThread&) = delete;
-  EncoderThread& operator=(const EncoderThread&) = delete;
 
   // Sends one picture, which is shared and must not be changed, and appends the packets of an
   // earlier one. A negative result is FFmpeg's error number.
@@ -39,21 +33,14 @@ class EncoderThread {
     FrameHandle picture;  // Null: the end.
     std::vector<PacketHandle> packets;
     int result = 0;
-    bool done = false;
   };
 
-  void Run();
   void Encode(Job* job);
   void Queue(FrameHandle picture);
   int TakeFirst(std::vector<PacketHandle>* packets);
 
   const std::unique_ptr<H264Encoder> encoder_;
-  std::mutex lock_;  // Guards the members below.
-  std::condition_variable changed_;
-  std::deque<std::unique_ptr<Job>> jobs_;  // In the order of their pictures.
-  size_t next_job_ = 0;                    // The first that is not started.
-  bool stop_ = false;
-  std::thread thread_;  // Last: it uses the rest.
+  JobThread<Job> thread_;  // Last: it uses the rest.
 };
 
 }  // namespace kxrtc_host

@@ -7,6 +7,7 @@ extern "C" {
 #include <cstdarg>
 #include <cstring>
 
+#include "host/ffmpeg/ffmpeg_message_count.h"
 #include "kx_utility/failure_log.h"
 
 namespace kxrtc_host {
@@ -15,6 +16,7 @@ namespace {
 constexpr int kMaxMessage = 1024;
 
 void LogFFmpegMessage(void* object, int level, const char* format, va_list arguments) {
+  CountFFmpegMessage(level);
   if (level > AV_LOG_WARNING) return;
   // A message may come in pieces; the last one ends in a newline. Each thread has its own buffer,
   // of a type without destructor, because FFmpeg may log while a thread ends.

@@ -1,81 +1,73 @@
 #include "host/mp4/audio_track.h"
 
-#include <algorithm>
+#include <optional>
 #include <string>
-#include <vector>
+#include <utility>
 
-#include "record/check/adts.h"
+#include "record/check/silent_aac.h"
 #include "record/timing/media_time.h"
+#include "record/timing/time_text.h"
 
 namespace kxrtc_host {
 
-AudioTrack::AudioTrack(uint32_t channel_count, Mp4Muxer* muxer, WriterReport* report)
-    : muxer_(muxer), report_(report), channel_count_(channel_count) {}
+AudioTrack::AudioTrack(uint32_t channel_count, bool examines, Mp4Muxer* muxer, WriterReport* report)
+    : muxer_(muxer), report_(report), channel_count_(channel_count), examines_(examines) {
+  report_->status.sound_examined = examines_;
+}
 
 int64_t AudioTrack::end_us() const {
   return last_time_ < 0 ? 0 : AudioSamplesToMicroseconds(last_time_ + kSamplesPerAudioFrame);
 }
 
-bool AudioTrack::Describe(uint32_t object_type, uint32_t sample_rate, uint32_t channel_count) {
-  const std::string obstacle = AudioObstacle(object_type, sample_rate, channel_count);
-  if (!obstacle.empty()) return report_->Fail(WriterFailure::kAudio, obstacle);
-  info_.audio_specific_config = AudioSpecificConfig(object_type, sample_rate, channel_count);
-  info_.channel_count = channel_count;
-  const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_AAC);
-  decoder_.reset(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
-  if (decoder_ != nullptr) {
-    // Without a decoder AAC cannot be recognised, so the format of the record is trusted.
-    if (!CopyExtradata(info_.audio_specific_config, decoder_.get()) ||
-        avcodec_open2(decoder_.get(), codec, nullptr) < 0) {
-      decoder_.reset();
-    }
+bool AudioTrack::Describe(uint32_t object_type, uint32_t channel_count) {
+  AudioTrackInfo info;
+  info.audio_specific_config = AudioSpecificConfig(object_type, kAudioSampleRate, channel_count);
+  info.channel_count = channel_count;
+  muxer_->DescribeAudio(info);
+  is_settled_ = true;
+  if (!examines_) return true;
+  silence_ = SilentAacFrame(channel_count);
+  report_->status.sound_examined = examiner_.Begin(object_type, channel_count);
+  if (report_->status.sound_examined) {
+    thread_ = std::make_unique<JobThread<Frame>>([this](Frame* frame) {
+      frame->decodes =
+          examiner_.Decodes(frame->bytes.data(), static_cast<uint32_t>(frame->bytes.size()));
+    });
   }
   return true;
 }
 
-bool AudioTrack::BeginAdts(const AdtsHeader& header) {
+bool AudioTrack::SettleAdts(const AdtsHeader& header) {
   const uint32_t channels = header.channel_configuration == 0
                                 ? channel_count_
                                 : ChannelCount(header.channel_configuration);
+  const std::string obstacle = AudioObstacle(header.object_type, header.sample_rate, channels);
   if (channels != channel_count_) {
     report_->Warn("the audio has " + std::to_string(channels) + " channels, not " +
                   std::to_string(channel_count_) +
                   " as the record says; the MP4 uses the count of the audio");
   }
-  framing_ = Framing::kAdts;
-  adts_channels_ = header.channel_configuration;
-  if (!Describe(header.object_type, header.sample_rate, channels)) return false;
-  muxer_->DescribeAudio(info_);
-  return true;
+  if (!obstacle.empty()) return report_->Fail(WriterFailure::kAudio, obstacle);
+  framing_.is_adts = true;
+  framing_.channels = ChannelCount(header.channel_configuration);
+  return Describe(header.object_type, channels);
 }
 
-void AudioTrack::BeginRaw() {
-  framing_ = Framing::kRaw;
-  muxer_->DescribeAudio(info_);
-}
-
-bool AudioTrack::LooksLikeAac(const uint8_t* data, uint32_t size) {
-  PacketHandle packet(av_packet_alloc());
-  FrameHandle frame(av_frame_alloc());
-  if (packet == nullptr || frame == nullptr ||
-      av_new_packet(packet.get(), static_cast<int>(size)) < 0) {
-    return true;
+// Without a decoder AAC cannot be recognised, so the format of the record is trusted.
+bool AudioTrack::SettleRaw(const uint8_t* data, uint32_t size) {
+  const std::string obstacle = AudioObstacle(kAacLowComplexity, kAudioSampleRate, channel_count_);
+  if (!obstacle.empty()) return report_->Fail(WriterFailure::kAudio, obstacle);
+  if (!recogniser_.Begin(kAacLowComplexity, channel_count_) || recogniser_.IsAac(data, size)) {
+    return Describe(kAacLowComplexity, channel_count_);
   }
-  std::copy(data, data + size, packet->data);
-  return avcodec_send_packet(decoder_.get(), packet.get()) >= 0 &&
-         avcodec_receive_frame(decoder_.get(), frame.get()) >= 0 &&
-         frame->sample_rate == kAudioSampleRate && frame->nb_samples == kSamplesPerAudioFrame;
+  if (++unrecognised_ < kFramesToRecognise) return Drop();
+  return report_->Fail(WriterFailure::kAudio, "the audio is not AAC with 48000 samples a second");
 }
 
-// True if a raw frame is AAC. Used until the first such frame.
-bool AudioTrack::Recognise(const uint8_t* data, uint32_t size) {
-  if (decoder_ == nullptr) return true;
-  if (LooksLikeAac(data, size)) {
-    decoder_.reset();
-    return true;
-  }
-  ++unrecognised_;
-  return false;
+// Looks whether this frame decides the framing of all. False: the report says why.
+bool AudioTrack::Settle(const uint8_t* data, uint32_t size) {
+  AdtsHeader header;
+  return ParseAdtsHeader(data, size, &header) ? SettleAdts(header) : SettleRaw(data, size);
 }
 
 bool AudioTrack::Drop() {
@@ -86,32 +78,33 @@ bool AudioTrack::Drop() {
 bool AudioTrack::Push(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
   ++report_->status.audio_frames_received;
   if (size == 0) return Drop();
-  AdtsHeader header;
-  const bool is_adts = ParseAdtsHeader(data, size, &header);
-  if (framing_ == Framing::kUnknown && is_adts && !BeginAdts(header)) return false;
-  if (framing_ == Framing::kUnknown && decoder_ == nullptr &&
-      !Describe(kAacLowComplexity, kAudioSampleRate, channel_count_)) {
-    return false;
+  if (!is_settled_ && !Settle(data, size)) return false;
+  if (!is_settled_) return true;
+  const std::optional<uint32_t> header_size = HeaderSizeOfAlike(framing_, data, size);
+  if (!header_size) return Drop();
+  data += *header_size;
+  size -= *header_size;
+  return thread_ == nullptr ? Write(timestamp_us, data, size) : Examine(timestamp_us, data, size);
+}
+
+bool AudioTrack::Examine(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+  auto frame = std::make_unique<Frame>();
+  frame->timestamp_us = timestamp_us;
+  if (size <= kMaxAacFrameSize) frame->bytes.assign(data, data + size);
+  thread_->Queue(std::move(frame));
+  return thread_->size() <= kFramesUnderWay || WriteExamined();
+}
+
+bool AudioTrack::WriteExamined() {
+  const std::unique_ptr<Frame> frame = thread_->TakeFirst();
+  if (!frame->decodes) {
+    frame->bytes = silence_;
+    if (report_->status.audio_frames_silenced++ == 0) {
+      first_silenced_us_ = ExactMicroseconds(frame->timestamp_us);
+    }
   }
-  const bool is_unlike_first =
-      framing_ == Framing::kAdts
-          ? !is_adts || header.raw_data_blocks != 1 || header.sample_rate != kAudioSampleRate ||
-                header.channel_configuration != adts_channels_ || header.header_size == size
-          : is_adts;
-  if (is_unlike_first) return Drop();
-  if (is_adts) {
-    data += header.header_size;
-    size -= header.header_size;
-  }
-  const bool is_recognised = Recognise(data, size);
-  if (!is_recognised && unrecognised_ == kFramesToRecognise) {
-    return report_->Fail(WriterFailure::kAudio, kNotAacText);
-  }
-  if (framing_ == Framing::kUnknown) {
-    if (!is_recognised) return Drop();
-    BeginRaw();
-  }
-  return Write(timestamp_us, data, size);
+  return Write(frame->timestamp_us, frame->bytes.data(),
+               static_cast<uint32_t>(frame->bytes.size()));
 }
 
 bool AudioTrack::Write(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
@@ -126,14 +119,27 @@ bool AudioTrack::Write(int64_t timestamp_us, const uint8_t* data, uint32_t size)
   return muxer_->WriteAudio(sample);
 }
 
+bool AudioTrack::Flush() {
+  while (thread_ != nullptr && thread_->size() != 0) {
+    if (!WriteExamined()) return false;
+  }
+  return true;
+}
+
 void AudioTrack::Finish() {
-  const uint64_t dropped = report_->status.audio_frames_dropped;
-  if (dropped != 0) {
-    report_->Warn(std::to_string(dropped) +
+  const Mp4WriterStatus& status = report_->status;
+  if (status.audio_frames_dropped != 0) {
+    report_->Warn(std::to_string(status.audio_frames_dropped) +
                   " audio frames are empty, or framed differently from the first frame; the MP4 "
                   "does not contain them");
   }
-  if (report_->status.audio_frames_received == 0) report_->Warn("the record contains no audio");
+  if (status.audio_frames_silenced != 0) {
+    report_->Warn(std::to_string(status.audio_frames_silenced) + " of " +
+                  std::to_string(status.audio_frames_received) +
+                  " audio frames cannot be decoded, the first at " +
+                  ClockText(first_silenced_us_, 3) + "; the MP4 is silent there");
+  }
+  if (status.audio_frames_received == 0) report_->Warn("the record contains no audio");
 }
 
 }  // namespace kxrtc_host

@@ -4,8 +4,11 @@
 #define HOST_MP4_AUDIO_TRACK_H_
 
 #include <cstdint>
+#include <memory>
+#include <vector>
 
-#include "host/ffmpeg/ffmpeg_handles.h"
+#include "host/ffmpeg/aac_examiner.h"
+#include "host/ffmpeg/job_thread.h"
 #include "host/mp4/mp4_muxer.h"
 #include "host/mp4/writer_report.h"
 #include "record/check/adts.h"
@@ -14,40 +17,59 @@ namespace kxrtc_host {
 
 class AudioTrack {
  public:
-  // `channel_count` describes raw frames; an ADTS header overrides it. Both pointers outlive this.
-  AudioTrack(uint32_t channel_count, Mp4Muxer* muxer, WriterReport* report);
+  // `channel_count` describes raw frames; an ADTS header overrides it. With `examines` a thread of
+  // its own tries each frame with a decoder, and silence replaces one that does not decode. Both
+  // pointers outlive this.
+  AudioTrack(uint32_t channel_count, bool examines, Mp4Muxer* muxer, WriterReport* report);
 
-  // Writes one frame at `timestamp_us` of output time, rebased. The first frame that has an ADTS
+  // Takes one frame at `timestamp_us` of output time, rebased. The first frame that has an ADTS
   // header, or decodes without one, decides the framing of all; earlier frames and frames with a
   // different framing are dropped and counted. False: the report says why.
   [[nodiscard]] bool Push(int64_t timestamp_us, const uint8_t* data, uint32_t size);
 
+  // Writes the frames that are still examined. Call once, after the last frame. False as above.
+  [[nodiscard]] bool Flush();
+
   // Adds warnings for the user to the report.
   void Finish();
 
-  // The current end of the audio, microseconds of the file; 0 without audio.
+  // The end of the audio, microseconds of the file; 0 without audio. Complete after Flush().
   int64_t end_us() const;
 
  private:
-  enum class Framing { kUnknown, kRaw, kAdts };
+  // So many frames are examined at once, 0.3 s: the order of the samples in the file does not
+  // depend on thread timing.
+  static constexpr size_t kFramesUnderWay = 16;
 
-  bool BeginAdts(const AdtsHeader& header);
-  void BeginRaw();
-  bool Describe(uint32_t object_type, uint32_t sample_rate, uint32_t channel_count);
-  bool Recognise(const uint8_t* data, uint32_t size);
+  struct Frame {
+    int64_t timestamp_us = 0;
+    std::vector<uint8_t> bytes;  // Raw; empty if no decoder can take it.
+    bool decodes = false;
+  };
+
+  bool Settle(const uint8_t* data, uint32_t size);
+  bool SettleAdts(const AdtsHeader& header);
+  bool SettleRaw(const uint8_t* data, uint32_t size);
+  bool Describe(uint32_t object_type, uint32_t channel_count);
   bool Drop();
+  bool Examine(int64_t timestamp_us, const uint8_t* data, uint32_t size);
+  bool WriteExamined();
   bool Write(int64_t timestamp_us, const uint8_t* data, uint32_t size);
-  bool LooksLikeAac(const uint8_t* data, uint32_t size);
 
   Mp4Muxer* const muxer_;
   WriterReport* const report_;
   const uint32_t channel_count_;
-  Framing framing_ = Framing::kUnknown;
-  uint32_t adts_channels_ = 0;
-  AudioTrackInfo info_;
-  CodecContextHandle decoder_;  // Only until the first frame is recognised as AAC.
+  const bool examines_;
+  bool is_settled_ = false;  // The following describe all frames.
+  AudioFraming framing_;
+  std::vector<uint8_t> silence_;
+  AacExaminer recogniser_;  // Of raw frames, until one of them is AAC.
   uint32_t unrecognised_ = 0;
-  int64_t last_time_ = -1;  // Of the last frame, in samples.
+  int64_t first_silenced_us_ = 0;  // Of the file.
+  int64_t last_time_ = -1;         // Of the last frame, in samples.
+  AacExaminer examiner_;           // Of the thread.
+  std::unique_ptr<JobThread<Frame>>
+      thread_;  // Null: frames are written as they are. Last: it uses the rest.
 };
 
 }  // namespace kxrtc_host

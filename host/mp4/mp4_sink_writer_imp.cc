@@ -71,7 +71,9 @@ bool Mp4SinkWriterImp::StartStreaming(const char* output_path, const kxrtc::Vide
   // The size of the encoder's output is not known well enough.
   if (options_.video_mode == VideoMode::kCopy) file_.Reserve(options_.bounds.bytes);
   muxer_ = std::make_unique<Mp4Muxer>(&file_, &report_, options_.bounds);
-  audio_track_ = std::make_unique<AudioTrack>(audio->channel_count, muxer_.get(), &report_);
+  audio_track_ = std::make_unique<AudioTrack>(
+      audio->channel_count, options_.check_sound || options_.video_mode == VideoMode::kEncode,
+      muxer_.get(), &report_);
   started_ = MakeVideoTrack(*video);
   return started_;
 }
@@ -166,7 +168,7 @@ void Mp4SinkWriterImp::TellTimestamps() {
 }
 
 bool Mp4SinkWriterImp::FinishTracks() {
-  if (!video_track_->Finish(audio_track_->end_us())) return false;
+  if (!audio_track_->Flush() || !video_track_->Finish(audio_track_->end_us())) return false;
   if (video_track_->end_us() == 0) report_.Warn("the record contains no video that can be shown");
   audio_track_->Finish();
   TellTimestamps();

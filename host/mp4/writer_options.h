@@ -25,6 +25,9 @@ struct SampleBounds {
 struct Mp4SinkWriterOptions {
   VideoMode video_mode = VideoMode::kEncode;
   std::string preset = "veryfast";  // Of libx264: from ultrafast to placebo.
+  // Copy mode tries each audio frame with a decoder, as encode mode always does: one that does not
+  // decode becomes silence.
+  bool check_sound = false;
   bool replace_existing = false;
   bool sync = true;         // Wait until the content is on the disk before the file gets its name.
   int encoder_threads = 0;  // 0: as many as there are processors.

@@ -35,6 +35,8 @@ struct Mp4WriterStatus {
   uint64_t audio_frames_received = 0;
   uint64_t audio_frames_written = 0;
   uint64_t audio_frames_dropped = 0;
+  uint64_t audio_frames_silenced = 0;  // Did not decode: silence was written instead.
+  bool sound_examined = false;         // Each audio frame was tried with a decoder.
   int64_t duration_us = 0;
   uint64_t file_size = 0;  // Bytes.
 };

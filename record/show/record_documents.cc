@@ -178,6 +178,7 @@ void FillVerify(const RecordSummary& summary, Json::Value* document) {
   Json::Value& value = *document;
   const Severity verdict = summary.findings.Verdict();
   value["verdict"] = verdict == Severity::kInfo ? "clean" : SeverityName(verdict);
+  value["sound_examined"] = summary.sound_examined;
   value["findings"] = FindingsValue(summary.findings);
   value["finding_counts"] = CountsValue(summary.findings);
   value["replay"] = ReplayValue(summary.replay);

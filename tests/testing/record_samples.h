@@ -15,7 +15,7 @@ std::string KeyFrame640x360();
 // `frame` behind an ADTS header (ISO/IEC 14496-3, 1.A.2.2). `rate_index` 3 is 48000 Hz.
 std::string WithAdts(const std::string& frame, int channels = 2, int rate_index = 3);
 
-// An ADTS frame (ISO/IEC 14496-3, 1.A.2.2) of AAC-LC with two bytes of payload.
+// An ADTS frame of AAC-LC, 13 bytes long. For two channels it decodes to silence.
 std::string AdtsFrame(uint32_t sample_rate_index, uint32_t channels);
 inline constexpr uint32_t kAdts48000 = 3;
 inline constexpr uint32_t kAdts44100 = 4;

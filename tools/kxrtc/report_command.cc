@@ -6,10 +6,9 @@
 
 #include "files/link_target.h"
 #include "files/output_file.h"
-#include "host/ffmpeg/h264_format_reader.h"
-#include "record/predict/record_analysis.h"
 #include "record/show/record_report.h"
 #include "tools/kxrtc/commands.h"
+#include "tools/kxrtc/examine_record.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/report_assets.h"
 #include "tools/kxrtc/stop_signals.h"
@@ -49,10 +48,8 @@ ExitStatus Report(const ReportOptions& options) {
       !kxrtc_host::VideoUrl(options.video, options.output, &video_url, &error)) {
     return Fail(kExitUsage, error);
   }
-  kxrtc_host::H264FormatReader format_reader;
-  kxrtc_host::AnalysisOptions analysis;
-  analysis.parameter_set_examiner = &format_reader;
-  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir, analysis);
+  const kxrtc_host::RecordSummary summary =
+      ExamineRecord(options.record_dir, SoundExamination::kEveryFrame);
   if (summary.index_records == 0) {
     return FailWithoutRecord(options.record_dir);
   }

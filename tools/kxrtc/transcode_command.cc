@@ -256,14 +256,19 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       line["video"] = encoder.empty() ? "copied" : encoder;
       line["video_samples"] = Json::UInt64{writer.video_samples_written};
       line["audio_frames"] = Json::UInt64{writer.audio_frames_written};
+      line["audio_frames_silenced"] = Json::UInt64{writer.audio_frames_silenced};
+      line["sound_examined"] = writer.sound_examined;
       line["seconds"] = seconds;
       line["exit_status"] = status;
       PrintJsonLine(line);
     } else if (!options_.quiet) {
-      std::printf("%s: %s, %.1f MB, video %s, in %.1f s\n", TerminalText(options_.output).c_str(),
-                  kxrtc_host::ClockText(writer.duration_us, 3).c_str(),
-                  static_cast<double>(writer.file_size) / 1e6,
-                  encoder.empty() ? "copied" : ("encoded by " + encoder).c_str(), seconds);
+      std::printf(
+          "%s: %s, %.1f MB, video %s%s, in %.1f s\n", TerminalText(options_.output).c_str(),
+          kxrtc_host::ClockText(writer.duration_us, 3).c_str(),
+          static_cast<double>(writer.file_size) / 1e6,
+          encoder.empty() ? "copied" : ("encoded by " + encoder).c_str(),
+          writer.sound_examined || writer.audio_frames_written == 0 ? "" : ", sound not examined",
+          seconds);
     }
   }
 
@@ -297,6 +302,9 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                    "Preset of the encoder libx264 (default veryfast)")
       ->check(CLI::IsMember({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium",
                              "slow", "slower", "veryslow"}));
+  command->add_flag("--check-sound", options->writer.check_sound,
+                    "With --video copy: try each audio frame with a decoder, as\n"
+                    "--video encode does, and replace a damaged one by silence");
   command->add_flag("--force", options->writer.replace_existing, "Replace OUT.mp4 if it exists");
   command->add_flag("--quiet", options->quiet, "Show warnings and errors only");
   command->add_flag("--json", options->json, "Report in lines of JSON on standard output");

@@ -5,11 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "host/ffmpeg/h264_format_reader.h"
 #include "record/index/record_text.h"
-#include "record/predict/record_analysis.h"
 #include "record/show/record_documents.h"
 #include "tools/kxrtc/commands.h"
+#include "tools/kxrtc/examine_record.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/record_tables.h"
@@ -23,6 +22,7 @@ using kxrtc_host::Severity;
 struct VerifyOptions {
   std::string record_dir;
   bool json = false;
+  bool quick = false;
 };
 
 ExitStatus StatusOf(Severity verdict) {
@@ -31,19 +31,18 @@ ExitStatus StatusOf(Severity verdict) {
 }
 
 ExitStatus Verify(const VerifyOptions& options) {
-  kxrtc_host::H264FormatReader format_reader;
-  kxrtc_host::AnalysisOptions analysis;
-  analysis.parameter_set_examiner = &format_reader;
-  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir, analysis);
+  const kxrtc_host::RecordSummary summary = ExamineRecord(
+      options.record_dir, options.quick ? SoundExamination::kNone : SoundExamination::kEveryFrame);
   const kxrtc_host::FindingList& findings = summary.findings;
   if (options.json) {
     PrintJsonLine(kxrtc_host::VerifyDocument(summary));
   } else {
     PrintFindings(findings);
     PrintReplay(summary);
-    std::printf("\n%s: %s, %s\n", findings.Verdict() == Severity::kInfo ? "clean" : "not clean",
+    std::printf("\n%s: %s, %s%s\n", findings.Verdict() == Severity::kInfo ? "clean" : "not clean",
                 CountText(findings.count(Severity::kError), "error").c_str(),
-                CountText(findings.count(Severity::kWarning), "warning").c_str());
+                CountText(findings.count(Severity::kWarning), "warning").c_str(),
+                summary.sound_examined ? "" : "; sound not examined");
   }
   return StatusOf(findings.Verdict());
 }
@@ -56,6 +55,7 @@ void AddVerifyCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       app.add_subcommand("verify", "Check a record and predict the MP4 made from it");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
   command->add_flag("--json", options->json, "Print a JSON document");
+  command->add_flag("--quick", options->quick, "Do not try the sound with a decoder");
   command->footer(
       "Exit status: 0 clean, 12 warnings, 13 errors. docs/tool_records.md explains each finding.\n"
       "Example:\n  kxrtc verify ~/records/monday\n");

@@ -16,6 +16,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 TEST_F(CopyTest, StripsAdtsAndTakesItsWordForTheChannels) {
   ASSERT_TRUE(Start());
@@ -64,6 +65,85 @@ TEST_F(CopyTest, AnAdtsFrameAmongRawOnesIsLeftOut) {
   ASSERT_TRUE(Audio(2 * kFrameUs, WithAdts(SilentAudio())));
   ASSERT_TRUE(Audio(3 * kFrameUs, SilentAudio()));
   EXPECT_THAT(Finished().Track("soun").durations, ElementsAre(2048, 1024));
+}
+
+class SilencedAudioTest : public CopyTest, public ::testing::WithParamInterface<VideoMode> {
+ protected:
+  SilencedAudioTest() {
+    options_.video_mode = GetParam();
+    options_.check_sound = true;
+  }
+
+  // Frames 4, 5 and 100 do not decode.
+  void PushDamaged() {
+    for (int i = 1; i <= 100; ++i) {
+      const bool is_damaged = i == 4 || i == 5 || i == 100;
+      ASSERT_TRUE(Audio(i * kFrameUs, WithAdts(is_damaged ? "damaged" : SilentAudio())));
+    }
+  }
+};
+
+TEST_P(SilencedAudioTest, AFrameThatDoesNotDecodeIsReplacedAndTold) {
+  ASSERT_TRUE(Start());
+  PushDamaged();
+  std::vector<uint32_t> sizes(100, 9);
+  for (const size_t number : {4, 5, 100}) sizes[number - 1] = 6;
+  EXPECT_EQ(Finished().Track("soun").sizes, sizes);
+  EXPECT_THAT(kx_testing::ReadFile(path_), HasSubstr(std::string("\x21\0\0\0\0\x1C", 6)));
+  EXPECT_EQ(writer_->status().audio_frames_silenced, 3u);
+  EXPECT_EQ(writer_->status().audio_frames_written, 100u);
+  EXPECT_TRUE(writer_->status().sound_examined);
+  EXPECT_THAT(writer_->status().warnings,
+              Contains("3 of 100 audio frames cannot be decoded, the first at 0:00:00.064; the MP4 "
+                       "is silent there"));
+}
+
+TEST_P(SilencedAudioTest, HealthySoundStaysAsItIs) {
+  for (const int count : {1, 16, 17, 500}) {
+    std::filesystem::remove(path_);
+    ASSERT_TRUE(Start());
+    for (int i = 1; i <= count; ++i) ASSERT_TRUE(Audio(i * kFrameUs, WithAdts(SilentAudio())));
+    const auto track = Finished().Track("soun");
+    EXPECT_EQ(track.sizes, std::vector<uint32_t>(count, 9));
+    EXPECT_EQ(track.durations, std::vector<uint32_t>(count, 1024));
+    EXPECT_EQ(writer_->status().audio_frames_silenced, 0u);
+    EXPECT_TRUE(writer_->status().sound_examined);
+    EXPECT_THAT(writer_->status().warnings, Not(Contains(HasSubstr("decoded"))));
+  }
+}
+
+TEST_P(SilencedAudioTest, EachFrameMayBeDamaged) {
+  ASSERT_TRUE(Start());
+  for (int i = 1; i <= 40; ++i) ASSERT_TRUE(Audio(i * kFrameUs, WithAdts("damaged")));
+  EXPECT_EQ(Finished().Track("soun").sizes, std::vector<uint32_t>(40, 6));
+}
+
+TEST_P(SilencedAudioTest, ARawFrameOfAnySizeIsReplaced) {
+  ASSERT_TRUE(Start());
+  ASSERT_TRUE(Audio(kFrameUs, SilentAudio()));
+  ASSERT_TRUE(Audio(2 * kFrameUs, std::string(20 << 20, '\x21')));
+  EXPECT_THAT(Finished().Track("soun").sizes, ElementsAre(9, 6));
+}
+
+TEST_P(SilencedAudioTest, AStopHalfWayLeavesNothing) {
+  ASSERT_TRUE(Start());
+  PushDamaged();
+  writer_->Discard();
+  EXPECT_FALSE(Stop().file_written);
+  EXPECT_THAT(Names(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, SilencedAudioTest,
+                         ::testing::Values(VideoMode::kCopy, VideoMode::kEncode),
+                         [](const auto& param) {
+                           return param.param == VideoMode::kCopy ? "Copy" : "Encode";
+                         });
+
+TEST_F(CopyTest, WithoutACheckAFrameThatDoesNotDecodeIsCopied) {
+  ASSERT_TRUE(Start());
+  for (int i = 1; i <= 9; ++i) ASSERT_TRUE(Audio(i * kFrameUs, WithAdts("damaged")));
+  EXPECT_EQ(Finished().Track("soun").sizes, std::vector<uint32_t>(9, 7));
+  EXPECT_FALSE(writer_->status().sound_examined);
 }
 
 struct RefusedAudioCase {

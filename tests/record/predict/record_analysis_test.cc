@@ -131,12 +131,12 @@ TEST(RecordAnalysisTest, TellsWhyAudioFramesAreLeftOut) {
   const RecordSummary summary = AnalyseRecord(adts_dir.path());
   EXPECT_THAT(
       TextsOf(summary, FindingCode::kAudioLeftOut),
-      ElementsAre("the frame at 9 of .aac has 44100 Hz, channel configuration 1 and 1 raw "
+      ElementsAre("the frame at 13 of .aac has 44100 Hz, channel configuration 1 and 1 raw "
                   "data blocks: unlike the first, or not 1 block; the MP4 does not contain it",
-                  "the frame of 3 bytes at 18 of .aac has no ADTS header, unlike others: the "
+                  "the frame of 3 bytes at 26 of .aac has no ADTS header, unlike others: the "
                   "MP4 does not contain it"));
   EXPECT_THAT(TextsOf(summary, FindingCode::kAudioFrameLength),
-              ElementsAre("the frame at 21 of .aac has 10 bytes, its ADTS header says 9"));
+              ElementsAre("the frame at 29 of .aac has 14 bytes, its ADTS header says 13"));
 
   const TempDir raw_dir;
   RecordBuilder raw(raw_dir);
@@ -145,7 +145,7 @@ TEST(RecordAnalysisTest, TellsWhyAudioFramesAreLeftOut) {
   raw.Audio(6 * 21333, whole).Stop(200000).Write();
   EXPECT_THAT(
       TextsOf(AnalyseRecord(raw_dir.path()), FindingCode::kAudioLeftOut),
-      ElementsAre("the frame of 9 bytes at 15 of .aac has an ADTS header, unlike the first: "
+      ElementsAre("the frame of 13 bytes at 15 of .aac has an ADTS header, unlike the first: "
                   "the MP4 does not contain it"));
 }
 

@@ -245,6 +245,27 @@ TEST(RecordCommandsTest, TheExampleOfRecordWorksAsItStands) {
   EXPECT_EQ(Kxrtc("verify " + Quoted(dir.File("monday"))).exit_status, 0);
 }
 
+TEST(RecordCommandsTest, VerifyExaminesTheSoundUnlessItMustBeQuick) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, 0);
+  for (int i = 1; i <= 5; ++i) builder.Audio(i * 21333, kx_testing::WithAdts("damaged"));
+  builder.Stop(200000).Write();
+  ShellResult result = Kxrtc("verify " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 12);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_THAT(result.output,
+              AllOf(HasSubstr("audio.undecodable "), HasSubstr(" 5 audio frames in a row"),
+                    HasSubstr("\nnot clean: 0 errors, 1 warning\n")));
+  EXPECT_TRUE(
+      Parsed(Kxrtc("verify --json " + Quoted(dir.path())).output)["sound_examined"].asBool());
+  result = Kxrtc("verify --quick " + Quoted(dir.path()));
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_THAT(result.output, HasSubstr("\nclean: 0 errors, 0 warnings; sound not examined\n"));
+  result = Kxrtc("verify --quick --json " + Quoted(dir.path()));
+  EXPECT_FALSE(Parsed(result.output)["sound_examined"].asBool());
+}
+
 struct HeadlineCase {
   const char* name;
   void (*add_session)(RecordBuilder*);

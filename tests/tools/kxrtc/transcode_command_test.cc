@@ -20,6 +20,7 @@ using kx_testing::RunKxrtc;
 using kx_testing::RunShell;
 using kx_testing::ShellResult;
 using kx_testing::TempDir;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -182,6 +183,34 @@ TEST_F(TranscodeCommandTest, ReportsInLinesOfJson) {
   EXPECT_EQ(value["audio_frames"].asInt(), kx_testing::kLongConferenceAudioFrames);
   EXPECT_EQ(value["bytes"].asUInt64(), std::filesystem::file_size(mp4_));
   EXPECT_EQ(value["exit_status"].asInt(), 0);
+}
+
+TEST_F(TranscodeCommandTest, SaysWhetherTheSoundWasExamined) {
+  kx_testing::RecordBuilder builder(record_);
+  builder.Start(0).Channel(1, 0);
+  std::vector<std::string> audio = kx_testing::MakeAudio(60, 2, true);
+  std::fill(audio[40].begin() + 7, audio[40].end(), '\xFF');
+  for (size_t i = 0; i < audio.size(); ++i) {
+    builder.Audio(21333 * static_cast<int64_t>(i + 1), audio[i]);
+  }
+  builder.Stop(2000000).Write();
+  const std::string command = "transcode --force " + record_.path() + " " + mp4_;
+  const ShellResult copied = RunKxrtc(command + " --video copy");
+  EXPECT_EQ(copied.exit_status, 0);
+  EXPECT_THAT(copied.output, HasSubstr(", video copied, sound not examined, in "));
+  EXPECT_THAT(RunKxrtc(command + " --video copy --json").output,
+              HasSubstr("\"sound_examined\":false"));
+  for (const char* options : {" --video copy --check-sound", " --no-hardware"}) {
+    const ShellResult checked = RunKxrtc(command + options);
+    EXPECT_EQ(checked.exit_status, 0);
+    EXPECT_THAT(checked.output, Not(HasSubstr("sound")));
+    EXPECT_EQ(checked.errors,
+              "kxrtc: warning: 1 of 60 audio frames cannot be decoded, the first at 0:00:00.853; "
+              "the MP4 is silent there\n");
+    EXPECT_THAT(
+        RunKxrtc(command + options + " --json").output,
+        AllOf(HasSubstr("\"sound_examined\":true"), HasSubstr("\"audio_frames_silenced\":1,")));
+  }
 }
 
 TEST_F(TranscodeCommandTest, QuietSaysNothingWithoutAReason) {

@@ -1,0 +1,17 @@
+// The analysis of a record with the examiners of the host.
+#ifndef TOOLS_KXRTC_EXAMINE_RECORD_H_
+#define TOOLS_KXRTC_EXAMINE_RECORD_H_
+
+#include <string>
+
+#include "record/check/record_summary.h"
+
+namespace kxrtc_tool {
+
+enum class SoundExamination { kEveryFrame, kNone };
+
+kxrtc_host::RecordSummary ExamineRecord(const std::string& folder, SoundExamination sound);
+
+}  // namespace kxrtc_tool
+
+#endif  // TOOLS_KXRTC_EXAMINE_RECORD_H_
