@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Runs the long tests of docs/reliability.md. Builds what they need.
-# usage: scripts/soak.sh [crashes [RUNS [SEED]] | signals [RUNS [SEED]] | day [RATE] | sanitizers]
+# usage: scripts/soak.sh [crashes [RUNS [SEED]] | signals [RUNS [SEED]] | day [RATE] |
+#                        damage [RUNS] | sanitizers]
 #   crashes     kills a recording process (500 times)
 #   signals     sends each signal that ends a program to kxrtc record (20 times)
 #   day         records a day with a clock that runs RATE times as fast (300), and transcodes it
+#   damage      plays the MP4s of 300 damaged records in a browser (RUNS)
 #   sanitizers  the tests of thousands of runs under the address, leak and thread sanitizers
 # Without an argument: all of them.
 set -euo pipefail
@@ -35,6 +37,11 @@ case "$mode" in
     python3 tests/reliability/day_record.py "${programs[@]}" \
       build/dev/tests/reliability/libkx_test_clock.so "$@"
     ;;
+  damage)
+    build dev kxrtc
+    python3 tests/reliability/damaged_media.py build/dev/tools/kxrtc/kxrtc --browser build/node \
+      --runs "${1:-300}"
+    ;;
   sanitizers)
     for preset in asan tsan; do
       build "$preset" kxrtc_recording_soak_tests kxrtc_host_mp4_long_tests
@@ -43,10 +50,10 @@ case "$mode" in
     done
     ;;
   all)
-    for proof in crashes signals day sanitizers; do scripts/soak.sh "$proof"; done
+    for proof in crashes signals day damage sanitizers; do scripts/soak.sh "$proof"; done
     ;;
   *)
-    sed -n '3,8s/^# //p' "${BASH_SOURCE[0]}" >&2
+    sed -n '3,10s/^# //p' "${BASH_SOURCE[0]}" >&2
     exit 2
     ;;
 esac

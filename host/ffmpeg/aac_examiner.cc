@@ -68,13 +68,6 @@ bool AacExaminer::IsQuiet(uint64_t messages) {
   return static_cast<int64_t>(messages) <= usual_messages_;
 }
 
-bool AacExaminer::IsAac(const uint8_t* data, uint32_t size) {
-  if (size == 0 || size > kMaxAacFrameSize || !MakeReady()) return false;
-  const bool is_aac = Decode(data, size);
-  if (!is_aac || !HasLayout()) decoder_.reset();
-  return is_aac;
-}
-
 bool AacExaminer::Decodes(const uint8_t* data, uint32_t size) {
   if (size == 0 || size > kMaxAacFrameSize || !MakeReady()) return false;
   const uint64_t before = CountedFFmpegMessages();

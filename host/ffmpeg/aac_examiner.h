@@ -17,9 +17,6 @@ class AacExaminer final : public SoundExaminer {
   [[nodiscard]] bool Begin(uint32_t object_type, uint32_t channel_count) override;
   [[nodiscard]] bool Decodes(const uint8_t* data, uint32_t size) override;
 
-  // Decodes(), but with any channels: for the first frames of sound of which little is known.
-  [[nodiscard]] bool IsAac(const uint8_t* data, uint32_t size);
-
  private:
   bool Open();
   bool MakeReady();

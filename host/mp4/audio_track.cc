@@ -57,11 +57,11 @@ bool AudioTrack::SettleAdts(const AdtsHeader& header) {
 bool AudioTrack::SettleRaw(const uint8_t* data, uint32_t size) {
   const std::string obstacle = AudioObstacle(kAacLowComplexity, kAudioSampleRate, channel_count_);
   if (!obstacle.empty()) return report_->Fail(WriterFailure::kAudio, obstacle);
-  if (!recogniser_.Begin(kAacLowComplexity, channel_count_) || recogniser_.IsAac(data, size)) {
+  if (!recogniser_.Begin(kAacLowComplexity, channel_count_) || recogniser_.Decodes(data, size)) {
     return Describe(kAacLowComplexity, channel_count_);
   }
   if (++unrecognised_ < kFramesToRecognise) return Drop();
-  return report_->Fail(WriterFailure::kAudio, "the audio is not AAC with 48000 samples a second");
+  return report_->Fail(WriterFailure::kAudio, kNotAacText);
 }
 
 // Looks whether this frame decides the framing of all. False: the report says why.

@@ -68,8 +68,8 @@ class AudioTrack {
   int64_t first_silenced_us_ = 0;  // Of the file.
   int64_t last_time_ = -1;         // Of the last frame, in samples.
   AacExaminer examiner_;           // Of the thread.
-  std::unique_ptr<JobThread<Frame>>
-      thread_;  // Null: frames are written as they are. Last: it uses the rest.
+  // Null: frames are written as they are. The last member: it uses the rest.
+  std::unique_ptr<JobThread<Frame>> thread_;
 };
 
 }  // namespace kxrtc_host

@@ -47,17 +47,24 @@ class SoundCheck {
 
   void OnFrame(const IndexRecord& record) {
     if (record.data.size == 0) return;
-    if (IsGood(record)) return EndRun();
-    if (run_length_++ == 0) first_ = record;
+    const bool is_good = IsGood(record);
+    if (is_good) EndRun();
+    has_good_ = has_good_ || is_good;
+    if (!is_good && run_length_++ == 0) first_ = record;
   }
 
   void EndRun() {
     if (run_length_ == 0) return;
-    findings_->Add(FindingCode::kAudioUndecodable, first_.header.record_timestamp_us,
+    // The first raw frame that decodes shows the MP4 writer that the sound is AAC.
+    const bool is_left_out = !framing_.is_adts && !has_good_;
+    findings_->Add(is_left_out ? FindingCode::kAudioLeftOut : FindingCode::kAudioUndecodable,
+                   first_.header.record_timestamp_us,
                    Text("%" PRIu64 " audio frames in a row, the first at %" PRIu64
-                        " of .aac, cannot be decoded: the MP4 is silent there; with --video copy, "
-                        "transcode with --check-sound, or players may stop there",
-                        run_length_, first_.data.start_position));
+                        " of .aac, cannot be decoded: %s",
+                        run_length_, first_.data.start_position,
+                        is_left_out ? "the MP4 begins after them"
+                                    : "the MP4 is silent there; with --video copy, transcode with "
+                                      "--check-sound, or players may stop there"));
     run_length_ = 0;
   }
 
@@ -67,6 +74,7 @@ class SoundCheck {
   FindingList* const findings_;
   IndexRecord first_;  // Of the run.
   uint64_t run_length_ = 0;
+  bool has_good_ = false;
 };
 
 }  // namespace

@@ -25,13 +25,19 @@ def must_run(*command):
 
 def make_media(folder):
     """A small camera picture and a tone, as elementary streams; returns their two paths."""
-    video, audio = Path(folder) / "video.264", Path(folder) / "audio.adts"
+    video = Path(folder) / "video.264"
     must_run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=size=320x180:rate=24",
              "-frames:v", "48", "-pix_fmt", "yuv420p", "-c:v", "libx264", "-bf", "0", "-g", "12",
              "-x264-params", "aud=1:scenecut=0", "-f", "h264", video)
+    return video, make_audio(folder, 2)
+
+
+def make_audio(folder, channels):
+    """A tone of two seconds with ADTS headers; returns its path."""
+    audio = Path(folder) / f"audio{channels}.adts"
     must_run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=sample_rate=48000",
-             "-t", "2", "-ac", "2", "-c:a", "aac", "-f", "adts", audio)
-    return video, audio
+             "-t", "2", "-ac", str(channels), "-c:a", "aac", "-f", "adts", audio)
+    return audio
 
 
 def decode_messages(mp4):

@@ -78,8 +78,7 @@ std::string WithoutEnd() {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, DamagedSoundTest,
-    ::testing::Values(DamagedCase{"Empty", ""}, DamagedCase{"Mono", Silence(1)},
-                      DamagedCase{"FiveAndOneChannels", Silence(6)},
+    ::testing::Values(DamagedCase{"Empty", ""}, DamagedCase{"FiveAndOneChannels", Silence(6)},
                       DamagedCase{"TwoFrames", Silence(2) + Silence(2)},
                       DamagedCase{"OneBitMissing", std::string("\x21\0\0\0\0\x18", 6)},
                       DamagedCase{"HalfAFrame", WithoutEnd()},
@@ -112,18 +111,6 @@ TEST(AacExaminerStateTest, NoFrameLeavesATrace) {
     damaged += decodes ? 0 : 1;
   }
   EXPECT_GT(damaged, 100);
-}
-
-TEST(AacExaminerStateTest, RecognisesAacOfOtherChannels) {
-  AacExaminer examiner;
-  ASSERT_TRUE(examiner.Begin(kAacLowComplexity, 2));
-  const std::string mono = Silence(1);
-  EXPECT_TRUE(examiner.IsAac(reinterpret_cast<const uint8_t*>(mono.data()),
-                             static_cast<uint32_t>(mono.size())));
-  const std::string none(200, '\x7F');
-  EXPECT_FALSE(examiner.IsAac(reinterpret_cast<const uint8_t*>(none.data()),
-                              static_cast<uint32_t>(none.size())));
-  EXPECT_TRUE(Decodes(examiner, Silence(2)));
 }
 
 }  // namespace

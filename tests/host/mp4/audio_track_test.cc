@@ -94,7 +94,7 @@ TEST_P(SilencedAudioTest, AFrameThatDoesNotDecodeIsReplacedAndTold) {
   EXPECT_EQ(writer_->status().audio_frames_written, 100u);
   EXPECT_TRUE(writer_->status().sound_examined);
   EXPECT_THAT(writer_->status().warnings,
-              Contains("3 of 100 audio frames cannot be decoded, the first at 0:00:00.064; the MP4 "
+              Contains("3 of 100 audio frames cannot be decoded, the first at 0:00:00.085; the MP4 "
                        "is silent there"));
 }
 

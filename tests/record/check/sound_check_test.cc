@@ -106,6 +106,13 @@ TEST_F(SoundCheckTest, LooksAtRawFrames) {
   EXPECT_EQ(examiner_.asked.size(), 6u);
 }
 
+TEST_F(SoundCheckTest, RawFramesBeforeTheFirstGoodOneAreLeftOut) {
+  for (const char* frame : {"bad", "bad", "one", "bad"}) Audio(frame);
+  EXPECT_THAT(Told(), ElementsAre("85332: 1 audio frames in a row, the first at 9 of .aac, cannot "
+                                  "be decoded"));
+  EXPECT_EQ(Analyse().findings.count(FindingCode::kAudioLeftOut), 1u);
+}
+
 TEST_F(SoundCheckTest, SaysWhetherTheSoundWasExamined) {
   Audio(WithAdts("one"));
   EXPECT_TRUE(Analyse().sound_examined);
