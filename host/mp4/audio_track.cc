@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "record/check/silent_aac.h"
+#include "record/index/record_text.h"
 #include "record/timing/media_time.h"
 #include "record/timing/time_text.h"
 
@@ -135,9 +136,9 @@ void AudioTrack::Finish() {
   }
   if (status.audio_frames_silenced != 0) {
     report_->Warn(std::to_string(status.audio_frames_silenced) + " of " +
-                  std::to_string(status.audio_frames_received) +
-                  " audio frames cannot be decoded, the first at " +
-                  ClockText(first_silenced_us_, 3) + "; the MP4 is silent there");
+                  CountText(status.audio_frames_received, "audio frame") +
+                  " cannot be decoded, the first at " + ClockText(first_silenced_us_, 3) +
+                  "; the MP4 is silent there");
   }
   if (status.audio_frames_received == 0) report_->Warn("the record contains no audio");
 }

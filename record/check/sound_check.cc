@@ -59,9 +59,8 @@ class SoundCheck {
     const bool is_left_out = !framing_.is_adts && !has_good_;
     findings_->Add(is_left_out ? FindingCode::kAudioLeftOut : FindingCode::kAudioUndecodable,
                    first_.header.record_timestamp_us,
-                   Text("%" PRIu64 " audio frames in a row, the first at %" PRIu64
-                        " of .aac, cannot be decoded: %s",
-                        run_length_, first_.data.start_position,
+                   Text("%s in a row, the first at %" PRIu64 " of .aac, cannot be decoded: %s",
+                        CountText(run_length_, "audio frame").c_str(), first_.data.start_position,
                         is_left_out ? "the MP4 begins after them"
                                     : "the MP4 is silent there; with --video copy, transcode with "
                                       "--check-sound, or players may stop there"));

@@ -69,7 +69,7 @@ TEST_F(SoundCheckTest, TellsEachRunOfFramesThatDoNotDecode) {
   EXPECT_THAT(
       Told(),
       ElementsAre("42666: 2 audio frames in a row, the first at 10 of .aac, cannot be decoded",
-                  "106665: 1 audio frames in a row, the first at 40 of .aac, cannot be "
+                  "106665: 1 audio frame in a row, the first at 40 of .aac, cannot be "
                   "decoded"));
 }
 
@@ -100,7 +100,7 @@ TEST_F(SoundCheckTest, LooksAtRawFrames) {
   Audio(std::string(kMaxAacFrameSize, 'x'));
   Audio(std::string(kMaxAacFrameSize + 1, 'x'));
   Audio("two");
-  EXPECT_THAT(Told(), ElementsAre("63999: 1 audio frames in a row, the first at 8194 of .aac, "
+  EXPECT_THAT(Told(), ElementsAre("63999: 1 audio frame in a row, the first at 8194 of .aac, "
                                   "cannot be decoded"));
   // The first frame once more, as the MP4 writer recognises the sound by it.
   EXPECT_EQ(examiner_.asked.size(), 6u);
@@ -108,7 +108,7 @@ TEST_F(SoundCheckTest, LooksAtRawFrames) {
 
 TEST_F(SoundCheckTest, RawFramesBeforeTheFirstGoodOneAreLeftOut) {
   for (const char* frame : {"bad", "bad", "one", "bad"}) Audio(frame);
-  EXPECT_THAT(Told(), ElementsAre("85332: 1 audio frames in a row, the first at 9 of .aac, cannot "
+  EXPECT_THAT(Told(), ElementsAre("85332: 1 audio frame in a row, the first at 9 of .aac, cannot "
                                   "be decoded"));
   EXPECT_EQ(Analyse().findings.count(FindingCode::kAudioLeftOut), 1u);
 }
