@@ -184,12 +184,10 @@ void H264Inspector::Describe(const StreamNalUnit& unit, NalUnitReport* report) {
   if (report->type == H264::kNaluTypeSps) {
     SpsParser::SpsState sps;
     if (!SpsParser::ParseSps(payload, size, sps)) return;
-    tracker_.AddSps(sps);
     report->sps = sps;
   } else if (report->type == H264::kNaluTypePps) {
     const auto pps = PpsParser::ParsePps(payload, size);
     if (pps == nullptr) return;
-    tracker_.AddPps(*pps);
     report->pps = *pps;
   } else if (H264::HasSliceHeader(report->type)) {
     const auto pps_id = PpsParser::ParsePpsIdFromSlice(payload, size);

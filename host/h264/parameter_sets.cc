@@ -1,13 +1,13 @@
 #include "host/h264/parameter_sets.h"
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 #include <utility>
 
 #include "kx_utility/bitbuffer.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
 #include "record/stream/access_unit_contents.h"
+#include "record/stream/picture_parameters.h"
 
 namespace kxrtc_host {
 namespace {
@@ -23,13 +23,6 @@ std::vector<uint8_t> ReadHead(const std::string& bytes) {
   constexpr size_t kHeadBytes = 64;
   return kxrtc::H264::ParseRbsp(reinterpret_cast<const uint8_t*>(bytes.data()) + 1,
                                 static_cast<uint32_t>(std::min(bytes.size() - 1, kHeadBytes)));
-}
-
-// Profiles whose sequence parameter set has the chroma format (ITU-T H.264, 7.3.2.1.1).
-bool TellsChromaFormat(uint8_t profile) {
-  static constexpr uint8_t kProfiles[] = {100, 110, 122, 244, 44,  83, 86,
-                                          118, 128, 138, 139, 134, 135};
-  return std::find(std::begin(kProfiles), std::end(kProfiles), profile) != std::end(kProfiles);
 }
 
 struct ColourFormat {

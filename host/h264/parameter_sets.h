@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/h264/annex_b.h"
+#include "record/stream/annex_b.h"
 
 namespace kxrtc_host {
 

@@ -1,6 +1,7 @@
 #include "host/mp4/copy_video_track.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -56,6 +57,7 @@ bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
   ++report_->status.video_samples_received;
   SplitAccessUnit(data, size, &units_);
   const AccessUnitContents contents = LookInto();
+  const std::optional<PictureOrder> order = order_reader_.Read(units_);
   const CopySelection::Choice choice = selection_.Choose(contents);
   if (choice == CopySelection::Choice::kKeepSets) {
     sets_came_alone_ = true;
@@ -81,8 +83,12 @@ bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
   }
   if (has_held_) {
     time_us = report_->Raised(time_us, held_time_us_);
-    if (!WriteHeld(time_us - held_time_us_)) return false;
+    last_duration_us_ = time_us - held_time_us_;
   }
+  if (time_us - times_.first_open_us() > kLongestHeldUs) order_.Flush();
+  order_.Push(order);
+  times_.Add(time_us);
+  if (has_held_ && !PassOn()) return false;
   NoteRotation(time_us);
   std::swap(held_, sample_);
   has_held_ = true;
@@ -91,18 +97,30 @@ bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
   return true;
 }
 
-bool CopyVideoTrack::WriteHeld(int64_t duration_us) {
+// Gives the last sample to the muxer.
+bool CopyVideoTrack::PassOn() {
+  uint64_t picture = 0;
+  while (order_.Pop(&picture)) times_.Show(picture);
+  has_held_ = false;
   Mp4Sample sample;
-  sample.presentation_time = held_time_us_;
-  sample.decode_time = held_time_us_;
-  sample.duration = duration_us;
   sample.is_key = held_is_key_;
   sample.data = held_.data();
   sample.size = held_.size();
-  has_held_ = false;
-  last_duration_us_ = duration_us;
-  end_us_ = held_time_us_ + duration_us;
-  return muxer_->WriteVideo(sample);
+  if (unplaced_ == 0 && times_.Next(&sample)) return muxer_->WriteVideo(sample);
+  muxer_->HoldVideo(sample);
+  ++unplaced_;
+  if (unplaced_ > kMaxHeldPictures || muxer_->waiting_bytes() > kMaxHeldBytes) order_.Flush();
+  return Place();
+}
+
+// Gives all waiting samples their times whose place is known.
+bool CopyVideoTrack::Place() {
+  uint64_t picture = 0;
+  while (order_.Pop(&picture)) times_.Show(picture);
+  for (Mp4SampleTimes times; unplaced_ > 0 && times_.Next(&times); --unplaced_) {
+    if (!muxer_->SetTimes(times)) return false;
+  }
+  return true;
 }
 
 // An MP4 track has one rotation, so only a constant rotation can be stored.
@@ -125,10 +143,21 @@ void CopyVideoTrack::TellRotation() {
                 " degrees, which copied video cannot do; use encode mode");
 }
 
+void CopyVideoTrack::TellOrder() {
+  if (order_.misplaced() == 0) return;
+  report_->Warn("the display order of some pictures cannot be derived (" +
+                std::to_string(order_.misplaced()) + " of " + std::to_string(order_.pushed()) +
+                "); copied video shows them as they were recorded; use encode mode");
+}
+
 bool CopyVideoTrack::Finish(int64_t end_us) {
   if (has_held_) {
-    if (!WriteHeld(LastCopiedDurationUs(held_time_us_, last_duration_us_, end_us))) return false;
+    end_us_ = held_time_us_ + LastCopiedDurationUs(held_time_us_, last_duration_us_, end_us);
+    order_.Flush();
+    times_.Add(end_us_);
+    if (!PassOn()) return false;
     TellRotation();
+    TellOrder();
   }
   const Mp4WriterStatus& status = report_->status;
   if (status.video_samples_dropped != 0) {

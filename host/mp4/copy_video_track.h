@@ -6,13 +6,16 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/h264/annex_b.h"
 #include "host/h264/parameter_sets.h"
 #include "host/mp4/mp4_muxer.h"
+#include "host/mp4/picture_times.h"
 #include "host/mp4/video_track.h"
 #include "host/mp4/writer_report.h"
 #include "kx_utility/raw_buffer.h"
 #include "record/predict/copy_selection.h"
+#include "record/stream/annex_b.h"
+#include "record/stream/display_order.h"
+#include "record/stream/picture_order.h"
 #include "record/timing/copied_video.h"
 
 namespace kxrtc_host {
@@ -21,6 +24,12 @@ namespace kxrtc_host {
 // the newest ones.
 class CopyVideoTrack : public VideoTrack {
  public:
+  // Pictures of a stream that shows them in another order than it codes them wait until their place
+  // is known. Limits: pictures, all samples behind the first of them, and its time.
+  static constexpr uint64_t kMaxHeldPictures = 64;
+  static constexpr uint64_t kMaxHeldBytes = 2 * Mp4Muxer::kMaxWaitingBytes;
+  static constexpr int64_t kLongestHeldUs = 60000000;
+
   // `width` and `height` go into the file; the sizes of its pictures may differ.
   // Both pointers outlive this.
   CopyVideoTrack(uint32_t width, uint32_t height, Mp4Muxer* muxer, WriterReport* report)
@@ -36,8 +45,10 @@ class CopyVideoTrack : public VideoTrack {
   AccessUnitContents LookInto();
   bool BuildSample(bool with_parameter_sets);
   void NoteRotation(int64_t time_us);
-  bool WriteHeld(int64_t duration_us);
+  bool PassOn();
+  bool Place();
   void TellRotation();
+  void TellOrder();
 
   const uint32_t width_;
   const uint32_t height_;
@@ -50,6 +61,11 @@ class CopyVideoTrack : public VideoTrack {
   bool described_ = false;
   int32_t rotation_ = 0;  // The current one.
   std::vector<RotationChange> rotations_;
+
+  PictureOrderReader order_reader_;
+  DisplayOrder order_;
+  PictureTimes times_;
+  uint64_t unplaced_ = 0;  // Pictures that wait in the muxer.
 
   // The last sample waits for the next one, which gives its duration.
   bool has_held_ = false;

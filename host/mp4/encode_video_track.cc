@@ -1,5 +1,6 @@
 #include "host/mp4/encode_video_track.h"
 
+#include <algorithm>
 #include <limits>
 #include <string>
 #include <utility>
@@ -13,6 +14,9 @@ namespace {
 
 // Ticks of the file's track for each frame: fine enough for any player, and exact.
 constexpr uint32_t kTicksPerFrame = 1000;
+
+// The sound does not wait longer for pictures in the decoder.
+constexpr int64_t kLongestDecoderLagUs = kMicrosecondsPerSecond;
 
 bool IsDamaged(const AVFrame& picture) {
   return (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0 || picture.decode_error_flags != 0;
@@ -97,7 +101,7 @@ bool EncodeVideoTrack::ShowPicture(int64_t time_us, int32_t rotation) {
     next_tick_ =
         time_us <= 0 ? 0 : ScaleTime(time_us, settings_.frame_rate, kMicrosecondsPerSecond);
     while (next_tick_ > 0 && TickTimeUs(next_tick_) > time_us) --next_tick_;
-  } else if (!AdvanceTo(time_us)) {
+  } else if (!ShowUntil(time_us)) {
     return false;
   }
   if (!layout_.Draw(*decoded_, rotation, shown_.get())) return NoteUndecodable();
@@ -137,8 +141,13 @@ void EncodeVideoTrack::SkipUntil(int64_t time_us) {
 
 // Keeps back the tick that may be nearest to a picture of this time. Always rounding up would put
 // pictures half a tick behind the sound on average, and a whole tick at worst.
-bool EncodeVideoTrack::AdvanceTo(int64_t time_us) {
+bool EncodeVideoTrack::ShowUntil(int64_t time_us) {
   return EmitUntil(time_us - kMicrosecondsPerSecond / settings_.frame_rate / 2);
+}
+
+// The decoder may still hold pictures that are shown before that.
+bool EncodeVideoTrack::AdvanceTo(int64_t time_us) {
+  return ShowUntil(std::max(decoder_.NextPictureUs(time_us), time_us - kLongestDecoderLagUs));
 }
 
 bool EncodeVideoTrack::EmitTick() {

@@ -15,12 +15,12 @@
 #include "host/ffmpeg/ffmpeg_handles.h"
 #include "host/ffmpeg/h264_encoder.h"
 #include "host/ffmpeg/picture_layout.h"
-#include "host/h264/annex_b.h"
 #include "host/mp4/mp4_muxer.h"
 #include "host/mp4/picture_decoder.h"
 #include "host/mp4/video_track.h"
 #include "host/mp4/writer_report.h"
 #include "kx_utility/raw_buffer.h"
+#include "record/stream/annex_b.h"
 
 namespace kxrtc_host {
 
@@ -54,6 +54,7 @@ class EncodeVideoTrack : public VideoTrack {
     int64_t ticks;
   };
 
+  bool ShowUntil(int64_t time_us);
   bool TakePictures();
   bool ShowPicture(int64_t time_us, int32_t rotation);
   bool NoteUndecodable();

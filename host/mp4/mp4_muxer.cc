@@ -149,27 +149,45 @@ bool Mp4Muxer::Write(Track track, const Mp4Sample& sample) {
         track == kVideo ? WriterFailure::kVideo : WriterFailure::kAudio,
         "a sample of " + std::to_string(sample.size) + " bytes is too large for the MP4 file");
   }
-  if (begun_) return WriteNow(track, sample);
-  if (!KeepWaiting(track, sample)) return false;
-  const bool both = described_[kVideo] && described_[kAudio];
-  return both || waiting_bytes_ > kMaxWaitingBytes ? Begin() : true;
+  if (begun_ && waiting_.empty()) return WriteNow(track, sample);
+  KeepWaiting(track, sample, true);
+  return begun_ || !HasWaitedEnough() || Begin();
 }
 
-bool Mp4Muxer::KeepWaiting(Track track, const Mp4Sample& sample) {
+void Mp4Muxer::HoldVideo(const Mp4Sample& sample) { KeepWaiting(kVideo, sample, false); }
+
+bool Mp4Muxer::SetTimes(const Mp4SampleTimes& times) {
+  if (report_->failed()) return false;
+  const auto held = std::find_if(waiting_.begin(), waiting_.end(),
+                                 [](const WaitingSample& sample) { return !sample.has_times; });
+  static_cast<Mp4SampleTimes&>(held->sample) = times;
+  held->has_times = true;
+  if (!begun_) return !HasWaitedEnough() || Begin();
+  return WriteWaiting();
+}
+
+bool Mp4Muxer::HasWaitedEnough() const {
+  return (described_[kVideo] && described_[kAudio]) || waiting_bytes_ > kMaxWaitingBytes;
+}
+
+// Small samples also need memory for their administration.
+uint64_t Mp4Muxer::WaitingBytes(const WaitingSample& waiting) {
+  return waiting.bytes.size() + sizeof(waiting);
+}
+
+void Mp4Muxer::KeepWaiting(Track track, const Mp4Sample& sample, bool has_times) {
   const auto* bytes = reinterpret_cast<const char*>(sample.data);
-  waiting_.push_back({track, sample, std::string(bytes, sample.size)});
-  // Small samples also need memory for their administration.
-  waiting_bytes_ += sample.size + sizeof(WaitingSample);
-  return true;
+  waiting_.push_back({track, sample, std::string(bytes, sample.size), has_times});
+  waiting_bytes_ += WaitingBytes(waiting_.back());
 }
 
 bool Mp4Muxer::WriteWaiting() {
-  for (WaitingSample& waiting : waiting_) {
+  for (; !waiting_.empty() && waiting_.front().has_times; waiting_.pop_front()) {
+    WaitingSample& waiting = waiting_.front();
     waiting.sample.data = reinterpret_cast<const uint8_t*>(waiting.bytes.data());
+    waiting_bytes_ -= WaitingBytes(waiting);
     if (!WriteNow(waiting.track, waiting.sample)) return false;
   }
-  waiting_.clear();
-  waiting_.shrink_to_fit();
   return true;
 }
 

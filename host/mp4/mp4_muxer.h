@@ -4,6 +4,7 @@
 #define HOST_MP4_MP4_MUXER_H_
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -29,11 +30,14 @@ struct AudioTrackInfo {
   uint32_t channel_count = 0;
 };
 
-// One sample. Times are in the unit of its track; decode times increase.
-struct Mp4Sample {
+// When a sample is decoded and shown, in the unit of its track; decode times increase.
+struct Mp4SampleTimes {
   int64_t presentation_time = 0;
   int64_t decode_time = 0;
   int64_t duration = 0;
+};
+
+struct Mp4Sample : Mp4SampleTimes {
   bool is_key = false;
   const uint8_t* data = nullptr;
   uint32_t size = 0;
@@ -62,6 +66,12 @@ class Mp4Muxer {
   [[nodiscard]] bool WriteVideo(const Mp4Sample& sample) { return Write(kVideo, sample); }
   [[nodiscard]] bool WriteAudio(const Mp4Sample& sample) { return Write(kAudio, sample); }
 
+  // Takes a picture whose times are not known yet. It waits for them in memory, and all samples
+  // that come later wait behind it. SetTimes() gives the times to the first picture without them.
+  void HoldVideo(const Mp4Sample& sample);
+  [[nodiscard]] bool SetTimes(const Mp4SampleTimes& times);
+  uint64_t waiting_bytes() const { return waiting_bytes_; }
+
   // Players turn the video track clockwise by `rotation` degrees. Call any time before Finish().
   void SetRotation(int32_t rotation);
 
@@ -74,6 +84,7 @@ class Mp4Muxer {
     Track track;
     Mp4Sample sample;  // Its data pointer is not used.
     std::string bytes;
+    bool has_times;
   };
   struct TrackCounts {
     uint64_t samples = 0;
@@ -83,7 +94,9 @@ class Mp4Muxer {
 
   bool Write(Track track, const Mp4Sample& sample);
   bool WriteNow(Track track, const Mp4Sample& sample);
-  bool KeepWaiting(Track track, const Mp4Sample& sample);
+  bool HasWaitedEnough() const;
+  static uint64_t WaitingBytes(const WaitingSample& waiting);
+  void KeepWaiting(Track track, const Mp4Sample& sample, bool has_times);
   bool Begin();
   void AddVideoStream();
   void AddAudioStream();
@@ -103,7 +116,7 @@ class Mp4Muxer {
   bool described_[kTrackCount] = {};
   bool begun_ = false;
   AVStream* streams_[kTrackCount] = {};  // Null: the file has no such track.
-  std::vector<WaitingSample> waiting_;
+  std::deque<WaitingSample> waiting_;
   uint64_t waiting_bytes_ = 0;
   TrackCounts counts_[kTrackCount];
   uint64_t left_out_[kTrackCount] = {};

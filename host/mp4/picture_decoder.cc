@@ -30,14 +30,31 @@ bool PictureDecoder::Send(int64_t time_us, const uint8_t* data, uint32_t size) {
   packet_->dts = time_us;
   const int result = avcodec_send_packet(context_.get(), packet_.get());
   av_packet_unref(packet_.get());
+  if (result >= 0) times_.push_back(time_us);
   return result >= 0;
+}
+
+// A picture comes with the time it was sent with. Not every access unit gives a picture: where all
+// earlier ones have been shown, the times before this one belong to none.
+void PictureDecoder::PlaceInDisplayOrder(AVFrame* picture) {
+  const bool is_behind_all = context_->has_b_frames == 0 || picture->key_frame != 0;
+  while (!times_.empty() && is_behind_all && times_.front() < picture->pts) times_.pop_front();
+  if (times_.empty()) return;
+  picture->pts = times_.front();
+  times_.pop_front();
 }
 
 bool PictureDecoder::Receive(AVFrame* picture, int32_t* rotation) {
   if (avcodec_receive_frame(context_.get(), picture) < 0) return false;
+  PlaceInDisplayOrder(picture);
   while (rotations_.size() > 1 && rotations_[1].time_us <= picture->pts) rotations_.pop_front();
   *rotation = rotations_.empty() ? 0 : rotations_.front().rotation;
   return true;
+}
+
+int64_t PictureDecoder::NextPictureUs(int64_t time_us) const {
+  return context_->has_b_frames == 0 || times_.empty() ? time_us
+                                                       : std::min(times_.front(), time_us);
 }
 
 }  // namespace kxrtc_host

@@ -24,14 +24,21 @@ class PictureDecoder {
   // False: it cannot be decoded.
   [[nodiscard]] bool Send(int64_t time_us, const uint8_t* data, uint32_t size);
 
-  // Stores the next picture; its pts is the time it was sent with. FFmpeg marks a picture that was
+  // Stores the next picture in display order. Its pts is the time for its place there: of the times
+  // sent and not given to a picture yet, the first. FFmpeg marks a picture that was
   // concealed and not decoded. False: there is none yet, or no more.
   [[nodiscard]] bool Receive(AVFrame* picture, int32_t* rotation);
 
+  // The next picture has this time or a later one; `time_us` if none waits.
+  int64_t NextPictureUs(int64_t time_us) const;
+
  private:
+  void PlaceInDisplayOrder(AVFrame* picture);
+
   CodecContextHandle context_;
   PacketHandle packet_;
   int32_t rotation_ = 0;
+  std::deque<int64_t> times_;             // Sent, and not given to a picture yet.
   std::deque<RotationChange> rotations_;  // Those that later pictures may need.
 };
 

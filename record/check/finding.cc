@@ -65,6 +65,7 @@ constexpr CodeRow kCodes[] = {
     {FindingCode::kVideoNoKeyAfterSwitch, "video.no-key-after-switch", Severity::kWarning},
     {FindingCode::kVideoNoParameterSets, "video.no-parameter-sets", Severity::kWarning},
     {FindingCode::kVideoNoStartCode, "video.no-start-code", Severity::kWarning},
+    {FindingCode::kVideoPictureOrder, "video.picture-order", Severity::kWarning},
     {FindingCode::kVideoSizeMismatch, "video.size-mismatch", Severity::kWarning},
     {FindingCode::kVideoSpsNotExamined, "video.sps-not-examined", Severity::kInfo},
 };

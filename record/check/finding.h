@@ -69,6 +69,7 @@ enum class FindingCode {
   kVideoNoKeyAfterSwitch,
   kVideoNoParameterSets,
   kVideoNoStartCode,
+  kVideoPictureOrder,
   kVideoSizeMismatch,
   kVideoSpsNotExamined,
   kCount,

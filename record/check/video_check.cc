@@ -26,6 +26,7 @@ bool IsKnownProfile(uint32_t profile_idc) {
 void VideoCheck::OnNewChannel() {
   expects_key_frame_ = true;
   has_attributes_ = false;
+  is_shown_ = false;
 }
 
 void VideoCheck::OnAttributes(const IndexRecord& record) {
@@ -91,15 +92,21 @@ void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) 
                                 " of .264 contains a NAL unit of a type that a frame cannot have",
                                 position));
   }
+  units_.clear();
   for (const auto& nal_unit : nal_units) {
     const uint8_t* bytes = frame_.data() + nal_unit.payload_start_offset;
     if (nal_unit.payload_size == 0) continue;
-    if (kxrtc::H264::ParseNaluType(bytes[0]) != kxrtc::H264::kNaluTypeSps) continue;
+    units_.push_back({bytes, nal_unit.payload_size});
+    if (units_.back().type() != kxrtc::H264::kNaluTypeSps) continue;
     CheckParameterSet(bytes, nal_unit.payload_size, time_us);
   }
   has_sps_ |= contents_.usable_sps;
   has_pps_ |= contents_.usable_pps;
   const bool has_sets = has_sps_ && has_pps_;
+  if (is_key) is_shown_ = has_sets;
+  const std::optional<PictureOrder> order = order_reader_.Read(units_);
+  if (contents_.slice && is_shown_) order_.Push(order);
+  for (uint64_t picture = 0; order_.Pop(&picture);) continue;
   if (is_key && !has_sets) {
     summary_->findings.Add(FindingCode::kVideoNoParameterSets, time_us,
                            Text("the key frame at %" PRIu64
@@ -127,6 +134,15 @@ void VideoCheck::ReadFormat(const uint8_t* nal_unit, uint32_t size, int64_t time
       FindingCode::kVideoSpsNotExamined, time_us,
       "a sequence parameter set is not examined, because the library does not parse all that it "
       "contains; only its size, profile and level are known");
+}
+
+void VideoCheck::Finish() {
+  if (order_.misplaced() == 0) return;
+  summary_->findings.Add(
+      FindingCode::kVideoPictureOrder, std::nullopt,
+      Text("the display order of %" PRIu64 " of %" PRIu64
+           " pictures cannot be derived; an MP4 of copied video shows them as they were recorded",
+           order_.misplaced(), order_.pushed()));
 }
 
 void VideoCheck::CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64_t time_us) {

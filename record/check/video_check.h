@@ -11,6 +11,8 @@
 #include "record/check/record_summary.h"
 #include "record/index/index_walker.h"
 #include "record/stream/access_unit_contents.h"
+#include "record/stream/display_order.h"
+#include "record/stream/picture_order.h"
 
 namespace kxrtc_host {
 
@@ -28,13 +30,15 @@ class VideoCheck {
   void OnAttributes(const IndexRecord& record);
 
   // The icon is pushed. Parameter sets before it are no longer valid.
-  void OnIcon() { has_sps_ = has_pps_ = false; }
+  void OnIcon() { has_sps_ = has_pps_ = is_shown_ = false; }
 
   // For a frame inside the file. True for a key frame.
   bool OnFrame(const IndexRecord& record);
 
   // Of the latest frame, as far as it was read.
   const AccessUnitContents& contents() const { return contents_; }
+
+  void Finish();
 
  private:
   bool ReadFrame(const IndexRecord& record);
@@ -57,6 +61,10 @@ class VideoCheck {
   bool has_sps_ = false;           // Since the latest attributes or icon.
   bool has_pps_ = false;           // Likewise.
   kxrtc::NewVideoAttributesRecord attributes_;
+  bool is_shown_ = false;  // The MP4 contains the frames: a key frame with parameter sets came.
+  PictureOrderReader order_reader_;
+  DisplayOrder order_;
+  std::vector<NalUnit> units_;  // Of the current frame.
 };
 
 }  // namespace kxrtc_host

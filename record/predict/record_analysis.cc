@@ -61,6 +61,7 @@ class Analysis {
     clock_.Finish();
     video_data_.Finish();
     audio_data_.Finish();
+    video_.Finish();
     audio_.Finish();
     replay_.Finish();
     output_.Finish(replay_.failure());

@@ -5,14 +5,13 @@
 
 #include "kx_utility/bitbuffer.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
+#include "record/stream/picture_parameters.h"
 
 namespace kxrtc_host {
 namespace {
 
 namespace H264 = kxrtc::H264;
 
-constexpr uint32_t kMaxSpsId = 31;
-constexpr uint32_t kMaxPpsId = 255;
 constexpr uint32_t kSpsFixedBytes = 3;  // Profile, constraints, level.
 constexpr uint32_t kHeadBytes = 64;     // Enough for the elements read here.
 
@@ -27,7 +26,7 @@ std::optional<uint32_t> ParameterSetId(const uint8_t* nal_unit, uint32_t size) {
   kx_utility::BitBuffer reader(head.data(), static_cast<uint32_t>(head.size()));
   uint32_t id = 0;
   if ((is_sps && !reader.ConsumeBytes(kSpsFixedBytes)) || !reader.ReadExponentialGolomb(&id) ||
-      id > (is_sps ? kMaxSpsId : kMaxPpsId)) {
+      id > (is_sps ? kMaxSequenceId : kMaxPictureId)) {
     return std::nullopt;
   }
   return id;

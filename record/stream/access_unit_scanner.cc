@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "kxrtc/media/video/h264/nal_unit.h"
-#include "kxrtc/media/video/h264/pps_parser.h"
 
 namespace kxrtc_host {
 namespace {
@@ -74,12 +73,9 @@ bool AccessUnitScanner::OnUnit(const StreamNalUnit& unit) {
   if (unit.type() == H264::kNaluTypeSps) {
     kxrtc::SpsParser::SpsState sps;
     if (timing_.AddSps(payload, head_size - 1, &sps)) {
-      tracker_.AddSps(sps);
       open_.width = sps.width;
       open_.height = sps.height;
     }
-  } else if (unit.type() == H264::kNaluTypePps) {
-    if (const auto pps = kxrtc::PpsParser::ParsePps(payload, head_size - 1)) tracker_.AddPps(*pps);
   } else if (unit.type() == H264::kNaluTypeSei) {
     timing_.AddSei(payload, head_size - 1);
   } else if (H264::IsPictureData(unit.type())) {

@@ -41,6 +41,7 @@ const play = ({ source, limit }) => new Promise((done) => {
     error: video.error && `${video.error.code} ${video.error.message}`, ended: video.ended,
     time: video.currentTime, duration: video.duration,
     frames: video.getVideoPlaybackQuality().totalVideoFrames,
+    dropped: video.getVideoPlaybackQuality().droppedVideoFrames,
   });
   const sizes = [];
   video.addEventListener('resize', () => sizes.push(`${video.videoWidth}x${video.videoHeight}`));

@@ -21,4 +21,22 @@ TEST(PlaybackMediaTest, IsMade) {
   }
 }
 
+TEST(PlaybackMediaTest, WithBPicturesIsMade) {
+  kx_testing::TempDir record;
+  kx_testing::RecordBuilder builder(record);
+  builder.Start(0).Channel(1, kx_testing::kCamera).Attributes(2, 128, 96);
+  int64_t time_us = 3;
+  for (const std::string& picture : kx_testing::MakeVideoWith(
+           "reordered", 120, "bframes=3:b-adapt=0:b-pyramid=normal:keyint=48")) {
+    builder.Video(time_us, picture);
+    time_us += 41667;
+  }
+  builder.Stop(time_us).Write();
+  const kx_testing::ShellResult run =
+      kx_testing::RunKxrtc("transcode --force --quiet --video copy " + record.path() + " " +
+                           kx_testing::Quoted(PLAYBACK_FOLDER "/reordered.mp4"));
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_EQ(run.errors, "kxrtc: warning: the record contains no audio\n");
+}
+
 }  // namespace

@@ -70,6 +70,11 @@ void ReadTables(const Bytes& stbl, Mp4Track* track) {
   for (uint32_t i = 0; i < stts.U32(4); ++i) {
     track->durations.insert(track->durations.end(), stts.U32(8 + i * 8), stts.U32(12 + i * 8));
   }
+  const Bytes ctts = stbl.Child("ctts");
+  for (uint32_t i = 0; ctts.size() > 0 && i < ctts.U32(4); ++i) {
+    track->offsets.insert(track->offsets.end(), ctts.U32(8 + i * 8),
+                          static_cast<int32_t>(ctts.U32(12 + i * 8)));
+  }
   const Bytes stsz = stbl.Child("stsz");
   for (uint32_t i = 0; i < stsz.U32(8); ++i) {
     track->sizes.push_back(stsz.U32(4) != 0 ? stsz.U32(4) : stsz.U32(12 + i * 4));

@@ -13,6 +13,7 @@ struct Mp4Track {
   uint32_t ticks_per_second = 0;
   int64_t start_us = 0;                 // Where its edit list lets it begin in the movie.
   std::vector<uint32_t> durations;      // Of each sample, in ticks.
+  std::vector<int32_t> offsets;         // From decoding to display, in ticks; empty: none.
   std::vector<uint32_t> sizes;          // Bytes.
   std::vector<uint64_t> chunk_offsets;  // Bytes from the start of the file.
   std::vector<uint32_t> key_samples;    // Counted from 1; empty: all.
@@ -20,8 +21,7 @@ struct Mp4Track {
   uint32_t width = 0;                   // Of the track header, pixels.
   uint32_t height = 0;
 
-  // Where sample `index`, counted from 0, begins in the movie. Tracks with composition offsets are
-  // not meant.
+  // When sample `index`, counted from 0, is decoded: shown, if there are no offsets.
   int64_t TimeOfSampleUs(size_t index) const;
   int64_t EndUs() const { return TimeOfSampleUs(durations.size()); }
 };

@@ -97,6 +97,15 @@ std::vector<std::string> MakeVideo(const VideoSpec& spec) {
   return SplitPictures(Cached(spec.name + ".264", command));
 }
 
+std::vector<std::string> MakeVideoWith(const std::string& name, int frames,
+                                       const std::string& x264_options) {
+  const std::string command =
+      "ffmpeg -nostdin -v error -f lavfi -i testsrc2=s=128x96:r=24 -frames:v " +
+      std::to_string(frames) + " -c:v libx264 -pix_fmt yuv420p -preset fast -x264-params " +
+      Quoted("threads=1:repeat-headers=1:log-level=error:" + x264_options) + " -f h264 -";
+  return SplitPictures(Cached(name + ".264", command));
+}
+
 std::vector<std::string> MakeAudio(int frames, int channels, bool with_adts) {
   const std::string seconds = std::to_string((frames + 2) * 1024.0 / 48000);
   const std::string stream =

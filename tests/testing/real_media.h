@@ -26,6 +26,11 @@ struct VideoSpec {
 // conference there are no B-frames. Empty when ffmpeg cannot make it: the test fails.
 std::vector<std::string> MakeVideo(const VideoSpec& spec);
 
+// The access units of 24 pictures a second with the x264 options `x264_options`, e.g.
+// "bframes=3:b-adapt=0".
+std::vector<std::string> MakeVideoWith(const std::string& name, int frames,
+                                       const std::string& x264_options);
+
 // `frames` AAC frames of a tone with 48000 samples a second, ADTS header included or stripped.
 std::vector<std::string> MakeAudio(int frames, int channels, bool with_adts);
 

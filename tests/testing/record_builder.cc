@@ -7,8 +7,8 @@ using std::to_string;
 std::string KeyFrame() { return std::string("\0\0\0\1\x65key", 8); }
 std::string DeltaFrame() {
   return std::string(
-      "\0\0\0\1\x41"
-      "delta",
+      "\0\0\0\1\x41\xE0"  // Of the picture parameter set 0.
+      "elta",
       10);
 }
 

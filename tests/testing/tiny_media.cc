@@ -5,7 +5,8 @@
 #include <algorithm>
 
 #include "host/ffmpeg/ffmpeg_handles.h"
-#include "host/h264/annex_b.h"
+#include "record/stream/annex_b.h"
+#include "tests/testing/shell.h"
 
 extern "C" {
 #include <libavutil/dict.h>
@@ -18,7 +19,7 @@ using kxrtc_host::CodecContextHandle;
 using kxrtc_host::FrameHandle;
 using kxrtc_host::PacketHandle;
 
-CodecContextHandle OpenEncoder(int width, int height, int key_frame_distance) {
+CodecContextHandle OpenEncoder(int width, int height, int key_frame_distance, int b_pictures) {
   const AVCodec* codec = avcodec_find_encoder_by_name("libx264");
   CodecContextHandle context(avcodec_alloc_context3(codec));
   context->width = width;
@@ -26,12 +27,12 @@ CodecContextHandle OpenEncoder(int width, int height, int key_frame_distance) {
   context->pix_fmt = AV_PIX_FMT_YUV420P;
   context->time_base = {1, 24};
   context->gop_size = key_frame_distance;
-  context->max_b_frames = 0;
+  context->max_b_frames = b_pictures;
   context->thread_count = 1;
   AVDictionary* options = nullptr;
   av_dict_set(&options, "preset", "ultrafast", 0);
   av_dict_set(&options, "tune", "zerolatency", 0);
-  av_dict_set(&options, "x264-params", "scenecut=0", 0);
+  av_dict_set(&options, "x264-params", "scenecut=0:b-adapt=0:b-pyramid=none", 0);
   EXPECT_GE(avcodec_open2(context.get(), codec, &options), 0);
   av_dict_free(&options);
   return context;
@@ -48,11 +49,8 @@ void Paint(AVFrame* picture, int luma) {
   }
 }
 
-}  // namespace
-
-std::vector<std::string> TinyVideo(int width, int height, int frames, int key_frame_distance,
-                                   int luma) {
-  CodecContextHandle context = OpenEncoder(width, height, key_frame_distance);
+std::vector<std::string> Encode(int width, int height, int frames, int luma, int step,
+                                CodecContextHandle context) {
   FrameHandle picture(av_frame_alloc());
   picture->width = width;
   picture->height = height;
@@ -64,7 +62,7 @@ std::vector<std::string> TinyVideo(int width, int height, int frames, int key_fr
     const bool at_end = i == frames;
     if (!at_end) {
       EXPECT_GE(av_frame_make_writable(picture.get()), 0);
-      Paint(picture.get(), luma + i % 64);
+      Paint(picture.get(), luma + i % 64 * step);
       picture->pts = i;
     }
     EXPECT_GE(avcodec_send_frame(context.get(), at_end ? nullptr : picture.get()), 0);
@@ -75,6 +73,30 @@ std::vector<std::string> TinyVideo(int width, int height, int frames, int key_fr
   }
   EXPECT_EQ(units.size(), static_cast<size_t>(frames));
   return units;
+}
+
+}  // namespace
+
+std::vector<std::string> TinyVideo(int width, int height, int frames, int key_frame_distance,
+                                   int luma) {
+  return Encode(width, height, frames, luma, 1, OpenEncoder(width, height, key_frame_distance, 0));
+}
+
+std::vector<std::string> TinyReorderedVideo(int width, int height, int frames) {
+  return Encode(width, height, frames, 40, 3, OpenEncoder(width, height, 250, 2));
+}
+
+std::vector<int> ShownLumas(const std::string& path) {
+  const ShellResult run = RunShell("ffmpeg -nostdin -v error -i " + Quoted(path) +
+                                   " -map 0:v -fps_mode passthrough -vf crop=2:2:40:10 -pix_fmt "
+                                   "yuv420p -f rawvideo - ");
+  EXPECT_EQ(run.errors, "");
+  constexpr size_t kPictureBytes = 6;
+  std::vector<int> lumas;
+  for (size_t i = 0; i < run.output.size(); i += kPictureBytes) {
+    lumas.push_back(static_cast<uint8_t>(run.output[i]));
+  }
+  return lumas;
 }
 
 std::string WithoutNal(const std::string& access_unit, int nal_type) {

@@ -14,6 +14,14 @@ namespace kx_testing {
 std::vector<std::string> TinyVideo(int width, int height, int frames, int key_frame_distance = 250,
                                    int luma = 60);
 
+// The same in coded order, with two B pictures between every two others. The first picture has luma
+// 40, each of up to 64 is brighter by 3.
+std::vector<std::string> TinyReorderedVideo(int width, int height, int frames);
+
+// The luma of one point, outside of the white square, in each picture of the MP4 file in the order
+// in which ffmpeg shows them. What ffmpeg complains about fails the test.
+std::vector<int> ShownLumas(const std::string& path);
+
 // The access unit without its NAL units of type `nal_type`.
 std::string WithoutNal(const std::string& access_unit, int nal_type);
 

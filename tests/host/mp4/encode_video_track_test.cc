@@ -68,6 +68,21 @@ TEST_F(EncodeTest, MakesOneUniformTrackAtAConstantRate) {
   EXPECT_THAT(writer_->status().warnings, IsEmpty());
 }
 
+TEST_F(EncodeTest, BPicturesAreShownInTheirOrder) {
+  const std::vector<std::string> units = kx_testing::TinyReorderedVideo(64, 32, 43);
+  video_.bit_rate_kbps = 2000;
+  ASSERT_TRUE(Start());
+  Attributes();
+  for (int i = 0; i < 43; ++i) {
+    ASSERT_TRUE(Video(i * 125000 / 3, units[static_cast<size_t>(i)]));
+    Silence(i * 2 + 1, i * 2 + 2);
+  }
+  (void)Finished();
+  const std::vector<int> lumas = kx_testing::ShownLumas(path_);
+  ASSERT_GE(lumas.size(), 43u);
+  for (int i = 0; i < 43; ++i) EXPECT_NEAR(lumas[static_cast<size_t>(i)], 40 + 3 * i, 1) << i;
+}
+
 TEST_F(EncodeTest, APictureThatDoesNotDecodeLeavesTheLastOne) {
   const std::vector<std::string> units = TinyVideo(64, 32, 3);
   ASSERT_TRUE(Start());

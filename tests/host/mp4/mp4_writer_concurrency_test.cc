@@ -12,10 +12,10 @@ extern "C" {
 #include <vector>
 
 #include "host/ffmpeg/ffmpeg_log.h"
-#include "host/h264/annex_b.h"
 #include "host/mp4/media_component_factory_imp.h"
 #include "record/check/adts.h"
 #include "record/predict/record_outline.h"
+#include "record/stream/annex_b.h"
 #include "record/timing/media_time.h"
 #include "tests/testing/log_capture.h"
 #include "tests/testing/mp4_writer_fixture.h"

@@ -10,6 +10,8 @@
 #include "record/check/structure_check.h"
 #include "record/check/video_check.h"
 #include "record/predict/record_analysis.h"
+#include "tests/testing/bit_string.h"
+#include "tests/testing/h264_builder.h"
 #include "tests/testing/record_samples.h"
 
 namespace kxrtc_host {
@@ -83,6 +85,20 @@ RecordSummary SetsBeyondTheLibrary(const TempDir& dir, ParameterSetExaminer* exa
   AnalysisOptions options;
   options.parameter_set_examiner = examiner;
   return AnalyseRecord(dir.path(), options);
+}
+
+// A key frame of a stream that may show pictures in another order than it codes them.
+std::string ReorderableKeyFrame() {
+  const auto unit = [](uint8_t header, kx_testing::BitString payload) {
+    const std::vector<uint8_t> bytes = payload.Trailing().Bytes();
+    return std::string("\0\0\0\1", 4) + static_cast<char>(header) +
+           std::string(bytes.begin(), bytes.end());
+  };
+  kx_testing::BitString pps;
+  pps.Ue(0).Ue(0).U(2, 0).Ue(0).Ue(0).Ue(0).U(3, 0).Se(0).Se(0).Se(0).U(3, 0);
+  kx_testing::BitString slice;
+  slice.Ue(0).Ue(7).Ue(0).U(4, 0).Ue(0).U(6, 0).U(2, 0).Se(0);
+  return unit(0x67, kx_testing::SpsFields().Write()) + unit(0x68, pps) + unit(0x65, slice);
 }
 
 class RefusingExaminer : public SoundExaminer {
@@ -428,6 +444,16 @@ std::vector<CodeCase> VideoCases() {
       {"NoStartCode", FindingCode::kVideoNoStartCode,
        [](const TempDir& dir) {
          return AnalyseBuilt(dir, OpenCamera(dir).Video(40000, "no start code").Stop(50000));
+       }},
+      {"CutSliceHeader", FindingCode::kVideoPictureOrder,
+       [](const TempDir& dir) {
+         return AnalyseBuilt(dir, RecordBuilder(dir)
+                                      .Start(0)
+                                      .Channel(1, kCamera)
+                                      .Attributes(2, 1280, 720)
+                                      .Video(3, ReorderableKeyFrame())
+                                      .Video(40000, std::string("\0\0\0\1\x41\xE0", 6))
+                                      .Stop(50000));
        }},
       {"OtherSize", FindingCode::kVideoSizeMismatch,
        [](const TempDir& dir) {

@@ -1,4 +1,4 @@
-#include "host/h264/annex_b.h"
+#include "record/stream/annex_b.h"
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 // Converts access units (Annex B, start codes included) to MP4 samples, where each NAL unit starts
 // with its length (ISO/IEC 14496-15).
 // Threads: any.
-#ifndef HOST_H264_ANNEX_B_H_
-#define HOST_H264_ANNEX_B_H_
+#ifndef RECORD_STREAM_ANNEX_B_H_
+#define RECORD_STREAM_ANNEX_B_H_
 
 #include <cstdint>
 #include <vector>
@@ -30,4 +30,4 @@ void SplitAccessUnit(const uint8_t* data, uint32_t size, std::vector<NalUnit>* u
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_H264_ANNEX_B_H_
+#endif  // RECORD_STREAM_ANNEX_B_H_
