@@ -5,11 +5,12 @@
 
 #include <cstdint>
 
+#include "record/timing/icon_hold.h"
+
 namespace kxrtc_host {
 
-// Everything is sent this much later than its own time: room for reading ahead, decoding and the
-// jitter of live streams. The same for all sources, so that they stay in step.
-inline constexpr int64_t kPlayoutDelayUs = 200000;
+// Everything is sent kPlayoutDelayUs later than its own time. The same for all sources, so that
+// they stay in step.
 
 // A file: starts at a given time.
 class FileClock {

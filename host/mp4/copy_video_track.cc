@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "host/mp4/icon_filter.h"
 #include "record/timing/media_time.h"
 #include "record/timing/time_text.h"
 
@@ -54,7 +55,6 @@ void CopyVideoTrack::NoteRotation(int64_t time_us) {
 }
 
 bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
-  ++report_->status.video_samples_received;
   SplitAccessUnit(data, size, &units_);
   const AccessUnitContents contents = LookInto();
   const std::optional<PictureOrder> order = order_reader_.Read(units_);
@@ -88,13 +88,27 @@ bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
   if (time_us - times_.first_open_us() > kLongestHeldUs) order_.Flush();
   order_.Push(order);
   times_.Add(time_us);
-  if (has_held_ && !PassOn()) return false;
-  NoteRotation(time_us);
+  if (has_held_) {
+    NoteShown(last_duration_us_);
+    if (!PassOn()) return false;
+  }
+  held_is_icon_ = FindIconFrame(data, size) != nullptr;
+  held_size_ = order_reader_.size();
+  if (!held_is_icon_) NoteRotation(time_us);
   std::swap(held_, sample_);
   has_held_ = true;
   held_is_key_ = contents.idr;
   held_time_us_ = time_us;
   return true;
+}
+
+// The last sample was shown for so long.
+void CopyVideoTrack::NoteShown(int64_t duration_us) {
+  if (held_is_icon_) return;
+  if (held_size_.width != 0 && (size_us_.size() < kMaxSizes || size_us_.count(held_size_) > 0)) {
+    size_us_[held_size_] += duration_us;
+  }
+  rotation_us_[rotations_.back().rotation] += duration_us;
 }
 
 // Gives the last sample to the muxer.
@@ -123,15 +137,22 @@ bool CopyVideoTrack::Place() {
   return true;
 }
 
-// An MP4 track has one rotation, so only a constant rotation can be stored.
-void CopyVideoTrack::TellRotation() {
-  const bool constant = rotations_.size() == 1;
-  muxer_->SetRotation(constant ? rotations_.front().rotation : 0);
-  if (constant) return;
+// An MP4 track has one size and one rotation.
+void CopyVideoTrack::TellLook() {
+  const auto is_shorter = [](const auto& a, const auto& b) { return a.second < b.second; };
+  const auto size = std::max_element(size_us_.begin(), size_us_.end(), is_shorter);
+  if (size != size_us_.end()) muxer_->SetSize(size->first.width, size->first.height);
+  const auto rotation = std::max_element(rotation_us_.begin(), rotation_us_.end(), is_shorter);
+  if (rotation == rotation_us_.end()) return;
+  muxer_->SetRotation(rotation->first);
+  if (rotations_.size() > 1) TellRotation(rotation->first);
+}
+
+void CopyVideoTrack::TellRotation(int32_t main_rotation) {
   std::string ranges;
   size_t count = 0;
   for (size_t i = 0; i < rotations_.size(); ++i) {
-    if (rotations_[i].rotation == 0 || ++count > kMaxRangesTold) continue;
+    if (rotations_[i].rotation == main_rotation || ++count > kMaxRangesTold) continue;
     const int64_t until_us = i + 1 < rotations_.size() ? rotations_[i + 1].time_us : end_us_;
     ranges += (ranges.empty() ? "" : ", ") + ClockText(rotations_[i].time_us, 3) + " to " +
               ClockText(until_us, 3) + " by " + std::to_string(rotations_[i].rotation);
@@ -140,7 +161,11 @@ void CopyVideoTrack::TellRotation() {
     ranges += " and " + std::to_string(count - kMaxRangesTold) + " more times";
   }
   report_->Warn("the pictures should be rotated clockwise from " + ranges +
-                " degrees, which copied video cannot do; use encode mode");
+                " degrees, which copied video cannot do" +
+                (main_rotation == 0
+                     ? ""
+                     : ": it rotates all by " + std::to_string(main_rotation) + " degrees") +
+                "; use encode mode");
 }
 
 void CopyVideoTrack::TellOrder() {
@@ -155,8 +180,9 @@ bool CopyVideoTrack::Finish(int64_t end_us) {
     end_us_ = held_time_us_ + LastCopiedDurationUs(held_time_us_, last_duration_us_, end_us);
     order_.Flush();
     times_.Add(end_us_);
+    NoteShown(end_us_ - held_time_us_);
     if (!PassOn()) return false;
-    TellRotation();
+    TellLook();
     TellOrder();
   }
   const Mp4WriterStatus& status = report_->status;

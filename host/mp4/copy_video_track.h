@@ -4,6 +4,7 @@
 #define HOST_MP4_COPY_VIDEO_TRACK_H_
 
 #include <cstdint>
+#include <map>
 #include <vector>
 
 #include "host/h264/parameter_sets.h"
@@ -30,8 +31,11 @@ class CopyVideoTrack : public VideoTrack {
   static constexpr uint64_t kMaxHeldBytes = 2 * Mp4Muxer::kMaxWaitingBytes;
   static constexpr int64_t kLongestHeldUs = 60000000;
 
-  // `width` and `height` go into the file; the sizes of its pictures may differ.
-  // Both pointers outlive this.
+  // Further sizes are not counted.
+  static constexpr size_t kMaxSizes = 64;
+
+  // The file gets the size and rotation of the recorded pictures that are shown for most of the
+  // time: `width` and `height` if there are none. Both pointers outlive this.
   CopyVideoTrack(uint32_t width, uint32_t height, Mp4Muxer* muxer, WriterReport* report)
       : width_(width), height_(height), muxer_(muxer), report_(report) {}
 
@@ -45,9 +49,11 @@ class CopyVideoTrack : public VideoTrack {
   AccessUnitContents LookInto();
   bool BuildSample(bool with_parameter_sets);
   void NoteRotation(int64_t time_us);
+  void NoteShown(int64_t duration_us);
   bool PassOn();
   bool Place();
-  void TellRotation();
+  void TellLook();
+  void TellRotation(int32_t main_rotation);
   void TellOrder();
 
   const uint32_t width_;
@@ -59,8 +65,10 @@ class CopyVideoTrack : public VideoTrack {
   CopySelection selection_;
   bool sets_came_alone_ = false;  // Since the last picture.
   bool described_ = false;
-  int32_t rotation_ = 0;  // The current one.
-  std::vector<RotationChange> rotations_;
+  int32_t rotation_ = 0;                    // The current one.
+  std::vector<RotationChange> rotations_;   // Of recorded pictures.
+  std::map<PictureSize, int64_t> size_us_;  // How long recorded pictures of each size are shown.
+  std::map<int32_t, int64_t> rotation_us_;  // The same for each rotation.
 
   PictureOrderReader order_reader_;
   DisplayOrder order_;
@@ -70,6 +78,8 @@ class CopyVideoTrack : public VideoTrack {
   // The last sample waits for the next one, which gives its duration.
   bool has_held_ = false;
   bool held_is_key_ = false;
+  bool held_is_icon_ = false;
+  PictureSize held_size_;
   int64_t held_time_us_ = 0;
   int64_t last_duration_us_ = 0;
   kx_utility::RawBuffer held_;

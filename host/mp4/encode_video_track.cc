@@ -72,7 +72,6 @@ int64_t EncodeVideoTrack::TickTimeUs(int64_t tick) const {
 int64_t EncodeVideoTrack::end_us() const { return has_picture_ ? TickTimeUs(next_tick_) : 0; }
 
 bool EncodeVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
-  ++report_->status.video_samples_received;
   last_time_us_ = report_->Raised(time_us, last_time_us_);
   if (!decoder_.Send(last_time_us_, data, size)) return NoteUndecodable();
   return TakePictures();

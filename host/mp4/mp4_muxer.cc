@@ -11,6 +11,7 @@ extern "C" {
 #include <cstring>
 #include <limits>
 
+#include "host/mp4/mp4_box.h"
 #include "record/timing/media_time.h"
 
 namespace kxrtc_host {
@@ -224,6 +225,39 @@ void Mp4Muxer::SetRotation(int32_t rotation) {
   if (matrix != nullptr) av_display_rotation_set(matrix, rotation);
 }
 
+void Mp4Muxer::SetSize(uint32_t width, uint32_t height) {
+  video_.width = width;
+  video_.height = height;
+}
+
+// libavformat keeps the size from the beginning, so it is corrected in the file.
+bool Mp4Muxer::WriteSize() {
+  constexpr uint64_t kSizeFromEndOfTrackHeader = 8;
+  constexpr uint64_t kSampleEntryCount = 8;  // Before the sample entries, with the version.
+  constexpr uint64_t kSizeInSampleEntry = 24;
+  const AVCodecParameters* const described = streams_[kVideo]->codecpar;
+  if (described->width == static_cast<int>(video_.width) &&
+      described->height == static_cast<int>(video_.height)) {
+    return true;
+  }
+  const uint8_t size[] = {
+      static_cast<uint8_t>(video_.width >> 8),  static_cast<uint8_t>(video_.width),  0, 0,
+      static_cast<uint8_t>(video_.height >> 8), static_cast<uint8_t>(video_.height), 0, 0};
+  const uint8_t pixels[] = {size[0], size[1], size[4], size[5]};
+  Mp4Box track = {0, file_->size()};
+  bool ok = FindMp4Box(file_, "moov", &track) && FindMp4Box(file_, "trak", &track);
+  Mp4Box header = track;
+  ok = ok && FindMp4Box(file_, "tkhd", &header) &&
+       file_->WriteAt(header.end - kSizeFromEndOfTrackHeader, size, sizeof(size));
+  for (const char* type : {"mdia", "minf", "stbl", "stsd"}) {
+    ok = ok && FindMp4Box(file_, type, &track);
+  }
+  track.begin += kSampleEntryCount;
+  ok = ok && FindMp4Box(file_, "avc1", &track) &&
+       file_->WriteAt(track.begin + kSizeInSampleEntry, pixels, sizeof(pixels));
+  return ok || Check("size", AVERROR(EIO));
+}
+
 // The space reserved for the index may be too small. Then it becomes a box that players skip, and
 // the samples are moved.
 bool Mp4Muxer::MakeRoomForIndex() {
@@ -264,7 +298,7 @@ bool Mp4Muxer::Finish() {
   if (!MakeRoomForIndex()) return false;
   if (!Check("index", av_write_trailer(format_.get()))) return false;
   avio_flush(io_.get());
-  return Check("end", 0);
+  return Check("end", 0) && (streams_[kVideo] == nullptr || WriteSize());
 }
 
 }  // namespace kxrtc_host

@@ -75,6 +75,9 @@ class Mp4Muxer {
   // Players turn the video track clockwise by `rotation` degrees. Call any time before Finish().
   void SetRotation(int32_t rotation);
 
+  // The size for players, if it is not the one described. Call any time before Finish().
+  void SetSize(uint32_t width, uint32_t height);
+
   // Writes the waiting samples and the index. False as above; kNothing when there was no sample.
   [[nodiscard]] bool Finish();
 
@@ -103,6 +106,7 @@ class Mp4Muxer {
   bool WriteHeader();
   bool WriteWaiting();
   bool MakeRoomForIndex();
+  bool WriteSize();
   bool Check(const char* step, int result);
 
   OutputFile* const file_;

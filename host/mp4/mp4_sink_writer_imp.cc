@@ -106,14 +106,20 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
       auto track = std::make_unique<EncodeVideoTrack>(
           std::move(encoder), settings, [this] { return !IsDiscarded(); }, muxer_.get(), &report_);
       EncodeVideoTrack* const encode_track = track.get();
-      video_track_ = std::move(track);
+      video_track_ = std::make_unique<IconFilter>(std::move(track), FollowShares());
       return encode_track->Initialize();
     }
     report_.Warn("no H.264 encoder of FFmpeg works here, so the video is copied");
   }
-  video_track_ =
-      std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_);
+  video_track_ = std::make_unique<IconFilter>(
+      std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_), nullptr);
   return true;
+}
+
+std::unique_ptr<ChannelFollower> Mp4SinkWriterImp::FollowShares() const {
+  const bool keeps_picture =
+      options_.still_share == StillShare::kPicture && !options_.record_folder.empty();
+  return keeps_picture ? std::make_unique<ChannelFollower>(options_.record_folder) : nullptr;
 }
 
 bool Mp4SinkWriterImp::SetNewInputVideoAttributes(uint32_t /*width*/, uint32_t /*height*/,
@@ -136,6 +142,7 @@ bool Mp4SinkWriterImp::Accepts(WriterFailure kind, int64_t timestamp_us, const u
 
 bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
   if (!Accepts(WriterFailure::kVideo, timestamp_us, data, size)) return false;
+  ++report_.status.video_samples_received;
   const uint8_t* const bytes = data == nullptr ? kNoBytes : data;
   return Settle(video_track_->Push(timeline_->PlaceVideo(timestamp_us), bytes, size));
 }
@@ -144,6 +151,7 @@ bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data
   if (!Accepts(WriterFailure::kAudio, timestamp_us, data, size)) return false;
   const int64_t placed_us = timeline_->PlaceAudio(timestamp_us);
   const int64_t file_us = ExactMicroseconds(placed_us);
+  video_track_->OnAudio();
   media_time_us_.store(file_us, std::memory_order_relaxed);
   return Settle(audio_track_->Push(placed_us, data, size) && video_track_->AdvanceTo(file_us));
 }

@@ -11,8 +11,8 @@
 #include "files/output_file.h"
 #include "host/ffmpeg/h264_encoder.h"
 #include "host/mp4/audio_track.h"
+#include "host/mp4/icon_filter.h"
 #include "host/mp4/mp4_muxer.h"
-#include "host/mp4/video_track.h"
 #include "host/mp4/writer_options.h"
 #include "host/mp4/writer_report.h"
 #include "kxrtc/recording/mp4_sink_writer.h"
@@ -60,6 +60,7 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   bool CheckConfigs(const kxrtc::VideoConfig* video, const kxrtc::AudioConfig* audio);
   bool MakeVideoTrack(const kxrtc::VideoConfig& video);
   std::unique_ptr<H264Encoder> OpenEncoder(const EncoderSettings& settings);
+  std::unique_ptr<ChannelFollower> FollowShares() const;
   bool Finish();
   bool FinishTracks();
   void TellTimestamps();
@@ -75,7 +76,7 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   WriterReport report_;
   OutputFile file_;
   std::unique_ptr<Mp4Muxer> muxer_;
-  std::unique_ptr<VideoTrack> video_track_;
+  std::unique_ptr<IconFilter> video_track_;
   std::unique_ptr<FileTimeline> timeline_;
   std::unique_ptr<AudioTrack> audio_track_;
 };

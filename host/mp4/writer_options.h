@@ -13,6 +13,12 @@ enum class VideoMode {
   kCopy,    // The recorded pictures, bit by bit.
 };
 
+// What is shown while a desktop share stands still, so that no picture comes for more than 5 s.
+enum class StillShare {
+  kPicture,  // Its last picture.
+  kIcon,     // The filler clip of the replay.
+};
+
 // Upper bounds, so that space for the index can be reserved before the samples are written. If they
 // are unknown (all 0), or the space would be large compared with the samples, the samples are moved
 // once at the end. The same happens when the bounds are too low.
@@ -24,6 +30,10 @@ struct SampleBounds {
 
 struct Mp4SinkWriterOptions {
   VideoMode video_mode = VideoMode::kEncode;
+  // In encode mode, for the record in `record_folder`. Without a folder nothing is known of shares:
+  // the icon is shown. Copied video shows it too.
+  StillShare still_share = StillShare::kPicture;
+  std::string record_folder;
   std::string preset = "veryfast";  // Of libx264: from ultrafast to placebo.
   // Copy mode tries each audio frame with a decoder, as encode mode always does: one that does not
   // decode becomes silence.

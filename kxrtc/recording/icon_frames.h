@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "kx_utility/export.h"
 #include "kxrtc/recording/replay_rules.h"
 
 namespace kxrtc {
@@ -20,13 +21,14 @@ extern const uint8_t kIconFrame5[];
 extern const uint8_t kIconFrame6[];
 extern const uint8_t kIconFrame7[];
 
-// One access unit of the clip; the bytes live as long as the program.
+// One access unit of the clip, by which a writer can tell it from a recorded picture; the bytes
+// live as long as the program.
 struct IconFrame {
   const uint8_t* data;
   uint32_t size;
 };
 
-extern const IconFrame kIconFrames[kIconFrameCount];
+KX_EXPORT extern const IconFrame kIconFrames[kIconFrameCount];
 
 }  // namespace kxrtc
 

@@ -57,6 +57,7 @@ constexpr CodeRow kCodes[] = {
     {FindingCode::kReplayOffset, "replay.offset", Severity::kWarning},
     {FindingCode::kReplayReadOnly, "replay.read-only", Severity::kWarning},
     {FindingCode::kReplayRefused, "replay.refused", Severity::kError},
+    {FindingCode::kReplayStillShare, "replay.still-share", Severity::kInfo},
     {FindingCode::kVideoAttributes, "video.attributes", Severity::kWarning},
     {FindingCode::kVideoBadSps, "video.bad-sps", Severity::kWarning},
     {FindingCode::kVideoFrameTooLarge, "video.frame-too-large", Severity::kWarning},

@@ -61,6 +61,7 @@ enum class FindingCode {
   kReplayOffset,
   kReplayReadOnly,
   kReplayRefused,
+  kReplayStillShare,
   kVideoAttributes,
   kVideoBadSps,
   kVideoFrameTooLarge,

@@ -17,6 +17,8 @@ const char* FillerReasonName(FillerReason reason) {
       return "waiting for a key frame";
     case FillerReason::kGap:
       return "gap over 5 s";
+    case FillerReason::kStillShare:
+      return "still share";
     case FillerReason::kNone:
       break;
   }

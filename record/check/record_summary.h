@@ -82,9 +82,9 @@ struct FileSizes {
   uint64_t descriptor = 0;
 };
 
-enum class FillerReason { kNone, kAudioOnly, kWaitingForKeyFrame, kGap };
+enum class FillerReason { kNone, kAudioOnly, kWaitingForKeyFrame, kGap, kStillShare };
 
-// "audio only", "waiting for a key frame", "gap over 5 s".
+// "audio only", "waiting for a key frame", "gap over 5 s", "still share".
 const char* FillerReasonName(FillerReason reason);
 
 // A span of the MP4 with one kind of picture.
@@ -136,7 +136,8 @@ struct ReplayPrediction {
   uint64_t video_samples = 0;              // Filler included.
   uint64_t audio_samples = 0;
   uint64_t filler_insertions = 0;  // Of the whole clip.
-  int64_t filler_us = 0;           // Output time shown as filler.
+  int64_t filler_us = 0;           // Output time shown as filler in both video modes.
+  int64_t still_share_us = 0;      // Likewise, in copied video only: the share's picture, encoded.
   uint64_t dropped_frames = 0;     // Delta frames without their key frame.
   int64_t largest_offset_us = 0;   // Of a picture behind the sound recorded at the same time.
   int64_t largest_offset_time_us = 0;

@@ -84,15 +84,56 @@ void AudioFrames::Finish() {
   if (!is_known_ && !first_.empty()) SettleRaw();
 }
 
-void CopiedPictures::Push(int64_t output_us, const AccessUnitContents& contents) {
-  const int64_t placed_us = timeline_.PlaceVideo(output_us);
+void PicturesWithoutFlash::PassAttributes() {
+  if (has_new_attributes_) SetAttributes();
+  has_new_attributes_ = false;
+}
+
+void PicturesWithoutFlash::ShowDueIcons(int64_t time_us) {
+  if (hold_.IsDue(time_us)) ShowHeldIcons();
+}
+
+void PicturesWithoutFlash::ShowHeldIcons() {
+  hold_.ShowIcon();
+  SetAttributes();
+  for (const HeldIcon& icon : held_) Write(icon.time_us, icon.contents);
+  held_.clear();
+}
+
+void PicturesWithoutFlash::PushIcon(int64_t time_us, const AccessUnitContents& contents) {
+  ShowDueIcons(time_us);
+  if (hold_.HoldsIcon(time_us)) {
+    held_.push_back({time_us, contents});
+  } else {
+    PassAttributes();
+    Write(time_us, contents);
+  }
+}
+
+void PicturesWithoutFlash::PushRecorded(int64_t time_us, const AccessUnitContents& contents) {
+  ShowDueIcons(time_us);
+  held_.clear();
+  PassAttributes();
+  Write(hold_.ShowRecorded(time_us), contents);
+}
+
+void PicturesWithoutFlash::FinishIcons(int64_t end_us) {
+  if (hold_.ShowsAtEnd(end_us)) ShowHeldIcons();
+}
+
+void CopiedPictures::OnAudio(int64_t output_us) {
+  ShowDueIcons(ExactMicroseconds(timeline_.PlaceAudio(output_us)));
+}
+
+void CopiedPictures::Write(int64_t time_us, const AccessUnitContents& contents) {
   if (selection_.Choose(contents) != CopySelection::Choice::kWrite) return;
-  const int64_t time_us = count_ == 0 ? placed_us : std::max(placed_us, last_us_ + 1);
+  if (count_ > 0) time_us = std::max(time_us, last_us_ + 1);
   if (count_++ > 0) last_duration_us_ = time_us - last_us_;
   last_us_ = time_us;
 }
 
 void CopiedPictures::Finish(int64_t audio_end_us) {
+  FinishIcons(audio_end_us);
   if (count_ == 0) return;
   end_us_ = last_us_ + LastCopiedDurationUs(last_us_, last_duration_us_, audio_end_us);
 }
@@ -101,6 +142,7 @@ void CopiedPictures::Finish(int64_t audio_end_us) {
 // file does not contain.
 int64_t EncodedPictures::PlaceAudio(int64_t output_us) {
   const int64_t placed_us = timeline_.PlaceAudio(output_us);
+  ShowDueIcons(ExactMicroseconds(placed_us));
   if (has_picture_) shown_until_us_ = ExactMicroseconds(placed_us) - kHalfTickUs;
   ShowUntil(shown_until_us_);
   return placed_us;
@@ -113,8 +155,8 @@ void EncodedPictures::ShowUntil(int64_t time_us) {
   next_tick_ = tick;
 }
 
-void EncodedPictures::Push(int64_t output_us, const AccessUnitContents& contents) {
-  last_us_ = std::max(timeline_.PlaceVideo(output_us), last_us_ + 1);
+void EncodedPictures::Write(int64_t time_us, const AccessUnitContents& contents) {
+  last_us_ = std::max(time_us, last_us_ + 1);
   const bool is_decodable = selection_.Choose(contents) == CopySelection::Choice::kWrite;
   if (!is_decodable) return;
   ShowUntil(last_us_ - kHalfTickUs);
@@ -124,19 +166,21 @@ void EncodedPictures::Push(int64_t output_us, const AccessUnitContents& contents
 }
 
 void EncodedPictures::Finish(int64_t audio_end_us) {
+  FinishIcons(audio_end_us);
   if (!has_picture_) return;
   ShowUntil(std::max(audio_end_us, shown_until_us_));
   if (TickTimeUs(next_tick_) <= last_us_) ShowUntil(last_us_ + 1);
   end_us_ = TickTimeUs(next_tick_);
 }
 
-void FilePrediction::OnPicture(int64_t output_us, const AccessUnitContents& contents) {
-  copied_.Push(output_us, contents);
-  encoded_.Push(output_us, contents);
+void FilePrediction::OnFrame(int64_t output_us, const IndexRecord& /*record*/, bool /*is_key*/) {
+  copied_.PushRecorded(copied_.PlaceVideo(output_us), contents_);
+  encoded_.PushRecorded(encoded_.PlaceVideo(output_us), contents_);
 }
 
-void FilePrediction::OnFrame(int64_t output_us, const IndexRecord& /*record*/, bool /*is_key*/) {
-  OnPicture(output_us, contents_);
+void FilePrediction::OnFiller(int64_t /*recorder_us*/, FillerReason reason) {
+  is_first_of_filler_ = true;
+  share_stands_still_ = reason == FillerReason::kStillShare;
 }
 
 // The first picture of the clip is its key frame.
@@ -145,7 +189,9 @@ void FilePrediction::OnFillerPicture(int64_t output_us) {
   contents.slice = true;
   contents.idr = contents.usable_sps = contents.usable_pps = is_first_of_filler_;
   is_first_of_filler_ = false;
-  OnPicture(output_us, contents);
+  copied_.PushIcon(copied_.PlaceVideo(output_us), contents);
+  const int64_t encoded_us = encoded_.PlaceVideo(output_us);
+  if (!share_stands_still_) encoded_.PushIcon(encoded_us, contents);
 }
 
 void FilePrediction::OnAudio(int64_t output_us, const IndexRecord& record) {

@@ -13,6 +13,7 @@
 #include "record/predict/copy_selection.h"
 #include "record/predict/replay_simulator.h"
 #include "record/timing/file_timeline.h"
+#include "record/timing/icon_hold.h"
 
 namespace kxrtc_host {
 
@@ -54,21 +55,54 @@ class AudioFrames {
   int64_t last_time_ = -1;  // Of the last frame, in samples.
 };
 
+// Leaves out pictures of the filler clip like the MP4 writer does. Times are those of the file.
+class PicturesWithoutFlash {
+ public:
+  void OnAttributes() { has_new_attributes_ = true; }
+  void PushIcon(int64_t time_us, const AccessUnitContents& contents);
+  void PushRecorded(int64_t time_us, const AccessUnitContents& contents);
+
+ protected:
+  ~PicturesWithoutFlash() = default;
+
+  void ShowDueIcons(int64_t time_us);
+  void FinishIcons(int64_t end_us);
+
+  // What is left, in the order of the file.
+  virtual void SetAttributes() = 0;
+  virtual void Write(int64_t time_us, const AccessUnitContents& contents) = 0;
+
+ private:
+  struct HeldIcon {
+    int64_t time_us;
+    AccessUnitContents contents;
+  };
+
+  void ShowHeldIcons();
+  void PassAttributes();
+
+  IconHold hold_;
+  std::vector<HeldIcon> held_;
+  bool has_new_attributes_ = false;
+};
+
 // The pictures of copy mode.
-class CopiedPictures {
+class CopiedPictures final : public PicturesWithoutFlash {
  public:
   explicit CopiedPictures(bool expects_audio)
       : timeline_(VideoClock::kLongestGapUs, expects_audio) {}
 
-  void OnAttributes() { selection_.OnAttributes(); }
-  void OnAudio(int64_t output_us) { (void)timeline_.PlaceAudio(output_us); }
-  void Push(int64_t output_us, const AccessUnitContents& contents);
+  void OnAudio(int64_t output_us);
+  int64_t PlaceVideo(int64_t output_us) { return timeline_.PlaceVideo(output_us); }
   void Finish(int64_t audio_end_us);
 
   uint64_t count() const { return count_; }
   int64_t end_us() const { return end_us_; }
 
  private:
+  void SetAttributes() override { selection_.OnAttributes(); }
+  void Write(int64_t time_us, const AccessUnitContents& contents) override;
+
   FileTimeline timeline_;
   CopySelection selection_;
   uint64_t count_ = 0;
@@ -79,13 +113,13 @@ class CopiedPictures {
 
 // The pictures of encode mode: one for each tick of the track. Damage inside a picture is not
 // looked for.
-class EncodedPictures {
+class EncodedPictures final : public PicturesWithoutFlash {
  public:
   explicit EncodedPictures(bool expects_audio)
       : timeline_(VideoClock::kLongestGapUs, expects_audio) {}
 
   int64_t PlaceAudio(int64_t output_us);
-  void Push(int64_t output_us, const AccessUnitContents& contents);
+  int64_t PlaceVideo(int64_t output_us) { return timeline_.PlaceVideo(output_us); }
   void Finish(int64_t audio_end_us);
 
   uint64_t count() const { return count_; }
@@ -93,6 +127,9 @@ class EncodedPictures {
 
  private:
   void ShowUntil(int64_t time_us);
+
+  void SetAttributes() override {}
+  void Write(int64_t time_us, const AccessUnitContents& contents) override;
 
   FileTimeline timeline_;
   CopySelection selection_;  // A decoder keeps parameter sets, so it never hears of attributes.
@@ -120,7 +157,7 @@ class FilePrediction final : public ReplayEvents {
   void OnAttributes(uint32_t, uint32_t, int32_t) override { copied_.OnAttributes(); }
   void OnFrame(int64_t output_us, const IndexRecord& record, bool is_key) override;
   void OnAudio(int64_t output_us, const IndexRecord& record) override;
-  void OnFiller(int64_t, FillerReason) override { is_first_of_filler_ = true; }
+  void OnFiller(int64_t recorder_us, FillerReason reason) override;
   void OnFillerPicture(int64_t output_us) override;
 
   AudioFrames* audio() { return &audio_; }
@@ -133,13 +170,12 @@ class FilePrediction final : public ReplayEvents {
   FileContents encoded() const;
 
  private:
-  void OnPicture(int64_t output_us, const AccessUnitContents& contents);
-
   AudioFrames audio_;
   CopiedPictures copied_;
   EncodedPictures encoded_;
   AccessUnitContents contents_;
   bool is_first_of_filler_ = false;
+  bool share_stands_still_ = false;  // At the latest filler clip.
 };
 
 }  // namespace kxrtc_host

@@ -106,17 +106,36 @@ void OutputPrediction::OnFiller(int64_t recorder_us, FillerReason reason) {
 
 void OutputPrediction::OnFillerPicture(int64_t output_us) {
   const int64_t file_us = PlaceVideo(output_us);
-  if (starts_filler_) timeline_.Show(file_us, filler_, media_type_, filler_recorder_us_);
+  ShowDueIcon(file_us);
+  const bool starts = starts_filler_;
   starts_filler_ = false;
+  const bool waits_already = hold_.is_waiting();
+  if (hold_.HoldsIcon(file_us)) {
+    if (!waits_already) {
+      held_icon_ = {file_us, file_us, filler_, media_type_, filler_recorder_us_};
+    }
+  } else if (starts) {
+    timeline_.Show(file_us, filler_, media_type_, filler_recorder_us_);
+  }
+}
+
+void OutputPrediction::ShowDueIcon(int64_t file_us) {
+  if (hold_.IsDue(file_us)) ShowHeldIcon();
+}
+
+void OutputPrediction::ShowHeldIcon() {
+  hold_.ShowIcon();
+  timeline_.Show(held_icon_.start_us, held_icon_.filler, held_icon_.media_type, held_icon_.time_us);
 }
 
 void OutputPrediction::OnFrame(int64_t output_us, const IndexRecord& record, bool is_key) {
   EndDrops();
   const int64_t recorder_us = record.header.record_timestamp_us;
   const int64_t file_us = PlaceVideo(output_us);
+  ShowDueIcon(file_us);
   if (unmeasured_.size() == kMaxUnmeasured) MeasureOffsets(std::nullopt);
   unmeasured_.push_back({file_us, recorder_us});
-  timeline_.Show(file_us, FillerReason::kNone, media_type_, recorder_us);
+  timeline_.Show(hold_.ShowRecorded(file_us), FillerReason::kNone, media_type_, recorder_us);
   timeline_.AddVideo(file_us, record.data.size, is_key);
 }
 
@@ -124,6 +143,7 @@ void OutputPrediction::OnAudio(int64_t output_us, const IndexRecord& record) {
   ++prediction_->audio_samples;
   const int64_t placed_us = file_timeline_.PlaceAudio(output_us);
   audio_file_us_ = ExactMicroseconds(placed_us);
+  ShowDueIcon(audio_file_us_);
   audio_end_us_ = ExactMicroseconds(placed_us + kxrtc::kAudioFrameDurationUs);
   timeline_.AddAudio(audio_file_us_, record.data.size);
   const Placed audio = {audio_file_us_, record.header.record_timestamp_us};
@@ -133,6 +153,7 @@ void OutputPrediction::OnAudio(int64_t output_us, const IndexRecord& record) {
 
 void OutputPrediction::Finish(const std::optional<ReplaySimulator::Failure>& failure) {
   EndDrops();
+  if (hold_.ShowsAtEnd(audio_end_us_)) ShowHeldIcon();
   prediction_->completes = !failure;
   if (failure) {
     prediction_->failure = failure->reason;

@@ -12,6 +12,7 @@
 #include "record/predict/output_timeline.h"
 #include "record/predict/replay_simulator.h"
 #include "record/timing/file_timeline.h"
+#include "record/timing/icon_hold.h"
 
 namespace kxrtc_host {
 
@@ -51,6 +52,8 @@ class OutputPrediction final : public ReplayEvents {
 
   void EndDrops();
   int64_t PlaceVideo(int64_t output_us);
+  void ShowDueIcon(int64_t file_us);
+  void ShowHeldIcon();
   void NoteOffset(const Placed& picture, const Placed& audio);
   void MeasureOffsets(const std::optional<Placed>& next_audio);
 
@@ -59,11 +62,13 @@ class OutputPrediction final : public ReplayEvents {
   OutputTimeline timeline_;
   FileTimeline file_timeline_;
   uint32_t media_type_ = 0;
-  int64_t audio_file_us_ = 0;                  // Of the latest audio frame, time in the file.
-  int64_t audio_end_us_ = 0;                   // Likewise, its end.
-  std::optional<int64_t> picture_us_;          // Likewise, of the latest picture.
-  std::optional<Placed> audio_;                // The latest audio frame of the session.
-  std::vector<Placed> unmeasured_;             // Pictures since then.
+  int64_t audio_file_us_ = 0;          // Of the latest audio frame, time in the file.
+  int64_t audio_end_us_ = 0;           // Likewise, its end.
+  std::optional<int64_t> picture_us_;  // Likewise, of the latest picture.
+  std::optional<Placed> audio_;        // The latest audio frame of the session.
+  std::vector<Placed> unmeasured_;     // Pictures since then.
+  IconHold hold_;
+  OutputSpan held_icon_;                       // Starts with the icon that waits.
   bool starts_filler_ = false;                 // The next picture is the first of a filler clip.
   FillerReason filler_ = FillerReason::kNone;  // Of the latest filler clip.
   int64_t filler_recorder_us_ = 0;             // Likewise.

@@ -15,6 +15,8 @@ FindingCode CodeOf(FillerReason reason) {
       return FindingCode::kReplayFillerGap;
     case FillerReason::kWaitingForKeyFrame:
       return FindingCode::kReplayFillerWaiting;
+    case FillerReason::kStillShare:
+      return FindingCode::kReplayStillShare;
     case FillerReason::kAudioOnly:
     case FillerReason::kNone:
       break;
@@ -59,8 +61,10 @@ void OutputTimeline::EndSpan(int64_t output_us) {
   if (!has_span_) return;
   span_.end_us = std::max(span_.start_us, output_us);
   if (span_.filler != FillerReason::kNone) {
-    prediction_->filler_us = kxrtc::SaturatedAdd(
-        prediction_->filler_us, kxrtc::SaturatedSubtract(span_.end_us, span_.start_us));
+    int64_t& total_us = span_.filler == FillerReason::kStillShare ? prediction_->still_share_us
+                                                                  : prediction_->filler_us;
+    total_us =
+        kxrtc::SaturatedAdd(total_us, kxrtc::SaturatedSubtract(span_.end_us, span_.start_us));
     ReportFiller();
   }
   ++prediction_->span_count;
@@ -69,10 +73,16 @@ void OutputTimeline::EndSpan(int64_t output_us) {
 }
 
 void OutputTimeline::ReportFiller() {
+  const std::string from = SecondsText(span_.start_us);
+  const std::string to = SecondsText(span_.end_us);
   findings_->Add(
       CodeOf(span_.filler), span_.time_us,
-      Text("the MP4 shows the icon from %s to %s: %s", SecondsText(span_.start_us).c_str(),
-           SecondsText(span_.end_us).c_str(), FillerReasonName(span_.filler)));
+      span_.filler == FillerReason::kStillShare
+          ? Text("the desktop share stands still from %s to %s: encoded video keeps its picture, "
+                 "copied video shows the icon",
+                 from.c_str(), to.c_str())
+          : Text("the MP4 shows the icon from %s to %s: %s", from.c_str(), to.c_str(),
+                 FillerReasonName(span_.filler)));
 }
 
 void OutputTimeline::Show(int64_t output_us, FillerReason filler, uint32_t media_type,

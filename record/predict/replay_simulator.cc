@@ -1,5 +1,6 @@
 #include "record/predict/replay_simulator.h"
 
+#include "kxrtc/recording/peer_connection_conductor.h"
 #include "record/predict/replay_end.h"
 
 namespace kxrtc_host {
@@ -62,7 +63,7 @@ void ReplaySimulator::PushFiller(int64_t recorder_us, FillerReason reason) {
 void ReplaySimulator::OnChannel(const IndexRecord& record) {
   const int64_t recorder_us = record.header.record_timestamp_us;
   const uint32_t media_type = record.channel.media_type;
-  in_gap_ = false;
+  in_gap_ = has_picture_ = false;
   need_key_frame_ = true;
   events_->OnChannel(recorder_us, clock_.SinceAnchor(recorder_us), media_type);
   if (media_type != 0) return;
@@ -76,7 +77,7 @@ void ReplaySimulator::OnVideo(const IndexRecord& record, bool is_key) {
   if (need_key_frame_ && !is_key) return events_->OnDroppedFrame(recorder_us);
   if (need_key_frame_ && shows_icon_) SetAttributes(false);
   need_key_frame_ = false;
-  video_pushed_ = true;
+  video_pushed_ = has_picture_ = true;
   events_->OnFrame(clock_.PlaceVideo(recorder_us), record, is_key);
 }
 
@@ -88,6 +89,9 @@ void ReplaySimulator::OnAudio(const IndexRecord& record) {
   FillerReason reason = FillerReason::kWaitingForKeyFrame;
   if (in_gap_) reason = FillerReason::kGap;
   if (state_->media_type() == 0) reason = FillerReason::kAudioOnly;
+  if (state_->media_type() == kxrtc::PeerConnectionConductor::kDesktop && has_picture_) {
+    reason = FillerReason::kStillShare;
+  }
   if (!shows_icon_) SetAttributes(true);
   PushFiller(recorder_us, reason);
 }

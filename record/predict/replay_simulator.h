@@ -80,7 +80,8 @@ class ReplaySimulator {
   bool video_pushed_ = false;
   bool need_key_frame_ = true;
   bool shows_icon_ = false;
-  bool in_gap_ = false;  // The icon fills a gap, and no frame has come since.
+  bool has_picture_ = false;  // A frame of the current channel was pushed.
+  bool in_gap_ = false;       // The icon fills a gap, and no frame has come since.
 };
 
 }  // namespace kxrtc_host

@@ -161,6 +161,7 @@ Json::Value ReplayValue(const ReplayPrediction& replay) {
   value["largest_offset_us"] = I64(replay.largest_offset_us);
   value["filler_insertions"] = U64(replay.filler_insertions);
   value["filler_us"] = I64(replay.filler_us);
+  value["still_share_us"] = I64(replay.still_share_us);
   value["filler_spans"] = Json::Value(Json::arrayValue);
   for (const OutputSpan& span : replay.spans) {
     if (span.filler == FillerReason::kNone) continue;

@@ -42,6 +42,7 @@ std::optional<PictureOrder> PictureOrderReader::ReadPicture(const SliceHeader& s
   const SequenceParameters* known = pps != nullptr ? sets_.Sequence(*pps) : nullptr;
   if (known == nullptr) return std::nullopt;
   const SequenceParameters& sps = *known;
+  size_ = sps.size;
   if (!slice.is_complete) {
     if (sps.max_num_reorder_frames > 0) return std::nullopt;
     return PictureOrder{true, 0, 0};

@@ -25,6 +25,9 @@ class PictureOrderReader {
   // Nothing: the access unit has no slice, or its order cannot be read.
   std::optional<PictureOrder> Read(const std::vector<NalUnit>& access_unit);
 
+  // The size of the latest picture whose parameter sets are known.
+  const PictureSize& size() const { return size_; }
+
  private:
   struct FieldOrder {
     int64_t top;
@@ -38,6 +41,7 @@ class PictureOrderReader {
   void Reset(const SliceHeader& slice, FieldOrder* order);
 
   PictureParameterSets sets_;
+  PictureSize size_;
   // Of the previous reference picture, with type 0.
   int64_t previous_msb_ = 0;
   int64_t previous_lsb_ = 0;

@@ -23,17 +23,41 @@ void SkipScalingList(uint32_t size, ElementReader* reader) {
   }
 }
 
-void ReadChroma(ElementReader* reader, SequenceParameters* sps) {
+// Returns chroma_format_idc.
+uint32_t ReadChroma(ElementReader* reader, SequenceParameters* sps) {
   const uint32_t chroma_format = reader->Ue(3);
   if (chroma_format == 3) sps->separate_colour_plane = reader->Flag();
   sps->has_chroma = chroma_format != 0 && !sps->separate_colour_plane;
   reader->Ue();  // bit_depth_luma_minus8
   reader->Ue();  // bit_depth_chroma_minus8
   reader->Skip(1);
-  if (!reader->Flag()) return;
-  const uint32_t lists = chroma_format == 3 ? 12 : 8;
+  const uint32_t scaled = reader->Flag() ? 1 : 0;
+  const uint32_t lists = scaled * (chroma_format == 3 ? 12 : 8);
   for (uint32_t i = 0; i < lists && reader->ok(); ++i) {
     if (reader->Flag()) SkipScalingList(i < 6 ? 16 : 64, reader);
+  }
+  return chroma_format;
+}
+
+// From pic_width_in_mbs_minus1 to the cropping.
+void ReadSize(uint32_t chroma_format, ElementReader* reader, SequenceParameters* sps) {
+  constexpr uint32_t kMacroblock = 16;
+  const uint32_t columns = reader->Ue(kMaxMacroblocks - 1) + 1;
+  const uint32_t rows = reader->Ue(kMaxMacroblocks - 1) + 1;
+  sps->frame_mbs_only = reader->Flag();
+  if (!sps->frame_mbs_only) reader->Skip(1);
+  reader->Skip(1);  // direct_8x8_inference_flag
+  const uint32_t fields = sps->frame_mbs_only ? 1 : 2;
+  sps->size = {columns * kMacroblock, rows * fields * kMacroblock};
+  if (!reader->Flag()) return;
+  const bool is_subsampled = sps->has_chroma && chroma_format != 3;
+  const uint32_t unit_x = is_subsampled ? 2 : 1;
+  const uint32_t unit_y = (is_subsampled && chroma_format == 1 ? 2 : 1) * fields;
+  uint32_t* const sides[] = {&sps->size.width, &sps->size.width, &sps->size.height,
+                             &sps->size.height};
+  for (size_t i = 0; i < 4; ++i) {
+    const uint32_t crop = reader->Ue(kMaxMacroblocks * kMacroblock) * (i < 2 ? unit_x : unit_y);
+    *sides[i] -= std::min(crop, *sides[i] - 1);
   }
 }
 
@@ -129,19 +153,12 @@ std::optional<SequenceParameters> ReadSequenceParameters(const NalUnit& unit) {
   SequenceParameters sps;
   reader.Skip(8 * kFixedBytes);
   sps.id = reader.Ue(kMaxSequenceId);
-  if (TellsChromaFormat(unit.data[1])) ReadChroma(&reader, &sps);
+  const uint32_t chroma_format = TellsChromaFormat(unit.data[1]) ? ReadChroma(&reader, &sps) : 1;
   sps.frame_num_bits = reader.Ue(kMaxBitsMinus4) + 4;
   ReadPicOrderCnt(&reader, &sps);
   reader.Ue();     // max_num_ref_frames
   reader.Skip(1);  // gaps_in_frame_num_value_allowed_flag
-  reader.Ue();     // pic_width_in_mbs_minus1
-  reader.Ue();     // pic_height_in_map_units_minus1
-  sps.frame_mbs_only = reader.Flag();
-  if (!sps.frame_mbs_only) reader.Skip(1);
-  reader.Skip(1);  // direct_8x8_inference_flag
-  if (reader.Flag()) {
-    for (int i = 0; i < 4; ++i) reader.Ue();  // Cropping.
-  }
+  ReadSize(chroma_format, &reader, &sps);
   const bool has_vui = reader.Flag();
   if (!reader.ok()) return std::nullopt;
   const bool is_ordered = sps.pic_order_cnt_type == 2 || IsIntraProfile(unit);

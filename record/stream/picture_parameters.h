@@ -14,8 +14,18 @@
 
 namespace kxrtc_host {
 
+struct PictureSize {
+  uint32_t width = 0;  // Luma samples after cropping.
+  uint32_t height = 0;
+
+  bool operator<(const PictureSize& other) const {
+    return width != other.width ? width < other.width : height < other.height;
+  }
+};
+
 struct SequenceParameters {
   uint32_t id = 0;
+  PictureSize size;
   bool separate_colour_plane = false;
   bool has_chroma = true;  // ChromaArrayType is not 0.
   uint32_t frame_num_bits = 4;
@@ -43,6 +53,8 @@ inline constexpr uint32_t kMaxSequenceId = 31;  // ITU-T H.264, 7.4.2.1.1.
 inline constexpr uint32_t kMaxPictureId = 255;
 inline constexpr uint32_t kMaxReorderFrames = 16;  // MaxDpbFrames of A.3.1 at most.
 inline constexpr uint32_t kMaxRefIdx = 32;
+inline constexpr uint32_t kMaxMacroblocks =
+    1024;  // Of a row or column: wider than any level allows.
 
 // True for profiles whose sequence parameter set has the chroma format (7.3.2.1.1).
 bool TellsChromaFormat(uint8_t profile);

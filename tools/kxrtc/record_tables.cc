@@ -202,6 +202,10 @@ void PrintReplay(const kxrtc_host::RecordSummary& summary) {
   std::printf("  icon shown for %s, %" PRIu64 " delta frames dropped, pictures at most %s late\n",
               SecondsText(replay.filler_us).c_str(), replay.dropped_frames,
               SecondsText(replay.largest_offset_us).c_str());
+  if (replay.still_share_us > 0) {
+    std::printf("  copied video shows the icon for %s more, where a desktop share stands still\n",
+                SecondsText(replay.still_share_us).c_str());
+  }
   if (summary.index_records > 0 && replay.audio_samples == 0) {
     std::printf("  the record contains no sound\n");
   }

@@ -46,6 +46,9 @@ constexpr char kTranscodeFooter[] =
 const std::map<std::string, kxrtc_host::VideoMode> kVideoModes = {
     {"encode", kxrtc_host::VideoMode::kEncode}, {"copy", kxrtc_host::VideoMode::kCopy}};
 
+const std::map<std::string, kxrtc_host::StillShare> kStillShares = {
+    {"picture", kxrtc_host::StillShare::kPicture}, {"icon", kxrtc_host::StillShare::kIcon}};
+
 constexpr std::chrono::milliseconds kRedrawInterval(200);
 
 WriterEnd EndOf(const Mp4WriterStatus& status) {
@@ -107,6 +110,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return *outcome;
     signals_.emplace();
     kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
+    writer_options.record_folder = facts_.folder;
     if (facts_.outline) {
       writer_options.bounds = BoundsOf(*facts_.outline, writer_options.video_mode);
     }
@@ -297,6 +301,12 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                    "encode: pictures of one size, playable everywhere (default)\n"
                    "copy: the recorded pictures unchanged, many times faster")
       ->transform(CLI::CheckedTransformer(kVideoModes).description("encode|copy"));
+  command
+      ->add_option("--still-share", options->writer.still_share,
+                   "Shown while a desktop share stands still for more than 5 s:\n"
+                   "picture: its last picture (default); icon: that of no camera.\n"
+                   "Copied video always shows the icon")
+      ->transform(CLI::CheckedTransformer(kStillShares).description("picture|icon"));
   command
       ->add_option("--preset", options->writer.preset,
                    "Preset of the encoder libx264 (default veryfast)")

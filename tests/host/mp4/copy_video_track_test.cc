@@ -4,8 +4,10 @@
 
 #include <map>
 
+#include "kxrtc/recording/icon_frames.h"
 #include "record/stream/annex_b.h"
 #include "tests/testing/mp4_writer_fixture.h"
+#include "tests/testing/shell.h"
 
 namespace kxrtc_host {
 namespace {
@@ -314,6 +316,63 @@ TEST_F(CopyTest, ARotationThatChangesIsToldWithItsTimes) {
               ElementsAre("the pictures should be rotated clockwise from 0:00:00.100 to "
                           "0:00:00.190 by 90 degrees, which copied video cannot do; use encode "
                           "mode"));
+}
+
+void PushIcon(Mp4SinkWriterImp* writer, int64_t time_us) {
+  ASSERT_TRUE(writer->SetNewInputVideoAttributes(640, 360, 0));
+  for (const kxrtc::IconFrame& frame : kxrtc::kIconFrames) {
+    ASSERT_TRUE(writer->PushVideoSample(time_us, frame.data, frame.size));
+    time_us += 10000;
+  }
+}
+
+TEST_F(CopyTest, SizeAndRotationAreThoseOfTheRecordedPicturesShownLongest) {
+  const std::string small = TinyVideo(64, 32, 1)[0];
+  const std::string large = TinyVideo(128, 96, 1)[0];
+  ASSERT_TRUE(Start());
+  PushIcon(writer_.get(), 0);
+  Silence(1, 100);  // The icon is shown for 2 s.
+  Attributes(90);
+  ASSERT_TRUE(Video(100 * kFrameUs, large));
+  Silence(101, 150);
+  Attributes();
+  ASSERT_TRUE(Video(150 * kFrameUs, small));
+  Silence(151, 160);
+  const Mp4Track video = Finished().Track("vide");
+  EXPECT_EQ(video.width, 128u);
+  EXPECT_EQ(video.height, 96u);
+  EXPECT_EQ(video.matrix[1], 0x10000);
+  EXPECT_EQ(kx_testing::RunShell("ffprobe -v error -select_streams v -show_entries "
+                                 "stream=width,height,coded_height -of csv=p=0 " +
+                                 path_)
+                .errors,
+            "");
+  EXPECT_THAT(writer_->status().warnings,
+              ElementsAre("the pictures should be rotated clockwise from 0:00:03.200 to "
+                          "0:00:03.434 by 0 degrees, which copied video cannot do: it rotates all "
+                          "by 90 degrees; use encode mode"));
+}
+
+TEST_F(CopyTest, WithTheIconAloneItsSizeIsThatOfTheConfiguration) {
+  ASSERT_TRUE(Start());
+  PushIcon(writer_.get(), 0);
+  Silence(1, 100);
+  const Mp4Track video = Finished().Track("vide");
+  EXPECT_EQ(video.width, 64u);
+  EXPECT_EQ(video.durations.size(), 8u);
+  EXPECT_THAT(writer_->status().warnings, IsEmpty());
+}
+
+TEST_F(CopyTest, AtAJoinNoIconFlashesUp) {
+  ASSERT_TRUE(Start());
+  PushIcon(writer_.get(), kFrameUs);
+  Silence(1, 8);
+  Attributes();
+  ASSERT_TRUE(Video(9 * kFrameUs, TinyVideo(64, 32, 1)[0]));
+  Silence(9, 20);
+  const Mp4Track video = Finished().Track("vide");
+  EXPECT_EQ(video.start_us, 21333);
+  EXPECT_EQ(video.durations.size(), 1u);
 }
 
 // When each sample is shown, in coded order.

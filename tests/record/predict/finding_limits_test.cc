@@ -233,13 +233,14 @@ const LimitCase kCases[] = {
      "audio.left-out"},
     {"AllSessionsListed", [](RecordBuilder& builder) { AddSessions(builder, kMaxSessions); },
      "replay.nothing"},
-    {"AShareThatPausesForTheLimit",  // The picture stands at 10 ms; 235 frames are 5.013 s.
-     [](RecordBuilder& builder) { AddShare(builder, 234); }, ""},
-    {"AShareThatPausesForLonger", [](RecordBuilder& builder) { AddShare(builder, 236); },
-     "replay.filler-gap"},
-    {"AWaitForAKeyFrameUpToTheLimit",  // 23 frames are 0.491 s, 24 are 0.512 s.
-     [](RecordBuilder& builder) { AddWait(builder, 23); }, ""},
-    {"AWaitForAKeyFrameBeyondTheLimit", [](RecordBuilder& builder) { AddWait(builder, 24); },
+    // The picture stands at 10 ms; 235 frames are 5.013 s. An icon that a picture replaces within
+    // 0.4 s, which are 18 frames, is not shown.
+    {"AShareThatPausesForTheLimit", [](RecordBuilder& builder) { AddShare(builder, 253); }, ""},
+    {"AShareThatPausesForLonger", [](RecordBuilder& builder) { AddShare(builder, 254); },
+     "replay.still-share"},
+    // 23 frames are 0.491 s, 24 are 0.512 s.
+    {"AWaitForAKeyFrameUpToTheLimit", [](RecordBuilder& builder) { AddWait(builder, 42); }, ""},
+    {"AWaitForAKeyFrameBeyondTheLimit", [](RecordBuilder& builder) { AddWait(builder, 43); },
      "replay.filler-waiting"},
     {"FramesSideBySide",
      [](RecordBuilder& builder) {

@@ -44,7 +44,7 @@ TEST(OutputPredictionTest, PredictsAnAudioOnlyRecord) {
   EXPECT_EQ(replay.video_samples, replay.filler_insertions * 8);
 }
 
-TEST(OutputPredictionTest, NamesTheGapOfAStaticShare) {
+TEST(OutputPredictionTest, NamesAShareThatStandsStill) {
   const TempDir dir;
   RecordBuilder builder(dir);
   builder.Start(0).Channel(1, kDesktop).Attributes(2, 640, 360).Key(3);
@@ -52,10 +52,40 @@ TEST(OutputPredictionTest, NamesTheGapOfAStaticShare) {
   builder.Delta(401 * 21333);
   for (int i = 402; i <= 430; ++i) builder.Audio(i * 21333);
   const ReplayPrediction replay = Predict(dir, builder.Key(431 * 21333).Stop(432 * 21333));
-  EXPECT_THAT(SpanTexts(replay),
-              ElementsAre("desktop 10 to 5013", "gap over 5 s 5013 to 9045",
-                          "waiting for a key frame 9045 to 9173", "desktop 9173 to 9214"));
+  EXPECT_THAT(SpanTexts(replay), ElementsAre("desktop 10 to 5013", "still share 5013 to 9173",
+                                             "desktop 9173 to 9214"));
+  EXPECT_EQ(replay.filler_us, 0);
+  EXPECT_EQ(replay.still_share_us / 1000, 9173 - 5013);
   EXPECT_EQ(replay.dropped_frames, 1u);
+}
+
+TEST(OutputPredictionTest, NamesTheGapOfACamera) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Key(3);
+  for (int i = 1; i <= 400; ++i) builder.Audio(i * 21333);
+  builder.Delta(401 * 21333);
+  for (int i = 402; i <= 430; ++i) builder.Audio(i * 21333);
+  const ReplayPrediction replay = Predict(dir, builder.Key(431 * 21333).Stop(432 * 21333));
+  EXPECT_THAT(SpanTexts(replay),
+              ElementsAre("camera 10 to 5013", "gap over 5 s 5013 to 9045",
+                          "waiting for a key frame 9045 to 9173", "camera 9173 to 9214"));
+  EXPECT_EQ(replay.still_share_us, 0);
+}
+
+TEST(OutputPredictionTest, ShowsNoIconBetweenPicturesThatFollowAtOnce) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, 0);
+  for (int i = 1; i <= 9; ++i) builder.Audio(i * 21333);
+  builder.Channel(9 * 21333 + 1, kCamera).Attributes(9 * 21333 + 2, 640, 360).Key(9 * 21333 + 3);
+  builder.Audio(10 * 21333).Channel(10 * 21333 + 1, 0).Audio(11 * 21333);
+  builder.Channel(11 * 21333 + 1, kCamera).Attributes(11 * 21333 + 2, 640, 360);
+  builder.Key(11 * 21333 + 3).Audio(12 * 21333);
+  const ReplayPrediction replay = Predict(dir, builder.Stop(13 * 21333));
+  EXPECT_THAT(SpanTexts(replay), ElementsAre("camera 10 to 293", "camera 293 to 335"));
+  EXPECT_EQ(replay.filler_us, 0);
+  EXPECT_EQ(replay.filler_insertions, 2u);
 }
 
 TEST(OutputPredictionTest, BreaksTheTimelineAtSwitches) {

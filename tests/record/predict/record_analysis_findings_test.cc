@@ -149,9 +149,9 @@ FindingList ManySessions(const TempDir& dir) {
 }
 
 // Frames of 9 seconds' sound behind one picture, then a key frame.
-FindingList StaticShare(const TempDir& dir) {
+FindingList StandsStill(const TempDir& dir, uint32_t media_type) {
   RecordBuilder builder(dir);
-  builder.Start(0).Channel(1000, kDesktop).Attributes(2000, 640, 360).Key(3000);
+  builder.Start(0).Channel(1000, media_type).Attributes(2000, 640, 360).Key(3000);
   int64_t time_us = 3000;
   for (int i = 0; i < 420; ++i) builder.Audio(time_us += 21333, AdtsFrame(kAdts48000, 2));
   return AnalyseBuilt(dir, builder.Key(time_us + 1).Stop(time_us + 2));
@@ -387,7 +387,10 @@ std::vector<CodeCase> ReplayCases() {
        [](const TempDir& dir) {
          return AnalyseBuilt(dir, RecordBuilder(dir).Start(0).Audio(21333).Stop(30000));
        }},
-      {"StaticShare", FindingCode::kReplayFillerGap, StaticShare},
+      {"StaticCamera", FindingCode::kReplayFillerGap,
+       [](const TempDir& dir) { return StandsStill(dir, kCamera); }},
+      {"StaticShare", FindingCode::kReplayStillShare,
+       [](const TempDir& dir) { return StandsStill(dir, kDesktop); }},
       {"WaitingForKeyFrame", FindingCode::kReplayFillerWaiting,
        [](const TempDir& dir) {
          return AnalyseBuilt(

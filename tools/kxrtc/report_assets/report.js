@@ -184,12 +184,14 @@
     const [, , type, filler] = span;
     if (filler === 'audio only') return 'audio';
     if (filler === 'gap over 5 s') return 'gap';
+    if (filler === 'still share') return 'desktop';
     if (filler) return 'waiting';
     const name = mediaType(type);
     return ['camera', 'desktop'].includes(name) ? name : 'other';
   }
 
   function describe(span) {
+    if (span[3] === 'still share') return 'desktop that stands still (copied video: icon)';
     return span[3] ? `icon (${span[3]})` : mediaType(span[2]);
   }
 
