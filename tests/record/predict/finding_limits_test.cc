@@ -265,14 +265,16 @@ const LimitCase kCases[] = {
      "data.stale-tail"},
     {"AFrameThatEndsAtTheEndOfItsFile",
      [](RecordBuilder& builder) {
+       const auto sound_bytes = static_cast<uint32_t>(Sound().size());
        Open(builder).Audio(kAudioUs, Sound());
-       builder.DataRecord(kx_testing::kAudioRecord, 2 * kAudioUs, 0, 9).Stop(70000);
+       builder.DataRecord(kx_testing::kAudioRecord, 2 * kAudioUs, 0, sound_bytes).Stop(70000);
      },
      "data.overlap, descriptor.session-mismatch"},
     {"AFrameThatEndsOneByteBehindIt",
      [](RecordBuilder& builder) {
+       const auto sound_bytes = static_cast<uint32_t>(Sound().size());
        Open(builder).Audio(kAudioUs, Sound());
-       builder.DataRecord(kx_testing::kAudioRecord, 2 * kAudioUs, 1, 9).Stop(70000);
+       builder.DataRecord(kx_testing::kAudioRecord, 2 * kAudioUs, 1, sound_bytes).Stop(70000);
      },
      "data.past-end, descriptor.session-mismatch, replay.failed"},
 };

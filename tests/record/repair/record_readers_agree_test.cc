@@ -62,11 +62,14 @@ std::vector<Letter> Alphabet() {
       {"delta", kxrtc::kVideoData, "", kx_testing::DeltaFrame()},
   };
   for (const uint32_t type : {kxrtc::kVideoData, kxrtc::kAudioData}) {
+    // A repair that finds damage keeps pictures that are some.
+    std::string large = type == kxrtc::kVideoData ? kx_testing::DeltaFrame() : "";
+    large.resize(kLargeBytes, '\x7F');
     letters.push_back({"empty", type, "", ""});
     letters.push_back({"empty behind the end", type, Place(kBehindEnd, 0)});
     letters.push_back({"beyond the seekable", type, Place(UINT64_MAX, 0)});
     letters.push_back({"absent", type, Place(kBehindEnd, 8)});
-    letters.push_back({"large", type, "", std::string(kLargeBytes, '\x7F'), true});
+    letters.push_back({"large", type, "", large, true});
   }
   letters.push_back({"audio", kxrtc::kAudioData, "", "12345678"});
   return letters;

@@ -254,7 +254,7 @@ TEST_F(TranscodeFailuresTest, AFrameThatNoEncoderMakesIsNotRead) {
   EXPECT_EQ(run.exit_status, 6);
   EXPECT_EQ(run.errors, "kxrtc: the record in " + record_.path() +
                             " is damaged (at index offset 28: a frame has 4294967295 bytes, the "
-                            "limit is 67108864); nothing is written\n");
+                            "limit is 67108864); nothing is written; kxrtc repair repairs it\n");
   EXPECT_THAT(Left(), IsEmpty());
 }
 
