@@ -7,6 +7,7 @@
 
 #include "files/sequential_file.h"
 #include "host/h264/sps_rewriting_copy.h"
+#include "kx_utility/bitbuffer.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
 
 namespace kxrtc_host {
@@ -36,6 +37,20 @@ bool ReferenceFits(const StreamNalUnit& unit) {
     default:
       return true;
   }
+}
+
+// Of a picture that may be shown before one that is coded before it (ITU-T H.264, table 7-6).
+bool IsBSlice(const StreamNalUnit& unit) {
+  constexpr uint32_t kTypesOfSlices = 5;  // From there on they repeat, for pictures of one type.
+  constexpr uint32_t kTypeB = 1;
+  if (!H264::HasSliceHeader(unit.type())) return false;
+  const auto rbsp =
+      H264::ParseRbsp(unit.head.data() + 1, static_cast<uint32_t>(unit.head.size()) - 1);
+  kx_utility::BitBuffer reader(rbsp.data(), static_cast<uint32_t>(rbsp.size()));
+  uint32_t first_mb = 0;
+  uint32_t slice_type = 0;
+  return reader.ReadExponentialGolomb(&first_mb) && reader.ReadExponentialGolomb(&slice_type) &&
+         slice_type % kTypesOfSlices == kTypeB;
 }
 
 }  // namespace
@@ -106,6 +121,11 @@ InspectionResult H264Inspector::Inspect(const InspectionOptions& options) {
                                                            : InspectionResult::kOutputFailed);
   }
   warning_text_ = copy_->file().warning_text();
+  if (shows_other_order()) {
+    warning_text_ = options.input + " has B pictures, which are shown in another order than they " +
+                    "are coded; a decoder shows those of " + options.copy +
+                    " in the wrong order or leaves some out; use the original";
+  }
   return InspectionResult::kOk;
 }
 
@@ -163,7 +183,9 @@ bool H264Inspector::OnUnit(const StreamNalUnit& unit) {
   report.nal_ref_idc = H264::ParseNalRefIdc(unit.head[0]);
   if (copy_ != nullptr && report.type == H264::kNaluTypeSps) {
     if (!copy_->OnSps(unit, &report.rewriting.emplace())) return false;
+    is_rewritten_ |= report.rewriting == kxrtc::SpsVuiRewriter::ParseResult::kVuiRewritten;
   }
+  has_b_slices_ |= IsBSlice(unit);
   const auto head_size = static_cast<uint32_t>(unit.head.size());
   if (tracker_.BeginsAccessUnit(unit.head.data(), head_size)) {
     EndAccessUnit(unit.start_offset);

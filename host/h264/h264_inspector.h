@@ -85,6 +85,10 @@ class H264Inspector {
 
   const std::string& error_text() const { return error_text_; }
 
+  // True when a decoder shows the pictures of the complete copy in another order than those of the
+  // input: it must not reorder B pictures any more.
+  bool shows_other_order() const { return is_rewritten_ && has_b_slices_; }
+
   // What the user of a complete copy must know; empty: nothing.
   const std::string& warning_text() const { return warning_text_; }
 
@@ -104,6 +108,8 @@ class H264Inspector {
   std::unique_ptr<SpsRewritingCopy> copy_;
   uint64_t nal_units_ = 0;
   bool is_h264_ = true;
+  bool is_rewritten_ = false;  // An SPS of the copy.
+  bool has_b_slices_ = false;
   bool has_start_code_ = false;
   uint64_t leading_zeros_ = 0;
   AccessUnitReport access_unit_;

@@ -23,7 +23,7 @@ enum ExitStatus : int {
   kExitScenarioInvalid = 9,    // The scenario is not as docs/scenario.md describes it.
   kExitSourceUnreadable = 10,  // A participant's media cannot be opened.
   kExitSourceRefused = 11,     // A participant's video is not H.264.
-  kExitWarningsFound = 12,     // kxrtc verify: warnings, no errors.
+  kExitWarningsFound = 12,     // Done, with warnings about the record or the stream.
   kExitErrorsFound = 13,       // kxrtc verify: errors.
 };
 

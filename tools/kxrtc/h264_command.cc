@@ -210,6 +210,7 @@ ExitStatus Inspect(const H264Options& options) {
   if (result == InspectionResult::kStopped && !options.inspection.copy.empty()) {
     return Fail(status, kxrtc_host::kStoppedText);
   }
+  if (result == InspectionResult::kOk && inspector.shows_other_order()) return kExitWarningsFound;
   if (inspector.error_text().empty()) return status;
   const bool may_exist = result == InspectionResult::kOutputRefused;
   return Fail(status,

@@ -172,5 +172,29 @@ TEST(NalUnitTypeNameTest, NamesEachType) {
   EXPECT_STREQ(NalUnitTypeName(31), "unspecified");
 }
 
+TEST(ReorderedCopyTest, TellsThatTheCopyShowsBPicturesInAnotherOrder) {
+  const auto slice = [](uint32_t slice_type) {
+    return Unit(0x41, BitString().Ue(0).Ue(slice_type).Ue(0).U(4, 1).U(6, 2).U(30, 0x2AAAAAAA));
+  };
+  const std::string start = Sps() + Pps() + Slice(true, 0, 0, 0);
+  for (const auto& [stream, has_b] :
+       {std::pair<std::string, bool>{start + slice(0) + slice(5) + slice(7), false},
+        {start + slice(1), true},
+        {start + slice(6), true}}) {
+    for (const bool has_copy : {true, false}) {
+      const TempDir dir;
+      kx_testing::WriteFile(dir.File("in.264"), stream);
+      InspectionOptions options;
+      options.input = dir.File("in.264");
+      if (has_copy) options.copy = dir.File("out.264");
+      Listener listener;
+      H264Inspector inspector(&listener);
+      ASSERT_EQ(inspector.Inspect(options), InspectionResult::kOk);
+      EXPECT_EQ(inspector.shows_other_order(), has_b && has_copy);
+      EXPECT_EQ(inspector.warning_text().empty(), !(has_b && has_copy));
+    }
+  }
+}
+
 }  // namespace
 }  // namespace kxrtc_host
