@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -38,19 +39,20 @@ class JobThread {
   void Queue(std::unique_ptr<Job> job) {
     {
       const std::lock_guard<std::mutex> guard(lock_);
-      entries_.push_back({std::move(job), false});
+      entries_.push_back({std::move(job), false, nullptr});
     }
     changed_.notify_all();
   }
 
-  // Waits for the first job. There is one.
+  // Waits for the first job. There is one. Throws what its work threw.
   std::unique_ptr<Job> TakeFirst() {
     std::unique_lock<std::mutex> guard(lock_);
     changed_.wait(guard, [this] { return entries_.front().is_done; });
-    std::unique_ptr<Job> job = std::move(entries_.front().job);
+    Entry entry = std::move(entries_.front());
     entries_.pop_front();
     --next_;
-    return job;
+    if (entry.failure) std::rethrow_exception(entry.failure);
+    return std::move(entry.job);
   }
 
   // Jobs that are queued and not taken back. Only the owner changes the number.
@@ -60,6 +62,7 @@ class JobThread {
   struct Entry {
     std::unique_ptr<Job> job;
     bool is_done = false;
+    std::exception_ptr failure;
   };
 
   void Run() {
@@ -69,7 +72,11 @@ class JobThread {
       if (stop_) return;
       Entry* const entry = &entries_[next_++];  // Stays where it is until it is done.
       guard.unlock();
-      work_(entry->job.get());
+      try {
+        work_(entry->job.get());
+      } catch (const std::exception&) {  // No memory, mostly.
+        entry->failure = std::current_exception();
+      }
       guard.lock();
       entry->is_done = true;
       changed_.notify_all();

@@ -1,6 +1,7 @@
 #include "host/mp4/mp4_sink_writer_imp.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "host/mp4/copy_video_track.h"
@@ -58,24 +59,45 @@ bool Mp4SinkWriterImp::CheckConfigs(const kxrtc::VideoConfig* video,
   return true;
 }
 
+// Without memory, or without a thread for a track, a run ends like one whose disk is full.
+template <typename Body>
+bool Mp4SinkWriterImp::Guard(WriterFailure failure, Body body) {
+  try {
+    return body();
+  } catch (const std::exception& error) {
+    return report_.Fail(
+        failure, std::string("the system has no memory or no thread to give: ") + error.what());
+  }
+}
+
 bool Mp4SinkWriterImp::StartStreaming(const char* output_path, const kxrtc::VideoConfig* video,
                                       const kxrtc::AudioConfig* audio,
                                       kxrtc::Mp4SinkWriterObserver* observer) {
   if (started_) return report_.Fail(WriterFailure::kRefused, "the writer is already started");
   observer_ = observer;
-  if (!CheckConfigs(video, audio)) return false;
+  started_ = Guard(WriterFailure::kRefused, [&] {
+    return CheckConfigs(video, audio) && OpenFile(output_path) && MakeTracks(*video, *audio);
+  });
+  return started_;
+}
+
+bool Mp4SinkWriterImp::OpenFile(const char* output_path) {
   file_.set_is_wanted([this] { return !IsDiscarded(); });
   if (!file_.Open(output_path == nullptr ? "" : output_path, options_.replace_existing)) {
     return report_.Fail(WriterFailure::kRefused, file_.error_text());
   }
   // The size of the encoder's output is not known well enough.
   if (options_.video_mode == VideoMode::kCopy) file_.Reserve(options_.bounds.bytes);
+  return true;
+}
+
+bool Mp4SinkWriterImp::MakeTracks(const kxrtc::VideoConfig& video,
+                                  const kxrtc::AudioConfig& audio) {
   muxer_ = std::make_unique<Mp4Muxer>(&file_, &report_, options_.bounds);
   audio_track_ = std::make_unique<AudioTrack>(
-      audio->channel_count, options_.check_sound || options_.video_mode == VideoMode::kEncode,
+      audio.channel_count, options_.check_sound || options_.video_mode == VideoMode::kEncode,
       muxer_.get(), &report_);
-  started_ = MakeVideoTrack(*video);
-  return started_;
+  return MakeVideoTrack(video);
 }
 
 std::unique_ptr<H264Encoder> Mp4SinkWriterImp::OpenEncoder(const EncoderSettings& settings) {
@@ -144,7 +166,9 @@ bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data
   if (!Accepts(WriterFailure::kVideo, timestamp_us, data, size)) return false;
   ++report_.status.video_samples_received;
   const uint8_t* const bytes = data == nullptr ? kNoBytes : data;
-  return Settle(video_track_->Push(timeline_->PlaceVideo(timestamp_us), bytes, size));
+  return Settle(Guard(WriterFailure::kOutput, [&] {
+    return video_track_->Push(timeline_->PlaceVideo(timestamp_us), bytes, size);
+  }));
 }
 
 bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
@@ -153,7 +177,9 @@ bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data
   const int64_t file_us = ExactMicroseconds(placed_us);
   video_track_->OnAudio();
   media_time_us_.store(file_us, std::memory_order_relaxed);
-  return Settle(audio_track_->Push(placed_us, data, size) && video_track_->AdvanceTo(file_us));
+  return Settle(Guard(WriterFailure::kOutput, [&] {
+    return audio_track_->Push(placed_us, data, size) && video_track_->AdvanceTo(file_us);
+  }));
 }
 
 void Mp4SinkWriterImp::TellTimestamps() {
@@ -202,7 +228,7 @@ bool Mp4SinkWriterImp::Finish() {
 void Mp4SinkWriterImp::StopStreaming() {
   if (started_) {
     started_ = false;
-    const bool finished = Finish();
+    const bool finished = Guard(WriterFailure::kOutput, [this] { return Finish(); });
     (void)Settle(finished);
   }
   video_track_.reset();

@@ -58,6 +58,10 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   bool IsDiscarded() const { return discard_.load(std::memory_order_acquire); }
   bool Accepts(WriterFailure kind, int64_t timestamp_us, const uint8_t* data, uint32_t size);
   bool CheckConfigs(const kxrtc::VideoConfig* video, const kxrtc::AudioConfig* audio);
+  template <typename Body>
+  bool Guard(WriterFailure failure, Body body);
+  bool OpenFile(const char* output_path);
+  bool MakeTracks(const kxrtc::VideoConfig& video, const kxrtc::AudioConfig& audio);
   bool MakeVideoTrack(const kxrtc::VideoConfig& video);
   std::unique_ptr<H264Encoder> OpenEncoder(const EncoderSettings& settings);
   std::unique_ptr<ChannelFollower> FollowShares() const;
