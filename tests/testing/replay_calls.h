@@ -3,13 +3,16 @@
 #ifndef TESTS_TESTING_REPLAY_CALLS_H_
 #define TESTS_TESTING_REPLAY_CALLS_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <future>
+#include <iterator>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "kxrtc/media/video/h264/nal_unit.h"
+#include "kxrtc/recording/icon_frames.h"
 #include "record/index/record_files.h"
 #include "record/predict/replay_simulator.h"
 #include "rtc_transcoder/api/rtc_transcoder.h"
@@ -49,8 +52,7 @@ struct ReplayCalls {
   }
 };
 
-// Keeps the calls; the pictures of the filler clip, told by the attributes in front of them or by
-// their bytes, have no size.
+// Keeps the calls; the pictures of the filler clip, told by their bytes, have no size.
 class ReplayCallWriter final : public kxrtc::Mp4SinkWriter {
  public:
   explicit ReplayCallWriter(std::vector<ReplayCall>* calls) : calls_(calls) {}
@@ -65,8 +67,10 @@ class ReplayCallWriter final : public kxrtc::Mp4SinkWriter {
     return true;
   }
   bool PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) override {
-    // Every picture of the clip begins with an access unit delimiter (ITU-T H.264, 7.4.1.2.3).
-    const bool is_filler = size > 4 && kxrtc::H264::ParseNaluType(data[4]) == 9;
+    const bool is_filler = std::any_of(
+        std::begin(kxrtc::kIconFrames), std::end(kxrtc::kIconFrames), [&](const auto& picture) {
+          return picture.size == size && std::equal(data, data + size, picture.data);
+        });
     calls_->push_back({ReplayCall::Kind::kVideo, timestamp_us, is_filler ? 0 : size, 0, 0});
     return true;
   }
