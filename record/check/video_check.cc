@@ -122,7 +122,7 @@ void VideoCheck::ReadFormat(const uint8_t* nal_unit, uint32_t size, int64_t time
   last_format_valid_ = size >= kMinSpsBytes && IsKnownProfile(nal_unit[1]) &&
                        kxrtc::SpsParser::ParseSps(nal_unit + 1, size - 1, state) &&
                        state.pic_order_cnt_type <= kMaxPicOrderCntType;
-  last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
+  if (last_format_valid_) last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
   if (last_format_valid_ || examiner_ == nullptr) return;
   const auto format = examiner_->Examine(frame_.data(), static_cast<uint32_t>(frame_.size()));
   if (!format) return;

@@ -202,6 +202,11 @@ const LimitCase kCases[] = {
      ""},
     {"TooLongAParameterSet", [](RecordBuilder& builder) { AddLongParameterSet(builder, 65536); },
      "replay.nothing, video.bad-sps, video.no-parameter-sets"},
+    {"AParameterSetOfItsHeaderOnly",
+     [](RecordBuilder& builder) {
+       Open(builder).Video(1, KeyFrame640x360() + std::string("\0\0\0\1\x67", 5)).Stop(2);
+     },
+     "video.bad-sps"},
     {"AFrameThatIsReadWhole",
      [](RecordBuilder& builder) {
        const std::string key = KeyFrame640x360();
