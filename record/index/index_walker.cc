@@ -125,7 +125,7 @@ bool IndexWalker::FindTypeMark() {
       position_ += static_cast<uint64_t>(mark - bytes);
       return true;
     }
-    position_ += piece;
+    position_ = index_->NextData(position_ + piece);  // No type stands in a hole of the file.
   }
   return true;
 }

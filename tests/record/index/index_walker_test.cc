@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 
 #include "tests/testing/record_samples.h"
@@ -160,14 +161,27 @@ TEST(IndexWalkerTest, EndsWhereTheFileBecameShorter) {
 
 TEST(IndexWalkerTest, EndsInTheMidstOfGarbageThatNobodyWants) {
   const TempDir dir;
-  kx_testing::WriteFile(dir.File("index"), SmallIndex());
-  std::filesystem::resize_file(dir.File("index"), uint64_t{1} << 40);
+  kx_testing::WriteFile(dir.File("index"), SmallIndex() + std::string(1 << 20, 'x'));
   ReadOnlyFile file;
   ASSERT_EQ(file.Open(dir.File("index")), ReadOnlyFile::State::kOpen);
   int questions = 0;
   const auto steps = Walk(&file, [&questions] { return ++questions < 3; });
   EXPECT_EQ(steps.back(), "stopped");
   EXPECT_EQ(questions, 3);
+}
+
+TEST(IndexWalkerTest, PassesOverTheHolesOfASparseFile) {
+  const TempDir dir;
+  constexpr uint64_t kFar = uint64_t{1} << 40;
+  kx_testing::WriteFile(dir.File("index"), SmallIndex());
+  std::filesystem::resize_file(dir.File("index"), kFar);
+  std::ofstream(dir.File("index"), std::ios::app) << SmallIndex();
+  ReadOnlyFile file;
+  ASSERT_EQ(file.Open(dir.File("index")), ReadOnlyFile::State::kOpen);
+  const std::vector<std::string> steps = Walk(&file);
+  ASSERT_EQ(steps.size(), 11u);
+  EXPECT_EQ(steps[5], "garbage 88 +" + std::to_string(kFar - 88));
+  EXPECT_EQ(steps[6], "start " + std::to_string(kFar));
 }
 
 TEST(IndexWalkerTest, EndsBetweenRecordsThatNobodyWants) {
