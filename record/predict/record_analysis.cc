@@ -30,7 +30,6 @@ class Analysis {
   Analysis(RecordFiles* files, const AnalysisOptions& options, bool expects_audio,
            RecordSummary* summary)
       : files_(files),
-        summary_(summary),
         state_(&files->video, &files->audio),
         structure_(&state_, summary),
         clock_(summary),
@@ -128,7 +127,6 @@ class Analysis {
   }
 
   RecordFiles* files_;
-  RecordSummary* summary_;
   IndexState state_;
   StructureCheck structure_;
   ClockCheck clock_;
