@@ -156,6 +156,7 @@ struct RecordSummary {
   FileSizes sizes;
   uint64_t index_records = 0;
   int64_t duration_us = 0;  // Of all sessions together.
+  int64_t recorded_us = 0;  // Of it with sound or pictures; see RecordedTime.
   uint64_t estimate_bytes = 0;
   std::vector<SessionSummary> sessions;
   uint64_t session_count = 0;

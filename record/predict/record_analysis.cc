@@ -8,6 +8,7 @@
 #include "record/check/clock_check.h"
 #include "record/check/data_check.h"
 #include "record/check/descriptor_check.h"
+#include "record/check/recorded_time.h"
 #include "record/check/sound_check.h"
 #include "record/check/structure_check.h"
 #include "record/check/video_check.h"
@@ -30,6 +31,7 @@ class Analysis {
   Analysis(RecordFiles* files, const AnalysisOptions& options, bool expects_audio,
            RecordSummary* summary)
       : files_(files),
+        summary_(summary),
         state_(&files->video, &files->audio),
         structure_(&state_, summary),
         clock_(summary),
@@ -56,6 +58,7 @@ class Analysis {
       replay_.OnBrokenIndex(step, record.offset);
       file_replay_.OnBrokenIndex(step, record.offset);
     }
+    summary_->recorded_us = recorded_time_.total_us();
     structure_.Finish();
     clock_.Finish();
     video_data_.Finish();
@@ -73,6 +76,7 @@ class Analysis {
   void OnRecord(const IndexRecord& record) {
     structure_.OnRecord(record);
     clock_.OnRecord(record);
+    recorded_time_.Take(record.header);
     const bool is_key = OnContent(record);
     replay_.OnRecord(record, is_key);
     file_.NoteContents(video_.contents());
@@ -127,6 +131,8 @@ class Analysis {
   }
 
   RecordFiles* files_;
+  RecordSummary* summary_;
+  RecordedTime recorded_time_;
   IndexState state_;
   StructureCheck structure_;
   ClockCheck clock_;

@@ -69,6 +69,8 @@ void IndexRewriter::Count(const IndexRecord& record) {
   const int64_t time_us = record.header.record_timestamp_us;
   const uint64_t end = record.data.size == 0 ? 0 : record.data.start_position + record.data.size;
   written_.Take(record);
+  recorded_time_.Take(record.header);
+  kept_.recorded_us = recorded_time_.total_us();
   last_time_us_ = time_us;
   if (record.header.type == kxrtc::kStartRecording) {
     sessions_.emplace_back().sessoin_start_timestamp_us = time_us;

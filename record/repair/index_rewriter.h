@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kxrtc/recording/speaker_record_descriptor.h"
+#include "record/check/recorded_time.h"
 #include "record/index/index_state.h"
 #include "record/index/index_walker.h"
 #include "record/repair/repair_changes.h"
@@ -23,6 +24,7 @@ struct KeptMedia {
   uint64_t audio_frames = 0;
   uint64_t video_end = 0;  // End of the last frame, in ".264" and ".aac".
   uint64_t audio_end = 0;
+  int64_t recorded_us = 0;  // See RecordedTime.
 };
 
 class IndexRewriter {
@@ -54,6 +56,7 @@ class IndexRewriter {
   IndexState written_;  // State of the new index.
   RepairChanges* changes_;
   KeptMedia kept_;
+  RecordedTime recorded_time_;
   std::vector<kxrtc::SpeakerRecordSession> sessions_;
   bool contains_desktop_ = false;
   int64_t last_time_us_ = 0;

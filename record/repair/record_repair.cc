@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <climits>
 #include <cstdlib>
@@ -35,12 +36,13 @@ bool LiesIn(const std::string& folder, std::string path) {
 
 class Repair {
  public:
-  Repair(const std::string& source, const std::string& target, const RepairOptions& options)
+  // Without a target nothing is written.
+  Repair(const std::string& source, const std::string* target, const RepairOptions& options)
       : source_(source), target_(target), options_(options) {}
 
   RepairResult Run() {
     result_.repaired = OpenSource() && CreateTarget() && WriteIndex() && WriteData() &&
-                       WriteDescriptor() && Check(folder_.Commit());
+                       WriteDescriptor() && (target_ == nullptr || Check(folder_.Commit()));
     result_.warning = folder_.warning();
     return std::move(result_);
   }
@@ -55,6 +57,18 @@ class Repair {
     if (done) return true;
     (folder_.is_source_error() ? result_.source_refused : result_.target_failed) = true;
     return Fail(folder_.error());
+  }
+
+  bool Begin(const char* extension) {
+    return target_ == nullptr || Check(folder_.BeginFile(FileName(extension)));
+  }
+
+  bool Append(const std::string& bytes) {
+    return target_ == nullptr || Check(folder_.Append(bytes.data(), bytes.size()));
+  }
+
+  bool Copy(const ReadOnlyFile& file, const FrameRanges::Range& range) {
+    return target_ == nullptr || Check(folder_.Copy(file, range.begin, range.size));
   }
 
   bool OpenSource() {
@@ -74,16 +88,17 @@ class Repair {
   }
 
   bool CreateTarget() {
-    if (LiesIn(RecordFolderPath(source_), target_)) {
+    if (target_ == nullptr) return true;
+    if (LiesIn(RecordFolderPath(source_), *target_)) {
       result_.target_refused = true;
-      return Fail(target_ + ": is inside the record; choose another folder");
+      return Fail(*target_ + ": is inside the record; choose another folder");
     }
     folder_.set_sync(options_.sync);
     folder_.set_is_wanted(options_.is_wanted);
     const std::vector<std::string> names = {
         FileName(kxrtc::kIndexFileExtension), FileName(kxrtc::kVideoFileExtension),
         FileName(kxrtc::kAudioFileExtension), FileName(kxrtc::kDescriptorFileExtension)};
-    if (folder_.Create(target_, names)) return true;
+    if (folder_.Create(*target_, names)) return true;
     result_.target_refused = true;
     return Fail(folder_.error());
   }
@@ -95,7 +110,7 @@ class Repair {
     IndexRewriter rewriter(&result_.changes);
     IndexRecord record;
     std::string out;
-    if (!Check(folder_.BeginFile(FileName(kxrtc::kIndexFileExtension)))) return false;
+    if (!Begin(kxrtc::kIndexFileExtension)) return false;
     for (;;) {
       const IndexWalker::Step step = reader_->Next(&record);
       if (step == IndexWalker::Step::kEnd) break;
@@ -110,11 +125,12 @@ class Repair {
       }
       out.clear();
       rewriter.OnRecord(record, &out);
-      if (!Check(folder_.Append(out.data(), out.size()))) return false;
+      if (!Append(out)) return false;
     }
     out.clear();
     rewriter.Finish(roles_.index()->size(), &out);
     result_.kept = rewriter.kept();
+    result_.recorded_us = std::max(reader_->recorded_us(), result_.kept.recorded_us);
     sessions_ = rewriter.sessions();
     contains_desktop_ = rewriter.contains_desktop();
     result_.sessions = sessions_.size();
@@ -122,16 +138,16 @@ class Repair {
       return Fail(
           "no file contains a whole frame or a whole index record; there is nothing to repair");
     }
-    return Check(folder_.Append(out.data(), out.size()));
+    return Append(out);
   }
 
   // Copies the parts of a data file that stay.
   bool CopyData(const ReadOnlyFile& file, const char* extension, const FrameRanges& ranges) {
-    if (!Check(folder_.BeginFile(FileName(extension)))) return false;
+    if (!Begin(extension)) return false;
     uint64_t end = 0;
     for (const FrameRanges::Range& range : ranges.ranges()) {
       if (range.begin > end) TellUnused(extension, "", end, range.begin - end);
-      if (!Check(folder_.Copy(file, range.begin, range.size))) return false;
+      if (!Copy(file, range)) return false;
       end = range.begin + range.size;
     }
     if (end < file.size()) TellUnused(extension, "the end of ", end, file.size() - end);
@@ -179,6 +195,7 @@ class Repair {
       result_.channel_source = ChannelSource::kNoSound;
       return true;
     }
+    result_.lacks_channels = true;
     return Fail(
         "neither the descriptor nor an audio frame gives the number of audio channels; use "
         "--channels");
@@ -192,12 +209,11 @@ class Repair {
     overall.contain_desktop = contains_desktop_ ? 1 : 0;
     overall.audio_channel_count = result_.audio_channels;
     const std::string text = kxrtc::RenderSpeakerRecordDesc(overall, sessions_);
-    return Check(folder_.BeginFile(FileName(kxrtc::kDescriptorFileExtension)) &&
-                 folder_.Append(text.data(), text.size()));
+    return Begin(kxrtc::kDescriptorFileExtension) && Append(text);
   }
 
   const std::string& source_;
-  const std::string& target_;
+  const std::string* target_;
   const RepairOptions& options_;
   RepairResult result_;
   RecordFiles files_;
@@ -228,7 +244,24 @@ const char* ChannelSourceName(ChannelSource source) {
 
 RepairResult RepairRecord(const std::string& source, const std::string& target,
                           const RepairOptions& options) {
-  return Repair(source, target, options).Run();
+  return Repair(source, &target, options).Run();
+}
+
+RepairResult PreviewRepair(const std::string& source, const RepairOptions& options) {
+  return Repair(source, nullptr, options).Run();
+}
+
+bool MayHelpRepair(const RecordSummary& summary) {
+  switch (summary.replay.encode.kind) {
+    case TranscodeKind::kWrittenInPart:
+    case TranscodeKind::kRecordDamaged:
+      return true;
+    case TranscodeKind::kRecordUnreadable:
+      return summary.findings.count(FindingCode::kReplayReadOnly) == 0 &&
+             summary.sizes.video + summary.sizes.audio > 0;
+    default:
+      return false;
+  }
 }
 
 }  // namespace kxrtc_host

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "files/is_wanted.h"
+#include "record/check/record_summary.h"
 #include "record/repair/index_rewriter.h"
 
 namespace kxrtc_host {
@@ -30,10 +31,12 @@ struct RepairResult {
   bool source_refused = false;  // A file of the source cannot be read to its end.
   bool target_refused = false;  // The target exists, is inside the source or cannot be created.
   bool target_failed = false;   // Writing failed half-way.
+  bool lacks_channels = false;  // Nothing but the option gives the channel count.
   std::string error;            // Why it was not repaired.
   std::string warning;          // What the user of the repaired record must know; empty: nothing.
   RepairChanges changes;        // Empty: index and data are copied unchanged.
   KeptMedia kept;
+  int64_t recorded_us = 0;  // Like that of `kept`, with the frames that are left out.
   uint64_t sessions = 0;
   uint32_t audio_channels = 0;
   ChannelSource channel_source = ChannelSource::kNone;
@@ -43,6 +46,13 @@ struct RepairResult {
 // on the disk. On failure there is no target, and `error` says why.
 RepairResult RepairRecord(const std::string& source, const std::string& target,
                           const RepairOptions& options);
+
+// What RepairRecord() would answer, found without writing anything. The data files are not read
+// where the index describes them exactly.
+RepairResult PreviewRepair(const std::string& source, const RepairOptions& options);
+
+// True when kxrtc transcode does not make an MP4 of the whole record, and a repair may change that.
+bool MayHelpRepair(const RecordSummary& summary);
 
 }  // namespace kxrtc_host
 

@@ -111,10 +111,12 @@ Step SalvageReader::Next(IndexRecord* record) {
     const bool is_first = !held_;
     if (!is_first) {
       if (step == Step::kRecord) PutTimeRight(next.header.record_timestamp_us, &*held_);
+      CountTimeOfHeld();
       *record = *held_;
       put_us_ = record->header.record_timestamp_us;
     }
     held_ = step == Step::kRecord ? std::optional(next) : std::nullopt;
+    is_held_counted_ = false;
     if (!is_first) return Step::kRecord;
   }
 }
@@ -167,6 +169,17 @@ void SalvageReader::PutTimeRight(int64_t next_us, IndexRecord* record) {
                       RecordTypeName(record->header.type), SecondsText(time_us).c_str())});
   record->header.record_timestamp_us = right_us;
   Serialise(record);
+}
+
+// In the order of the records: the one that is held comes before those left out behind it.
+void SalvageReader::CountTimeOfHeld() {
+  if (held_ && !is_held_counted_) recorded_time_.Take(held_->header);
+  is_held_counted_ = true;
+}
+
+void SalvageReader::CountTimeOfLost(const IndexRecord& record) {
+  CountTimeOfHeld();
+  recorded_time_.Take(record.header);
 }
 
 std::vector<MediaDataRecord> SalvageReader::Upcoming(const Track& track) const {
@@ -270,6 +283,7 @@ bool SalvageReader::NextFound(IndexRecord* record) {
     StartChannel(is_picture);
     if (is_picture && wants_key_ && !picture.is_key) {
       track->fates.Add(Fate::kBeforeKey, frame);
+      CountTimeOfLost(*record);
       continue;
     }
     // The pictures behind a key frame are worth more than one picture without faults.
@@ -277,6 +291,7 @@ bool SalvageReader::NextFound(IndexRecord* record) {
     const auto place = track->ranges.Take(frame.position, record->data.size);
     if (!place) {
       track->fates.Add(Fate::kScattered, frame);
+      CountTimeOfLost(*record);
       continue;
     }
     track->fates.Add(
@@ -369,7 +384,10 @@ bool SalvageReader::TakeMedia(IndexRecord* record) {
                    {record->offset, record->header.record_timestamp_us, record->data.start_position,
                     record->data.size},
                    fate == Fate::kMoved ? track->locator->shift() : 0);
-  if (!place) return false;
+  if (!place) {
+    CountTimeOfLost(*record);
+    return false;
+  }
   if (is_video) wants_key_ = false;
   if (record->data.start_position != *place) {
     record->data.start_position = *place;

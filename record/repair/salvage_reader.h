@@ -12,6 +12,7 @@
 #include <optional>
 #include <vector>
 
+#include "record/check/recorded_time.h"
 #include "record/index/index_walker.h"
 #include "record/repair/adts_scanner.h"
 #include "record/repair/found_frames.h"
@@ -34,7 +35,10 @@ class SalvageReader {
   // The bytes that are not a record, after kGarbage and kTruncated.
   uint64_t skipped_bytes() const { return skipped_bytes_; }
 
-  // What the new data files have. Complete after the last step.
+  // That of all frames, also of those that are left out. Complete after the last step.
+  int64_t recorded_us() const { return recorded_time_.total_us(); }
+
+  // What the new data files have. Likewise.
   const FrameRanges& video_ranges() const { return video_.ranges; }
   const FrameRanges& audio_ranges() const { return audio_.ranges; }
 
@@ -74,6 +78,8 @@ class SalvageReader {
   void LookAhead();
   IndexWalker::Step Produce(IndexRecord* record);
   void PutTimeRight(int64_t next_us, IndexRecord* record);
+  void CountTimeOfHeld();
+  void CountTimeOfLost(const IndexRecord& record);
   Track* TrackOf(const IndexRecord& record);
   std::vector<kxrtc::MediaDataRecord> Upcoming(const Track& track) const;
   bool IsNamedRight(const Track& track, const kxrtc::MediaDataRecord& data) const;
@@ -104,8 +110,10 @@ class SalvageReader {
   std::optional<IndexRecord> waiting_;  // A found picture behind its attributes.
   int64_t last_us_ = 0;                 // Of the latest record.
   std::optional<IndexRecord> held_;     // Produced, and not given out yet.
-  std::optional<int64_t> put_us_;       // Time of the record that was given out last.
-  uint64_t offset_ = 0;                 // In the index, of the next record.
+  bool is_held_counted_ = false;        // In the recorded time.
+  RecordedTime recorded_time_;
+  std::optional<int64_t> put_us_;  // Time of the record that was given out last.
+  uint64_t offset_ = 0;            // In the index, of the next record.
   uint32_t media_type_ = 0;
   bool wants_key_ = false;
   std::optional<kxrtc::NewVideoAttributesRecord> attributes_;  // Of the channel.

@@ -101,6 +101,7 @@ void FillInfo(const RecordSummary& summary, Json::Value* document) {
   value["files"] = FilesValue(summary.sizes);
   value["index_records"] = U64(summary.index_records);
   value["duration_us"] = I64(summary.duration_us);
+  value["recorded_us"] = I64(summary.recorded_us);
   value["estimated_mp4_bytes"] = U64(summary.estimate_bytes);
   value["finding_counts"] = CountsValue(summary.findings);
   value["session_count"] = U64(summary.session_count);
@@ -229,6 +230,23 @@ Json::Value TimelineValue(const ReplayPrediction& replay) {
   return value;
 }
 
+// What a repair keeps, or would keep.
+void FillKept(const RepairResult& result, Json::Value* document) {
+  Json::Value& value = *document;
+  Json::Value& kept = value["kept"];
+  kept["sessions"] = U64(result.sessions);
+  kept["index_records"] = U64(result.kept.records);
+  kept["video_frames"] = U64(result.kept.video_frames);
+  kept["audio_frames"] = U64(result.kept.audio_frames);
+  kept["video_bytes"] = U64(result.kept.video_end);
+  kept["audio_bytes"] = U64(result.kept.audio_end);
+  kept["recorded_us"] = I64(result.kept.recorded_us);
+  value["recorded_us"] = I64(result.recorded_us);
+  value["lost_count"] = U64(result.changes.lost);
+  value["added_count"] = U64(result.changes.added);
+  value["moved_count"] = U64(result.changes.moved);
+}
+
 Json::Value PayloadValue(const IndexRecord& record) {
   Json::Value value(Json::objectValue);
   switch (record.header.type) {
@@ -259,10 +277,15 @@ Json::Value InfoDocument(const RecordSummary& summary) {
   return document;
 }
 
-Json::Value VerifyDocument(const RecordSummary& summary) {
+Json::Value VerifyDocument(const RecordSummary& summary,
+                           const std::optional<RepairResult>& preview) {
   Json::Value document = Document("kxrtc.verify");
   document["folder"] = summary.folder;
   FillVerify(summary, &document);
+  if (preview) {
+    document["repair"]["possible"] = preview->repaired;
+    FillKept(*preview, &document["repair"]);
+  }
   return document;
 }
 
@@ -283,16 +306,7 @@ Json::Value RepairDocument(const RepairResult& result) {
   Json::Value document = Document("kxrtc.repair");
   document["repaired"] = result.repaired;
   if (!result.repaired) document["error"] = result.error;
-  Json::Value& kept = document["kept"];
-  kept["sessions"] = U64(result.sessions);
-  kept["index_records"] = U64(result.kept.records);
-  kept["video_frames"] = U64(result.kept.video_frames);
-  kept["audio_frames"] = U64(result.kept.audio_frames);
-  kept["video_bytes"] = U64(result.kept.video_end);
-  kept["audio_bytes"] = U64(result.kept.audio_end);
-  document["lost_count"] = U64(result.changes.lost);
-  document["added_count"] = U64(result.changes.added);
-  document["moved_count"] = U64(result.changes.moved);
+  FillKept(result, &document);
   document["audio_channels"] = result.audio_channels;
   document["audio_channels_from"] = ChannelSourceName(result.channel_source);
   document["changes"] = Json::Value(Json::arrayValue);

@@ -3,6 +3,7 @@
 #ifndef RECORD_SHOW_RECORD_DOCUMENTS_H_
 #define RECORD_SHOW_RECORD_DOCUMENTS_H_
 
+#include <optional>
 #include <string>
 
 #include "record/check/record_summary.h"
@@ -19,7 +20,9 @@ namespace kxrtc_host {
 inline constexpr int kDocumentVersion = 1;
 
 Json::Value InfoDocument(const RecordSummary& summary);
-Json::Value VerifyDocument(const RecordSummary& summary);
+// `preview`: of the repair that the record needs; none if it needs none.
+Json::Value VerifyDocument(const RecordSummary& summary,
+                           const std::optional<RepairResult>& preview = std::nullopt);
 Json::Value RepairDocument(const RepairResult& result);
 
 // Everything that the report page shows. `video_url` may be empty.

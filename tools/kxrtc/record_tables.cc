@@ -110,24 +110,25 @@ void PrintEstimate(const kxrtc_host::RecordSummary& summary) {
   }
 }
 
-// What to do about a record of which the MP4 lacks something; empty if there is nothing.
-std::string NextStep(const kxrtc_host::RecordSummary& summary) {
-  const kxrtc_host::FindingList& findings = summary.findings;
-  switch (summary.replay.encode.kind) {
-    case kxrtc_host::TranscodeKind::kWritten:
-      return "kxrtc transcode " + summary.folder + " OUT.mp4";
-    case kxrtc_host::TranscodeKind::kWrittenInPart:
-    case kxrtc_host::TranscodeKind::kRecordDamaged:
-      return "kxrtc repair " + summary.folder + " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4";
-    case kxrtc_host::TranscodeKind::kRecordUnreadable:
-      if (findings.count(kxrtc_host::FindingCode::kReplayReadOnly) > 0) {
-        return "cp -r " + summary.folder + " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4";
-      }
-      if (summary.sizes.video + summary.sizes.audio == 0) return "";
-      return "kxrtc repair " + summary.folder + " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4";
-    default:
-      return "";
+// The command that makes a whole record of a damaged one, and what that keeps.
+std::string RepairStep(const std::string& folder, const kxrtc_host::RepairResult& preview) {
+  if (!preview.repaired && !preview.lacks_channels) return "";
+  return "kxrtc repair " + folder + " NEW_DIR" + (preview.lacks_channels ? " --channels N" : "") +
+         " keeps " + SecondsText(preview.kept.recorded_us) + " of " +
+         SecondsText(preview.recorded_us) + "; then kxrtc transcode NEW_DIR OUT.mp4";
+}
+
+// What to do about a record; empty if there is nothing.
+std::string NextStep(const kxrtc_host::RecordSummary& summary,
+                     const std::optional<kxrtc_host::RepairResult>& preview) {
+  if (preview) return RepairStep(summary.folder, *preview);
+  if (summary.replay.encode.kind == kxrtc_host::TranscodeKind::kWritten) {
+    return "kxrtc transcode " + summary.folder + " OUT.mp4";
   }
+  if (summary.findings.count(kxrtc_host::FindingCode::kReplayReadOnly) > 0) {
+    return "cp -r " + summary.folder + " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4";
+  }
+  return "";
 }
 
 std::string HeadlineOf(const kxrtc_host::ModePrediction& mode) {
@@ -155,6 +156,7 @@ void PrintInfo(const kxrtc_host::RecordSummary& summary) {
   std::printf("record     %s\n", TerminalText(summary.folder).c_str());
   std::printf("duration   %s in %s\n", SecondsText(summary.duration_us).c_str(),
               CountText(summary.session_count, "session").c_str());
+  std::printf("recorded   %s of sound or pictures\n", SecondsText(summary.recorded_us).c_str());
   std::printf("frames     %" PRIu64 " video (%" PRIu64 " key), %" PRIu64 " audio\n",
               summary.totals.video_frames, summary.totals.key_frames, summary.totals.audio_frames);
   std::printf("files      .index %" PRIu64 ", .264 %" PRIu64 ", .aac %" PRIu64 ", .desc %" PRIu64
@@ -191,7 +193,8 @@ void PrintFindings(const kxrtc_host::FindingList& findings) {
   }
 }
 
-void PrintReplay(const kxrtc_host::RecordSummary& summary) {
+void PrintReplay(const kxrtc_host::RecordSummary& summary,
+                 const std::optional<kxrtc_host::RepairResult>& preview) {
   const kxrtc_host::ReplayPrediction& replay = summary.replay;
   std::printf("\nMP4: %s\n", TerminalText(HeadlineOf(replay.encode)).c_str());
   if (replay.copy.kind != replay.encode.kind) {
@@ -209,7 +212,7 @@ void PrintReplay(const kxrtc_host::RecordSummary& summary) {
   if (summary.index_records > 0 && replay.audio_samples == 0) {
     std::printf("  the record contains no sound\n");
   }
-  if (const std::string next = NextStep(summary); !next.empty()) {
+  if (const std::string next = NextStep(summary, preview); !next.empty()) {
     std::printf("  next: %s\n", TerminalText(next).c_str());
   }
 }
@@ -228,12 +231,14 @@ void PrintRepair(const kxrtc_host::RepairResult& result) {
     std::printf("... and %" PRIu64 " more\n", changes - result.changes.kept.size());
   }
   if (changes == 0) std::printf("index and data were valid: they are copied unchanged\n");
-  std::printf("kept %s, %s, %s (%s), %s (%s)\n", CountText(result.sessions, "session").c_str(),
-              CountText(result.kept.records, "index record").c_str(),
-              CountText(result.kept.video_frames, "video frame").c_str(),
-              BytesText(result.kept.video_end).c_str(),
-              CountText(result.kept.audio_frames, "audio frame").c_str(),
-              BytesText(result.kept.audio_end).c_str());
+  std::printf(
+      "kept %s, %s, %s (%s), %s (%s), %s of %s\n", CountText(result.sessions, "session").c_str(),
+      CountText(result.kept.records, "index record").c_str(),
+      CountText(result.kept.video_frames, "video frame").c_str(),
+      BytesText(result.kept.video_end).c_str(),
+      CountText(result.kept.audio_frames, "audio frame").c_str(),
+      BytesText(result.kept.audio_end).c_str(), SecondsText(result.kept.recorded_us).c_str(),
+      SecondsText(result.recorded_us).c_str());
   std::printf("lost %" PRIu64 ", added %" PRIu64 ", moved %" PRIu64
               ", %u audio channels (from the %s)\n",
               result.changes.lost, result.changes.added, result.changes.moved,

@@ -2,6 +2,8 @@
 #ifndef TOOLS_KXRTC_RECORD_TABLES_H_
 #define TOOLS_KXRTC_RECORD_TABLES_H_
 
+#include <optional>
+
 #include "record/check/record_summary.h"
 #include "record/repair/record_repair.h"
 
@@ -9,7 +11,9 @@ namespace kxrtc_tool {
 
 void PrintInfo(const kxrtc_host::RecordSummary& summary);
 void PrintFindings(const kxrtc_host::FindingList& findings);
-void PrintReplay(const kxrtc_host::RecordSummary& summary);
+// `preview`: of the repair that the record needs; none if it needs none.
+void PrintReplay(const kxrtc_host::RecordSummary& summary,
+                 const std::optional<kxrtc_host::RepairResult>& preview);
 void PrintRepair(const kxrtc_host::RepairResult& result);
 
 }  // namespace kxrtc_tool

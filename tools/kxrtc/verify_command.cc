@@ -3,9 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "record/index/record_text.h"
+#include "record/repair/record_repair.h"
 #include "record/show/record_documents.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/examine_record.h"
@@ -34,11 +36,13 @@ ExitStatus Verify(const VerifyOptions& options) {
   const kxrtc_host::RecordSummary summary = ExamineRecord(
       options.record_dir, options.quick ? SoundExamination::kNone : SoundExamination::kEveryFrame);
   const kxrtc_host::FindingList& findings = summary.findings;
+  std::optional<kxrtc_host::RepairResult> preview;
+  if (MayHelpRepair(summary)) preview = kxrtc_host::PreviewRepair(options.record_dir, {});
   if (options.json) {
-    PrintJsonLine(kxrtc_host::VerifyDocument(summary));
+    PrintJsonLine(kxrtc_host::VerifyDocument(summary, preview));
   } else {
     PrintFindings(findings);
-    PrintReplay(summary);
+    PrintReplay(summary, preview);
     std::printf("\n%s: %s, %s%s\n", findings.Verdict() == Severity::kInfo ? "clean" : "not clean",
                 CountText(findings.count(Severity::kError), "error").c_str(),
                 CountText(findings.count(Severity::kWarning), "warning").c_str(),

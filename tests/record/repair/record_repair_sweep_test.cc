@@ -41,10 +41,14 @@ TEST_P(CutSweepTest, KeepsAllThatIsWholeAtEveryCut) {
     const TempDir target;
     const RepairResult result = RepairRecord(dir.path(), target.File("new"), options);
     ASSERT_TRUE(result.repaired) << result.error;
+    const RepairResult preview = PreviewRepair(dir.path(), options);
+    ASSERT_EQ(preview.kept.recorded_us, result.kept.recorded_us);
+    ASSERT_EQ(preview.recorded_us, result.recorded_us);
     const RecordSummary before = AnalyseRecord(dir.path());
     const RecordSummary after = AnalyseRecord(target.File("new"));
     ASSERT_TRUE(after.replay.completes) << after.replay.failure;
     ASSERT_NE(after.findings.Verdict(), Severity::kError);
+    ASSERT_EQ(after.recorded_us, result.kept.recorded_us);
     const uint64_t frames = after.totals.video_frames + after.totals.audio_frames;
     if (path == dir.File("SpeakeRecord.index")) {
       // What the index does not name any more is found in the data files.

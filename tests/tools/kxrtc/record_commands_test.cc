@@ -168,23 +168,6 @@ TEST(RecordCommandsTest, VerifyTellsItsVerdictByItsStatus) {
   EXPECT_EQ(Parsed(result.output)["verdict"].asString(), "error");
 }
 
-TEST(RecordCommandsTest, VerifyNamesTheNextStep) {
-  const TempDir dir;
-  const std::string folder = dir.path();
-  kx_testing::TwoSessions(dir).Write();
-  EXPECT_THAT(Kxrtc("verify " + Quoted(folder)).output,
-              AllOf(HasSubstr("\n  next: kxrtc transcode " + folder + " OUT.mp4\n"),
-                    testing::Not(HasSubstr("no sound"))));
-  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), "{");
-  EXPECT_THAT(Kxrtc("verify " + Quoted(folder)).output,
-              HasSubstr("\n  next: kxrtc repair " + folder +
-                        " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4\n"));
-  EXPECT_THAT(Kxrtc("verify " + Quoted(dir.File("missing"))).output,
-              testing::Not(HasSubstr("next:")));
-  EXPECT_THAT(Kxrtc("verify " + Quoted(dir.File("missing"))).output,
-              HasSubstr("not clean: 1 error, 0 warnings\n"));
-}
-
 TEST(RecordCommandsTest, ARecordWithoutSoundIsTold) {
   const TempDir dir;
   RecordBuilder(dir).Start(0).Channel(1, 2).Key(2).Stop(50000).Write();
