@@ -44,6 +44,7 @@ bool IconFilter::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
 
 bool IconFilter::PushIcon(int64_t time_us, const kxrtc::IconFrame* frame) {
   if (ShareStandsStill()) return true;
+  if (hold_.LeavesOut(frame == kxrtc::kIconFrames)) return true;
   if (hold_.HoldsIcon(time_us)) {
     held_.push_back({time_us, frame});
     return true;
@@ -56,7 +57,8 @@ bool IconFilter::ShowHeldIcons() {
   hold_.ShowIcon();
   track_->SetAttributes(kxrtc::kIconRotationAngle);
   for (const HeldIcon& icon : held_) {
-    if (!track_->Push(icon.time_us, icon.frame->data, icon.frame->size)) return false;
+    if (!track_->Push(hold_.ShownFrom(icon.time_us), icon.frame->data, icon.frame->size))
+      return false;
   }
   held_.clear();
   return true;

@@ -23,8 +23,9 @@ const kxrtc::IconFrame* FindIconFrame(const uint8_t* data, uint32_t size);
 class IconFilter final : public VideoTrack {
  public:
   // `shares` may be null.
-  IconFilter(std::unique_ptr<VideoTrack> track, std::unique_ptr<ChannelFollower> shares)
-      : track_(std::move(track)), shares_(std::move(shares)) {}
+  IconFilter(std::unique_ptr<VideoTrack> track, ClipPictures clip_pictures,
+             std::unique_ptr<ChannelFollower> shares)
+      : track_(std::move(track)), shares_(std::move(shares)), hold_(clip_pictures) {}
 
   // The replay pushed an audio frame.
   void OnAudio();

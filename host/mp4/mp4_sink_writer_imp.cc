@@ -128,13 +128,15 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
       auto track = std::make_unique<EncodeVideoTrack>(
           std::move(encoder), settings, [this] { return !IsDiscarded(); }, muxer_.get(), &report_);
       EncodeVideoTrack* const encode_track = track.get();
-      video_track_ = std::make_unique<IconFilter>(std::move(track), FollowShares());
+      video_track_ =
+          std::make_unique<IconFilter>(std::move(track), ClipPictures::kAll, FollowShares());
       return encode_track->Initialize();
     }
     report_.Warn("no H.264 encoder of FFmpeg works here, so the video is copied");
   }
   video_track_ = std::make_unique<IconFilter>(
-      std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_), nullptr);
+      std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_),
+      ClipPictures::kFirst, nullptr);
   return true;
 }
 

@@ -96,12 +96,13 @@ void PicturesWithoutFlash::ShowDueIcons(int64_t time_us) {
 void PicturesWithoutFlash::ShowHeldIcons() {
   hold_.ShowIcon();
   SetAttributes();
-  for (const HeldIcon& icon : held_) Write(icon.time_us, icon.contents);
+  for (const HeldIcon& icon : held_) Write(hold_.ShownFrom(icon.time_us), icon.contents);
   held_.clear();
 }
 
 void PicturesWithoutFlash::PushIcon(int64_t time_us, const AccessUnitContents& contents) {
   ShowDueIcons(time_us);
+  if (hold_.LeavesOut(contents.idr)) return;
   if (hold_.HoldsIcon(time_us)) {
     held_.push_back({time_us, contents});
   } else {

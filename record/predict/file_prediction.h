@@ -63,6 +63,7 @@ class PicturesWithoutFlash {
   void PushRecorded(int64_t time_us, const AccessUnitContents& contents);
 
  protected:
+  explicit PicturesWithoutFlash(ClipPictures clip_pictures) : hold_(clip_pictures) {}
   ~PicturesWithoutFlash() = default;
 
   void ShowDueIcons(int64_t time_us);
@@ -90,7 +91,8 @@ class PicturesWithoutFlash {
 class CopiedPictures final : public PicturesWithoutFlash {
  public:
   explicit CopiedPictures(bool expects_audio)
-      : timeline_(VideoClock::kLongestGapUs, expects_audio) {}
+      : PicturesWithoutFlash(ClipPictures::kFirst),
+        timeline_(VideoClock::kLongestGapUs, expects_audio) {}
 
   void OnAudio(int64_t output_us);
   int64_t PlaceVideo(int64_t output_us) { return timeline_.PlaceVideo(output_us); }
@@ -116,7 +118,8 @@ class CopiedPictures final : public PicturesWithoutFlash {
 class EncodedPictures final : public PicturesWithoutFlash {
  public:
   explicit EncodedPictures(bool expects_audio)
-      : timeline_(VideoClock::kLongestGapUs, expects_audio) {}
+      : PicturesWithoutFlash(ClipPictures::kAll),
+        timeline_(VideoClock::kLongestGapUs, expects_audio) {}
 
   int64_t PlaceAudio(int64_t output_us);
   int64_t PlaceVideo(int64_t output_us) { return timeline_.PlaceVideo(output_us); }

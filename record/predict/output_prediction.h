@@ -67,7 +67,7 @@ class OutputPrediction final : public ReplayEvents {
   std::optional<int64_t> picture_us_;  // Likewise, of the latest picture.
   std::optional<Placed> audio_;        // The latest audio frame of the session.
   std::vector<Placed> unmeasured_;     // Pictures since then.
-  IconHold hold_;
+  IconHold hold_{ClipPictures::kAll};
   OutputSpan held_icon_;                       // Starts with the icon that waits.
   bool starts_filler_ = false;                 // The next picture is the first of a filler clip.
   FillerReason filler_ = FillerReason::kNone;  // Of the latest filler clip.

@@ -89,7 +89,8 @@ std::vector<std::string> MakeVideo(const VideoSpec& spec) {
              ":t=fill:w=iw/2:h=ih/2") +
       " -frames:v " + std::to_string(spec.frames) + " -c:v libx264 -pix_fmt yuv420p -preset " +
       "ultrafast -profile:v " + spec.profile + " -x264-params " +
-      Quoted("bframes=0:threads=1:sliced-threads=0:slices=" + std::to_string(spec.slices) +
+      Quoted("bframes=" + std::to_string(spec.b_frames) +
+             ":b-adapt=0:threads=1:sliced-threads=0:slices=" + std::to_string(spec.slices) +
              ":keyint=" + std::to_string(spec.key_frame_distance) +
              ":scenecut=0:repeat-headers=1:aud=" + (spec.access_unit_delimiters ? "1" : "0") +
              ":log-level=error") +

@@ -20,10 +20,11 @@ struct VideoSpec {
   int slices = 1;
   bool access_unit_delimiters = false;
   std::string colour = "gray";  // Of the ground.
+  int b_frames = 0;             // Between two others; in a conference there are none.
 };
 
-// The access units of that stream, Annex B, in order; SPS and PPS before each key frame. As in a
-// conference there are no B-frames. Empty when ffmpeg cannot make it: the test fails.
+// The access units of that stream, Annex B, in order; SPS and PPS before each key frame. Empty when
+// ffmpeg cannot make it: the test fails.
 std::vector<std::string> MakeVideo(const VideoSpec& spec);
 
 // The access units of 24 pictures a second with the x264 options `x264_options`, e.g.

@@ -47,10 +47,11 @@ class TraceTrack final : public VideoTrack {
 
 class IconFilterTest : public ::testing::Test {
  protected:
-  void Filter(std::unique_ptr<ChannelFollower> shares = nullptr) {
+  void Filter(std::unique_ptr<ChannelFollower> shares = nullptr,
+              ClipPictures pictures = ClipPictures::kAll) {
     auto track = std::make_unique<TraceTrack>(&calls_);
     track_ = track.get();
-    filter_ = std::make_unique<IconFilter>(std::move(track), std::move(shares));
+    filter_ = std::make_unique<IconFilter>(std::move(track), pictures, std::move(shares));
   }
   void Icon(int64_t ms, size_t pictures = 8) {
     filter_->SetAttributes(0);
@@ -100,6 +101,18 @@ TEST_F(IconFilterTest, AnIconThatStaysIsShownFromItsTime) {
   EXPECT_THAT(calls_,
               ElementsAre("rotation 90", "picture 0", "rotation 0", "icon 1000", "icon 1010",
                           "rotation 0", "icon 1500", "rotation 90", "picture 1520"));
+}
+
+TEST_F(IconFilterTest, OfEachClipForCopiedVideoTheKeyPictureIsShown) {
+  Filter(nullptr, ClipPictures::kFirst);
+  Picture(0, 90);
+  Icon(10);
+  ASSERT_TRUE(filter_->AdvanceTo(1000 * kMs));
+  Icon(1000);
+  Icon(1570);
+  Picture(1600, 90);
+  EXPECT_THAT(calls_, ElementsAre("rotation 90", "picture 0", "rotation 0", "icon 41", "rotation 0",
+                                  "icon 1000", "rotation 90", "picture 1600"));
 }
 
 TEST_F(IconFilterTest, AtTheEndAnIconAloneIsShown) {

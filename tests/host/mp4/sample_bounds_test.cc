@@ -15,7 +15,7 @@ TEST(SampleBoundsTest, BoundsCountTheFillerAndTheTicksOfTheEncoder) {
   outline.switches_to_audio_only = 1;
   outline.media_bytes = 1000;
   const SampleBounds copy = BoundsOf(outline, VideoMode::kCopy);
-  EXPECT_EQ(copy.video_samples, 100 + 8 * (20000 + 3u));
+  EXPECT_EQ(copy.video_samples, 100 + 20000 + 3u);
   EXPECT_EQ(copy.audio_frames, 468750u);
   EXPECT_EQ(copy.bytes, 1000u);
   const SampleBounds encode = BoundsOf(outline, VideoMode::kEncode);

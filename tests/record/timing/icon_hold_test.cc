@@ -6,7 +6,7 @@ namespace kxrtc_host {
 namespace {
 
 TEST(IconHoldTest, ARecordedPictureInTimeTakesThePlaceOfTheIcon) {
-  IconHold hold;
+  IconHold hold(ClipPictures::kAll);
   EXPECT_TRUE(hold.HoldsIcon(20000));
   EXPECT_TRUE(hold.HoldsIcon(30000));
   EXPECT_FALSE(hold.IsDue(20000 + kShortestIconUs));
@@ -17,7 +17,7 @@ TEST(IconHoldTest, ARecordedPictureInTimeTakesThePlaceOfTheIcon) {
 }
 
 TEST(IconHoldTest, AnIconThatNothingReplacesIsShownFromItsTime) {
-  IconHold hold;
+  IconHold hold(ClipPictures::kAll);
   EXPECT_TRUE(hold.HoldsIcon(20000));
   EXPECT_TRUE(hold.IsDue(20001 + kShortestIconUs));
   EXPECT_EQ(hold.start_us(), 20000);
@@ -28,8 +28,36 @@ TEST(IconHoldTest, AnIconThatNothingReplacesIsShownFromItsTime) {
   EXPECT_TRUE(hold.HoldsIcon(700000));
 }
 
+TEST(IconHoldTest, AllPicturesOfAClipAreShownWhenTheyCome) {
+  IconHold hold(ClipPictures::kAll);
+  EXPECT_FALSE(hold.LeavesOut(false));
+  (void)hold.ShowRecorded(20000);
+  EXPECT_EQ(hold.ShownFrom(30000), 30000);
+}
+
+TEST(IconHoldTest, OfAClipForCopiedVideoTheFirstPictureIsShownAFrameLater) {
+  IconHold hold(ClipPictures::kFirst);
+  EXPECT_FALSE(hold.LeavesOut(true));
+  EXPECT_TRUE(hold.LeavesOut(false));
+  EXPECT_EQ(hold.ShownFrom(0), 0);
+  (void)hold.ShowRecorded(20000);
+  EXPECT_EQ(hold.ShownFrom(20000 + kShortestPictureUs - 1), 20000 + kShortestPictureUs);
+  EXPECT_EQ(hold.ShownFrom(20000 + kShortestPictureUs + 1), 20000 + kShortestPictureUs + 1);
+}
+
+TEST(IconHoldTest, AnIconOnTheScreenIsNotRepeatedRightBeforeACopiedPicture) {
+  IconHold hold(ClipPictures::kFirst);
+  EXPECT_TRUE(hold.HoldsIcon(20000));
+  hold.ShowIcon();
+  EXPECT_TRUE(hold.HoldsIcon(600000));
+  EXPECT_FALSE(hold.ShowsAtEnd(900000));
+  EXPECT_TRUE(hold.IsDue(600001 + kShortestIconUs));
+  EXPECT_EQ(hold.ShowRecorded(600000 + kShortestIconUs), 600000 + kShortestIconUs);
+  EXPECT_FALSE(hold.is_waiting());
+}
+
 TEST(IconHoldTest, AtTheEndAShortIconIsShownOnlyIfNothingElseIs) {
-  IconHold hold;
+  IconHold hold(ClipPictures::kAll);
   EXPECT_FALSE(hold.ShowsAtEnd(0));
   EXPECT_TRUE(hold.HoldsIcon(20000));
   EXPECT_TRUE(hold.ShowsAtEnd(30000));

@@ -47,8 +47,8 @@ int DecodedFrames(const std::string& path) {
 }
 
 void ExpectDecodesWithoutAMessage(const std::string& path) {
-  const ShellResult decode = RunShell("ffmpeg -nostdin -v warning -i " + Quoted(path) +
-                                      " -fps_mode passthrough -enc_time_base -1 -f null -");
+  const ShellResult decode =
+      RunShell("ffmpeg -nostdin -v warning -i " + Quoted(path) + " -f null -");
   EXPECT_EQ(decode.exit_status, 0);
   EXPECT_EQ(decode.errors, "");
 }
@@ -105,6 +105,26 @@ TEST_F(TranscodeCommandTest, CopiesAConferenceThatForeignProgramsPlay) {
   EXPECT_EQ(file.boxes[1], "moov");
   EXPECT_NEAR(static_cast<double>(file.Track("vide").EndUs()),
               static_cast<double>(file.Track("soun").EndUs()), 2);
+}
+
+TEST_F(TranscodeCommandTest, ACopyWithBPicturesAndIconsDecodesWithoutAMessage) {
+  kx_testing::ConferenceRecord conference(record_, kx_testing::MakeAudio(400, 2, true));
+  conference.Start()
+      .AudioOnly(1000)
+      .Speaks(kx_testing::kCamera, {"b one", 320, 240, "main", 24, 12, 1, false, "red", 2})
+      .AudioOnly(300)  // Shorter than an icon is shown.
+      .Speaks(kx_testing::kCamera, {"b two", 320, 180, "high", 25, 24, 1, false, "blue", 3})
+      .AudioOnly(1500)
+      .Speaks(kx_testing::kCamera, {"b one", 320, 240, "main", 24, 12, 1, false, "red", 2})
+      .Stop();
+  conference.builder().Write();
+  const ShellResult run =
+      RunKxrtc("transcode " + record_.path() + " " + mp4_ + " --quiet --video copy");
+  EXPECT_EQ(run.exit_status, 0);
+  EXPECT_EQ(run.errors, "");
+  ExpectDecodesWithoutAMessage(mp4_);
+  EXPECT_EQ(SizesInOrder(mp4_), "640x360 320x240 320x180 640x360 320x240 ");
+  EXPECT_EQ(DecodedFrames(mp4_), 24 + 25 + 24 + 4);
 }
 
 TEST_F(TranscodeCommandTest, EncodesAConferenceIntoOnePictureSize) {
