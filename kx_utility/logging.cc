@@ -3,7 +3,7 @@
 #include <charconv>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
+#include <iterator>
 #include <locale>
 #include <new>
 
@@ -19,14 +19,16 @@ int64_t SystemClockMicroseconds() {
 // Shows and sets where a string stream keeps its text.
 class BufferAccess : public std::stringbuf {
  public:
-  // Text goes to `memory` first, and to the heap only when that is full. A mere offer to the
-  // standard library: one that declines it allocates.
-  static void SetMemory(std::stringbuf* buffer, char* memory, std::streamsize size) {
+  // Text goes to `memory` first, behind the `used` bytes that it holds, and to the heap only when
+  // that is full.
+  static void SetMemory(std::stringbuf* buffer, char* memory, size_t size, size_t used) {
 #ifdef __GLIBCXX__
-    buffer->pubsetbuf(memory, size);
-    (buffer->*&BufferAccess::setg)(memory, memory, memory);  // It has no text yet.
+    buffer->pubsetbuf(memory, static_cast<std::streamsize>(size));
+    (buffer->*&BufferAccess::setg)(memory, memory, memory);
+    (buffer->*&BufferAccess::pbump)(static_cast<int>(used));
 #else
-    (void)buffer, (void)memory, (void)size;
+    (void)size;  // Other standard libraries decline an offer of memory.
+    buffer->sputn(memory, static_cast<std::streamsize>(used));
 #endif
   }
 
@@ -44,6 +46,10 @@ class BufferAccess : public std::stringbuf {
     return (buffer.*&BufferAccess::egptr)() <= End(buffer);
   }
 };
+
+std::string_view Digits(const char* begin, std::to_chars_result result) {
+  return {begin, static_cast<size_t>(result.ptr - begin)};
+}
 
 void WriteToStandardError(const char* text, size_t size) {
   std::fwrite(text, 1, size, stderr);
@@ -74,36 +80,44 @@ LogMessage::Tag::~Tag() {}  // Intended: the text stays for statements of static
 LogMessage::LogMessage(const char* /*file*/, const char* function, int line,
                        LoggingSeverity severity)
     : severity_(severity) {
-  BufferAccess::SetMemory(rdbuf(), inline_text_, sizeof(inline_text_));
   AppendPrefix(function, line);
+  // Other locales may group the digits.
+  if (std::locale() != std::locale::classic()) (void)stream();
 }
 
+// Whatever the state of the stream, should a long tag or name of a function have made one.
 void LogMessage::AppendPrefix(const char* function, int line) {
-  const char* const severity = SeverityName(severity_);
-  Append("[", 1);
-  Append(g_log_tag.text.data(), g_log_tag.text.size());
-  Append("][", 2);
-  Append(severity, std::strlen(severity));
-  Append("][", 2);
-  Insert(function);
-  Append("][", 2);
-  AppendNumber(line);
-  Append("]", 1);
+  Append("[");
+  Append(g_log_tag.text);
+  Append("][");
+  Append(SeverityName(severity_));
+  Append("][");
+  *this << function;
+  Append("][");
+  AppendNumber(static_cast<long long>(line));
+  Append("]");
 }
 
 LogMessage::~LogMessage() {
   try {
-    Finish();
+    if (has_stream_) {
+      FinishStream();
+    } else {
+      inline_text_[size_] = '\n';
+      inline_text_[size_ + 1] = '\0';
+      Emit(inline_text_, size_ + 1);
+    }
   } catch (const std::bad_alloc&) {
     // A statement whose sink finds no memory is lost; the program that makes it goes on.
   }
+  if (has_stream_) stream_.~basic_ostringstream();
 }
 
-void LogMessage::Finish() {
-  std::stringbuf& buffer = *rdbuf();
+void LogMessage::FinishStream() {
+  std::stringbuf& buffer = *stream_.rdbuf();
   if (!BufferAccess::EndsAtThePosition(buffer)) {
-    put('\n');
-    const std::string text = str();
+    stream_.put('\n');
+    const std::string text = stream_.str();
     Emit(text.c_str(), text.size());
     return;
   }
@@ -126,74 +140,41 @@ void LogMessage::Emit(const char* text, size_t size) const {
   }
 }
 
-// Whether the formatted insertion of text and integers would write no more and no less than the
-// characters themselves.
-bool LogMessage::IsPlain() const {
-  constexpr fmtflags kInitial = skipws | dec;
-  return good() && flags() == kInitial && width() == 0 && tie() == nullptr;
+std::ostringstream& LogMessage::stream() {
+  if (!has_stream_) {
+    new (&stream_) std::ostringstream();
+    has_stream_ = true;
+    BufferAccess::SetMemory(stream_.rdbuf(), inline_text_, sizeof(inline_text_), size_);
+  }
+  return stream_;
 }
 
-// Other locales may group the digits.
-bool LogMessage::IsPlainForNumbers() const {
-  return IsPlain() && getloc() == std::locale::classic();
-}
-
-void LogMessage::Append(const char* text, size_t size) {
-  const auto whole = static_cast<std::streamsize>(size);
+void LogMessage::AppendToStream(std::string_view text) {
+  const auto whole = static_cast<std::streamsize>(text.size());
   std::streamsize written = 0;
   try {
-    written = rdbuf()->sputn(text, whole);
+    written = stream().rdbuf()->sputn(text.data(), whole);
   } catch (const std::bad_alloc&) {  // What found room stays.
   }
-  if (written != whole) setstate(badbit);
+  if (written != whole) stream_.setstate(std::ios_base::badbit);
 }
 
-template <typename Number>
-void LogMessage::AppendNumber(Number number) {
+void LogMessage::AppendNumber(long long number) {
   char digits[24];
-  const char* const past_digits = std::to_chars(digits, digits + sizeof(digits), number).ptr;
-  Append(digits, static_cast<size_t>(past_digits - digits));
+  Append(Digits(digits, std::to_chars(digits, std::end(digits), number)));
 }
 
-template <typename Number>
-void LogMessage::InsertNumber(Number number) {
-  if (IsPlainForNumbers()) {
-    AppendNumber(number);
-  } else {
-    static_cast<std::ostream&>(*this) << number;
-  }
+void LogMessage::AppendNumber(unsigned long long number) {
+  char digits[24];
+  Append(Digits(digits, std::to_chars(digits, std::end(digits), number)));
 }
 
-void LogMessage::Insert(char c) {
-  if (IsPlain()) {
-    Append(&c, 1);
-  } else {
-    static_cast<std::ostream&>(*this) << c;
-  }
+void LogMessage::AppendNumber(double number) {
+  constexpr int kPrecision = 6;  // A stream's initial one.
+  char digits[24];
+  Append(Digits(digits, std::to_chars(digits, std::end(digits), number, std::chars_format::general,
+                                      kPrecision)));
 }
-
-void LogMessage::Insert(const char* text) {
-  if (IsPlain() && text != nullptr) {
-    Append(text, std::strlen(text));
-  } else {
-    static_cast<std::ostream&>(*this) << text;
-  }
-}
-
-void LogMessage::Insert(const std::string& text) {
-  if (IsPlain()) {
-    Append(text.data(), text.size());
-  } else {
-    static_cast<std::ostream&>(*this) << text;
-  }
-}
-
-void LogMessage::Insert(int number) { InsertNumber(number); }
-void LogMessage::Insert(unsigned number) { InsertNumber(number); }
-void LogMessage::Insert(long number) { InsertNumber(number); }
-void LogMessage::Insert(unsigned long number) { InsertNumber(number); }
-void LogMessage::Insert(long long number) { InsertNumber(number); }
-void LogMessage::Insert(unsigned long long number) { InsertNumber(number); }
 
 void LogMessage::SetLoggingTag(const char* tag) { g_log_tag.text = tag; }
 

@@ -12,9 +12,12 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "kx_utility/export.h"
 
@@ -60,33 +63,93 @@ class KX_EXPORT LogSink {
   virtual void SetDumpScopeLog(bool enable) = 0;
 };
 
-// One log statement: collects text like any output string stream and emits the line
-// "[tag][severity][function][line]text\n" when it is destroyed. Strings, characters and integers
-// are inserted without the detour through the stream's locale as long as the stream's format and
-// locale are the initial ones; the text is always that of any other output string stream.
-// Statements of up to kInlineTextSize characters allocate nothing; one that finds no memory is cut,
-// or lost when its sink finds none either, and nothing is thrown.
+// Whether a value of type T, and none that merely converts to it, is logged as a character, a
+// number or a text of which a stream in its initial state writes no more and no less.
+template <typename T>
+constexpr bool kIsCharacter =
+    std::is_same_v<T, char> || std::is_same_v<T, signed char> || std::is_same_v<T, unsigned char>;
+template <typename T>
+constexpr bool kIsInteger =
+    std::is_same_v<T, bool> || std::is_same_v<T, short> || std::is_same_v<T, unsigned short> ||
+    std::is_same_v<T, int> || std::is_same_v<T, unsigned> || std::is_same_v<T, long> ||
+    std::is_same_v<T, unsigned long> || std::is_same_v<T, long long> ||
+    std::is_same_v<T, unsigned long long>;
+template <typename T>
+constexpr bool kIsText =
+    std::is_same_v<T, char*> || std::is_same_v<T, const char*> || std::is_same_v<T, std::string>;
+
+// One log statement: an output string stream that emits the line
+// "[tag][severity][function][line]text\n" when it is destroyed. To construct a std::ostringstream
+// costs more than everything else in a statement, so it is made when it is needed: for anything but
+// strings, characters and numbers, for a format or a global locale that is not the initial one,
+// for more than kInlineTextSize characters, and where a caller takes it. The text is always that of
+// a stream that was there from the start. Statements of up to kInlineTextSize characters allocate
+// nothing; one that finds no memory is cut, or lost when its sink finds none either, and nothing is
+// thrown.
 //
 // Static and thread-local objects may log from their destructors.
-class KX_EXPORT LogMessage : public std::ostringstream {
+class KX_EXPORT LogMessage {
  public:
   // `file` is accepted for the callers' convenience and not used. `function` is the bare name.
   LogMessage(const char* file, const char* function, int line, LoggingSeverity severity);
-  ~LogMessage() override;
+  ~LogMessage();
   LogMessage(const LogMessage&) = delete;
   LogMessage& operator=(const LogMessage&) = delete;
 
-  // What operator<< below does for the types that are logged most. The text is that of the stream's
-  // own operator, which does the work where the stream's format was changed.
-  void Insert(char c);
-  void Insert(const char* text);
-  void Insert(const std::string& text);
-  void Insert(int number);
-  void Insert(unsigned number);
-  void Insert(long number);
-  void Insert(unsigned long number);
-  void Insert(long long number);
-  void Insert(unsigned long long number);
+  // The statement as the stream that it is, with the text so far: for its format, its locale, its
+  // position, and for functions that take a stream. Valid as long as the statement.
+  std::ostringstream& stream();
+  operator std::ostringstream&() { return stream(); }  // NOLINT: it is used as a stream.
+
+  // Numbers of any kind are taken by value: a constant that is only declared in its class needs no
+  // definition to be logged.
+  template <typename T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
+  LogMessage& operator<<(T value) {
+    if (has_stream_) {
+      stream_ << value;
+    } else if constexpr (kIsCharacter<T>) {
+      const auto character = static_cast<char>(value);
+      Append({&character, 1});
+    } else if constexpr (kIsInteger<T> && std::is_signed_v<T>) {
+      AppendNumber(static_cast<long long>(value));
+    } else if constexpr (kIsInteger<T>) {
+      AppendNumber(static_cast<unsigned long long>(value));
+    } else if constexpr (std::is_same_v<T, double> || std::is_same_v<T, float>) {
+      AppendNumber(static_cast<double>(value));
+    } else {
+      stream() << value;
+    }
+    return *this;
+  }
+
+  template <typename T, std::enable_if_t<kIsText<std::decay_t<const T>>, int> = 0>
+  LogMessage& operator<<(const T& value) {
+    const std::string_view text = TextOf(value);
+    if (has_stream_ || text.data() == nullptr) {
+      stream() << value;
+    } else {
+      Append(text);
+    }
+    return *this;
+  }
+
+  template <typename T,
+            std::enable_if_t<!std::is_arithmetic_v<std::decay_t<T>> && !kIsText<std::decay_t<T>>,
+                             int> = 0>
+  LogMessage& operator<<(T&& value) {
+    stream() << std::forward<T>(value);
+    return *this;
+  }
+
+  // std::endl, std::hex and the like.
+  LogMessage& operator<<(std::ostream& (*manipulator)(std::ostream&)) {
+    manipulator(stream());
+    return *this;
+  }
+  LogMessage& operator<<(std::ios_base& (*manipulator)(std::ios_base&)) {
+    manipulator(stream());
+    return *this;
+  }
 
   // Replaces the tag that opens every line. Not while other threads log.
   static void SetLoggingTag(const char* tag);
@@ -122,59 +185,35 @@ class KX_EXPORT LogMessage : public std::ostringstream {
   static Tag g_log_tag;
   static constexpr size_t kInlineTextSize = 510;
 
-  bool IsPlain() const;
-  bool IsPlainForNumbers() const;
-  void Append(const char* text, size_t size);
-  template <typename Number>
-  void AppendNumber(Number number);
-  template <typename Number>
-  void InsertNumber(Number number);
+  static std::string_view TextOf(const std::string& text) { return text; }
+  static std::string_view TextOf(const char* text) {
+    return text != nullptr ? std::string_view(text) : std::string_view();
+  }
+
+  void Append(std::string_view text) {
+    if (has_stream_ || text.size() > kInlineTextSize - size_) {
+      AppendToStream(text);
+    } else {
+      std::memcpy(inline_text_ + size_, text.data(), text.size());
+      size_ += text.size();
+    }
+  }
+  void AppendToStream(std::string_view text);
+  void AppendNumber(long long number);
+  void AppendNumber(unsigned long long number);
+  void AppendNumber(double number);
   void AppendPrefix(const char* function, int line);
-  void Finish();
+  void FinishStream();
   void Emit(const char* text, size_t size) const;
 
   LoggingSeverity severity_;
+  bool has_stream_ = false;
+  size_t size_ = 0;                        // Of the text, as long as there is no stream.
   char inline_text_[kInlineTextSize + 2];  // A newline and a terminating zero follow the text.
+  union {
+    std::ostringstream stream_;  // Puts its text into inline_text_ while that has room.
+  };
 };
-
-// The numbers and the texts that LogMessage::Insert() takes, and no type that merely converts to
-// one of them.
-template <typename T>
-constexpr bool kInsertsNumber =
-    std::is_same_v<T, char> || std::is_same_v<T, int> || std::is_same_v<T, unsigned> ||
-    std::is_same_v<T, long> || std::is_same_v<T, unsigned long> || std::is_same_v<T, long long> ||
-    std::is_same_v<T, unsigned long long>;
-template <typename T>
-constexpr bool kInsertsText =
-    std::is_same_v<T, char*> || std::is_same_v<T, const char*> || std::is_same_v<T, std::string>;
-
-// Faster than the stream's operators, which take everything else. Numbers of any kind are taken by
-// value: a constant that is only declared in its class needs no definition to be logged.
-template <typename T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
-LogMessage& operator<<(LogMessage& message, T value) {
-  if constexpr (kInsertsNumber<T>) {
-    message.Insert(value);
-  } else {
-    static_cast<std::ostream&>(message) << value;
-  }
-  return message;
-}
-
-template <typename T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
-LogMessage& operator<<(LogMessage&& message, T value) {
-  return message << value;
-}
-
-template <typename T, std::enable_if_t<kInsertsText<std::decay_t<const T>>, int> = 0>
-LogMessage& operator<<(LogMessage& message, const T& value) {
-  message.Insert(value);
-  return message;
-}
-
-template <typename T, std::enable_if_t<kInsertsText<std::decay_t<const T>>, int> = 0>
-LogMessage& operator<<(LogMessage&& message, const T& value) {
-  return message << value;
-}
 
 // The name printed for `severity`; "UNKNOWN" for values outside the enumeration.
 KX_EXPORT const char* SeverityName(LoggingSeverity severity);

@@ -80,7 +80,8 @@ TEST(LoggingFaultTest, AStatementWhoseCopyOrSinkFindsNoMemoryIsLost) {
   const auto log = [] {
     LogMessage message("", "f", 1, LS_INFO);
     message << "12345";
-    message.seekp(-2, std::ios::end);  // Text stands behind the position, which needs a copy.
+    message.stream().seekp(-2,
+                           std::ios::end);  // Text stands behind the position, which needs a copy.
   };
   EXPECT_FALSE(RunWithFault(Fault::kAllocation, 2, log).failed);
   EXPECT_EQ("[kx_utility][INFO][f][1]123\n5", last.text);

@@ -2,9 +2,14 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <iomanip>
+#include <iterator>
 #include <limits>
+#include <new>
+#include <random>
 #include <string_view>
 
 #include "tests/testing/log_capture.h"
@@ -162,6 +167,68 @@ TEST_F(LoggingTest, InsertsEveryTypeAsAnyStringStreamDoes) {
   });
 }
 
+TEST_F(LoggingTest, InsertsEveryDoubleAsAnyStringStreamDoes) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  for (const double number :
+       {0.0,          -0.0,       1.0,   -1.5,      0.1,      1e5,
+        999999.0,     999999.5,   1e6,   1234567.0, 1e-4,     1e-5,
+        9.9999995e-5, 2.5,        1e100, 1e-300,    4.9e-324, 1.7976931348623157e308,
+        kInfinity,    -kInfinity, kNan,  -kNan}) {
+    ExpectTextOfAnyStream([&](auto& stream) { stream << number << ' ' << float(number); });
+  }
+  std::mt19937_64 random(2026);
+  for (int i = 0; i < 2000; ++i) {
+    const uint64_t bits = random();
+    double number;
+    std::memcpy(&number, &bits, sizeof(number));
+    ExpectTextOfAnyStream([&](auto& stream) { stream << number; });
+    ExpectTextOfAnyStream([&](auto& stream) { stream << double(int64_t(bits) >> 30) * 1e-6; });
+  }
+  ExpectTextOfAnyStream([](auto& stream) { stream << 1e30L << std::fixed << 0.5 << 2.0F; });
+}
+
+TEST_F(LoggingTest, TakesAnythingAtAnyPlaceOfAStatement) {
+  const int object = 0;
+  ExpectTextOfAnyStream([&](auto& stream) {
+    stream << "a" << 1 << &object << "b" << 2 << 0.25 << true << std::string("c") << 'd'
+           << std::setprecision(2) << 1.234 << short{3} << std::string_view("e");
+  });
+}
+
+TEST_F(LoggingTest, GivesEveryStatementAFreshFormat) {
+  EXPECT_EQ("ff1.5000\n", TextOf([](auto& stream) {
+              stream << std::hex << 255 << std::showpoint << std::setprecision(5) << 1.5;
+            }));
+  EXPECT_EQ("2551.5\n", TextOf([](auto& stream) { stream << 255 << 1.5; }));
+}
+
+// Logs about every statement that it takes, but its own.
+class NestedSink : public LogSink {
+ public:
+  void OnLogMessage(const char* message, LoggingSeverity severity) override {
+    lines.emplace_back(message);
+    if (severity == LS_INFO)
+      LogMessage("", "g", 2, LS_WARNING) << "seen " << 1 << ' ' << std::hex << 255;
+  }
+  void SetDumpScopeLog(bool) override {}
+  std::vector<std::string> lines;
+};
+
+TEST_F(LoggingTest, StatementsMayBeNested) {
+  NestedSink sink;
+  LogMessage::AddLogSink(&sink);
+  const auto logged = [] {
+    LogMessage("", "f", 3, LS_ERROR) << "inner " << std::hex << 16;
+    return 32;
+  };
+  LogMessage("", "f", 1, LS_INFO) << "outer " << std::oct << 8 << ' ' << logged();
+  LogMessage::AddLogSink(nullptr);
+  EXPECT_THAT(sink.lines, ElementsAre("[kx_utility][ERROR][f][3]inner 10\n",
+                                      "[kx_utility][INFO][f][1]outer 10 40\n",
+                                      "[kx_utility][WARNING][g][2]seen 1 ff\n"));
+}
+
 TEST_F(LoggingTest, HeedsTheFormatOfTheStream) {
   ExpectTextOfAnyStream([](auto& stream) {
     stream << std::hex << 255 << ' ' << -1 << std::showbase << std::uppercase << 48879u << std::dec
@@ -188,10 +255,11 @@ struct GroupedDigits : std::numpunct<char> {
 TEST_F(LoggingTest, HeedsTheLocaleOfTheStream) {
   const std::locale grouped(std::locale::classic(), new GroupedDigits);
   ExpectTextOfAnyStream([&](auto& stream) {
-    stream.imbue(grouped);
+    std::ostringstream& whole = stream;
+    whole.imbue(grouped);
     stream << 1234567 << ' ' << 7654321u << ' ' << -1234567L << ' ' << 1234567ull << " text " << 'c'
            << ' ' << short{12345} << ' ' << 1234.5 << ' ' << std::boolalpha << true;
-    stream.imbue(std::locale::classic());
+    whole.imbue(std::locale::classic());
     stream << 1234567;
   });
 }
@@ -201,9 +269,12 @@ TEST_F(LoggingTest, HeedsTheGlobalLocaleButForThePrefix) {
       std::locale::global(std::locale(std::locale::classic(), new GroupedDigits));
   ScopedLogCapture log;
   LogMessage("", "f", 12345, LS_INFO) << 1234567;
+  LogMessage("", std::string(700, 'f').c_str(), 12345, LS_INFO) << 1234567;
   ExpectTextOfAnyStream([](auto& stream) { stream << 1234567 << ' ' << 2345678ul << 0.5; });
   std::locale::global(usual);
-  EXPECT_THAT(log.raw(), ElementsAre("[kx_utility][INFO][f][12345]1.234.567\n"));
+  EXPECT_THAT(log.raw(),
+              ElementsAre("[kx_utility][INFO][f][12345]1.234.567\n",
+                          "[kx_utility][INFO][" + std::string(700, 'f') + "][12345]1.234.567\n"));
 }
 
 // Declared here and defined nowhere: that they can be logged shows when this program links.
@@ -267,9 +338,31 @@ struct StreamBuffer : std::stringbuf {
 TEST_F(LoggingTest, HoldsTheTextOfAStatementOfUsualLengthInItself) {
   LogMessage message("", "f", 1, LS_INFO);
   message << std::string(450, 'x') << 12345;
-  const char* const text = StreamBuffer::Begin(*message.rdbuf());
+  const char* const text = StreamBuffer::Begin(*message.stream().rdbuf());
   EXPECT_GE(text, reinterpret_cast<const char*>(&message));
   EXPECT_LT(text, reinterpret_cast<const char*>(&message + 1));
+}
+
+// Whether a statement into which `insert` puts its text makes its stream, which stands at its end.
+template <typename Insert>
+bool MakesAStream(Insert insert) {
+  alignas(LogMessage) unsigned char memory[sizeof(LogMessage)];
+  std::fill(std::begin(memory), std::end(memory), 0xA5);
+  auto* const message = new (memory) LogMessage("", "f", 1, LS_INFO);
+  insert(*message);
+  const bool made = std::any_of(std::end(memory) - sizeof(std::ostringstream), std::end(memory),
+                                [](unsigned char byte) { return byte != 0xA5; });
+  message->~LogMessage();
+  return made;
+}
+
+TEST_F(LoggingTest, MakesAStreamOnlyWhereItIsNeeded) {
+  EXPECT_FALSE(MakesAStream([](LogMessage& message) {
+    message << "ssrc = " << 3141592653U << std::string(", size = ") << size_t{14142} << 'c' << true
+            << 0.5 << short{1} << -5 << std::string(400, 'x');
+  }));
+  EXPECT_TRUE(MakesAStream([](LogMessage& message) { message << std::hex << 5; }));
+  EXPECT_TRUE(MakesAStream([](LogMessage& message) { message << std::string(500, 'x'); }));
 }
 
 TEST_F(LoggingTest, TakesATagAndAFunctionOfAnyLength) {
