@@ -51,10 +51,14 @@ function(kx_add_module name)
 endfunction()
 
 # kx_add_house(<name> SOURCES <.cc ...> [LINKS <target ...>])
-# One folder around the library, as a static library. Its twin <name>_internal is built on demand only:
-# it and the houses that it links are on the library's static twin, as fuzzers need them.
+# One folder around the library, as a static library. Its twin <name>_internal has the same objects and
+# is built on demand only: it and the houses that it links are on the library's static twin, as fuzzers
+# need them.
 function(kx_add_house name)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LINKS")
+  add_library(${name}_objects OBJECT ${ARG_SOURCES})
+  kx_configure_target(${name}_objects)
+  target_link_libraries(${name}_objects PRIVATE rtc_transcoder ${ARG_LINKS})
   foreach(twin IN ITEMS "" _internal)
     set(links rtc_transcoder${twin})
     foreach(link IN LISTS ARG_LINKS)
@@ -63,9 +67,9 @@ function(kx_add_house name)
       endif()
       list(APPEND links ${link})
     endforeach()
-    add_library(${name}${twin} STATIC ${ARG_SOURCES})
-    kx_configure_target(${name}${twin})
-    target_link_libraries(${name}${twin} PUBLIC ${links})
+    add_library(${name}${twin} STATIC $<TARGET_OBJECTS:${name}_objects>)
+    set_target_properties(${name}${twin} PROPERTIES LINKER_LANGUAGE CXX)
+    target_link_libraries(${name}${twin} PUBLIC ${links} PRIVATE kx_build_flags)
   endforeach()
   set_target_properties(${name}_internal PROPERTIES EXCLUDE_FROM_ALL ON)
 endfunction()

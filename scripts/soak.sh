@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Runs the long tests of docs/reliability.md. Builds what they need.
 # usage: scripts/soak.sh [crashes [RUNS [SEED]] | signals [RUNS [SEED]] | day [RATE] |
-#                        damage [RUNS] | sanitizers]
+#                        damage [RUNS] | drift [SECONDS] | sanitizers]
 #   crashes     kills a recording process (500 times)
 #   signals     sends each signal that ends a program to kxrtc record (20 times)
 #   day         records a day with a clock that runs RATE times as fast (300), and transcodes it
 #   damage      plays the MP4s of 300 damaged records in a browser (RUNS)
+#   drift       measures for two minutes (SECONDS) how far sound and picture are apart
 #   sanitizers  the tests of thousands of runs under the address, leak and thread sanitizers
 # Without an argument: all of them.
 set -euo pipefail
@@ -42,6 +43,10 @@ case "$mode" in
     python3 tests/reliability/damaged_media.py build/dev/tools/kxrtc/kxrtc --browser build/node \
       --runs "${1:-300}"
     ;;
+  drift)
+    build dev kxrtc
+    scripts/measure_av_offset.sh build/dev/tools/kxrtc/kxrtc "${1:-125}"
+    ;;
   sanitizers)
     for preset in asan tsan; do
       build "$preset" kxrtc_recording_soak_tests kxrtc_host_mp4_long_tests
@@ -50,10 +55,10 @@ case "$mode" in
     done
     ;;
   all)
-    for proof in crashes signals day damage sanitizers; do scripts/soak.sh "$proof"; done
+    for proof in crashes signals day damage drift sanitizers; do scripts/soak.sh "$proof"; done
     ;;
   *)
-    sed -n '3,10s/^# //p' "${BASH_SOURCE[0]}" >&2
+    sed -n '3,11s/^# //p' "${BASH_SOURCE[0]}" >&2
     exit 2
     ;;
 esac

@@ -1,11 +1,10 @@
 #!/usr/bin/env python3
 """Records real media with kxrtc record and checks the result with programs that nobody here wrote.
 
-usage: kxrtc_record_test.py KXRTC SOURCE_DIR [unittest options]
+usage: kxrtc_record_test.py KXRTC SOURCE_DIR [TEST...]
 """
 
 import json
-import resource
 import shutil
 import signal
 import socket
@@ -20,6 +19,7 @@ KXRTC, SOURCE = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
 sys.path[:0] = [str(SOURCE / "tests" / "independent"), str(SOURCE / "tests" / "testing")]
 import read_record  # noqa: E402  Needs the path above.
 import speaker_record  # noqa: E402  Likewise.
+from concurrent_tests import run_concurrently  # noqa: E402  Likewise.
 from process_signals import wait_until_blocked  # noqa: E402  Likewise.
 
 OK, OUTPUT_FAILED, OUTPUT_REFUSED, SCENARIO_INVALID, SOURCE_UNREADABLE, SOURCE_REFUSED = (
@@ -106,10 +106,11 @@ class RecordTest(unittest.TestCase):
     def one_camera(self, source="ada.mp4", **members):
         self.write_scenario({"user_id": 1, "camera": str(self.media / source)}, **members)
 
-    def start(self, *options, **popen_options):
-        return subprocess.Popen([KXRTC, "record", self.scenario, self.record, "--json", *options],
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                                **popen_options)
+    def start(self, *options, under=()):
+        """Starts kxrtc record, through the program `under` if there is one."""
+        return subprocess.Popen(
+            [*under, KXRTC, "record", self.scenario, self.record, "--json", *options],
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
     def record_all(self, *options):
         done = run(KXRTC, "record", self.scenario, self.record, "--json", *options)
@@ -275,8 +276,7 @@ class RecordTest(unittest.TestCase):
         self.write_scenario({"user_id": 1, "camera": {"source": str(self.media / "ada.mp4"),
                                                       "loop": True}}, duration=20)
         limit = 100000
-        process = self.start(preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE,
-                                                                   (limit, limit)))
+        process = self.start(under=["prlimit", f"--fsize={limit}"])
         output, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, OUTPUT_FAILED)
         self.assertIn("cannot write the rest of the record", errors)
@@ -401,4 +401,4 @@ class RecordTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
+    sys.exit(run_concurrently(RecordTest, sys.argv[3:]))

@@ -29,7 +29,7 @@ RESIDENT_KB = 100 * 1024
 ENCODER_KB = 300 * 1024  # For the command that holds pictures and an encoder.
 TIME_LIMIT_S = 20
 RUNS_UNDER_CHANGE = 5
-LONG_RECORD_SESSIONS = 500
+LONG_RECORD_SESSIONS = 150
 TIMES_AGAIN = 5000
 COMPARED_WHOLE = 1 << 24  # Of larger files, size and time of change are compared.
 
