@@ -13,82 +13,18 @@ extern "C" {
 #include <vector>
 
 #include "record/stream/annex_b.h"
-#include "tests/testing/bit_string.h"
-#include "tests/testing/h264_builder.h"
+#include "tests/testing/slice_builder.h"
 
 namespace kxrtc_host {
 namespace {
 
-using ::kx_testing::BitString;
-using ::kx_testing::SpsFields;
-
-std::string Unit(uint8_t header, BitString payload) {
-  const std::vector<uint8_t> bytes = payload.Trailing().Bytes();
-  std::string unit("\0\0\1", 3);
-  unit += static_cast<char>(header);
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    const bool needs_escape = unit.size() >= 2 && unit[unit.size() - 1] == 0 &&
-                              unit[unit.size() - 2] == 0 && bytes[i] <= 3;
-    if (needs_escape) unit += '\3';
-    unit += static_cast<char>(bytes[i]);
-  }
-  return unit;
-}
-
-// A stream whose parameter sets both have the id 0; frame_num has 4 bits.
-struct Stream {
-  SpsFields sps;
-  bool pic_order_present = false;
-  bool redundant_pic_cnt_present = false;
-
-  std::string Sets() const {
-    BitString pps;
-    pps.Ue(0).Ue(0).U(1, 0).U(1, pic_order_present).Ue(0).Ue(0).Ue(0).U(1, 0).U(2, 0);
-    pps.Se(0).Se(0).Se(0).U(2, 0).U(1, redundant_pic_cnt_present);
-    return Unit(0x67, sps.Write()) + Unit(0x68, pps);
-  }
-};
-
-struct Slice {
-  bool idr = false;
-  bool reference = true;
-  uint32_t type = 7;  // I in all slices of the picture.
-  uint32_t first_mb = 0;
-  uint32_t frame_num = 0;
-  uint32_t lsb = 0;
-  int32_t delta[2] = {0, 0};
-  bool field = false;
-  bool bottom = false;
-  uint32_t redundant_pic_cnt = 0;
-  bool resets_order = false;
-};
-
-std::string Write(const Stream& stream, const Slice& slice) {
-  BitString bits;
-  bits.Ue(slice.first_mb).Ue(slice.type).Ue(0).U(4, slice.frame_num);
-  if (stream.sps.frame_mbs_only_flag == 0) bits.U(1, slice.field);
-  if (slice.field) bits.U(1, slice.bottom);
-  if (slice.idr) bits.Ue(0);
-  const bool has_bottom = stream.pic_order_present && !slice.field;
-  if (stream.sps.pic_order_cnt_type == 0) {
-    bits.U(static_cast<int>(stream.sps.log2_max_pic_order_cnt_lsb_minus4 + 4), slice.lsb);
-    if (has_bottom) bits.Se(slice.delta[0]);
-  } else if (stream.sps.pic_order_cnt_type == 1 &&
-             stream.sps.delta_pic_order_always_zero_flag == 0) {
-    bits.Se(slice.delta[0]);
-    if (has_bottom) bits.Se(slice.delta[1]);
-  }
-  if (stream.redundant_pic_cnt_present) bits.Ue(slice.redundant_pic_cnt);
-  if (slice.type % 5 == 0) bits.U(1, 0).U(1, 0);  // Lists of P slices as in the PPS.
-  if (slice.reference && slice.idr) bits.U(2, 0);
-  if (slice.reference && !slice.idr) {
-    bits.U(1, slice.resets_order);
-    if (slice.resets_order) bits.Ue(1).Ue(3).Ue(5).Ue(0);
-  }
-  bits.Se(0).U(32, 0xAAAAAAAA);
-  const auto header = static_cast<uint8_t>((slice.reference ? 0x60 : 0) | (slice.idr ? 5 : 1));
-  return Unit(header, bits);
-}
+using ::kx_testing::Field;
+using ::kx_testing::Frame;
+using ::kx_testing::Idr;
+using ::kx_testing::Resetting;
+using ::kx_testing::Slice;
+using ::kx_testing::Stream;
+using ::kx_testing::Write;
 
 std::optional<PictureOrder> Read(PictureOrderReader* reader, const std::string& bytes) {
   std::vector<NalUnit> units;
@@ -107,29 +43,6 @@ std::string Orders(const Stream& stream, const std::vector<Slice>& slices) {
         !order ? "- " : (order->begins_sequence ? "new" : "") + std::to_string(order->count) + " ";
   }
   return text;
-}
-
-Slice Idr() {
-  Slice slice;
-  slice.idr = true;
-  return slice;
-}
-Slice Frame(uint32_t frame_num, uint32_t lsb, bool reference = true) {
-  Slice slice;
-  slice.frame_num = frame_num;
-  slice.lsb = lsb;
-  slice.reference = reference;
-  return slice;
-}
-Slice Field(uint32_t frame_num, uint32_t lsb, bool bottom) {
-  Slice slice = Frame(frame_num, lsb);
-  slice.field = true;
-  slice.bottom = bottom;
-  return slice;
-}
-Slice Resetting(Slice slice) {
-  slice.resets_order = true;
-  return slice;
 }
 
 TEST(PictureOrderTest, LeastSignificantBitsWrapInBothDirections) {
