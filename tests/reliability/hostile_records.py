@@ -28,6 +28,10 @@ ADDRESS_SPACE = 1 << 30
 RESIDENT_KB = 100 * 1024
 ENCODER_KB = 300 * 1024  # For the command that holds pictures and an encoder.
 TIME_LIMIT_S = 20
+PROCESSOR_LIMIT_S = 5  # What other programs do does not count here.
+OUTPUT_LIMIT = 1 << 24  # Bytes of an MP4 or a page.
+LARGEST_FRAME = 1 << 26
+YEARS_30_US = 30 * 365 * 86400 * 10**6
 RUNS_UNDER_CHANGE = 5
 LONG_RECORD_SESSIONS = 150
 TIMES_AGAIN = 5000
@@ -143,14 +147,28 @@ def with_frame(kind, position=None, size=None):
     return variant
 
 
-def with_frame_inside(kind, name):
-    """The last frame is 2 GiB long and all of it is in the file, as a hole."""
+def with_frame_inside(kind, name, size):
+    """The last frame is this long and all of it is in the file, as a hole."""
     def variant(folder, record):
         events = [list(event) for event in record.events]
         event = [event for event in events if event[0] == kind][-1]
-        event[2] = (event[2][0], 2**31)
+        event[2] = (event[2][0], size)
         (folder / FILES["index"]).write_bytes(index_of(events))
         os.truncate(folder / FILES[name], sum(event[2]))
+    return variant
+
+
+def with_two_pictures(apart_us):
+    """An index of 112 bytes: a key frame, and again so much later."""
+    def variant(folder, record):
+        start, channel, attributes = record.events[:3]
+        video = next(event for event in record.events if event[0] == VIDEO)
+        events = [start, channel, attributes, video, [VIDEO, video[1] + apart_us, video[2]],
+                  [STOP, video[1] + apart_us + 1, ()]]
+        index = index_of(events)
+        assert len(index) == 112
+        (folder / FILES["index"]).write_bytes(index)
+        speaker_record.write_descriptor(folder, descriptor_of(events, 1))
     return variant
 
 
@@ -192,12 +210,17 @@ def variants():
         for text, position in NUMBERS.items():
             yield f"{name} frame at {text}", with_frame(kind, position), every
         yield (f"{name} frame that ends at 2^64", with_frame(kind, 2**64 - 2**31, 2**31), every)
+        for text, size in (("2^26", LARGEST_FRAME), ("2^26+1", LARGEST_FRAME + 1)):
+            yield (f"{name} frame of {text} bytes, all there", with_frame_inside(kind, name, size),
+                   every)
         # Transcode would have to read the frame whole.
-        yield (f"{name} frame of 2^31 bytes, all there", with_frame_inside(kind, name),
+        yield (f"{name} frame of 2^31 bytes, all there", with_frame_inside(kind, name, 2**31),
                tuple(command for command in every if command not in TRANSCODE))
         # Encoding all of them takes long.
         yield (f"{TIMES_AGAIN} records of one {name} frame", with_one_frame_again(kind, name),
                tuple(command for command in every if command != "encode"))
+    for text, apart_us in (("a second", 10**6), ("30 years", YEARS_30_US), ("146,000 years", 2**62)):
+        yield f"two pictures {text} apart", with_two_pictures(apart_us), every
     for members in (("record_session_count",),
                     ("contain_video", "contain_desktop", "audio_channel_count"),
                     ("sessoin_start_timestamp_us", "sessoin_end_timestamp_us"),
@@ -214,8 +237,9 @@ def variants():
 # --- Running and judging -------------------------------------------------------------------------
 
 class Result:
-    def __init__(self, status, resident_kb, seconds, timed_out, out_bytes, message, output):
-        self.status, self.resident_kb, self.seconds = status, resident_kb, seconds
+    def __init__(self, status, usage, seconds, timed_out, out_bytes, message, output):
+        self.status, self.resident_kb, self.seconds = status, usage.ru_maxrss, seconds
+        self.processor_s = usage.ru_utime + usage.ru_stime
         self.timed_out, self.out_bytes, self.message = timed_out, out_bytes, message
         self.output = output
 
@@ -259,7 +283,7 @@ def run_limited(command_line, meanwhile=None, keep_output=False):
         err.seek(0)
         out_bytes = out.seek(0, os.SEEK_END)
         out.seek(0)
-        return Result(process.returncode, usage.ru_maxrss, seconds, over_time.is_set(), out_bytes,
+        return Result(process.returncode, usage, seconds, over_time.is_set(), out_bytes,
                       " / ".join(err.read(2000).decode(errors="replace").splitlines()),
                       out.read() if keep_output else None)
 
@@ -292,6 +316,8 @@ def judge_process(command, result):
     limit_kb = ENCODER_KB if command == "encode" else RESIDENT_KB
     if result.resident_kb > limit_kb:
         yield f"{result.resident_kb} KiB resident, {limit_kb} at most"
+    if result.processor_s > PROCESSOR_LIMIT_S:
+        yield f"{result.processor_s:.1f} s of a processor, {PROCESSOR_LIMIT_S} s at most"
     told = result.message or (result.status in TOLD_ON_STANDARD_OUTPUT.get(command, set())
                               and result.out_bytes > 0)
     if result.status > 0 and not told:
@@ -304,6 +330,8 @@ def judge_outputs(kxrtc, command, result, outputs):
     found = sorted(path.name for path in outputs.iterdir())
     if found != expected:
         yield f"status {result.status} left {found}, not {expected}"
+    elif found and (outputs / name).stat().st_size > OUTPUT_LIMIT:
+        yield f"{name} has {(outputs / name).stat().st_size} bytes, {OUTPUT_LIMIT} at most"
     elif command == "repair" and found:
         parts = sorted(path.name for path in (outputs / name).iterdir())
         if parts != sorted(FILES.values()):
