@@ -219,7 +219,8 @@ def variants():
         # Encoding all of them takes long.
         yield (f"{TIMES_AGAIN} records of one {name} frame", with_one_frame_again(kind, name),
                tuple(command for command in every if command != "encode"))
-    for text, apart_us in (("a second", 10**6), ("30 years", YEARS_30_US), ("146,000 years", 2**62)):
+    for text, apart_us in (("a second", 10**6), ("30 years", YEARS_30_US),
+                           ("146,000 years", 2**62)):
         yield f"two pictures {text} apart", with_two_pictures(apart_us), every
     for members in (("record_session_count",),
                     ("contain_video", "contain_desktop", "audio_channel_count"),
