@@ -12,6 +12,7 @@
 
 #include "kx_utility/json_accessors.h"
 #include "kxrtc/recording/peer_connection_conductor.h"
+#include "kxrtc/recording/replay_rules.h"
 #include "kxrtc/recording/speaker_record_descriptor.h"
 #include "record/check/adts.h"
 #include "record/index/record_text.h"
@@ -23,6 +24,9 @@ namespace keys = kxrtc::descriptor_key;
 
 // The recorder may raise a time by one when it writes the index record.
 constexpr uint64_t kTimeTolerance = 1;
+
+// Of one session: a larger count is damaged, and sums of such counts do not overflow.
+constexpr uint64_t kMaxDescribedFrames = uint64_t{1} << 32;
 
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 constexpr size_t kByteOrderMarkSize = sizeof(kByteOrderMark) - 1;
@@ -212,6 +216,42 @@ class Comparison {
   RecordSummary* summary_;
 };
 
+std::optional<AudioChannelMember> ReadAudioChannels(const Json::Value& root) {
+  const Json::Value& overall = root[keys::kOverall];
+  if (!overall.isObject() || !overall.isMember(keys::kAudioChannelCount)) return std::nullopt;
+  AudioChannelMember member;
+  member.offset = static_cast<uint64_t>(overall[keys::kAudioChannelCount].getOffsetStart());
+  uint32_t count = 0;
+  if (kx_utility::GetUIntFromJsonObject(overall, keys::kAudioChannelCount, &count) &&
+      IsAacChannelCount(count)) {
+    member.count = count;
+  }
+  return member;
+}
+
+std::optional<DescribedMedia> SumUpSessions(const Json::Value& root) {
+  const Json::Value& sessions = root[keys::kSessions];
+  if (!sessions.isArray()) return std::nullopt;
+  DescribedMedia sums;
+  for (const Json::Value& session : sessions) {
+    uint64_t video_frames = 0;
+    uint64_t audio_frames = 0;
+    int64_t start_us = 0;
+    int64_t end_us = 0;
+    (void)kxrtc::GetUInt64FromJsonObject(session, keys::kVideoFrameCount, &video_frames);
+    (void)kxrtc::GetUInt64FromJsonObject(session, keys::kAudioFrameCount, &audio_frames);
+    const bool has_times =
+        kxrtc::GetInt64FromJsonObject(session, keys::kStartTimestamp, &start_us) &&
+        kxrtc::GetInt64FromJsonObject(session, keys::kEndTimestamp, &end_us);
+    sums.video_frames += std::min(video_frames, kMaxDescribedFrames);
+    sums.audio_frames += std::min(audio_frames, kMaxDescribedFrames);
+    if (!has_times || end_us < start_us) continue;
+    sums.duration_us =
+        kxrtc::SaturatedAdd(sums.duration_us, kxrtc::SaturatedSubtract(end_us, start_us));
+  }
+  return sums;
+}
+
 }  // namespace
 
 uint64_t MaxDescriptorSize(uint64_t sessions) {
@@ -238,26 +278,20 @@ void CheckDescriptor(const ReadOnlyFile& file, RecordSummary* summary) {
                         "the descriptor is not a JSON document: " + problem);
 }
 
-std::optional<AudioChannelMember> ReadAudioChannelMember(const ReadOnlyFile& file,
-                                                         uint64_t sessions) {
-  if (!file.is_open() || file.size() > MaxDescriptorSize(sessions)) return std::nullopt;
+DescriptorRemains ReadDescriptorRemains(const ReadOnlyFile& file, uint64_t sessions) {
+  if (!file.is_open() || file.size() > MaxDescriptorSize(sessions)) return {};
   std::string text;
   std::string problem;
-  if (!ReadText(file, &text, &problem)) return std::nullopt;
+  if (!ReadText(file, &text, &problem)) return {};
   const size_t start = HasByteOrderMark(text) ? kByteOrderMarkSize : 0;
   Json::Value root;
   const char* end = text.data() + text.size();
-  if (!ParseObject(text.data() + start, end, &root, &problem)) return std::nullopt;
-  const Json::Value& overall = std::as_const(root)[keys::kOverall];
-  if (!overall.isObject() || !overall.isMember(keys::kAudioChannelCount)) return std::nullopt;
-  AudioChannelMember member;
-  member.offset = start + static_cast<uint64_t>(overall[keys::kAudioChannelCount].getOffsetStart());
-  uint32_t count = 0;
-  if (kx_utility::GetUIntFromJsonObject(overall, keys::kAudioChannelCount, &count) &&
-      IsAacChannelCount(count)) {
-    member.count = count;
-  }
-  return member;
+  if (!ParseObject(text.data() + start, end, &root, &problem)) return {};
+  DescriptorRemains remains;
+  remains.audio_channels = ReadAudioChannels(root);
+  if (remains.audio_channels) remains.audio_channels->offset += start;
+  remains.media = SumUpSessions(root);
+  return remains;
 }
 
 }  // namespace kxrtc_host

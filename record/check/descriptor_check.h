@@ -25,9 +25,21 @@ struct AudioChannelMember {
   std::optional<uint32_t> count;  // None when AAC cannot have this number of channels.
 };
 
-// Only that member, from any document that can be parsed; none if it is missing.
-std::optional<AudioChannelMember> ReadAudioChannelMember(const ReadOnlyFile& file,
-                                                         uint64_t sessions);
+// The sums over the sessions that a descriptor lists.
+struct DescribedMedia {
+  uint64_t video_frames = 0;
+  uint64_t audio_frames = 0;
+  int64_t duration_us = 0;
+};
+
+// What a repair takes from a descriptor, from any document that can be parsed. Members that are
+// missing or not valid are left out.
+struct DescriptorRemains {
+  std::optional<AudioChannelMember> audio_channels;
+  std::optional<DescribedMedia> media;  // None without a list of sessions.
+};
+
+DescriptorRemains ReadDescriptorRemains(const ReadOnlyFile& file, uint64_t sessions);
 
 }  // namespace kxrtc_host
 

@@ -41,6 +41,9 @@ class FoundFrames {
   // `picture`, if not null, gets the access unit of a video record.
   [[nodiscard]] bool Next(IndexRecord* record, AccessUnit* picture);
 
+  // True when no picture comes behind the latest one, and its file ends there.
+  bool is_last_picture() const { return !picture_ && gap_.video.end == video_->size(); }
+
   PictureTimes picture_times() const { return picture_times_; }
 
  private:

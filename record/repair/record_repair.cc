@@ -41,8 +41,9 @@ class Repair {
       : source_(source), target_(target), options_(options) {}
 
   RepairResult Run() {
-    result_.repaired = OpenSource() && CreateTarget() && WriteIndex() && WriteData() &&
-                       WriteDescriptor() && (target_ == nullptr || Check(folder_.Commit()));
+    result_.repaired = OpenSource() && CreateTarget() && WriteIndex() && TellUnnamed() &&
+                       WriteData() && WriteDescriptor() &&
+                       (target_ == nullptr || Check(folder_.Commit()));
     result_.warning = folder_.warning();
     return std::move(result_);
   }
@@ -141,6 +142,42 @@ class Repair {
     return Append(out);
   }
 
+  // What is gone, and the index does not name. Always true.
+  bool TellUnnamed() {
+    result_.lost_video_frames = reader_->lost_video_frames();
+    result_.lost_audio_frames = reader_->lost_audio_frames();
+    remains_ = ReadDescriptorRemains(*roles_.descriptor(), sessions_.size());
+    if (roles_.index()->size() == 0) {
+      Tell("there is no index: the sessions, the kinds of channels and the rotations are lost", 1);
+    }
+    const auto& media = remains_.media;
+    TellMissing("video", media ? std::optional(media->video_frames) : std::nullopt,
+                result_.kept.video_frames, &result_.lost_video_frames);
+    TellMissing("audio", media ? std::optional(media->audio_frames) : std::nullopt,
+                result_.kept.audio_frames, &result_.lost_audio_frames);
+    return true;
+  }
+
+  void Tell(const std::string& text, uint64_t count) {
+    result_.changes.Add({RepairChange::Kind::kLost, 0, std::nullopt, text, count});
+  }
+
+  // Frames that only the descriptor counts.
+  void TellMissing(const char* name, std::optional<uint64_t> described, uint64_t kept,
+                   uint64_t* lost) {
+    if (!described && kept == 0 && roles_.index()->size() == 0) {
+      Tell(Text("there is no %s frame, and neither index nor descriptor counts them", name), 1);
+    }
+    const uint64_t named = kept + *lost;
+    if (!described || *described <= named) return;
+    const uint64_t missing = *described - named;
+    *lost += missing;
+    Tell(CountText(missing, (std::string(name) + " frame").c_str()) +
+             ": in no file; only the descriptor counts " + (missing == 1 ? "it" : "them"),
+         missing);
+    result_.recorded_us = std::max(result_.recorded_us, remains_.media->duration_us);
+  }
+
   // Copies the parts of a data file that stay.
   bool CopyData(const ReadOnlyFile& file, const char* extension, const FrameRanges& ranges) {
     if (!Begin(extension)) return false;
@@ -166,7 +203,7 @@ class Repair {
   }
 
   bool FindChannels() {
-    const auto member = ReadAudioChannelMember(*roles_.descriptor(), sessions_.size());
+    const auto& member = remains_.audio_channels;
     if (member && !member->count) {
       result_.changes.Add(
           {RepairChange::Kind::kLost, member->offset, std::nullopt,
@@ -221,6 +258,7 @@ class Repair {
   std::optional<SalvageReader> reader_;
   NewFolder folder_;
   std::vector<kxrtc::SpeakerRecordSession> sessions_;
+  DescriptorRemains remains_;
   bool contains_desktop_ = false;
 };
 

@@ -37,6 +37,8 @@ struct RepairResult {
   RepairChanges changes;        // Empty: index and data are copied unchanged.
   KeptMedia kept;
   int64_t recorded_us = 0;  // Like that of `kept`, with the frames that are left out.
+  uint64_t lost_video_frames = 0;
+  uint64_t lost_audio_frames = 0;
   uint64_t sessions = 0;
   uint32_t audio_channels = 0;
   ChannelSource channel_source = ChannelSource::kNone;

@@ -7,6 +7,21 @@
 #include "record/timing/time_text.h"
 
 namespace kxrtc_host {
+namespace {
+
+RepairChange::Kind KindOf(FrameFates::Fate fate) {
+  switch (fate) {
+    case FrameFates::Fate::kMoved:
+      return RepairChange::Kind::kMoved;
+    case FrameFates::Fate::kFound:
+    case FrameFates::Fate::kFoundLast:
+      return RepairChange::Kind::kAdded;
+    default:
+      return RepairChange::Kind::kLost;
+  }
+}
+
+}  // namespace
 
 const char* RepairChangeName(RepairChange::Kind kind) {
   switch (kind) {
@@ -43,9 +58,8 @@ void FrameFates::Add(Fate fate, const Frame& frame, int64_t shift, const char* r
 
 void FrameFates::Finish() {
   if (fate_ != Fate::kKept) {
-    const auto kind = fate_ == Fate::kMoved   ? RepairChange::Kind::kMoved
-                      : fate_ == Fate::kFound ? RepairChange::Kind::kAdded
-                                              : RepairChange::Kind::kLost;
+    const auto kind = KindOf(fate_);
+    if (kind == RepairChange::Kind::kLost) lost_ += count_;
     changes_->Add({kind, first_.offset, first_.time_us, Text(), count_});
   }
   fate_ = Fate::kKept;
@@ -76,6 +90,9 @@ std::string FrameFates::Text() const {
                                        shift_ < 0 ? "before" : "behind");
     case Fate::kFound:
       return frames + ": whole, but not in the index; " + remark_;
+    case Fate::kFoundLast:
+      return frames + ": not in the index, and perhaps cut off, since it is the last one; " +
+             remark_;
     case Fate::kKept:
       break;
   }

@@ -47,6 +47,7 @@ class FrameFates {
     kScattered,  // There are too many holes between the frames.
     kMoved,      // Kept; the bytes are off their place in the index.
     kFound,      // Added: a frame that the index does not name.
+    kFoundLast,  // The same; nothing behind it shows where it ends.
   };
 
   // `name`: "video" or "audio"; `changes` is borrowed.
@@ -60,11 +61,14 @@ class FrameFates {
     uint64_t size = 0;
   };
 
-  // `shift`: of kMoved, from the place in the index. `remark`: ends the text of kFound.
+  // `shift`: of kMoved, from the place in the index. `remark`: ends the text of a found frame.
   void Add(Fate fate, const Frame& frame, int64_t shift = 0, const char* remark = "");
 
   // Ends the last run.
   void Finish();
+
+  // How many frames are left out, of all runs that have ended.
+  uint64_t lost() const { return lost_; }
 
  private:
   std::string Text() const;
@@ -78,6 +82,7 @@ class FrameFates {
   Frame first_;
   int64_t last_us_ = 0;
   uint64_t count_ = 0;
+  uint64_t lost_ = 0;
 };
 
 }  // namespace kxrtc_host

@@ -295,7 +295,7 @@ bool SalvageReader::NextFound(IndexRecord* record) {
       continue;
     }
     track->fates.Add(
-        Fate::kFound, frame, 0,
+        is_picture && found_->is_last_picture() ? Fate::kFoundLast : Fate::kFound, frame, 0,
         is_picture ? PictureRemark(found_->picture_times()) : "times by the pace of sound");
     wants_key_ = wants_key_ && !is_picture;
     record->data.start_position = *place;

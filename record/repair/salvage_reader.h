@@ -35,7 +35,11 @@ class SalvageReader {
   // The bytes that are not a record, after kGarbage and kTruncated.
   uint64_t skipped_bytes() const { return skipped_bytes_; }
 
-  // That of all frames, also of those that are left out. Complete after the last step.
+  // How many frames are left out. Complete after the last step.
+  uint64_t lost_video_frames() const { return video_.fates.lost(); }
+  uint64_t lost_audio_frames() const { return audio_.fates.lost(); }
+
+  // The recorded time of all frames, also of those that are left out. Complete after the last step.
   int64_t recorded_us() const { return recorded_time_.total_us(); }
 
   // What the new data files have. Likewise.

@@ -242,6 +242,8 @@ void FillKept(const RepairResult& result, Json::Value* document) {
   kept["audio_bytes"] = U64(result.kept.audio_end);
   kept["recorded_us"] = I64(result.kept.recorded_us);
   value["recorded_us"] = I64(result.recorded_us);
+  value["lost_video_frames"] = U64(result.lost_video_frames);
+  value["lost_audio_frames"] = U64(result.lost_audio_frames);
   value["lost_count"] = U64(result.changes.lost);
   value["added_count"] = U64(result.changes.added);
   value["moved_count"] = U64(result.changes.moved);

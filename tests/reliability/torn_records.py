@@ -4,7 +4,8 @@
 usage: torn_records.py KXRTC [RECORDS [SEED [MP4_FOLDER]]]     (20 records, seed 1)
 
 A tear cuts, empties, removes or swaps files, overwrites blocks, flips bits, and puts bytes in or takes
-bytes out. Then `kxrtc repair` must succeed and name each loss, an independent reader and `kxrtc verify`
+bytes out. Then `kxrtc repair` must succeed and name each loss, `kxrtc verify` must say before what
+it keeps, an independent reader and `kxrtc verify`
 must find no error in the repaired record, `kxrtc transcode` must make an MP4 of it, copied and for
 every fourth record encoded too, and ffmpeg must decode that. The MP4s stay in MP4_FOLDER, if given.
 """
@@ -180,6 +181,46 @@ def whole_frames(record, folder):
             for frames in (record.keys, record.frames[VIDEO], record.frames[AUDIO])]
 
 
+def frames_of(folder):
+    """The frames that the sound record in `folder` names, by their kind."""
+    data = {VIDEO: (folder / FILES["video"]).read_bytes(),
+            AUDIO: (folder / FILES["audio"]).read_bytes()}
+    frames = {VIDEO: [], AUDIO: []}
+    for kind, _, fields in speaker_record.decode((folder / FILES["index"]).read_bytes()):
+        if kind in data:
+            frames[kind].append(data[kind][fields[0]:sum(fields)])
+    return frames
+
+
+def check_losses(record, frames, document):
+    """Each frame that was recorded is kept or told as lost."""
+    missing = sum(max(0, len(record.frames[kind]) - len(frames[kind])) for kind in frames)
+    if document["lost_count"] < missing:
+        yield f"{missing} frames are missing, {document['lost_count']} are told"
+    last = frames[VIDEO][-1:]
+    is_cut = any(picture != frame and picture.startswith(frame)
+                 for frame in last for picture in record.frames[VIDEO])
+    if is_cut and not any("cut off" in change["text"] for change in document["changes"]):
+        yield "the last picture is cut off, and nothing is told"
+
+
+def check_preview(kxrtc, folder, document, info):
+    """What verify says about a repair is what the repair did, and what the new record has."""
+    verified = json.loads(run(kxrtc, "verify", "--json", "--quick", folder).stdout)
+    if info["recorded_us"] != document["kept"]["recorded_us"]:
+        yield f"info: {info['recorded_us']} us, repair: {document['kept']['recorded_us']} us"
+    preview = verified.get("repair")
+    if preview is None:
+        if verified["replay"]["encode"]["outcome"] not in ("written", "nothing-to-play", "output-failed"):
+            yield f"verify predicts {verified['replay']['encode']['outcome']} and names no repair"
+        return
+    for member in preview:
+        if member != "possible" and preview[member] != document[member]:
+            yield f"verify says {member} {preview[member]}, repair {document[member]}"
+    if not preview["possible"]:
+        yield "verify calls the repair impossible"
+
+
 def check_mp4(kxrtc, folder, mp4, mode):
     result = run(kxrtc, "transcode", folder, mp4, "--video", mode, "--no-sync", "--no-hardware",
                  "--preset", "ultrafast", "--quiet")
@@ -214,10 +255,9 @@ def check(kxrtc, record, folder, modes, mp4_stem, sums):
                  "kept sounds": kept[2]})
     if kept[2] < sounds - 2:
         yield f"{kept[2]} of {sounds} whole sounds kept"
-    is_less = (found["video_frames"] < len(record.frames[VIDEO])
-               or found["audio_frames"] < len(record.frames[AUDIO]))
-    if is_less and document["lost_count"] == 0:
-        sums["less, and nothing told"] += 1
+    yield from check_losses(record, frames_of(repaired), document)
+    info = json.loads(run(kxrtc, "info", "--json", repaired).stdout)
+    yield from check_preview(kxrtc, folder, document, info)
     verified = json.loads(run(kxrtc, "verify", "--json", repaired).stdout)
     yield from (f"verify: {finding['code']}: {finding['text']}" for finding in verified["findings"]
                 if finding["severity"] == "error")

@@ -110,12 +110,23 @@ void PrintEstimate(const kxrtc_host::RecordSummary& summary) {
   }
 }
 
+// ", without 3 video frames and 1 audio frame"; empty if none is left out.
+std::string WithoutText(const kxrtc_host::RepairResult& result) {
+  std::string text;
+  if (result.lost_video_frames > 0) text = CountText(result.lost_video_frames, "video frame");
+  if (result.lost_audio_frames > 0) {
+    text += (text.empty() ? "" : " and ") + CountText(result.lost_audio_frames, "audio frame");
+  }
+  return text.empty() ? "" : ", without " + text;
+}
+
 // The command that makes a whole record of a damaged one, and what that keeps.
 std::string RepairStep(const std::string& folder, const kxrtc_host::RepairResult& preview) {
   if (!preview.repaired && !preview.lacks_channels) return "";
   return "kxrtc repair " + folder + " NEW_DIR" + (preview.lacks_channels ? " --channels N" : "") +
          " keeps " + SecondsText(preview.kept.recorded_us) + " of " +
-         SecondsText(preview.recorded_us) + "; then kxrtc transcode NEW_DIR OUT.mp4";
+         SecondsText(preview.recorded_us) + WithoutText(preview) +
+         "; then kxrtc transcode NEW_DIR OUT.mp4";
 }
 
 // What to do about a record; empty if there is nothing.

@@ -220,7 +220,7 @@ TEST(DescriptorCheckTest, FindsTheChannelCountBehindAByteOrderMark) {
   kx_testing::WriteFile(dir.File("desc"), "\xEF\xBB\xBF" + Altered("count\":2}", "count\":5}"));
   ReadOnlyFile file;
   ASSERT_EQ(file.Open(dir.File("desc")), ReadOnlyFile::State::kOpen);
-  const auto member = ReadAudioChannelMember(file, 1);
+  const auto member = ReadDescriptorRemains(file, 1).audio_channels;
   ASSERT_TRUE(member);
   EXPECT_EQ(member->count, 5u);
   EXPECT_EQ(member->offset, 3 + Whole().find("count\":2}") + 7);

@@ -111,19 +111,70 @@ std::vector<SalvageCase> Cases() {
   const auto swap = [](const char* a, const char* b) {
     return [a, b](Files* files) { std::swap((*files)[a], (*files)[b]); };
   };
+  const std::string no_index = "lost: there is no index";
+  const std::string all_sounds =
+      "added: 12 audio frames up to 0.255996 s, the first at 0: whole, but not in the index; times "
+      "by the pace of sound";
   std::vector<std::string> rebuilt = {
       "start record",
       "channel record",
       "attributes record: 640x360",
       "stop record",
-      "added: 12 video frames up to 0.234663 s, the first at 0: whole, but not in the index; times "
+      "added: 11 video frames up to 0.213330 s, the first at 0: whole, but not in the index; times "
       "spread along the sound",
-      "added: 12 audio frames up to 0.255996 s, the first at 0: whole, but not in the index; times "
-      "by the pace of sound"};
+      "added: video frame of 97 bytes at 725: not in the index, and perhaps cut off, since it is "
+      "the last one; times spread along the sound",
+      all_sounds,
+      no_index};
   std::vector<SalvageCase> cases = {
       {"NothingToDo", [](Files*) {}, 0, 0, 0, {}},
       {"IndexMissing", [](Files* files) { files->erase(".index"); }, 0, 0, 0, rebuilt},
       {"IndexEmpty", [](Files* files) { (*files)[".index"].clear(); }, 0, 0, 0, rebuilt},
+      {"IndexMissingAndALastPictureThatIsCutOff",
+       [](Files* files) {
+         files->erase(".index");
+         (*files)[".264"].resize(800);
+       },
+       1,
+       0,
+       1,
+       {"start record", "channel record", "attributes record", "stop record",
+        "added: 11 video frames",
+        "added: video frame of 75 bytes at 725: not in the index, and "
+        "perhaps cut off",
+        all_sounds, no_index}},
+      {"IndexAndPicturesMissing",
+       [](Files* files) {
+         files->erase(".index");
+         files->erase(".264");
+       },
+       12,
+       0,
+       0,
+       {"start record", "stop record", all_sounds, no_index,
+        "lost: 12 video frames: in no file; only the descriptor counts them"}},
+      {"IndexAndASoundMissing",
+       [](Files* files) {
+         files->erase(".index");
+         files->erase(".264");
+         (*files)[".aac"].resize((*files)[".aac"].size() - Sound(11).size());
+       },
+       12,
+       1,
+       0,
+       {"start record", "stop record", "added: 11 audio frames", no_index, "lost: 12 video frames",
+        "lost: 1 audio frame: in no file; only the descriptor counts it"}},
+      {"IndexDescriptorAndPicturesMissing",
+       [](Files* files) {
+         files->erase(".index");
+         files->erase(".desc");
+         (*files)[".264"].clear();
+       },
+       12,
+       0,
+       0,
+       {"start record", "stop record", all_sounds, no_index,
+        "lost: there is no video frame, and neither index nor descriptor counts them"}},
       {"IndexInThePlaceOfThePictures",
        swap(".index", ".264"),
        0,
@@ -201,7 +252,8 @@ std::vector<SalvageCase> Cases() {
        0,
        0,
        0,
-       {"lost: 8 bytes of the index", "stop record", "added: 7 video frames",
+       {"lost: 8 bytes of the index", "stop record", "added: 6 video frames",
+        "added: video frame of 97 bytes at 725: not in the index, and perhaps cut off",
         "added: 7 audio frames"}},
       {"AHoleInTheIndex",
        [](Files* files) { (*files)[".index"].replace(150, 100, 100, 'x'); },
@@ -218,7 +270,7 @@ std::vector<SalvageCase> Cases() {
         "key frame",
         "lost: 822 bytes at the end of .264"}},
   };
-  rebuilt.push_back("lost: 600 bytes of the index");
+  rebuilt.back() = "lost: 600 bytes of the index";
   cases.push_back({"IndexOfZeros", [](Files* files) { (*files)[".index"].assign(600, '\0'); }, 0, 0,
                    0, rebuilt});
   return cases;

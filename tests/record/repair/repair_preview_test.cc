@@ -95,6 +95,8 @@ TEST_P(RepairPreviewTest, SaysWhatTheRepairKeeps) {
   EXPECT_EQ(preview.recorded_us, repair.recorded_us);
   EXPECT_EQ(preview.kept.video_frames, repair.kept.video_frames);
   EXPECT_EQ(preview.kept.audio_frames, repair.kept.audio_frames);
+  EXPECT_EQ(preview.lost_video_frames, repair.lost_video_frames);
+  EXPECT_EQ(preview.lost_audio_frames, repair.lost_audio_frames);
   EXPECT_EQ(preview.sessions, repair.sessions);
   EXPECT_EQ(preview.audio_channels, repair.audio_channels);
   ASSERT_EQ(preview.changes.kept.size(), repair.changes.kept.size());
@@ -152,6 +154,19 @@ TEST(RepairPreviewTest, CountsTheTimeOfWhatIsLeftOut) {
   const RepairResult preview = PreviewRepair(dir.path(), {});
   EXPECT_EQ(preview.kept.recorded_us, kWholeUs / 2);
   EXPECT_EQ(preview.recorded_us, kWholeUs);
+}
+
+// What only the descriptor still counts is left out as well.
+TEST(RepairPreviewTest, CountsWhatOnlyTheDescriptorNames) {
+  const TempDir dir;
+  TwoSeconds(dir).Write();
+  const Files files(dir);
+  for (const char* extension : {".index", ".264", ".aac"}) files.Cut(extension, 0.5);
+  const RepairResult preview = PreviewRepair(dir.path(), {});
+  EXPECT_EQ(preview.kept.audio_frames + preview.lost_audio_frames, uint64_t{kFrames});
+  EXPECT_EQ(preview.kept.video_frames + preview.lost_video_frames, uint64_t{kFrames});
+  EXPECT_EQ(preview.recorded_us, kWholeUs + 5);
+  EXPECT_LT(preview.kept.recorded_us, kWholeUs * 6 / 10);
 }
 
 TEST(RepairPreviewTest, AWrongTimeIsNoTime) {

@@ -49,13 +49,14 @@ TEST_F(NextStepTest, ADamagedRecordIsRepairedAndKeepsWhatIsSaid) {
   builder.Start(3000000).Audio(3021333, kx_testing::AdtsFrame(kx_testing::kAdts48000, 2));
   builder.DataRecord(kx_testing::kAudioRecord, 3042666, end + 13, 13).Write();
   EXPECT_THAT(Verify(), HasSubstr("\n  next: kxrtc repair " + record_.path() +
-                                  " NEW_DIR keeps 0.164664 s of 0.185997 s; then kxrtc transcode "
-                                  "NEW_DIR OUT.mp4\n"));
+                                  " NEW_DIR keeps 0.164664 s of 0.185997 s, without 1 audio "
+                                  "frame; then kxrtc transcode NEW_DIR OUT.mp4\n"));
   const Json::Value said = Document("verify --json " + Quoted(record_.path()))["repair"];
   EXPECT_TRUE(said["possible"].asBool());
   const std::string folders = Quoted(record_.path()) + " " + Quoted(target_.File("new"));
   const Json::Value done = Document("repair --json " + folders);
-  for (const char* member : {"kept", "recorded_us", "lost_count", "added_count", "moved_count"}) {
+  for (const char* member : {"kept", "recorded_us", "lost_video_frames", "lost_audio_frames",
+                             "lost_count", "added_count", "moved_count"}) {
     EXPECT_EQ(said[member], done[member]) << member;
   }
   EXPECT_EQ(said["recorded_us"].asInt(), 185997);
