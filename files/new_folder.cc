@@ -44,8 +44,8 @@ bool NewFolder::Fail(const std::string& what) {
   return false;
 }
 
-bool NewFolder::FailShorter(const ReadOnlyFile& source) {
-  error_ = source.path() + ": became shorter while it was read";
+bool NewFolder::FailSource(const ReadOnlyFile& source) {
+  error_ = source.path() + ": " + source.ReadFailureText();
   is_source_error_ = true;
   return false;
 }
@@ -136,7 +136,7 @@ bool NewFolder::CopyRange(const ReadOnlyFile& source, uint64_t begin, uint64_t e
     if (!CheckWanted()) return false;
     const size_t wanted = static_cast<size_t>(std::min<uint64_t>(kBufferSize, end - begin));
     if (source.Read(begin, &buffer_[0], wanted) != wanted) {
-      return FailShorter(source);
+      return FailSource(source);
     }
     if (!WriteAll(buffer_.data(), wanted)) return false;
     begin += wanted;
@@ -161,7 +161,7 @@ bool NewFolder::Copy(const ReadOnlyFile& source, uint64_t begin, uint64_t size) 
   }
   // The loop also ends early when the file became shorter in the meantime.
   const off_t source_size = ::lseek(source.descriptor(), 0, SEEK_END);
-  if (source_size < 0 || static_cast<uint64_t>(source_size) < end) return FailShorter(source);
+  if (source_size < 0 || static_cast<uint64_t>(source_size) < end) return FailSource(source);
   return (::ftruncate(descriptor_, static_cast<off_t>(end + offset)) == 0 &&
           ::lseek(descriptor_, 0, SEEK_END) >= 0) ||
          Fail(files_.back());

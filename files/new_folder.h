@@ -56,7 +56,7 @@ class NewFolder {
 
  private:
   bool Fail(const std::string& what);
-  bool FailShorter(const ReadOnlyFile& source);
+  bool FailSource(const ReadOnlyFile& source);
   bool CheckWanted();
   bool CreateTemporary(const std::vector<std::string>& names);
   bool Rename();

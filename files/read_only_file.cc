@@ -20,6 +20,7 @@ void ReadOnlyFile::Close() {
   window_.clear();
   window_start_ = 0;
   error_.clear();
+  read_errno_ = 0;
 }
 
 ReadOnlyFile::State ReadOnlyFile::Open(const std::string& path) {
@@ -54,10 +55,16 @@ size_t ReadOnlyFile::Read(uint64_t position, void* buffer, size_t size) const {
     const ssize_t got = ::pread(descriptor_, static_cast<char*>(buffer) + done, wanted - done,
                                 static_cast<off_t>(position + done));
     if (got < 0 && errno == EINTR) continue;
+    if (got < 0 && read_errno_ == 0) read_errno_ = errno;
     if (got <= 0) break;
     done += static_cast<size_t>(got);
   }
   return done;
+}
+
+std::string ReadOnlyFile::ReadFailureText() const {
+  if (!has_read_error()) return "became shorter while it was read";
+  return std::string("cannot be read: ") + std::strerror(read_errno_);
 }
 
 bool ReadOnlyFile::CanSeekTo(uint64_t position) const {

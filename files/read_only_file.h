@@ -28,6 +28,13 @@ class ReadOnlyFile {
   // end of the file or after a read error.
   [[nodiscard]] size_t Read(uint64_t position, void* buffer, size_t size) const;
 
+  // True when a read has failed; otherwise one that gave too few bytes met the end of the file.
+  bool has_read_error() const { return read_errno_ != 0; }
+
+  // What is told after a read that gave too few bytes: "became shorter while it was read", or for
+  // an error "cannot be read: Input/output error".
+  [[nodiscard]] std::string ReadFailureText() const;
+
   // The same for small reads in rising order: serves them from a window of kWindowSize bytes.
   // A pointer to `size` bytes, valid until the next call, or null when there are fewer.
   [[nodiscard]] const uint8_t* View(uint64_t position, size_t size);
@@ -56,6 +63,7 @@ class ReadOnlyFile {
   State state_ = State::kClosed;
   int descriptor_ = -1;
   uint64_t size_ = 0;
+  mutable int read_errno_ = 0;  // Of the first read that failed.
   std::vector<uint8_t> window_;
   uint64_t window_start_ = 0;
 };

@@ -2,6 +2,7 @@
 
 #include <cinttypes>
 
+#include "record/check/read_failure.h"
 #include "record/index/record_text.h"
 #include "record/timing/media_time.h"
 
@@ -68,8 +69,7 @@ void AudioCheck::Judge(const IndexRecord& record) {
   AdtsHeader header;
   const Head head = ReadHead(record, &header);
   if (head == Head::kUnreadable) {
-    findings.Add(FindingCode::kFileChanged, time_us,
-                 "the file .aac became shorter while it was read");
+    ReportReadFailure(*file_, "the file .aac", time_us, &findings);
   } else if (head == Head::kOtherLength) {
     findings.Add(FindingCode::kAudioFrameLength, time_us,
                  Text("the frame at %" PRIu64 " of .aac has %u bytes, its ADTS header says %u",

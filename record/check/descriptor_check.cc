@@ -15,6 +15,7 @@
 #include "kxrtc/recording/replay_rules.h"
 #include "kxrtc/recording/speaker_record_descriptor.h"
 #include "record/check/adts.h"
+#include "record/check/read_failure.h"
 #include "record/index/record_text.h"
 
 namespace kxrtc_host {
@@ -32,12 +33,9 @@ constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 constexpr size_t kByteOrderMarkSize = sizeof(kByteOrderMark) - 1;
 
 // The text ends at the first zero byte, as it does for the library's reader.
-bool ReadText(const ReadOnlyFile& file, std::string* text, std::string* problem) {
+bool ReadText(const ReadOnlyFile& file, std::string* text) {
   text->resize(static_cast<size_t>(file.size()));
-  if (file.Read(0, &(*text)[0], text->size()) != text->size()) {
-    *problem = "the descriptor became shorter while it was read";
-    return false;
-  }
+  if (file.Read(0, &(*text)[0], text->size()) != text->size()) return false;
   text->resize(std::min(text->size(), text->find('\0')));
   return true;
 }
@@ -79,9 +77,7 @@ bool HasByteOrderMark(const std::string& text) {
   return text.compare(0, kByteOrderMarkSize, kByteOrderMark) == 0;
 }
 
-bool ParseDocument(const ReadOnlyFile& file, Json::Value* root, std::string* problem) {
-  std::string text;
-  if (!ReadText(file, &text, problem)) return false;
+bool ParseDocument(const std::string& text, Json::Value* root, std::string* problem) {
   if (HasByteOrderMark(text)) {
     *problem = "it begins with a byte order mark";
     return false;
@@ -270,9 +266,13 @@ void CheckDescriptor(const ReadOnlyFile& file, RecordSummary* summary) {
              file.size()));
     return;
   }
+  std::string text;
+  if (!ReadText(file, &text)) {
+    return ReportReadFailure(file, "the descriptor", std::nullopt, &summary->findings);
+  }
   Json::Value root;
   std::string problem;
-  if (ParseDocument(file, &root, &problem)) return Comparison(root, summary).Run();
+  if (ParseDocument(text, &root, &problem)) return Comparison(root, summary).Run();
   std::replace(problem.begin(), problem.end(), '\n', ' ');
   summary->findings.Add(FindingCode::kDescriptorUnparsable, std::nullopt,
                         "the descriptor is not a JSON document: " + problem);
@@ -282,7 +282,7 @@ DescriptorRemains ReadDescriptorRemains(const ReadOnlyFile& file, uint64_t sessi
   if (!file.is_open() || file.size() > MaxDescriptorSize(sessions)) return {};
   std::string text;
   std::string problem;
-  if (!ReadText(file, &text, &problem)) return {};
+  if (!ReadText(file, &text)) return {};
   const size_t start = HasByteOrderMark(text) ? kByteOrderMarkSize : 0;
   Json::Value root;
   const char* end = text.data() + text.size();

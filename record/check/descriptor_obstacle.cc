@@ -64,7 +64,8 @@ std::string DescriptorObstacle(const ReadOnlyFile& file, uint64_t sessions) {
                                   ? ProblemOfPadded(file, sessions)
                                   : ProblemOf(file, sessions);
   if (problem.empty()) return "";
-  return file.path() + ": " + problem + "; kxrtc repair makes a new descriptor";
+  return file.path() + ": " + problem +
+         (file.has_read_error() ? "" : "; kxrtc repair makes a new descriptor");
 }
 
 }  // namespace kxrtc_host

@@ -4,6 +4,7 @@
 #include <cinttypes>
 
 #include "kxrtc/recording/replay_rules.h"
+#include "record/check/read_failure.h"
 #include "record/index/record_text.h"
 #include "record/timing/time_text.h"
 
@@ -112,8 +113,7 @@ void StructureCheck::OnStep(IndexWalker::Step step, const IndexRecord& record, u
       }
       break;
     case IndexWalker::Step::kChanged:
-      findings.Add(FindingCode::kFileChanged, last_time_us_,
-                   "the index became shorter while it was read");
+      ReportReadFailure(*index_, "the index", last_time_us_, &findings);
       break;
     case IndexWalker::Step::kRecord:
     case IndexWalker::Step::kEnd:

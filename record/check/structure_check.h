@@ -15,9 +15,9 @@ namespace kxrtc_host {
 
 class StructureCheck {
  public:
-  // Both are borrowed. Writes sessions, switches, channels and findings of the summary.
-  StructureCheck(const IndexState* state, RecordSummary* summary)
-      : state_(state), summary_(summary) {}
+  // All are borrowed. Writes sessions, switches, channels and findings of the summary.
+  StructureCheck(const ReadOnlyFile* index, const IndexState* state, RecordSummary* summary)
+      : index_(index), state_(state), summary_(summary) {}
 
   // The next record, which the state has not taken yet.
   void OnRecord(const IndexRecord& record);
@@ -40,6 +40,7 @@ class StructureCheck {
   void OnChannel(const IndexRecord& record);
   void EndChannel(int64_t time_us);
 
+  const ReadOnlyFile* index_;
   const IndexState* state_;
   RecordSummary* summary_;
   std::optional<int64_t> last_time_us_;    // Of the last record, in a session or not.

@@ -6,6 +6,7 @@
 
 #include "kxrtc/media/video/h264/nal_unit.h"
 #include "kxrtc/media/video/h264/sps_parser.h"
+#include "record/check/read_failure.h"
 #include "record/index/record_text.h"
 
 namespace kxrtc_host {
@@ -53,8 +54,8 @@ bool VideoCheck::ReadFrame(const IndexRecord& record) {
   }
   frame_.resize(wanted);
   if (file_->Read(record.data.start_position, frame_.data(), wanted) == wanted) return true;
-  summary_->findings.Add(FindingCode::kFileChanged, record.header.record_timestamp_us,
-                         "the file .264 became shorter while it was read");
+  ReportReadFailure(*file_, "the file .264", record.header.record_timestamp_us,
+                    &summary_->findings);
   return false;
 }
 

@@ -33,7 +33,7 @@ class Analysis {
       : files_(files),
         summary_(summary),
         state_(&files->video, &files->audio),
-        structure_(&state_, summary),
+        structure_(&files->index, &state_, summary),
         clock_(summary),
         video_data_(kxrtc::kVideoFileExtension, files->video.size(), &summary->findings),
         audio_data_(kxrtc::kAudioFileExtension, files->audio.size(), &summary->findings),
@@ -173,6 +173,14 @@ ModePrediction PredictMode(const TranscodeFacts& facts, const FileContents& cont
   return {outcome.kind(), outcome.text(), has_file ? contents : FileContents()};
 }
 
+// A file that could not be read; empty if there is none.
+std::string ReadErrorOf(const RecordFiles& files) {
+  for (const ReadOnlyFile* file : {&files.index, &files.video, &files.audio, &files.descriptor}) {
+    if (file->has_read_error()) return file->path() + ": " + file->ReadFailureText();
+  }
+  return "";
+}
+
 // Why the MP4 writer takes none of what the replay gives it; empty when it does.
 std::string RefusalOf(const TranscodeFacts& facts, SoundExaminer* examiner, AudioFrames* audio,
                       const RecordSummary& summary) {
@@ -241,6 +249,7 @@ RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& op
     summary.estimate_bytes = EstimateMp4Bytes(files.descriptor).value_or(0);
   }
   if (options.sound_examiner != nullptr) CheckSound(&files, options.sound_examiner, &summary);
+  if (facts.obstacle.empty()) facts.obstacle = ReadErrorOf(files);
   JudgeOutcome(files, facts, options, analysis.file(), &summary);
   return summary;
 }

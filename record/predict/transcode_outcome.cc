@@ -1,11 +1,15 @@
 #include "record/predict/transcode_outcome.h"
 
 #include "files/is_wanted.h"
+#include "kxrtc/recording/replay_rules.h"
 #include "kxrtc/recording/speaker_record_transcoder.h"
 #include "record/check/descriptor_obstacle.h"
 
 namespace kxrtc_host {
 namespace {
+
+// Begins what the library logs when the bytes of a frame cannot be read, of audio as well.
+constexpr char kDataFileError[] = "failed in video_file_.";
 
 bool EndsAs(const TranscodeFacts& facts, RecordEnd end) {
   return facts.outline && facts.outline->end == end;
@@ -44,11 +48,21 @@ std::optional<TranscodeOutcome> TranscodeOutcome::BeforeStart(const TranscodeFac
   return std::nullopt;
 }
 
+// True when the replay did not come to the end of the outline: something could not be read that was
+// there before.
+bool TranscodeOutcome::EndsBeforeOutline(const TranscodeFacts& facts) {
+  const int64_t missing_us = MediaDurationUs(*facts.outline) - facts.media_time_us;
+  return missing_us > 2 * kxrtc::kAudioFrameDurationUs ||
+         (EndsAs(facts, RecordEnd::kCutShort) &&
+          facts.first_error.find(kDataFileError) != std::string::npos);
+}
+
 bool TranscodeOutcome::KeepsFile(const TranscodeFacts& facts) {
   if (facts.stopped) return false;
   if (facts.error_code == 0) return true;
   return facts.error_code == kxrtc::kTranscodeErrorReplay &&
-         (EndsAs(facts, RecordEnd::kCutShort) || EndsAs(facts, RecordEnd::kFrameMissing));
+         (EndsAs(facts, RecordEnd::kCutShort) || EndsAs(facts, RecordEnd::kFrameMissing)) &&
+         !EndsBeforeOutline(facts);
 }
 
 TranscodeOutcome TranscodeOutcome::OfFile(const TranscodeFacts& facts) {

@@ -40,7 +40,8 @@ struct TranscodeFacts {
   bool stopped = false;                  // The user no longer wants a file.
   // The first TranscodeErrorCode: a writer that fails makes the replay fail as well. 0: none.
   int32_t error_code = 0;
-  std::string first_error;  // The first error that was logged.
+  std::string first_error;    // The first error that was logged.
+  int64_t media_time_us = 0;  // How far the writer came.
   WriterEnd writer;
 };
 
@@ -74,6 +75,7 @@ class TranscodeOutcome {
  private:
   TranscodeOutcome(Kind kind, std::string text) : kind_(kind), text_(std::move(text)) {}
 
+  static bool EndsBeforeOutline(const TranscodeFacts& facts);
   static TranscodeOutcome OfFile(const TranscodeFacts& facts);
   static TranscodeOutcome Damaged(const TranscodeFacts& facts);
 

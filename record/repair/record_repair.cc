@@ -104,6 +104,19 @@ class Repair {
     return Fail(folder_.error());
   }
 
+  bool FailSource(const ReadOnlyFile& file) {
+    result_.source_refused = true;
+    return Fail(file.path() + ": " + file.ReadFailureText());
+  }
+
+  // A read that failed looks like damage, but what is there may be whole.
+  bool CheckReads() {
+    for (const ReadOnlyFile* file : {roles_.index(), roles_.video(), roles_.audio()}) {
+      if (file->has_read_error()) return FailSource(*file);
+    }
+    return true;
+  }
+
   bool WriteIndex() {
     roles_.Recognise(options_.is_wanted, &result_.changes);
     reader_.emplace(roles_.index(), roles_.video(), roles_.audio(), &result_.changes,
@@ -117,8 +130,7 @@ class Repair {
       if (step == IndexWalker::Step::kEnd) break;
       if (step == IndexWalker::Step::kStopped) return Fail(kStoppedText);
       if (step == IndexWalker::Step::kChanged) {
-        result_.source_refused = true;
-        return Fail(roles_.index()->path() + ": became shorter while it was read");
+        return FailSource(*roles_.index());
       }
       if (step != IndexWalker::Step::kRecord) {
         rewriter.OnGarbage(record.offset, reader_->skipped_bytes());
@@ -128,6 +140,7 @@ class Repair {
       rewriter.OnRecord(record, &out);
       if (!Append(out)) return false;
     }
+    if (!CheckReads()) return false;
     out.clear();
     rewriter.Finish(roles_.index()->size(), &out);
     result_.kept = rewriter.kept();

@@ -123,6 +123,8 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     }
     facts_.stopped = signals_->signal_number() != 0;
     facts_.error_code = error_code_.load(std::memory_order_acquire);
+    facts_.first_error = log_.first_error();
+    facts_.media_time_us = factory.media_time_us();
     if (!TranscodeOutcome::KeepsFile(facts_)) factory.Discard();
     FinishFile(transcoder.get(), &factory);
     progress_.End();

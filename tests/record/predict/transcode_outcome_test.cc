@@ -183,6 +183,27 @@ TEST(TranscodeOutcomeTest, AFileIsKeptOfAWholeReplayAndOfARecordThatEndsEarly) {
   }
 }
 
+TEST(TranscodeOutcomeTest, AFailedReadInTheMiddleIsNoEndOfTheRecord) {
+  TranscodeFacts facts;
+  facts.error_code = kReplay;
+  facts.outline.emplace();
+  facts.outline->audio_frames = 100;
+  for (const RecordEnd end : {RecordEnd::kCutShort, RecordEnd::kFrameMissing}) {
+    facts.outline->end = end;
+    facts.first_error = "failed to read SpeakerRecordHeader";
+    facts.media_time_us = 99 * 21333;
+    EXPECT_TRUE(TranscodeOutcome::KeepsFile(facts));
+    facts.media_time_us = 50 * 21333;
+    EXPECT_FALSE(TranscodeOutcome::KeepsFile(facts));
+  }
+  // The index ends there, so no frame can be missing.
+  facts.media_time_us = 99 * 21333;
+  facts.first_error = "failed in video_file_.Read";
+  EXPECT_TRUE(TranscodeOutcome::KeepsFile(facts));
+  facts.outline->end = RecordEnd::kCutShort;
+  EXPECT_FALSE(TranscodeOutcome::KeepsFile(facts));
+}
+
 struct BeforeCase {
   const char* name;
   const char* conflict;

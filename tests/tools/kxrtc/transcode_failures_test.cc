@@ -2,15 +2,18 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <thread>
 
 #include "tests/testing/conference_record.h"
+#include "tests/testing/failing_disk.h"
 #include "tests/testing/kxrtc_program.h"
 #include "tests/testing/temp_dir.h"
 
@@ -79,6 +82,36 @@ TEST_F(TranscodeFailuresTest, ALogThatIsLostIsTold) {
   const ShellResult refused = Transcode("--video copy --log-file /dev/full");
   EXPECT_EQ(refused.exit_status, 5);
   EXPECT_EQ(refused.errors, "kxrtc: " + mp4_ + " already exists; --force replaces it\n" + message);
+}
+
+// Both records are cut short as well: by a missing stop record, and by a missing frame.
+TEST_F(TranscodeFailuresTest, AFailedReadIsNoEndOfTheRecord) {
+  constexpr kx_testing::FailingCall kLargeReads = {SYS_read, EIO, 2, 0x20000};
+  for (const bool names_missing_frame : {false, true}) {
+    RecordBuilder builder(record_);
+    builder.Start(0).Channel(1, 0);
+    const std::vector<std::string> sound = kx_testing::MakeAudio(47, 2, true);
+    int64_t time_us = 0;
+    while (builder.audio().size() < 200000) {
+      for (const std::string& frame : sound) builder.Audio(time_us += 21333, frame);
+    }
+    if (names_missing_frame) {
+      builder.DataRecord(kx_testing::kAudioRecord, time_us + 21333, builder.audio().size(), 99);
+    }
+    builder.Stop(time_us + 30000).Write();
+    const std::string index = record_.File("SpeakeRecord.index");
+    if (!names_missing_frame) std::filesystem::resize_file(index, builder.index().size() - 12);
+    ShellResult failed;
+    if (!RunWithFailingCall(kLargeReads, [&] { failed = Transcode(); })) GTEST_SKIP();
+    EXPECT_EQ(failed.exit_status, 3);
+    EXPECT_THAT(failed.errors, HasSubstr("kxrtc: cannot read the record in " + record_.path() +
+                                         " to its end (failed in video_file_.Read): its files were "
+                                         "changed, their disk failed, or there is not enough "
+                                         "memory"));
+    EXPECT_THAT(Left(), IsEmpty());
+    EXPECT_EQ(Transcode().exit_status, 7);
+    std::filesystem::remove(mp4_);
+  }
 }
 
 TEST_F(TranscodeFailuresTest, AMissingFolderIsNamed) {
