@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kxrtc/recording/speaker_record_descriptor.h"
+#include "record/index/record_text.h"
 
 namespace kxrtc_host {
 namespace {
@@ -31,8 +32,8 @@ std::string MissingText(const ReadOnlyFile& file) {
 // After a failed write the part of it that was written may still stand at the end.
 std::string SizeText(const ReadOnlyFile& file, uint64_t recorded, bool may_be_longer) {
   if (file.size() == recorded || (may_be_longer && file.size() > recorded)) return "";
-  return file.path() + ": has " + std::to_string(file.size()) + " bytes, but " +
-         std::to_string(recorded) + " were recorded";
+  return file.path() + ": has " + CountText(file.size(), "byte") + ", but " +
+         std::to_string(recorded) + ByCount(recorded, " was", " were") + " recorded";
 }
 
 std::string IndexText(ReadOnlyFile* index, const RecordCounts& counts) {

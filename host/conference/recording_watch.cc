@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kx_utility/byte_buffer.h"
+#include "record/index/record_text.h"
 
 namespace kxrtc_host {
 namespace {
@@ -128,7 +129,7 @@ void RecordingWatch::OnWriteFailed(const kxrtc::FailedWrite& write) {
     const std::lock_guard<std::mutex> guard(lock_);
     ++counts_.failed_writes;
     if (failures_.size() >= kMaxFailures) return;
-    failures_.push_back(std::to_string(write.size) + " bytes could not be written to the " +
+    failures_.push_back(CountText(write.size, "byte") + " could not be written to the " +
                         FileText(write.file));
   }
   told_.notify_all();

@@ -11,6 +11,7 @@
 #include "files/read_only_file.h"
 #include "host/conference/participant_state.h"
 #include "host/conference/source_access.h"
+#include "record/index/record_text.h"
 
 namespace kxrtc_host {
 namespace {
@@ -96,7 +97,7 @@ bool Reader::ReadText(const Value& value, const std::string& path, size_t limit,
     return Error(value, path, "must not be empty or contain a zero character");
   }
   if (read.size() > limit) {
-    return Error(value, path, "must not be longer than " + std::to_string(limit) + " bytes");
+    return Error(value, path, "must not be longer than " + CountText(limit, "byte"));
   }
   *text = std::move(read);
   return true;

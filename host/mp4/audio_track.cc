@@ -44,7 +44,7 @@ bool AudioTrack::SettleAdts(const AdtsHeader& header) {
                                 : ChannelCount(header.channel_configuration);
   const std::string obstacle = AudioObstacle(header.object_type, header.sample_rate, channels);
   if (channels != channel_count_) {
-    report_->Warn("the audio has " + std::to_string(channels) + " channels, not " +
+    report_->Warn("the audio has " + CountText(channels, "channel") + ", not " +
                   std::to_string(channel_count_) +
                   " as the record says; the MP4 uses the count of the audio");
   }
@@ -130,9 +130,10 @@ bool AudioTrack::Flush() {
 void AudioTrack::Finish() {
   const Mp4WriterStatus& status = report_->status;
   if (status.audio_frames_dropped != 0) {
-    report_->Warn(std::to_string(status.audio_frames_dropped) +
-                  " audio frames are empty, or framed differently from the first frame; the MP4 "
-                  "does not contain them");
+    const uint64_t dropped = status.audio_frames_dropped;
+    report_->Warn(CountText(dropped, "audio frame") + ByCount(dropped, " is", " are") +
+                  " empty, or framed differently from the first frame; the MP4 does not contain " +
+                  ByCount(dropped, "it", "them"));
   }
   if (status.audio_frames_silenced != 0) {
     report_->Warn(std::to_string(status.audio_frames_silenced) + " of " +

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/mp4/icon_filter.h"
+#include "record/index/record_text.h"
 #include "record/timing/media_time.h"
 #include "record/timing/time_text.h"
 
@@ -158,7 +159,7 @@ void CopyVideoTrack::TellRotation(int32_t main_rotation) {
               ClockText(until_us, 3) + " by " + std::to_string(rotations_[i].rotation);
   }
   if (count > kMaxRangesTold) {
-    ranges += " and " + std::to_string(count - kMaxRangesTold) + " more times";
+    ranges += " and " + CountText(count - kMaxRangesTold, "more time");
   }
   report_->Warn("the pictures should be rotated clockwise from " + ranges +
                 " degrees, which copied video cannot do" +
@@ -187,10 +188,11 @@ bool CopyVideoTrack::Finish(int64_t end_us) {
   }
   const Mp4WriterStatus& status = report_->status;
   if (status.video_samples_dropped != 0) {
-    report_->Warn(
-        std::to_string(status.video_samples_dropped) +
-        " video samples have no key frame with parameter sets before them; the MP4 does not "
-        "contain them");
+    const std::string them = ByCount(status.video_samples_dropped, "it", "them");
+    report_->Warn(CountText(status.video_samples_dropped, "video sample") +
+                  ByCount(status.video_samples_dropped, " has", " have") +
+                  " no key frame with parameter sets before " + them +
+                  "; the MP4 does not contain " + them);
   }
   return true;
 }

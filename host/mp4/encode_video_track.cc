@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/h264/parameter_sets.h"
+#include "record/index/record_text.h"
 #include "record/timing/encoded_video.h"
 #include "record/timing/media_time.h"
 
@@ -80,8 +81,8 @@ bool EncodeVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size)
 bool EncodeVideoTrack::NoteUndecodable() {
   ++report_->status.pictures_undecodable;
   if (++undecodable_in_a_row_ < kMaxUndecodableInARow) return true;
-  return report_->Fail(WriterFailure::kVideo, std::to_string(kMaxUndecodableInARow) +
-                                                  " pictures in a row cannot be decoded");
+  return report_->Fail(WriterFailure::kVideo,
+                       CountText(kMaxUndecodableInARow, "picture") + " in a row cannot be decoded");
 }
 
 bool EncodeVideoTrack::TakePictures() {
@@ -198,8 +199,8 @@ bool EncodeVideoTrack::Finish(int64_t end_us) {
   }
   const uint64_t undecodable = report_->status.pictures_undecodable;
   if (undecodable != 0) {
-    report_->Warn(std::to_string(undecodable) +
-                  " pictures cannot be decoded; each time the previous picture stays");
+    report_->Warn(CountText(undecodable, "picture") +
+                  " cannot be decoded; each time the previous picture stays");
   }
   return true;
 }

@@ -12,6 +12,7 @@ extern "C" {
 #include <limits>
 
 #include "host/mp4/mp4_box.h"
+#include "record/index/record_text.h"
 #include "record/timing/media_time.h"
 
 namespace kxrtc_host {
@@ -148,7 +149,7 @@ bool Mp4Muxer::Write(Track track, const Mp4Sample& sample) {
   if (sample.size > kMaxSampleBytes) {
     return report_->Fail(
         track == kVideo ? WriterFailure::kVideo : WriterFailure::kAudio,
-        "a sample of " + std::to_string(sample.size) + " bytes is too large for the MP4 file");
+        "a sample of " + CountText(sample.size, "byte") + " is too large for the MP4 file");
   }
   if (begun_ && waiting_.empty()) return WriteNow(track, sample);
   KeepWaiting(track, sample, true);

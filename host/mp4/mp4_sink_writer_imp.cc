@@ -8,6 +8,7 @@
 #include "host/mp4/encode_video_track.h"
 #include "kx_utility/failure_log.h"
 #include "record/index/frame_limit.h"
+#include "record/index/record_text.h"
 #include "record/timing/media_time.h"
 #include "record/timing/time_text.h"
 
@@ -160,7 +161,7 @@ bool Mp4SinkWriterImp::Accepts(WriterFailure kind, int64_t timestamp_us, const u
   if (size <= kMaxFrameBytes) return true;
   return Settle(report_.Fail(
       kind, std::string(kind == WriterFailure::kVideo ? "a picture" : "an audio frame") + " of " +
-                std::to_string(size) + " bytes at " + ClockText(timestamp_us, 3) +
+                CountText(size, "byte") + " at " + ClockText(timestamp_us, 3) +
                 " is too large; no encoder makes more than 64 MiB"));
 }
 
@@ -187,19 +188,21 @@ bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data
 void Mp4SinkWriterImp::TellTimestamps() {
   const VideoClockChanges& changes = timeline_->video_changes();
   if (changes.steps != 0) {
-    report_.Warn(
-        "the recorder's clock was set forward by " + ClockText(changes.first_step_us, 3) + " at " +
-        ClockText(changes.first_step_at_us, 3) +
-        (changes.steps > 1 ? " and " + std::to_string(changes.steps - 1) + " more times" : "") +
-        ": " + std::to_string(changes.moved_samples) + " video samples follow the audio instead");
+    report_.Warn("the recorder's clock was set forward by " + ClockText(changes.first_step_us, 3) +
+                 " at " + ClockText(changes.first_step_at_us, 3) +
+                 (changes.steps > 1 ? " and " + CountText(changes.steps - 1, "more time") : "") +
+                 ": " + CountText(changes.moved_samples, "video sample") +
+                 ByCount(changes.moved_samples, " follows", " follow") + " the audio instead");
   }
   if (changes.shortened_by_us != 0) {
     report_.Warn("the video pauses for longer than the file can represent; " +
                  ClockText(changes.shortened_by_us, 3) + " of it are left out");
   }
   if (report_.status.timestamps_raised != 0) {
-    report_.Warn(std::to_string(report_.status.timestamps_raised) +
-                 " timestamps are not later than the previous one; they were increased");
+    const uint64_t raised = report_.status.timestamps_raised;
+    report_.Warn(CountText(raised, "timestamp") + ByCount(raised, " is", " are") +
+                 " not later than the previous one; " + ByCount(raised, "it was", "they were") +
+                 " increased");
   }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "record/index/record_text.h"
 #include "record/timing/media_time.h"
 
 namespace kxrtc_host {
@@ -86,12 +87,11 @@ std::vector<uint8_t> AudioSpecificConfig(uint32_t object_type, uint32_t sample_r
 
 std::string AudioObstacle(uint32_t object_type, uint32_t sample_rate, uint32_t channel_count) {
   if (sample_rate != kAudioSampleRate) {
-    return "the audio has " + std::to_string(sample_rate) +
-           " samples a second, but a record must have " + std::to_string(kAudioSampleRate);
+    return "the audio has " + CountText(sample_rate, "sample") +
+           " a second, but a record must have " + std::to_string(kAudioSampleRate);
   }
   if (AudioSpecificConfig(object_type, sample_rate, channel_count).empty()) {
-    return "the audio has " + std::to_string(channel_count) +
-           " channels, which MP4 cannot represent";
+    return "the audio has " + CountText(channel_count, "channel") + ", which MP4 cannot represent";
   }
   return "";
 }

@@ -72,26 +72,27 @@ void AudioCheck::Judge(const IndexRecord& record) {
     ReportReadFailure(*file_, "the file .aac", time_us, &findings);
   } else if (head == Head::kOtherLength) {
     findings.Add(FindingCode::kAudioFrameLength, time_us,
-                 Text("the frame at %" PRIu64 " of .aac has %u bytes, its ADTS header says %u",
-                      position, record.data.size, header.frame_size));
+                 Text("the frame at %" PRIu64 " of .aac has %s, its ADTS header says %u", position,
+                      CountText(record.data.size, "byte").c_str(), header.frame_size));
   } else if (head == Head::kRaw && summary_->audio.is_adts) {
     findings.Add(FindingCode::kAudioLeftOut, time_us,
-                 Text("the frame of %u bytes at %" PRIu64
+                 Text("the frame of %s at %" PRIu64
                       " of .aac has no ADTS header, unlike others: the MP4 does not contain it",
-                      record.data.size, position));
+                      CountText(record.data.size, "byte").c_str(), position));
   } else if (head == Head::kAdts && !summary_->audio.is_adts) {
     findings.Add(FindingCode::kAudioLeftOut, time_us,
-                 Text("the frame of %u bytes at %" PRIu64
+                 Text("the frame of %s at %" PRIu64
                       " of .aac has an ADTS header, unlike the first: the MP4 does not contain it",
-                      record.data.size, position));
+                      CountText(record.data.size, "byte").c_str(), position));
   } else if (head == Head::kAdts &&
              (header.raw_data_blocks != 1 || header.sample_rate != first_.sample_rate ||
               header.channel_configuration != first_.channel_configuration)) {
     findings.Add(
         FindingCode::kAudioLeftOut, time_us,
-        Text("the frame at %" PRIu64 " of .aac has %u Hz, channel configuration %u and %u raw data "
-             "blocks: unlike the first, or not 1 block; the MP4 does not contain it",
-             position, header.sample_rate, header.channel_configuration, header.raw_data_blocks));
+        Text("the frame at %" PRIu64 " of .aac has %u Hz, channel configuration %u and %s: "
+             "unlike the first, or not 1 block; the MP4 does not contain it",
+             position, header.sample_rate, header.channel_configuration,
+             CountText(header.raw_data_blocks, "raw data block").c_str()));
   }
 }
 

@@ -49,9 +49,10 @@ void ClockCheck::OnAudio(int64_t time_us) {
 
 void ClockCheck::Finish() {
   if (swaps_ > 0) {
-    summary_->findings.Add(
-        FindingCode::kClockOutOfOrder, first_swap_us_,
-        Text("%" PRIu64 " records are slightly earlier than the record before them", swaps_));
+    summary_->findings.Add(FindingCode::kClockOutOfOrder, first_swap_us_,
+                           CountText(swaps_, "record") + ByCount(swaps_, " is", " are") +
+                               " slightly earlier than the record before " +
+                               ByCount(swaps_, "it", "them"));
   }
   if (intervals_ == 0) return;
   const double mean_us = static_cast<double>(interval_sum_us_) / static_cast<double>(intervals_);

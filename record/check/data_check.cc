@@ -13,9 +13,10 @@ void DataCheck::OnRecord(const IndexRecord& record, FramePlace place) {
   last_time_us_ = time_us;
   if (place == FramePlace::kMissing) {
     findings_->Add(FindingCode::kDataPastEnd, time_us,
-                   Text("the record at index offset %" PRIu64 " refers to %u bytes at %" PRIu64
+                   Text("the record at index offset %" PRIu64 " refers to %s at %" PRIu64
                         " of %s, which has only %" PRIu64,
-                        record.offset, data.size, data.start_position, name_, file_size_));
+                        record.offset, CountText(data.size, "byte").c_str(), data.start_position,
+                        name_, file_size_));
     return;
   }
   if (data.size == 0) {
@@ -25,9 +26,10 @@ void DataCheck::OnRecord(const IndexRecord& record, FramePlace place) {
   }
   if (place == FramePlace::kEmptyBehindEnd) return;
   if (data.start_position > end_) {
+    const uint64_t hole = data.start_position - end_;
     findings_->Add(FindingCode::kDataHole, time_us,
-                   Text("%" PRIu64 " bytes at %" PRIu64 " of %s do not belong to a frame",
-                        data.start_position - end_, end_, name_));
+                   CountText(hole, "byte") + Text(" at %" PRIu64 " of %s ", end_, name_) +
+                       ByCount(hole, "does", "do") + " not belong to a frame");
   } else if (data.start_position < end_ && data.size > 0) {
     findings_->Add(
         FindingCode::kDataOverlap, time_us,
@@ -40,9 +42,10 @@ void DataCheck::OnRecord(const IndexRecord& record, FramePlace place) {
 
 void DataCheck::Finish() {
   if (end_ >= file_size_) return;
+  const uint64_t tail = file_size_ - end_;
   findings_->Add(FindingCode::kDataStaleTail, last_time_us_,
-                 Text("%" PRIu64 " bytes at the end of %s do not belong to a frame",
-                      file_size_ - end_, name_));
+                 CountText(tail, "byte") + " at the end of " + name_ +
+                     ByCount(tail, " does", " do") + " not belong to a frame");
 }
 
 }  // namespace kxrtc_host

@@ -120,8 +120,9 @@ class Comparison {
   void CompareOverall() {
     const DescriptorSummary& found = summary_->descriptor;
     if (found.session_count != summary_->session_count) {
-      Mismatch(std::nullopt, Text("the descriptor counts %u sessions, the index contains %" PRIu64,
-                                  found.session_count, summary_->session_count));
+      Mismatch(std::nullopt,
+               Text("the descriptor counts %s, the index contains %" PRIu64,
+                    CountText(found.session_count, "session").c_str(), summary_->session_count));
     }
     const auto desktop = summary_->channels.find(kxrtc::PeerConnectionConductor::kDesktop);
     CompareFlag(keys::kContainVideo, found.contain_video, summary_->totals.video_frames > 0);
@@ -130,8 +131,9 @@ class Comparison {
     if (summary_->audio.is_adts && summary_->audio.channels != 0 && found.audio_channel_count &&
         summary_->audio.channels != *found.audio_channel_count) {
       summary_->findings.Add(FindingCode::kDescriptorAudioChannels, std::nullopt,
-                             Text("the descriptor says %u audio channels, the audio frames have %u",
-                                  *found.audio_channel_count, summary_->audio.channels));
+                             Text("the descriptor says %s, the audio frames have %u",
+                                  CountText(*found.audio_channel_count, "audio channel").c_str(),
+                                  summary_->audio.channels));
     }
   }
 
@@ -151,9 +153,10 @@ class Comparison {
     const Json::Value& sessions = root_[keys::kSessions];
     if (!sessions.isArray() && !sessions.isNull()) return Missing(keys::kSessions);
     if (summary_->descriptor.parsed && sessions.size() != summary_->descriptor.session_count) {
-      summary_->findings.Add(FindingCode::kDescriptorSessionCount, std::nullopt,
-                             Text("the descriptor counts %u sessions and lists %u",
-                                  summary_->descriptor.session_count, sessions.size()));
+      summary_->findings.Add(
+          FindingCode::kDescriptorSessionCount, std::nullopt,
+          Text("the descriptor counts %s and lists %u",
+               CountText(summary_->descriptor.session_count, "session").c_str(), sessions.size()));
     }
     for (Json::ArrayIndex i = 0; i < sessions.size(); ++i) CompareSession(sessions[i], i);
   }

@@ -1,7 +1,6 @@
 #include "record/check/descriptor_obstacle.h"
 
 #include <algorithm>
-#include <cinttypes>
 #include <utility>
 
 #include "kxrtc/recording/speaker_record_descriptor.h"
@@ -40,7 +39,7 @@ std::string ProblemOfPadded(const ReadOnlyFile& file, uint64_t sessions) {
   std::string text;
   // More than MaxDescriptorSize() has for its bytes of them.
   if (!ReadPadded(file, MaxDescriptorSize(sessions) / 8, &text)) {
-    return Text("%" PRIu64 " bytes are too many for the sessions of this record", file.size());
+    return CountText(file.size(), "byte") + " are too many for the sessions of this record";
   }
   kxrtc::SpeakerRecordDescReader reader;
   return reader.InitializeFromText(std::move(text)) ? "" : "the descriptor is not valid";

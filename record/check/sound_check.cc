@@ -61,7 +61,8 @@ class SoundCheck {
                    first_.header.record_timestamp_us,
                    Text("%s in a row, the first at %" PRIu64 " of .aac, cannot be decoded: %s",
                         CountText(run_length_, "audio frame").c_str(), first_.data.start_position,
-                        is_left_out ? "the MP4 begins after them"
+                        is_left_out ? ByCount(run_length_, "the MP4 begins after it",
+                                              "the MP4 begins after them")
                                     : "the MP4 is silent there; with --video copy, transcode with "
                                       "--check-sound, or players may stop there"));
     run_length_ = 0;

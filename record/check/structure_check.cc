@@ -30,7 +30,7 @@ void StructureCheck::EndSession() {
   if (++summary_->session_count == kMaxSessions + 1) {
     summary_->findings.Add(
         FindingCode::kIndexTooManySessions, session_->start_us,
-        Text("more than %zu sessions; further ones are only counted", kMaxSessions));
+        "more than " + CountText(kMaxSessions, "session") + "; further ones are only counted");
   }
   if (summary_->sessions.size() < kMaxSessions) summary_->sessions.push_back(*session_);
   session_.reset();
@@ -97,19 +97,20 @@ void StructureCheck::OnStep(IndexWalker::Step step, const IndexRecord& record, u
   switch (step) {
     case IndexWalker::Step::kGarbage:
       findings.Add(FindingCode::kIndexGarbage, last_time_us_,
-                   Text("%" PRIu64 " bytes at offset %" PRIu64 " of the index are not a record",
-                        bytes, record.offset));
+                   CountText(bytes, "byte") +
+                       Text(" at offset %" PRIu64 " of the index ", record.offset) +
+                       ByCount(bytes, "is", "are") + " not a record");
       break;
     case IndexWalker::Step::kTruncated:
       if (session_) {
-        findings.Add(FindingCode::kIndexTruncatedTail, last_time_us_,
-                     Text("the index ends inside the record at offset %" PRIu64 " (%" PRIu64
-                          " bytes are there)",
-                          record.offset, bytes));
+        findings.Add(
+            FindingCode::kIndexTruncatedTail, last_time_us_,
+            Text("the index ends inside the record at offset %" PRIu64 " (%s there)", record.offset,
+                 (CountText(bytes, "byte") + ByCount(bytes, " is", " are")).c_str()));
       } else {
         findings.Add(FindingCode::kIndexStaleTail, last_time_us_,
-                     Text("%" PRIu64 " bytes at offset %" PRIu64 " after the last whole record",
-                          bytes, record.offset));
+                     Text("%s at offset %" PRIu64 " after the last whole record",
+                          CountText(bytes, "byte").c_str(), record.offset));
       }
       break;
     case IndexWalker::Step::kChanged:

@@ -48,9 +48,8 @@ bool VideoCheck::ReadFrame(const IndexRecord& record) {
   if (wanted < record.data.size) {
     summary_->findings.Add(
         FindingCode::kVideoFrameTooLarge, record.header.record_timestamp_us,
-        Text("the frame at %" PRIu64 " of .264 has %u bytes; only the first %u were "
-             "checked",
-             record.data.start_position, record.data.size, wanted));
+        Text("the frame at %" PRIu64 " of .264 has %s; only the first %u were checked",
+             record.data.start_position, CountText(record.data.size, "byte").c_str(), wanted));
   }
   frame_.resize(wanted);
   if (file_->Read(record.data.start_position, frame_.data(), wanted) == wanted) return true;
@@ -141,9 +140,9 @@ void VideoCheck::Finish() {
   if (order_.misplaced() == 0) return;
   summary_->findings.Add(
       FindingCode::kVideoPictureOrder, std::nullopt,
-      Text("the display order of %" PRIu64 " of %" PRIu64
-           " pictures cannot be derived; an MP4 of copied video shows them as they were recorded",
-           order_.misplaced(), order_.pushed()));
+      Text("the display order of %" PRIu64 " of %s cannot be derived; an MP4 of copied video shows "
+           "them as they were recorded",
+           order_.misplaced(), CountText(order_.pushed(), "picture").c_str()));
 }
 
 void VideoCheck::CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64_t time_us) {

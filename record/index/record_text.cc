@@ -38,7 +38,11 @@ std::string BytesText(uint64_t bytes) {
 }
 
 std::string CountText(uint64_t count, const char* noun) {
-  return Text("%" PRIu64 " %s%s", count, noun, count == 1 ? "" : "s");
+  return Text("%" PRIu64 " %s%s", count, noun, ByCount(count, "", "s"));
+}
+
+const char* ByCount(uint64_t count, const char* one, const char* many) {
+  return count == 1 ? one : many;
 }
 
 std::string MediaTypeText(uint32_t media_type) {

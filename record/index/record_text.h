@@ -17,6 +17,9 @@ std::string BytesText(uint64_t bytes);
 // "1 error", "0 errors", "2 errors" for the noun "error".
 std::string CountText(uint64_t count, const char* noun);
 
+// `one` for a count of 1, else `many`: for words that do not just take an "s".
+const char* ByCount(uint64_t count, const char* one, const char* many);
+
 // "camera" for 2, "desktop" for 3, "audio only" for 0, else "media type N".
 std::string MediaTypeText(uint32_t media_type);
 

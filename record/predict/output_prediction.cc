@@ -1,7 +1,6 @@
 #include "record/predict/output_prediction.h"
 
 #include <algorithm>
-#include <cinttypes>
 
 #include "kxrtc/recording/replay_rules.h"
 #include "kxrtc/recording/speaker_record_transcoder.h"
@@ -55,9 +54,10 @@ void OutputPrediction::OnDroppedFrame(int64_t recorder_us) {
 
 void OutputPrediction::EndDrops() {
   if (drops_ == 0) return;
-  summary_->findings.Add(
-      FindingCode::kReplayDroppedFrames, first_drop_us_,
-      Text("%" PRIu64 " delta frames are dropped because their key frame is missing", drops_));
+  summary_->findings.Add(FindingCode::kReplayDroppedFrames, first_drop_us_,
+                         CountText(drops_, "delta frame") + ByCount(drops_, " is", " are") +
+                             " dropped because " + ByCount(drops_, "its", "their") +
+                             " key frame is missing");
   drops_ = 0;
 }
 

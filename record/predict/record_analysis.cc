@@ -1,7 +1,6 @@
 #include "record/predict/record_analysis.h"
 
 #include <algorithm>
-#include <cinttypes>
 
 #include "files/read_only_file.h"
 #include "record/check/audio_check.h"

@@ -37,9 +37,10 @@ std::optional<ReplayEnd> EndAtRecord(const IndexRecord& record, RecordFault faul
              ReasonOf(fault, record.header.type))};
   }
   if (!record.IsMedia() || record.data.size <= max_frame_bytes) return std::nullopt;
-  return ReplayEnd{RecordEnd::kFrameTooLarge,
-                   Text("at index offset %" PRIu64 ": a frame has %u bytes, the limit is %u",
-                        record.offset, record.data.size, max_frame_bytes)};
+  return ReplayEnd{
+      RecordEnd::kFrameTooLarge,
+      Text("at index offset %" PRIu64 ": a frame has %s, the limit is %u", record.offset,
+           CountText(record.data.size, "byte").c_str(), max_frame_bytes)};
 }
 
 ReplayEnd EndAtStep(IndexWalker::Step step, uint64_t offset, bool in_session, uint64_t sessions) {

@@ -1,7 +1,6 @@
 #include "record/repair/index_rewriter.h"
 
 #include <algorithm>
-#include <cinttypes>
 #include <utility>
 
 #include "kx_utility/byte_buffer.h"
@@ -102,7 +101,8 @@ void IndexRewriter::Count(const IndexRecord& record) {
 
 void IndexRewriter::OnGarbage(uint64_t offset, uint64_t bytes) {
   changes_->Add({RepairChange::Kind::kLost, offset, std::nullopt,
-                 Text("%" PRIu64 " bytes of the index that are not a whole record", bytes)});
+                 CountText(bytes, "byte") + " of the index that " + ByCount(bytes, "is", "are") +
+                     " not a whole record"});
 }
 
 void IndexRewriter::Finish(uint64_t index_size, std::string* out) {

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cinttypes>
 #include <climits>
 #include <cstdlib>
 
@@ -186,7 +185,7 @@ class Repair {
     const uint64_t missing = *described - named;
     *lost += missing;
     Tell(CountText(missing, (std::string(name) + " frame").c_str()) +
-             ": in no file; only the descriptor counts " + (missing == 1 ? "it" : "them"),
+             ": in no file; only the descriptor counts " + ByCount(missing, "it", "them"),
          missing);
     result_.recorded_us = std::max(result_.recorded_us, remains_.media->duration_us);
   }
@@ -205,9 +204,9 @@ class Repair {
   }
 
   void TellUnused(const char* extension, const char* where, uint64_t begin, uint64_t bytes) {
-    result_.changes.Add(
-        {RepairChange::Kind::kLost, begin, std::nullopt,
-         Text("%" PRIu64 " bytes at %s%s that do not belong to a frame", bytes, where, extension)});
+    result_.changes.Add({RepairChange::Kind::kLost, begin, std::nullopt,
+                         CountText(bytes, "byte") + " at " + where + extension + " that " +
+                             ByCount(bytes, "does", "do") + " not belong to a frame"});
   }
 
   bool WriteData() {

@@ -68,14 +68,13 @@ void FrameFates::Finish() {
 
 std::string FrameFates::Text() const {
   const std::string frames =
-      count_ == 1 ? kxrtc_host::Text("%s frame of %" PRIu64 " bytes at %" PRIu64, name_,
-                                     first_.size, first_.position)
+      count_ == 1 ? kxrtc_host::Text("%s frame of %s at %" PRIu64, name_,
+                                     CountText(first_.size, "byte").c_str(), first_.position)
                   : kxrtc_host::Text("%" PRIu64 " %s frames up to %s, the first at %" PRIu64,
                                      count_, name_, SecondsText(last_us_).c_str(), first_.position);
   switch (fate_) {
     case Fate::kNotInFile:
-      return frames +
-             kxrtc_host::Text(": not in the file, which has only %" PRIu64 " bytes", file_size_);
+      return frames + ": not in the file, which has only " + CountText(file_size_, "byte");
     case Fate::kNotFound:
       return frames + ": damaged, or taken by another frame";
     case Fate::kTooLarge:
@@ -85,9 +84,9 @@ std::string FrameFates::Text() const {
     case Fate::kScattered:
       return frames + ": too many holes between the frames";
     case Fate::kMoved:
-      return frames + kxrtc_host::Text(": found %" PRId64 " bytes %s the place in the index",
-                                       shift_ < 0 ? -shift_ : shift_,
-                                       shift_ < 0 ? "before" : "behind");
+      return frames + ": found " +
+             CountText(static_cast<uint64_t>(shift_ < 0 ? -shift_ : shift_), "byte") +
+             (shift_ < 0 ? " before" : " behind") + " the place in the index";
     case Fate::kFound:
       return frames + ": whole, but not in the index; " + remark_;
     case Fate::kFoundLast:

@@ -102,8 +102,8 @@ class Listing {
       if (IsUnknownRecordType(broken.type)) value["type_code"] = broken.type;
       return AddJson(value);
     }
-    std::fprintf(out_, "%12" PRIu64 "  %-10s  %20s  %" PRIu64 " bytes%s\n", broken.offset,
-                 broken.kind, "-", broken.bytes,
+    std::fprintf(out_, "%12" PRIu64 "  %-10s  %20s  %s%s\n", broken.offset, broken.kind, "-",
+                 CountText(broken.bytes, "byte").c_str(),
                  IsUnknownRecordType(broken.type) ? Text(" type=0x%08X", broken.type).c_str() : "");
   }
 

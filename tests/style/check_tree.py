@@ -49,6 +49,13 @@ CODE_RULES = [
     ("code switched off", r"^\s*#\s*if 0\b"),
 ]
 HEADER_RULES = [("namespace opened", r"^\s*using namespace ")]
+# A number in front of a plural: CountText() writes "1 frame" too.
+COUNT_FOLDERS = ("record/", "host/", "tools/")
+COUNT_RULES = [
+    ("count without CountText", r'(?:%(?:z?u|" PRIu64 ")|to_string\([^"]*\+\s*") ?(?:[a-z]+ ){0,2}'
+     r"(?:bytes|channels|errors|frames|pictures|records|samples|sessions|switches|times|timestamps|"
+     r"warnings)\b"),
+]
 
 
 def tracked_files(root):
@@ -85,6 +92,8 @@ def check_text(name, text):
         rules += CODE_RULES
     if name.endswith(".h"):
         rules += HEADER_RULES
+    if name.startswith(COUNT_FOLDERS) and name.endswith(".cc"):
+        rules += COUNT_RULES
     for what, pattern in rules:
         for match in re.finditer(pattern, text, re.MULTILINE):
             yield f"{name}:{line_of(text, match.start())}: {what}: {match.group(0).strip()}"

@@ -1,13 +1,13 @@
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
-#include <cinttypes>
 #include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "record/index/record_files.h"
+#include "record/index/record_text.h"
 #include "record/predict/size_estimate.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
@@ -34,7 +34,7 @@ ExitStatus Estimate(const EstimateOptions& options) {
     line["estimated_bytes"] = Json::UInt64{*size};
     PrintJsonLine(line);
   } else {
-    std::printf("%" PRIu64 " bytes (%.1f MB), audio not counted\n", *size,
+    std::printf("%s (%.1f MB), audio not counted\n", kxrtc_host::CountText(*size, "byte").c_str(),
                 static_cast<double>(*size) / 1e6);
   }
   return kExitOk;

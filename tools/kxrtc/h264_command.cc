@@ -9,6 +9,7 @@
 #include "files/is_wanted.h"
 #include "host/h264/h264_inspector.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
+#include "record/index/record_text.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
@@ -92,7 +93,7 @@ class TablePrinter : public kxrtc_host::H264InspectorObserver {
     return " " + std::to_string(sps.id) + ", " + std::to_string(sps.width) + "x" +
            std::to_string(sps.height) + (sps.frame_mbs_only_flag != 0 ? "" : ", fields") +
            ", POC type " + std::to_string(sps.pic_order_cnt_type) + ", " +
-           std::to_string(sps.max_num_ref_frames) + " reference frames" +
+           kxrtc_host::CountText(sps.max_num_ref_frames, "reference frame") +
            (sps.vui_params_present != 0 ? ", VUI" : "");
   }
 

@@ -6,6 +6,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "record/index/record_text.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/line_output.h"
@@ -35,8 +36,8 @@ const char* MediaName(const RecorderSelection& selection) {
 
 std::string CountsText(const RecordCounts& counts) {
   char text[160];
-  std::snprintf(text, sizeof(text), "%" PRIu64 " video and %" PRIu64 " audio frames, %.1f MB",
-                counts.video_frames, counts.audio_frames,
+  std::snprintf(text, sizeof(text), "%" PRIu64 " video and %s, %.1f MB", counts.video_frames,
+                kxrtc_host::CountText(counts.audio_frames, "audio frame").c_str(),
                 static_cast<double>(counts.video_bytes + counts.audio_bytes) / 1e6);
   return text;
 }
@@ -105,9 +106,10 @@ class TextRecordPrinter : public RecordPrinter {
   }
 
   void OnEnd(const ConferenceProgress& result, const std::string& reason, bool complete) override {
-    PrintLine(result.time_us, (complete ? "complete, " : "incomplete, ") + reason + ": " +
-                                  CountsText(result.counts) + ", " +
-                                  std::to_string(result.counts.switches) + " switches");
+    PrintLine(result.time_us,
+              (complete ? "complete, " : "incomplete, ") + reason + ": " +
+                  CountsText(result.counts) + ", " + std::to_string(result.counts.switches) +
+                  kxrtc_host::ByCount(result.counts.switches, " switch", " switches"));
     output_.Drain(kPatience);
   }
 

@@ -88,13 +88,14 @@ void PrintFormats(const kxrtc_host::RecordSummary& summary) {
   }
   std::printf("\naudio      ");
   if (summary.audio.is_adts) {
-    std::printf("AAC (object type %u), %u Hz, %u channels", summary.audio.object_type,
-                summary.audio.sample_rate, summary.audio.channels);
+    std::printf("AAC (object type %u), %u Hz, %s", summary.audio.object_type,
+                summary.audio.sample_rate, CountText(summary.audio.channels, "channel").c_str());
   } else {
     std::printf(summary.totals.audio_frames == 0 ? "none" : "without ADTS header");
   }
   if (summary.descriptor.audio_channel_count) {
-    std::printf(", descriptor says %u channels", *summary.descriptor.audio_channel_count);
+    std::printf(", descriptor says %s",
+                CountText(*summary.descriptor.audio_channel_count, "channel").c_str());
   }
   std::printf("\n");
 }
@@ -105,7 +106,7 @@ void PrintEstimate(const kxrtc_host::RecordSummary& summary) {
   } else if (summary.estimate_bytes == 0) {
     std::printf("MP4        of unknown size: there is no sound to estimate it by\n");
   } else {
-    std::printf("MP4        about %" PRIu64 " bytes (%s)\n", summary.estimate_bytes,
+    std::printf("MP4        about %s (%s)\n", CountText(summary.estimate_bytes, "byte").c_str(),
                 BytesText(summary.estimate_bytes).c_str());
   }
 }
@@ -156,9 +157,9 @@ std::string HeadlineOf(const kxrtc_host::ModePrediction& mode) {
 void PrintContents(const char* name, const kxrtc_host::ModePrediction& mode) {
   const kxrtc_host::FileContents& contents = mode.contents;
   if (contents.video_samples + contents.audio_frames == 0) return;
-  std::printf("  %-6s  %s, %" PRIu64 " pictures, %" PRIu64 " audio frames\n", name,
-              SecondsText(contents.duration_us).c_str(), contents.video_samples,
-              contents.audio_frames);
+  std::printf("  %-6s  %s, %s, %s\n", name, SecondsText(contents.duration_us).c_str(),
+              CountText(contents.video_samples, "picture").c_str(),
+              CountText(contents.audio_frames, "audio frame").c_str());
 }
 
 }  // namespace
@@ -213,8 +214,9 @@ void PrintReplay(const kxrtc_host::RecordSummary& summary,
   }
   PrintContents("encode", replay.encode);
   PrintContents("copy", replay.copy);
-  std::printf("  icon shown for %s, %" PRIu64 " delta frames dropped, pictures at most %s late\n",
-              SecondsText(replay.filler_us).c_str(), replay.dropped_frames,
+  std::printf("  icon shown for %s, %s dropped, pictures at most %s late\n",
+              SecondsText(replay.filler_us).c_str(),
+              CountText(replay.dropped_frames, "delta frame").c_str(),
               SecondsText(replay.largest_offset_us).c_str());
   if (replay.still_share_us > 0) {
     std::printf("  copied video shows the icon for %s more, where a desktop share stands still\n",
@@ -250,10 +252,10 @@ void PrintRepair(const kxrtc_host::RepairResult& result) {
       CountText(result.kept.audio_frames, "audio frame").c_str(),
       BytesText(result.kept.audio_end).c_str(), SecondsText(result.kept.recorded_us).c_str(),
       SecondsText(result.recorded_us).c_str());
-  std::printf("lost %" PRIu64 ", added %" PRIu64 ", moved %" PRIu64
-              ", %u audio channels (from the %s)\n",
+  std::printf("lost %" PRIu64 ", added %" PRIu64 ", moved %" PRIu64 ", %s (from the %s)\n",
               result.changes.lost, result.changes.added, result.changes.moved,
-              result.audio_channels, ChannelSourceName(result.channel_source));
+              CountText(result.audio_channels, "audio channel").c_str(),
+              ChannelSourceName(result.channel_source));
 }
 
 }  // namespace kxrtc_tool

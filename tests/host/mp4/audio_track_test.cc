@@ -23,7 +23,7 @@ TEST_F(CopyTest, StripsAdtsAndTakesItsWordForTheChannels) {
   for (int i = 1; i <= 5; ++i) ASSERT_TRUE(Audio(i * kFrameUs, WithAdts(SilentAudio(1), 1)));
   EXPECT_EQ(Finished().Track("soun").sizes, std::vector<uint32_t>(5, 6));
   EXPECT_THAT(writer_->status().warnings,
-              Contains("the audio has 1 channels, not 2 as the record says; the MP4 uses the "
+              Contains("the audio has 1 channel, not 2 as the record says; the MP4 uses the "
                        "count of the audio"));
   EXPECT_THAT(kx_testing::ReadFile(path_), HasSubstr("\x05\x80\x80\x80\x02\x11\x88"));
 }
@@ -54,8 +54,8 @@ TEST_F(CopyTest, ATornFirstFrameDoesNotSettleTheFraming) {
     for (int i = 2; i <= 10; ++i) ASSERT_TRUE(Audio(i * kFrameUs, whole));
     EXPECT_EQ(Finished().Track("soun").sizes, std::vector<uint32_t>(9, SilentAudio().size()));
     EXPECT_THAT(writer_->status().warnings,
-                Contains("1 audio frames are empty, or framed differently from the first frame; "
-                         "the MP4 does not contain them"));
+                Contains("1 audio frame is empty, or framed differently from the first frame; "
+                         "the MP4 does not contain it"));
   }
 }
 

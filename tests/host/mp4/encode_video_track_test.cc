@@ -93,7 +93,7 @@ TEST_F(EncodeTest, APictureThatDoesNotDecodeLeavesTheLastOne) {
   EXPECT_EQ(Finished().Track("vide").durations.size(), 11u);
   EXPECT_EQ(writer_->status().pictures_undecodable, 1u);
   EXPECT_THAT(writer_->status().warnings,
-              ElementsAre("1 pictures cannot be decoded; each time the previous picture stays"));
+              ElementsAre("1 picture cannot be decoded; each time the previous picture stays"));
 }
 
 TEST_F(EncodeTest, ALongSeriesOfThemEndsTheRun) {

@@ -132,7 +132,7 @@ TEST(RecordAnalysisTest, TellsWhyAudioFramesAreLeftOut) {
   EXPECT_THAT(
       TextsOf(summary, FindingCode::kAudioLeftOut),
       ElementsAre("the frame at 13 of .aac has 44100 Hz, channel configuration 1 and 1 raw "
-                  "data blocks: unlike the first, or not 1 block; the MP4 does not contain it",
+                  "data block: unlike the first, or not 1 block; the MP4 does not contain it",
                   "the frame of 3 bytes at 26 of .aac has no ADTS header, unlike others: the "
                   "MP4 does not contain it"));
   EXPECT_THAT(TextsOf(summary, FindingCode::kAudioFrameLength),

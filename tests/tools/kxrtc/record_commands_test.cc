@@ -322,7 +322,7 @@ TEST(RecordCommandsTest, RepairListsWhatItKeptAndLost) {
   EXPECT_EQ(result.exit_status, 0) << result.errors;
   EXPECT_THAT(result.output,
               AllOf(HasSubstr("CHANGE        OFFSET       RECORDER TIME  WHAT\nlost  "),
-                    HasSubstr("kept 2 sessions"), HasSubstr("1 audio channels (from the option)")));
+                    HasSubstr("kept 2 sessions"), HasSubstr("1 audio channel (from the option)")));
   result = Kxrtc(arguments);
   EXPECT_EQ(result.exit_status, 5);
   EXPECT_THAT(result.errors, HasSubstr("already exists"));
