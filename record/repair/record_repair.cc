@@ -302,13 +302,15 @@ RepairResult PreviewRepair(const std::string& source, const RepairOptions& optio
 }
 
 bool MayHelpRepair(const RecordSummary& summary) {
+  const bool has_data = summary.sizes.video + summary.sizes.audio > 0;
   switch (summary.replay.encode.kind) {
     case TranscodeKind::kWrittenInPart:
     case TranscodeKind::kRecordDamaged:
       return true;
     case TranscodeKind::kRecordUnreadable:
-      return summary.findings.count(FindingCode::kReplayReadOnly) == 0 &&
-             summary.sizes.video + summary.sizes.audio > 0;
+      return summary.findings.count(FindingCode::kReplayReadOnly) == 0 && has_data;
+    case TranscodeKind::kNothingToPlay:  // An index that names nothing of what is there.
+      return summary.findings.Verdict() == Severity::kError && has_data;
     default:
       return false;
   }

@@ -181,6 +181,12 @@ def whole_frames(record, folder):
             for frames in (record.keys, record.frames[VIDEO], record.frames[AUDIO])]
 
 
+def has_whole_count(record, folder):
+    """True when the index or the descriptor of the record is still whole, under any name."""
+    content = [path.read_bytes() for path in folder.iterdir()]
+    return record.index in content or json.dumps(record.descriptor).encode() in content
+
+
 def frames_of(folder):
     """The frames that the sound record in `folder` names, by their kind."""
     data = {VIDEO: (folder / FILES["video"]).read_bytes(),
@@ -192,10 +198,11 @@ def frames_of(folder):
     return frames
 
 
-def check_losses(record, frames, document):
-    """Each frame that was recorded is kept or told as lost."""
+def check_losses(record, is_counted, frames, document):
+    """Each frame that was recorded is kept or told as lost: one by one where a whole index or
+    descriptor counts them, else at least by what was done about the tear."""
     missing = sum(max(0, len(record.frames[kind]) - len(frames[kind])) for kind in frames)
-    if document["lost_count"] < missing:
+    if missing and (document["lost_count"] < missing if is_counted else not document["changes"]):
         yield f"{missing} frames are missing, {document['lost_count']} are told"
     last = frames[VIDEO][-1:]
     is_cut = any(picture != frame and picture.startswith(frame)
@@ -211,8 +218,9 @@ def check_preview(kxrtc, folder, document, info):
         yield f"info: {info['recorded_us']} us, repair: {document['kept']['recorded_us']} us"
     preview = verified.get("repair")
     if preview is None:
-        if verified["replay"]["encode"]["outcome"] not in ("written", "nothing-to-play", "output-failed"):
-            yield f"verify predicts {verified['replay']['encode']['outcome']} and names no repair"
+        outcome = verified["replay"]["encode"]["outcome"]
+        if outcome not in ("written", "output-failed"):
+            yield f"verify predicts {outcome} and names no repair"
         return
     for member in preview:
         if member != "possible" and preview[member] != document[member]:
@@ -238,6 +246,7 @@ def check_mp4(kxrtc, folder, mp4, mode):
 
 def check(kxrtc, record, folder, modes, mp4_stem, sums):
     keys, pictures, sounds = whole_frames(record, folder)
+    is_counted = has_whole_count(record, folder)
     repaired = folder.with_name("repaired")
     result = run(kxrtc, "repair", "--json", folder, repaired)
     if result.returncode != 0:
@@ -255,7 +264,7 @@ def check(kxrtc, record, folder, modes, mp4_stem, sums):
                  "kept sounds": kept[2]})
     if kept[2] < sounds - 2:
         yield f"{kept[2]} of {sounds} whole sounds kept"
-    yield from check_losses(record, frames_of(repaired), document)
+    yield from check_losses(record, is_counted, frames_of(repaired), document)
     info = json.loads(run(kxrtc, "info", "--json", repaired).stdout)
     yield from check_preview(kxrtc, folder, document, info)
     verified = json.loads(run(kxrtc, "verify", "--json", repaired).stdout)

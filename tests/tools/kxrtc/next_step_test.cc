@@ -76,6 +76,12 @@ TEST_F(NextStepTest, ARepairThatNeedsTheChannelCountAsksForIt) {
   EXPECT_THAT(Verify(), HasSubstr(" NEW_DIR --channels N keeps 0.021333 s of 0.021333 s; then "));
 }
 
+TEST_F(NextStepTest, AnEmptyIndexIsMadeNew) {
+  kx_testing::TwoSessions(record_).Write();
+  kx_testing::WriteFile(record_.File("SpeakeRecord.index"), "");
+  EXPECT_THAT(Verify(), HasSubstr("\n  next: kxrtc repair " + record_.path() + " NEW_DIR keeps "));
+}
+
 TEST_F(NextStepTest, WhatCannotBeRepairedHasNone) {
   EXPECT_THAT(RunKxrtc("verify " + Quoted(record_.File("missing"))).output,
               AllOf(Not(HasSubstr("next:")), HasSubstr("not clean: 1 error, 0 warnings\n")));
