@@ -57,10 +57,8 @@ if(TARGET rtc_transcoder_mp4_writer)
 endif()
 
 if(TARGET kxrtc)
-  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR
-             BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE bin_to_lib)
-  set_target_properties(kxrtc PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
   install(TARGETS kxrtc DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+  install(TARGETS kxrtc_media LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/kxrtc COMPONENT tool)
 endif()
 
 # Debian packages: cpack in the build folder.

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "fuzz/fuzz_input.h"
-#include "host/conference/participant_state.h"
-#include "host/conference/scenario_reader.h"
+#include "host/scenario/participant_state.h"
+#include "host/scenario/scenario_reader.h"
 
 namespace {
 

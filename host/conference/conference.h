@@ -1,7 +1,5 @@
 // Plays a scenario in real time and records it with the real recorder: a reference for hosts that
 // record a conference.
-// Threads: Run() occupies one thread, the control thread; the observer is called on it.
-// RequestStop() may be called from any.
 #ifndef HOST_CONFERENCE_CONFERENCE_H_
 #define HOST_CONFERENCE_CONFERENCE_H_
 
@@ -15,71 +13,26 @@
 #include "files/folder_lock.h"
 #include "host/conference/conference_audio_factory.h"
 #include "host/conference/conference_member.h"
+#include "host/conference/conference_run.h"
 #include "host/conference/recorded_files.h"
 #include "host/conference/recording_watch.h"
-#include "host/conference/scenario.h"
+#include "host/scenario/scenario.h"
 #include "kxrtc/recording/speaker_recorder.h"
 
 namespace kxrtc_host {
 
-enum class ConferenceOutcome {
-  kComplete,          // The record is complete.
-  kSourceUnreadable,  // From here to kStartFailed nothing was recorded.
-  kSourceRefused,     // A codec other than H.264.
-  kRecordExists,
-  kFolderFailed,
-  kStartFailed,
-  kCancelled,      // Stopped while the sources were being opened.
-  kWriteFailed,    // The recording ended early; the part before that is valid.
-  kRecordDamaged,  // What is on the disk is not what was recorded.
-};
-
-struct ConferenceOptions {
-  std::string folder;  // Of the record, with a trailing separator; created if missing.
-  bool replace_record = false;
-  std::optional<int64_t> duration_us;  // Overrides the scenario.
-  int64_t open_timeout_us = 15000000;  // For each source.
-  MediaTap* tap = nullptr;             // May be null; outlives the conference.
-};
-
-struct ConferenceProgress {
-  int64_t time_us = 0;  // Since the start of the conference.
-  RecordCounts counts;
-  uint32_t queued_tasks = 0;  // Waiting in the recorder.
-};
-
-// Receives the events. The operations do nothing unless they are overridden.
-class ConferenceObserver {
- public:
-  virtual ~ConferenceObserver() = default;
-  virtual void OnStarted() {}
-  virtual void OnAction(int64_t /*time_us*/, const ScenarioParticipant& /*participant*/,
-                        ScenarioAction /*action*/) {}
-  // `participant` is null when nobody is recorded.
-  virtual void OnSelection(int64_t /*time_us*/, const RecorderSelection& /*selection*/,
-                           const ScenarioParticipant* /*participant*/) {}
-  virtual void OnNotice(int64_t /*time_us*/, const std::string& /*text*/) {}
-  virtual void OnProgress(const ConferenceProgress& /*progress*/) {}  // Every 100 ms.
-};
-
-class Conference {
+class Conference final : public ConferenceRun {
  public:
   // The arguments outlive the object.
   Conference(const Scenario& scenario, const ConferenceOptions& options,
              ConferenceObserver* observer);
-  ~Conference();  // Ends the media. Waits for a source that does not come back from the system.
+  ~Conference() override;
   Conference(const Conference&) = delete;
   Conference& operator=(const Conference&) = delete;
 
-  // Runs the whole conference. Call once. Except for kComplete and kCancelled, `*error` says why in
-  // one line. Waits for no source that does not come back from the system.
-  [[nodiscard]] ConferenceOutcome Run(std::string* error);
-
-  // Ends the conference now; the record is completed.
-  void RequestStop();
-
-  // When the conference ended and what the record contains, after Run().
-  const ConferenceProgress& result() const { return progress_; }
+  [[nodiscard]] ConferenceOutcome Run(std::string* error) override;
+  void RequestStop() override;
+  const ConferenceProgress& result() const override { return progress_; }
 
  private:
   struct DueEvent {

@@ -12,9 +12,9 @@
 #include "host/conference/audio_room.h"
 #include "host/conference/conference_clock.h"
 #include "host/conference/media_feed.h"
-#include "host/conference/participant_state.h"
-#include "host/conference/scenario.h"
 #include "host/conference/source_opening.h"
+#include "host/scenario/participant_state.h"
+#include "host/scenario/scenario.h"
 #include "kxrtc/recording/peer_connection_conductor.h"
 
 namespace kxrtc_host {

@@ -9,8 +9,8 @@
 
 #include "host/conference/ffmpeg_input_handles.h"
 #include "host/conference/local_input.h"
-#include "host/conference/scenario.h"
-#include "host/conference/source_access.h"
+#include "host/scenario/scenario.h"
+#include "host/scenario/source_access.h"
 
 namespace kxrtc_host {
 

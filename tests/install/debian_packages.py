@@ -30,7 +30,9 @@ EXPECTED = {
          r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder_mp4_writer_targets(-\w+)?\.cmake",
          r"/usr/include/host/(ffmpeg|mp4)/\w+\.h"],
         ["librtc-transcoder-mp4-writer0", "librtc-transcoder-dev"]),
-    "kxrtc": ([r"/usr/bin/kxrtc"], ["librtc-transcoder0", "libavformat59", "libc6"]),
+    "kxrtc": (
+        [r"/usr/bin/kxrtc", r"/usr/lib/kxrtc/kxrtc_media\.so"],
+        ["librtc-transcoder0", "libavformat59", "libc6"]),
 }
 
 

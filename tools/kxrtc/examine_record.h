@@ -10,7 +10,9 @@ namespace kxrtc_tool {
 
 enum class SoundExamination { kEveryFrame, kNone };
 
-kxrtc_host::RecordSummary ExamineRecord(const std::string& folder, SoundExamination sound);
+// Loads FFmpeg only for a record that needs it. On false `*error` says why that is not possible.
+[[nodiscard]] bool ExamineRecord(const std::string& folder, SoundExamination sound,
+                                 kxrtc_host::RecordSummary* summary, std::string* error);
 
 }  // namespace kxrtc_tool
 

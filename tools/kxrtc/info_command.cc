@@ -5,10 +5,9 @@
 #include <memory>
 #include <string>
 
-#include "host/ffmpeg/h264_format_reader.h"
-#include "record/predict/record_analysis.h"
 #include "record/show/record_documents.h"
 #include "tools/kxrtc/commands.h"
+#include "tools/kxrtc/examine_record.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/record_tables.h"
@@ -22,10 +21,11 @@ struct InfoOptions {
 };
 
 ExitStatus Info(const InfoOptions& options) {
-  kxrtc_host::H264FormatReader format_reader;
-  kxrtc_host::AnalysisOptions analysis;
-  analysis.parameter_set_examiner = &format_reader;
-  const kxrtc_host::RecordSummary summary = kxrtc_host::AnalyseRecord(options.record_dir, analysis);
+  kxrtc_host::RecordSummary summary;
+  std::string error;
+  if (!ExamineRecord(options.record_dir, SoundExamination::kNone, &summary, &error)) {
+    return Fail(kExitFailure, error);
+  }
   if (options.json) {
     PrintJsonLine(kxrtc_host::InfoDocument(summary));
   } else if (summary.index_records > 0) {

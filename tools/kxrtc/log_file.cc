@@ -51,14 +51,15 @@ bool LogFile::Open(const std::string& path, kx_utility::LoggingSeverity min_seve
   // The threads that start here leave the signals to the main thread.
   sigset_t before;
   pthread_sigmask(SIG_BLOCK, &StopSet(), &before);
-  open_ = sink_.Initialize(path.c_str(), min_severity);
+  sink_.emplace();
+  open_ = sink_->Initialize(path.c_str(), min_severity);
   if (open_ && pipe2(pipe_, O_CLOEXEC) == 0) {
     watcher_ = std::thread([this] { WaitForSignal(); });
     g_signal_pipe.store(pipe_[1], std::memory_order_release);
     SetHandlers(TellSignal);
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  if (open_) SetLogSink(&sink_);
+  if (open_) SetLogSink(&*sink_);
   return open_;
 }
 
@@ -70,7 +71,7 @@ void LogFile::WaitForSignal() {
   } while (count < 0 && errno == EINTR);
   if (count != 1 || signal_number == 0) return;  // Close() ends this thread.
   SetLogSink(nullptr);
-  sink_.Finalize();
+  sink_->Finalize();
   SetHandlers(SIG_DFL);
   kill(getpid(), signal_number);
 }
@@ -88,8 +89,8 @@ bool LogFile::Close() {
     close(pipe_[1]);
   }
   SetLogSink(nullptr);
-  sink_.Finalize();
-  return !sink_.has_lost_text();
+  sink_->Finalize();
+  return !sink_->has_lost_text();
 }
 
 }  // namespace kxrtc_tool

@@ -2,6 +2,7 @@
 #ifndef TOOLS_KXRTC_LOG_FILE_H_
 #define TOOLS_KXRTC_LOG_FILE_H_
 
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -32,7 +33,7 @@ class LogFile {
   void WaitForSignal();
 
   std::string path_;
-  kx_utility::LogSinkImp sink_;
+  std::optional<kx_utility::LogSinkImp> sink_;  // Made by Open(): its queue is 4 MiB.
   int pipe_[2] = {-1, -1};
   std::thread watcher_;
   bool open_ = false;

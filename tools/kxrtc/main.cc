@@ -7,7 +7,6 @@
 #include <new>
 #include <string>
 
-#include "host/ffmpeg/ffmpeg_log.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/log_file.h"
@@ -71,7 +70,6 @@ kxrtc_tool::ExitStatus RefuseUsage(const std::string& why) {
 }
 
 int Run(int argc, char** argv) {
-  kxrtc_host::SendFFmpegLogToLibraryLog();  // Never to the terminal.
   int exit_status = kxrtc_tool::kExitOk;
   kxrtc_tool::LogFile log_file;
   kxrtc_tool::PathOptions paths;

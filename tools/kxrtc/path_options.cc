@@ -5,8 +5,8 @@
 #include <CLI/CLI.hpp>
 
 #include "files/link_target.h"
-#include "host/conference/scenario_reader.h"
-#include "host/conference/source_access.h"
+#include "host/scenario/scenario_reader.h"
+#include "host/scenario/source_access.h"
 #include "kxrtc/recording/speaker_record_format.h"
 #include "record/index/record_files.h"
 

@@ -7,11 +7,12 @@
 #include <thread>
 #include <utility>
 
-#include "host/conference/conference.h"
-#include "host/conference/scenario_reader.h"
+#include "host/conference/conference_run.h"
+#include "host/scenario/scenario_reader.h"
 #include "record/index/record_files.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/record_printer.h"
 #include "tools/kxrtc/stop_signals.h"
 #include "tools/kxrtc/time_option.h"
@@ -19,7 +20,6 @@
 namespace kxrtc_tool {
 namespace {
 
-using kxrtc_host::Conference;
 using kxrtc_host::ConferenceOutcome;
 
 constexpr int64_t kMinDurationUs = 1000;
@@ -62,7 +62,7 @@ struct Recording {
   kxrtc_host::Scenario scenario;
   kxrtc_host::ConferenceOptions options;
   std::unique_ptr<RecordPrinter> printer;
-  std::unique_ptr<Conference> conference;
+  std::unique_ptr<kxrtc_host::ConferenceRun> conference;
 
   // After Run():
   ConferenceOutcome outcome = ConferenceOutcome::kComplete;
@@ -129,6 +129,8 @@ ExitStatus Record(const RecordCommandOptions& options) {
     return Fail(kExitScenarioInvalid, recording->error);
   }
   StopSignals signals;
+  const kxrtc_host::Media* const media = LoadMedia(&recording->error);
+  if (media == nullptr) return Fail(kExitFailure, recording->error);
   recording->printer = MakeRecordPrinter(options.json, options.quiet);
   recording->options.folder = kxrtc_host::RecordFolderPath(options.record_dir);
   recording->options.replace_record = options.force;
@@ -136,8 +138,8 @@ ExitStatus Record(const RecordCommandOptions& options) {
   if (kxrtc_host::ParseTime(options.duration, &duration_us)) {
     recording->options.duration_us = duration_us;
   }
-  recording->conference = std::make_unique<Conference>(recording->scenario, recording->options,
-                                                       recording->printer.get());
+  recording->conference =
+      media->MakeConference(recording->scenario, recording->options, recording->printer.get());
   RunConference(recording.get(), &signals);
   PrintEnd(*recording, signals);
   const ExitStatus status = StatusOf(recording->outcome, signals);

@@ -6,6 +6,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "kxrtc/recording/peer_connection_conductor.h"
 #include "record/index/record_text.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/json_line.h"

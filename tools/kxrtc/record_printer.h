@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "host/conference/conference.h"
+#include "host/conference/conference_run.h"
 
 namespace kxrtc_tool {
 

@@ -48,8 +48,10 @@ ExitStatus Report(const ReportOptions& options) {
       !kxrtc_host::VideoUrl(options.video, options.output, &video_url, &error)) {
     return Fail(kExitUsage, error);
   }
-  const kxrtc_host::RecordSummary summary =
-      ExamineRecord(options.record_dir, SoundExamination::kEveryFrame);
+  kxrtc_host::RecordSummary summary;
+  if (!ExamineRecord(options.record_dir, SoundExamination::kEveryFrame, &summary, &error)) {
+    return Fail(kExitFailure, error);
+  }
   if (summary.index_records == 0) {
     return FailWithoutRecord(options.record_dir);
   }

@@ -11,16 +11,16 @@
 #include <string>
 #include <thread>
 
-#include "host/ffmpeg/ffmpeg_log.h"
-#include "host/mp4/media_component_factory_imp.h"
-#include "host/mp4/sample_bounds.h"
+#include "host/mp4/mp4_factory.h"
 #include "host/mp4/transcoder_handle.h"
+#include "host/mp4/writer_options.h"
 #include "record/index/record_files.h"
 #include "record/predict/transcode_outcome.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/progress_report.h"
 #include "tools/kxrtc/stop_signals.h"
 #include "tools/kxrtc/terminal_text.h"
@@ -80,7 +80,15 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       : options_(options), progress_(ChooseProgressStyle(options.quiet, options.json)) {}
 
   // Blocks until the file is finished, a failure occurs, or Ctrl-C.
-  ExitStatus Run() { return Tell(Transcode()); }
+  ExitStatus Run() {
+    LookIntoFiles();
+    if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return Tell(*outcome);
+    signals_.emplace();
+    std::string error;
+    const kxrtc_host::Media* const media = LoadMedia(&error);
+    if (media == nullptr) return TellFailure(kExitFailure, error);
+    return Tell(Transcode(*media));
+  }
 
   void OnTranscodeProgress(uint32_t progress, uint32_t /*position*/) override {
     percent_.store(progress, std::memory_order_relaxed);
@@ -99,43 +107,40 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   }
 
  private:
-  TranscodeOutcome Transcode() {
-    kxrtc_host::SendFFmpegLogToLibraryLog();
+  void LookIntoFiles() {
     facts_.folder = kxrtc_host::RecordFolderPath(options_.record_dir);
     facts_.output = options_.output;
     facts_.output_conflict = ConflictWithRecord(facts_.folder, options_.output);
     kxrtc_host::RecordFiles files;
     files.Open(facts_.folder);
     LookIntoRecord(&files, &facts_);
-    if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return *outcome;
-    signals_.emplace();
+  }
+
+  TranscodeOutcome Transcode(const kxrtc_host::Media& media) {
     kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
     writer_options.record_folder = facts_.folder;
-    if (facts_.outline) {
-      writer_options.bounds = BoundsOf(*facts_.outline, writer_options.video_mode);
-    }
-    kxrtc_host::MediaComponentFactoryImp factory(writer_options);
+    const auto factory = media.MakeMp4Factory(writer_options, facts_.outline);
     const kxrtc_host::TranscoderHandle transcoder = kxrtc_host::MakeTranscoder();
     transcoder->SetPreferHW(options_.prefer_hardware);
     if (transcoder->StartTranscoding(facts_.folder.c_str(), facts_.output.c_str(), this,
-                                     &factory)) {
-      WaitForEnd(factory);
+                                     factory.get())) {
+      WaitForEnd(*factory);
     }
     facts_.stopped = signals_->signal_number() != 0;
     facts_.error_code = error_code_.load(std::memory_order_acquire);
     facts_.first_error = log_.first_error();
-    facts_.media_time_us = factory.media_time_us();
-    if (!TranscodeOutcome::KeepsFile(facts_)) factory.Discard();
-    FinishFile(transcoder.get(), &factory);
+    facts_.media_time_us = factory->media_time_us();
+    if (!TranscodeOutcome::KeepsFile(facts_)) factory->Discard();
+    FinishFile(transcoder.get(), factory.get());
     progress_.End();
     facts_.error_code = error_code_.load(std::memory_order_acquire);
     facts_.first_error = log_.first_error();
-    writer_ = factory.status();
+    writer_ = factory->status();
     facts_.writer = EndOf(writer_);
     return TranscodeOutcome::AfterStop(facts_);
   }
 
-  void WaitForEnd(const kxrtc_host::MediaComponentFactoryImp& factory) {
+  void WaitForEnd(const kxrtc_host::Mp4Factory& factory) {
     while (!completed_.load(std::memory_order_acquire) &&
            error_code_.load(std::memory_order_acquire) == 0 && signals_->signal_number() == 0) {
       signals_->Wait(kRedrawInterval);
@@ -144,8 +149,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   }
 
   // A large file takes a while, so this thread goes on waiting for signals.
-  void FinishFile(kxrtc::SpeakerRecordTranscoder* transcoder,
-                  kxrtc_host::MediaComponentFactoryImp* factory) {
+  void FinishFile(kxrtc::SpeakerRecordTranscoder* transcoder, kxrtc_host::Mp4Factory* factory) {
     std::atomic<bool> finished{false};
     std::thread finisher([&] {
       transcoder->StopTranscoding();
@@ -213,25 +217,23 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       if (!outcome.text().empty()) Warn(outcome.text());
       TellDone(status);
     } else {
-      TellFailure(outcome, status);
+      const bool may_exist = outcome.kind() == TranscodeOutcome::Kind::kOutputRefused &&
+                             facts_.output_conflict.empty();
+      return TellFailure(
+          status,
+          outcome.text() +
+              (may_exist ? HintAtForce(options_.output, options_.writer.replace_existing) : ""));
     }
     return status;
   }
 
-  void TellFailure(const TranscodeOutcome& outcome, ExitStatus status) const {
-    const bool may_exist =
-        outcome.kind() == TranscodeOutcome::Kind::kOutputRefused && facts_.output_conflict.empty();
-    const std::string message =
-        outcome.text() +
-        (may_exist ? HintAtForce(options_.output, options_.writer.replace_existing) : "");
-    if (options_.json) {
-      Json::Value line = Event("error");
-      line["message"] = message;
-      line["exit_status"] = status;
-      PrintJsonLine(line);
-    } else {
-      (void)Fail(status, message);  // The caller returns it.
-    }
+  ExitStatus TellFailure(ExitStatus status, const std::string& message) const {
+    if (!options_.json) return Fail(status, message);
+    Json::Value line = Event("error");
+    line["message"] = message;
+    line["exit_status"] = status;
+    PrintJsonLine(line);
+    return status;
   }
 
   static Json::Value Event(const char* name) {

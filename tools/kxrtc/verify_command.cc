@@ -33,8 +33,10 @@ ExitStatus StatusOf(Severity verdict) {
 }
 
 ExitStatus Verify(const VerifyOptions& options) {
-  const kxrtc_host::RecordSummary summary = ExamineRecord(
-      options.record_dir, options.quick ? SoundExamination::kNone : SoundExamination::kEveryFrame);
+  const auto sound = options.quick ? SoundExamination::kNone : SoundExamination::kEveryFrame;
+  kxrtc_host::RecordSummary summary;
+  std::string error;
+  if (!ExamineRecord(options.record_dir, sound, &summary, &error)) return Fail(kExitFailure, error);
   const kxrtc_host::FindingList& findings = summary.findings;
   std::optional<kxrtc_host::RepairResult> preview;
   if (MayHelpRepair(summary)) preview = kxrtc_host::PreviewRepair(options.record_dir, {});

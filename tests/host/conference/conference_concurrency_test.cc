@@ -23,7 +23,7 @@
 #include "host/conference/notices.h"
 #include "host/conference/paced_queue.h"
 #include "host/conference/recording_watch.h"
-#include "host/conference/scenario_reader.h"
+#include "host/scenario/scenario_reader.h"
 #include "host/conference/sound_track.h"
 #include "host/conference/stop_signal.h"
 #include "kx_utility/event.h"

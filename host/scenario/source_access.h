@@ -1,11 +1,11 @@
 // What a source of a scenario is, and what libavformat may open for it: what the source itself
 // needs and nothing that its content names. Threads: any.
-#ifndef HOST_CONFERENCE_SOURCE_ACCESS_H_
-#define HOST_CONFERENCE_SOURCE_ACCESS_H_
+#ifndef HOST_SCENARIO_SOURCE_ACCESS_H_
+#define HOST_SCENARIO_SOURCE_ACCESS_H_
 
 #include <string>
 
-#include "host/conference/scenario.h"
+#include "host/scenario/scenario.h"
 
 namespace kxrtc_host {
 
@@ -33,7 +33,7 @@ bool IsLiveByDefault(const std::string& source);
 [[nodiscard]] bool FindSourceAccess(const MediaSpec& media, SourceAccess* access,
                                     std::string* error);
 
-// True for a demuxer, by its name, whose media are all in the source itself.
+// True for a demuxer, by any of its names with commas, whose media are all in the source itself.
 bool IsPlainFormat(const std::string& format);
 
 // The path of a local source.
@@ -41,4 +41,4 @@ std::string LocalPath(const std::string& source);
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_CONFERENCE_SOURCE_ACCESS_H_
+#endif  // HOST_SCENARIO_SOURCE_ACCESS_H_

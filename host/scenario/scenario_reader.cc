@@ -1,4 +1,4 @@
-#include "host/conference/scenario_reader.h"
+#include "host/scenario/scenario_reader.h"
 
 #include <json/json.h>
 
@@ -9,8 +9,8 @@
 #include <set>
 
 #include "files/read_only_file.h"
-#include "host/conference/participant_state.h"
-#include "host/conference/source_access.h"
+#include "host/scenario/participant_state.h"
+#include "host/scenario/source_access.h"
 #include "record/index/record_text.h"
 
 namespace kxrtc_host {

@@ -1,4 +1,4 @@
-#include "host/conference/scenario_reader.h"
+#include "host/scenario/scenario_reader.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

@@ -1,8 +1,6 @@
-#include "host/conference/source_access.h"
+#include "host/scenario/source_access.h"
 
-extern "C" {
-#include <libavutil/avstring.h>
-}
+#include <sstream>
 
 namespace kxrtc_host {
 namespace {
@@ -88,7 +86,12 @@ bool IsLiveByDefault(const std::string& source) {
 }
 
 bool IsPlainFormat(const std::string& format) {
-  return av_match_list(format.c_str(), kPlainFormats, ',') > 0;
+  const std::string plain = std::string(",") + kPlainFormats + ",";
+  std::istringstream names(format);
+  for (std::string name; std::getline(names, name, ',');) {
+    if (plain.find("," + name + ",") != std::string::npos) return true;
+  }
+  return false;
 }
 
 std::string LocalPath(const std::string& source) {

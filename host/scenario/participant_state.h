@@ -1,9 +1,9 @@
 // What one participant has switched on.
 // Threads: plain data.
-#ifndef HOST_CONFERENCE_PARTICIPANT_STATE_H_
-#define HOST_CONFERENCE_PARTICIPANT_STATE_H_
+#ifndef HOST_SCENARIO_PARTICIPANT_STATE_H_
+#define HOST_SCENARIO_PARTICIPANT_STATE_H_
 
-#include "host/conference/scenario.h"
+#include "host/scenario/scenario.h"
 
 namespace kxrtc_host {
 
@@ -26,4 +26,4 @@ struct ParticipantState {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_CONFERENCE_PARTICIPANT_STATE_H_
+#endif  // HOST_SCENARIO_PARTICIPANT_STATE_H_

@@ -1,4 +1,4 @@
-#include "host/conference/source_access.h"
+#include "host/scenario/source_access.h"
 
 #include <gmock/gmock.h>
 

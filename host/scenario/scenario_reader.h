@@ -1,11 +1,11 @@
 // Reads and checks a scenario's JSON document (docs/scenario.md).
 // Threads: any.
-#ifndef HOST_CONFERENCE_SCENARIO_READER_H_
-#define HOST_CONFERENCE_SCENARIO_READER_H_
+#ifndef HOST_SCENARIO_SCENARIO_READER_H_
+#define HOST_SCENARIO_SCENARIO_READER_H_
 
 #include <string>
 
-#include "host/conference/scenario.h"
+#include "host/scenario/scenario.h"
 
 namespace kxrtc_host {
 
@@ -21,4 +21,4 @@ namespace kxrtc_host {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_CONFERENCE_SCENARIO_READER_H_
+#endif  // HOST_SCENARIO_SCENARIO_READER_H_

@@ -1,8 +1,8 @@
 // A scripted conference: who takes part, with which media, and who does what when
 // (docs/scenario.md describes the JSON form).
 // Threads: plain data.
-#ifndef HOST_CONFERENCE_SCENARIO_H_
-#define HOST_CONFERENCE_SCENARIO_H_
+#ifndef HOST_SCENARIO_SCENARIO_H_
+#define HOST_SCENARIO_SCENARIO_H_
 
 #include <cstdint>
 #include <optional>
@@ -57,4 +57,4 @@ struct Scenario {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_CONFERENCE_SCENARIO_H_
+#endif  // HOST_SCENARIO_SCENARIO_H_

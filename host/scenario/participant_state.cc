@@ -1,4 +1,4 @@
-#include "host/conference/participant_state.h"
+#include "host/scenario/participant_state.h"
 
 namespace kxrtc_host {
 namespace {
