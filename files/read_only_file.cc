@@ -9,6 +9,11 @@
 #include <cstring>
 
 namespace kxrtc_host {
+namespace {
+
+constexpr size_t kFirstWindowSize = 4096;
+
+}  // namespace
 
 ReadOnlyFile::~ReadOnlyFile() { Close(); }
 
@@ -80,17 +85,16 @@ uint64_t ReadOnlyFile::NextData(uint64_t position) const {
   return errno == ENXIO ? size_ : position;
 }
 
-const uint8_t* ReadOnlyFile::View(uint64_t position, size_t size) {
-  const bool inside = position >= window_start_ && position - window_start_ <= window_.size() &&
-                      size <= window_.size() - (position - window_start_);
-  if (!inside) {
-    if (size > kWindowSize || position > size_ || size > size_ - position) return nullptr;
-    window_.resize(kWindowSize);
-    window_.resize(Read(position, window_.data(), kWindowSize));
-    window_start_ = position;
-    if (window_.size() < size) return nullptr;
-  }
-  return window_.data() + (position - window_start_);
+// False when there are fewer than `size` bytes.
+bool ReadOnlyFile::MoveWindow(uint64_t position, size_t size) {
+  if (size > kWindowSize || position > size_ || size > size_ - position) return false;
+  // Only a reader that goes on where the window ends gets a whole one.
+  const bool goes_on = position >= window_start_ && position - window_start_ <= window_.size();
+  const size_t wanted = goes_on ? kWindowSize : std::max(size, kFirstWindowSize);
+  window_.resize(wanted);
+  window_.resize(Read(position, window_.data(), wanted));
+  window_start_ = position;
+  return window_.size() >= size;
 }
 
 }  // namespace kxrtc_host

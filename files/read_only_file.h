@@ -37,7 +37,12 @@ class ReadOnlyFile {
 
   // The same for small reads in rising order: serves them from a window of kWindowSize bytes.
   // A pointer to `size` bytes, valid until the next call, or null when there are fewer.
-  [[nodiscard]] const uint8_t* View(uint64_t position, size_t size);
+  [[nodiscard]] const uint8_t* View(uint64_t position, size_t size) {
+    const bool inside = position >= window_start_ && position - window_start_ <= window_.size() &&
+                        size <= window_.size() - (position - window_start_);
+    return inside || MoveWindow(position, size) ? window_.data() + (position - window_start_)
+                                                : nullptr;
+  }
 
   // True when the file system accepts `position`, which may be after the end.
   [[nodiscard]] bool CanSeekTo(uint64_t position) const;
@@ -57,6 +62,7 @@ class ReadOnlyFile {
 
  private:
   void Close();
+  bool MoveWindow(uint64_t position, size_t size);
 
   std::string path_;
   std::string error_;

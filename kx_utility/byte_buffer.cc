@@ -147,9 +147,10 @@ void ByteBufferReader::Construct(const char* bytes, uint32_t length) {
 
 template <typename T>
 bool ByteBufferReader::ReadInteger(T* value) {
-  if (value == nullptr) return false;
+  if (value == nullptr || remaining() < sizeof(T)) return false;
   T ordered;
-  if (!ReadBytes(reinterpret_cast<char*>(&ordered), sizeof(T))) return false;
+  std::memcpy(&ordered, data(), sizeof(T));  // Without the call that a variable length takes.
+  start_ += static_cast<uint32_t>(sizeof(T));
   *value = Convert(ordered, byte_order_);
   return true;
 }

@@ -10,16 +10,34 @@
 #include "record/index/record_text.h"
 
 namespace kxrtc_host {
+
+namespace H264 = kxrtc::H264;
+
 namespace {
 
 constexpr uint32_t kMaxPicOrderCntType = 2;  // ITU-T H.264, 7.4.2.1.1.
 constexpr uint32_t kMinSpsBytes = 4;         // Header, profile, constraints, level.
+
+// Larger frames are read one by one, since a new view reads again what it shares with the last one.
+constexpr uint32_t kMaxViewedBytes = ReadOnlyFile::kWindowSize / 4;
 
 // ITU-T H.264, annexes A, F, G and H.
 bool IsKnownProfile(uint32_t profile_idc) {
   constexpr uint32_t kProfiles[] = {44,  66,  77,  83,  86,  88,  100, 110,
                                     118, 122, 128, 134, 135, 138, 139, 244};
   return std::find(std::begin(kProfiles), std::end(kProfiles), profile_idc) != std::end(kProfiles);
+}
+
+bool IsIdr(uint8_t type) { return type == H264::kNaluTypeIdr; }
+
+bool IsInvalid(uint8_t type) { return !H264::IsValidInFrame(type); }
+
+// True when `is_wanted` holds for the type of a NAL unit of the frame.
+bool HasType(const uint8_t* frame, const std::vector<H264::NaluIndex>& nal_units,
+             bool (*is_wanted)(uint8_t)) {
+  return std::any_of(nal_units.begin(), nal_units.end(), [&](const H264::NaluIndex& unit) {
+    return is_wanted(H264::ParseNaluType(frame[unit.payload_start_offset]));
+  });
 }
 
 }  // namespace
@@ -51,8 +69,15 @@ bool VideoCheck::ReadFrame(const IndexRecord& record) {
         Text("the frame at %" PRIu64 " of .264 has %s; only the first %u were checked",
              record.data.start_position, CountText(record.data.size, "byte").c_str(), wanted));
   }
-  frame_.resize(wanted);
-  if (file_->Read(record.data.start_position, frame_.data(), wanted) == wanted) return true;
+  frame_size_ = wanted;
+  if (wanted <= kMaxViewedBytes) {
+    frame_ = file_->View(record.data.start_position, wanted);
+    if (frame_ != nullptr) return true;
+  } else {
+    large_frame_.resize(wanted);
+    frame_ = large_frame_.data();
+    if (file_->Read(record.data.start_position, large_frame_.data(), wanted) == wanted) return true;
+  }
   ReportReadFailure(*file_, "the file .264", record.header.record_timestamp_us,
                     &summary_->findings);
   return false;
@@ -61,9 +86,11 @@ bool VideoCheck::ReadFrame(const IndexRecord& record) {
 bool VideoCheck::OnFrame(const IndexRecord& record) {
   contents_ = {};
   if (!ReadFrame(record)) return false;
-  contents_ = ContentsOf(frame_.data(), static_cast<uint32_t>(frame_.size()));
+  // The bytes are searched once: that takes most of the time for a record.
+  const auto nal_units = H264::FindNaluIndices(frame_, frame_size_);
+  contents_ = ContentsOf(frame_, nal_units);
   const int64_t time_us = record.header.record_timestamp_us;
-  const bool is_key = kxrtc::H264::IsKeyFrame(frame_.data(), static_cast<uint32_t>(frame_.size()));
+  const bool is_key = HasType(frame_, nal_units, IsIdr);
   if (expects_key_frame_ && !is_key) {
     summary_->findings.Add(FindingCode::kVideoNoKeyAfterSwitch, time_us,
                            "the first frame of the channel is not a key frame");
@@ -73,20 +100,19 @@ bool VideoCheck::OnFrame(const IndexRecord& record) {
                            "the first frame of the channel has no attributes record before it");
   }
   expects_key_frame_ = false;
-  CheckNalUnits(time_us, record.data.start_position, is_key);
+  CheckNalUnits(nal_units, time_us, record.data.start_position, is_key);
   return is_key;
 }
 
-void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) {
-  const auto size = static_cast<uint32_t>(frame_.size());
-  if (size == 0) return;
-  const auto nal_units = kxrtc::H264::FindNaluIndices(frame_.data(), size);
+void VideoCheck::CheckNalUnits(const std::vector<H264::NaluIndex>& nal_units, int64_t time_us,
+                               uint64_t position, bool is_key) {
+  if (frame_size_ == 0) return;
   if (nal_units.empty()) {
     summary_->findings.Add(FindingCode::kVideoNoStartCode, time_us,
                            Text("the frame at %" PRIu64 " of .264 contains no NAL unit", position));
     return;
   }
-  if (!kxrtc::H264::IsValidFrame(frame_.data(), size)) {
+  if (HasType(frame_, nal_units, IsInvalid)) {
     summary_->findings.Add(FindingCode::kVideoInvalidNal, time_us,
                            Text("the frame at %" PRIu64
                                 " of .264 contains a NAL unit of a type that a frame cannot have",
@@ -94,10 +120,10 @@ void VideoCheck::CheckNalUnits(int64_t time_us, uint64_t position, bool is_key) 
   }
   units_.clear();
   for (const auto& nal_unit : nal_units) {
-    const uint8_t* bytes = frame_.data() + nal_unit.payload_start_offset;
+    const uint8_t* bytes = frame_ + nal_unit.payload_start_offset;
     if (nal_unit.payload_size == 0) continue;
     units_.push_back({bytes, nal_unit.payload_size});
-    if (units_.back().type() != kxrtc::H264::kNaluTypeSps) continue;
+    if (units_.back().type() != H264::kNaluTypeSps) continue;
     CheckParameterSet(bytes, nal_unit.payload_size, time_us);
   }
   has_sps_ |= contents_.usable_sps;
@@ -124,7 +150,7 @@ void VideoCheck::ReadFormat(const uint8_t* nal_unit, uint32_t size, int64_t time
                        state.pic_order_cnt_type <= kMaxPicOrderCntType;
   if (last_format_valid_) last_format_ = {nal_unit[1], nal_unit[3], state.width, state.height};
   if (last_format_valid_ || examiner_ == nullptr) return;
-  const auto format = examiner_->Examine(frame_.data(), static_cast<uint32_t>(frame_.size()));
+  const auto format = examiner_->Examine(frame_, frame_size_);
   if (!format) return;
   last_format_valid_ = true;
   last_format_ = *format;

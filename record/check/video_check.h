@@ -42,7 +42,8 @@ class VideoCheck {
 
  private:
   bool ReadFrame(const IndexRecord& record);
-  void CheckNalUnits(int64_t time_us, uint64_t position, bool is_key);
+  void CheckNalUnits(const std::vector<kxrtc::H264::NaluIndex>& nal_units, int64_t time_us,
+                     uint64_t position, bool is_key);
   void CheckParameterSet(const uint8_t* nal_unit, uint32_t size, int64_t time_us);
 
   void ReadFormat(const uint8_t* nal_unit, uint32_t size, int64_t time_us);
@@ -50,7 +51,9 @@ class VideoCheck {
   ReadOnlyFile* file_;
   ParameterSetExaminer* examiner_;
   RecordSummary* summary_;
-  std::vector<uint8_t> frame_;
+  const uint8_t* frame_ = nullptr;  // The current one, of `frame_size_` bytes.
+  uint32_t frame_size_ = 0;
+  std::vector<uint8_t> large_frame_;
   AccessUnitContents contents_;
   std::vector<uint8_t> last_parameter_set_;
   VideoFormat last_format_;

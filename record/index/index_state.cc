@@ -4,18 +4,6 @@
 
 namespace kxrtc_host {
 
-bool LiesInside(const kxrtc::MediaDataRecord& record, uint64_t file_size) {
-  return record.start_position <= file_size && record.size <= file_size - record.start_position;
-}
-
-FramePlace IndexState::PlaceOf(const IndexRecord& record) const {
-  const ReadOnlyFile& file = record.header.type == kxrtc::kVideoData ? *video_ : *audio_;
-  if (LiesInside(record.data, file.size())) return FramePlace::kInFile;
-  // The replay seeks to a frame and then reads it.
-  const bool is_reached = record.data.size == 0 && file.CanSeekTo(record.data.start_position);
-  return is_reached ? FramePlace::kEmptyBehindEnd : FramePlace::kMissing;
-}
-
 bool IndexState::IsRepeated(const IndexRecord& record) const {
   if (!record.IsMedia() || PlaceOf(record) != FramePlace::kInFile) return false;
   const bool is_video = record.header.type == kxrtc::kVideoData;

@@ -27,6 +27,11 @@ enum class RecordFault {
   kRepeatedBytes,  // The frames so far name more bytes than their file has, see IsRepeated().
 };
 
+// True when all bytes of the frame are before `file_size`.
+inline bool LiesInside(const kxrtc::MediaDataRecord& record, uint64_t file_size) {
+  return record.start_position <= file_size && record.size <= file_size - record.start_position;
+}
+
 class IndexState {
  public:
   // Both are borrowed.
@@ -36,7 +41,13 @@ class IndexState {
   RecordFault FaultOf(const IndexRecord& record) const;
 
   // Of a media record.
-  FramePlace PlaceOf(const IndexRecord& record) const;
+  FramePlace PlaceOf(const IndexRecord& record) const {
+    const ReadOnlyFile& file = record.header.type == kxrtc::kVideoData ? *video_ : *audio_;
+    if (LiesInside(record.data, file.size())) return FramePlace::kInFile;
+    // The replay seeks to a frame and then reads it.
+    const bool is_reached = record.data.size == 0 && file.CanSeekTo(record.data.start_position);
+    return is_reached ? FramePlace::kEmptyBehindEnd : FramePlace::kMissing;
+  }
 
   // True when the records up to this one name the same bytes of a data file again and again: a few
   // thousand records could make a small file terabytes of work. A recorder names each byte once;
@@ -61,9 +72,6 @@ class IndexState {
   uint64_t named_video_ = 0;  // Bytes of the frames so far that are in their file.
   uint64_t named_audio_ = 0;
 };
-
-// True when all bytes of the frame are before `file_size`.
-bool LiesInside(const kxrtc::MediaDataRecord& record, uint64_t file_size);
 
 }  // namespace kxrtc_host
 

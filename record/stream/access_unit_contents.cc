@@ -1,10 +1,8 @@
 #include "record/stream/access_unit_contents.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "kx_utility/bitbuffer.h"
-#include "kxrtc/media/video/h264/nal_unit.h"
 #include "record/stream/picture_parameters.h"
 
 namespace kxrtc_host {
@@ -43,15 +41,19 @@ void AccessUnitContents::Add(const uint8_t* nal_unit, uint32_t size) {
   if (ParameterSetId(nal_unit, size)) (is_sps ? usable_sps : usable_pps) = true;
 }
 
-AccessUnitContents ContentsOf(const uint8_t* data, uint32_t size) {
+AccessUnitContents ContentsOf(const uint8_t* data, const std::vector<H264::NaluIndex>& nal_units) {
   AccessUnitContents contents;
-  for (const H264::NaluIndex& unit : H264::FindNaluIndices(data, size)) {
+  for (const H264::NaluIndex& unit : nal_units) {
     uint32_t length = unit.payload_size;
     // Zero bytes in front of the next start code belong to neither.
     while (length > 0 && data[unit.payload_start_offset + length - 1] == 0) --length;
     if (length > 0) contents.Add(data + unit.payload_start_offset, length);
   }
   return contents;
+}
+
+AccessUnitContents ContentsOf(const uint8_t* data, uint32_t size) {
+  return ContentsOf(data, H264::FindNaluIndices(data, size));
 }
 
 }  // namespace kxrtc_host

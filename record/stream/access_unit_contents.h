@@ -5,6 +5,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
+
+#include "kxrtc/media/video/h264/nal_unit.h"
 
 namespace kxrtc_host {
 
@@ -28,7 +31,11 @@ struct AccessUnitContents {
   void Add(const uint8_t* nal_unit, uint32_t size);
 };
 
-// The contents of `size` bytes of Annex B stream.
+// The contents of Annex B stream whose NAL units are known.
+AccessUnitContents ContentsOf(const uint8_t* data,
+                              const std::vector<kxrtc::H264::NaluIndex>& nal_units);
+
+// The same for `size` bytes.
 AccessUnitContents ContentsOf(const uint8_t* data, uint32_t size);
 
 }  // namespace kxrtc_host

@@ -38,11 +38,6 @@ void AppendStepwise(const uint8_t* bytes, uint32_t length, kx_utility::RawBuffer
   }
 }
 
-bool IsAcceptedType(uint8_t type) {
-  constexpr uint32_t kRejectedUpTo18 = 0x70001;
-  return type <= 21 && (type > 18 || ((kRejectedUpTo18 >> type) & 1) == 0);
-}
-
 }  // namespace
 
 uint32_t FindStartCode(const uint8_t* data, uint32_t length, uint32_t from) {
@@ -111,7 +106,7 @@ bool IsKeyFrame(const uint8_t* data, uint32_t length) {
 bool IsValidFrame(const uint8_t* data, uint32_t length) {
   bool valid = true;
   ForEachStartCode(data, length, [&](uint32_t position) {
-    valid = IsAcceptedType(ParseNaluType(data[position + kStartCodeSize]));
+    valid = IsValidInFrame(ParseNaluType(data[position + kStartCodeSize]));
     return valid;
   });
   return valid;

@@ -48,6 +48,12 @@ constexpr bool IsPictureData(uint8_t type) {
   return type >= kNaluTypeSlice && type <= kNaluTypeIdr;
 }
 
+// False for a type that no access unit may have: 0, 16 to 18 and 22 to 31.
+constexpr bool IsValidInFrame(uint8_t type) {
+  constexpr uint32_t kRejectedUpTo18 = 0x70001;
+  return type <= 21 && (type > 18 || ((kRejectedUpTo18 >> type) & 1) == 0);
+}
+
 // Whether the NAL payload begins with a slice header (clause 7.3.3).
 constexpr bool HasSliceHeader(uint8_t type) {
   return type == kNaluTypeSlice || type == kNaluTypePartitionA || type == kNaluTypeIdr;
@@ -89,8 +95,8 @@ KX_EXPORT void WriteRbsp(const uint8_t* bytes, uint32_t length, kx_utility::RawB
 // True when the access unit has an IDR slice. Parameter sets alone do not make a key frame.
 [[nodiscard]] KX_EXPORT bool IsKeyFrame(const uint8_t* data, uint32_t length);
 
-// False when the access unit has a NAL unit of type 0, 16 to 18 or 22 to 31. True without any
-// start code, and for up to 3 bytes whatever they are.
+// True when IsValidInFrame() holds for each NAL unit of the access unit, so also without any start
+// code, and for up to 3 bytes whatever they are.
 [[nodiscard]] KX_EXPORT bool IsValidFrame(const uint8_t* data, uint32_t length);
 
 }  // namespace H264

@@ -23,16 +23,25 @@ Bytes16 Load(const uint8_t* bytes) {
   return result;
 }
 
+// Not zero where the pattern begins, for bytes[0] to bytes[15].
+Bytes16 MatchesAt(const uint8_t* bytes, ThirdByte third) {
+  const Bytes16 miss =
+      Load(bytes) | Load(bytes + 1) | ((Load(bytes + 2) ^ third.value) & third.mask);
+  return reinterpret_cast<Bytes16>(miss == 0);
+}
+
+bool IsAnySet(Bytes16 found) {
+  const Words2 words = reinterpret_cast<Words2>(found);
+  return (words[0] | words[1]) != 0;
+}
+
 // Whether the pattern begins at one of bytes[0] to bytes[kBlockSize - 1].
 bool BlockHasMatch(const uint8_t* bytes, ThirdByte third) {
   Bytes16 found = {};
   for (const uint8_t* end = bytes + kBlockSize; bytes < end; bytes += sizeof(Bytes16)) {
-    const Bytes16 miss =
-        Load(bytes) | Load(bytes + 1) | ((Load(bytes + 2) ^ third.value) & third.mask);
-    found |= reinterpret_cast<Bytes16>(miss == 0);
+    found |= MatchesAt(bytes, third);
   }
-  const Words2 words = reinterpret_cast<Words2>(found);
-  return (words[0] | words[1]) != 0;
+  return IsAnySet(found);
 }
 
 // The first position from `i` on, at the distance of whole blocks, whose block has a match; or the
@@ -85,6 +94,8 @@ size_t SkipBlocksFast(const uint8_t* data, size_t i, size_t end, ThirdByte third
 size_t FindZeroPair(const uint8_t* data, size_t from, size_t end, ThirdByte third) {
   if (from >= end) return end;
   size_t i = SkipBlocksFast(data, from, end, third);
+  // What is left is less than a block, or a block with a match.
+  while (end - i >= sizeof(Bytes16) && !IsAnySet(MatchesAt(data + i, third))) i += sizeof(Bytes16);
   while (i < end) {
     const uint8_t ahead = data[i + 2];
     if (third.Matches(ahead)) {
