@@ -3,8 +3,9 @@
 
 usage: transcode_benchmark.py copy|encode|sound|memory KXRTC RECORD_DIR [--runs N] [--preset P]
 
-copy    against `ffmpeg -c copy -movflags +faststart` of the same elementary streams, and `cat` of
-        the two data files into one
+copy    against `ffmpeg -c copy -movflags +faststart` of the same elementary streams, and against
+        two programs that put the two data files into one: `cat`, which lets the kernel copy, and
+        `dd`, which reads and writes blocks of 256 KiB
 encode  against the ffmpeg command line with the same encoder settings
 sound   what it costs to try each audio frame with a decoder: in copy mode and in `kxrtc verify`
 memory  the largest resident memory of both modes; run it on a short and on a long record
@@ -49,6 +50,7 @@ def commands(mode, kxrtc, record, output, preset):
             "ffmpeg -c copy +faststart": f"{inputs} -c copy -bsf:a aac_adtstoasc "
                                          f"-movflags +faststart {output}",
             "cat": f"exec cat {video} {audio} > {output}",
+            "dd": f"for file in {video} {audio}; do dd bs=256K status=none < $file; done > {output}",
         }
     if mode == "encode":
         return {

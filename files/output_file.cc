@@ -117,6 +117,24 @@ bool OutputFile::WriteAt(uint64_t position, const void* data, uint64_t size) {
   return true;
 }
 
+bool OutputFile::WriteGathered(uint64_t position, iovec* pieces, size_t count) {
+  while (count > 0) {
+    if (!CheckWanted()) return false;
+    const ssize_t written =
+        pwritev(fd_, pieces, static_cast<int>(count), static_cast<off_t>(position));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return FailWith("cannot write " + path_, written < 0 ? errno : ENOSPC);
+    position += static_cast<uint64_t>(written);
+    if (position > size_) size_ = position;
+    auto left = static_cast<size_t>(written);
+    for (; count > 0 && left >= pieces->iov_len; ++pieces, --count) left -= pieces->iov_len;
+    if (count == 0) break;
+    pieces->iov_base = static_cast<uint8_t*>(pieces->iov_base) + left;
+    pieces->iov_len -= left;
+  }
+  return true;
+}
+
 bool OutputFile::ReadAt(uint64_t position, void* data, uint64_t size) {
   auto* bytes = static_cast<uint8_t*>(data);
   while (size > 0) {

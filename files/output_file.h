@@ -3,6 +3,8 @@
 #ifndef FILES_OUTPUT_FILE_H_
 #define FILES_OUTPUT_FILE_H_
 
+#include <sys/uio.h>
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -35,6 +37,10 @@ class OutputFile {
   // Writes or reads all of `size` bytes at `position`. False: error_text() and error_number().
   [[nodiscard]] bool WriteAt(uint64_t position, const void* data, uint64_t size);
   [[nodiscard]] bool ReadAt(uint64_t position, void* data, uint64_t size);
+
+  // The same for `count` pieces, at most IOV_MAX, which follow each other in the file. Changes
+  // them.
+  [[nodiscard]] bool WriteGathered(uint64_t position, iovec* pieces, size_t count);
 
   // Syncs the content to the disk (unless `sync` is false), closes the file and renames it.
   // Replaces a target that was created in the meantime only if asked. On false no file is left; see

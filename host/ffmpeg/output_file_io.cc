@@ -10,7 +10,7 @@ namespace {
 constexpr int kBufferSize = 1024 * 1024;
 
 struct Position {
-  OutputFile* file;
+  GatheredOutput* output;
   uint64_t offset;
 };
 
@@ -20,8 +20,8 @@ int SystemError(const OutputFile& file) {
 
 int WritePacket(void* opaque, uint8_t* data, int size) {
   auto* position = static_cast<Position*>(opaque);
-  if (!position->file->WriteAt(position->offset, data, static_cast<uint64_t>(size))) {
-    return SystemError(*position->file);
+  if (!position->output->Write(position->offset, data, static_cast<uint64_t>(size))) {
+    return SystemError(*position->output->file());
   }
   position->offset += static_cast<uint64_t>(size);
   return size;
@@ -29,17 +29,20 @@ int WritePacket(void* opaque, uint8_t* data, int size) {
 
 int ReadPacket(void* opaque, uint8_t* data, int size) {
   auto* position = static_cast<Position*>(opaque);
-  const uint64_t left = position->file->size() - position->offset;
+  OutputFile* const file = position->output->file();
+  const uint64_t left = file->size() - position->offset;
   if (left == 0) return AVERROR_EOF;
   const uint64_t count = left < static_cast<uint64_t>(size) ? left : static_cast<uint64_t>(size);
-  if (!position->file->ReadAt(position->offset, data, count)) return SystemError(*position->file);
+  if (!file->ReadAt(position->offset, data, count)) return SystemError(*file);
   position->offset += count;
   return static_cast<int>(count);
 }
 
 int64_t Seek(void* opaque, int64_t offset, int whence) {
   auto* position = static_cast<Position*>(opaque);
-  const auto size = static_cast<int64_t>(position->file->size());
+  const OutputFile& file = *position->output->file();
+  if (!position->output->Flush()) return SystemError(file);
+  const auto size = static_cast<int64_t>(file.size());
   switch (whence & ~AVSEEK_FORCE) {
     case AVSEEK_SIZE:
       return size;
@@ -60,7 +63,9 @@ int64_t Seek(void* opaque, int64_t offset, int whence) {
 int OpenForReadingBack(AVFormatContext* format, AVIOContext** io, const char* /*url*/, int flags,
                        AVDictionary** /*options*/) {
   if ((flags & AVIO_FLAG_WRITE) != 0) return AVERROR(EPERM);
-  *io = OpenOutputFileIo(static_cast<OutputFile*>(format->opaque), false);
+  auto* output = static_cast<GatheredOutput*>(format->opaque);
+  if (!output->Flush()) return SystemError(*output->file());
+  *io = OpenOutputFileIo(output, false);
   return *io != nullptr ? 0 : AVERROR(ENOMEM);
 }
 
@@ -71,8 +76,8 @@ int CloseAfterReadingBack(AVFormatContext* /*format*/, AVIOContext* io) {
 
 }  // namespace
 
-AVIOContext* OpenOutputFileIo(OutputFile* file, bool for_writing) {
-  auto* position = new (std::nothrow) Position{file, 0};
+AVIOContext* OpenOutputFileIo(GatheredOutput* output, bool for_writing) {
+  auto* position = new (std::nothrow) Position{output, 0};
   auto* buffer = static_cast<uint8_t*>(av_malloc(kBufferSize));
   AVIOContext* io = position == nullptr || buffer == nullptr
                         ? nullptr
@@ -93,8 +98,8 @@ void CloseOutputFileIo(AVIOContext* io) {
   avio_context_free(&io);
 }
 
-void LetReadBack(AVFormatContext* format, OutputFile* file) {
-  format->opaque = file;
+void LetReadBack(AVFormatContext* format, GatheredOutput* output) {
+  format->opaque = output;
   format->io_open = OpenForReadingBack;
   format->io_close2 = CloseAfterReadingBack;
 }

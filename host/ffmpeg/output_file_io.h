@@ -1,17 +1,18 @@
-// Lets libavformat write into an OutputFile.
+// Lets libavformat write into an output file.
 #ifndef HOST_FFMPEG_OUTPUT_FILE_IO_H_
 #define HOST_FFMPEG_OUTPUT_FILE_IO_H_
 
 #include <memory>
 
-#include "files/output_file.h"
+#include "files/gathered_output.h"
 #include "host/ffmpeg/ffmpeg_handles.h"
 
 namespace kxrtc_host {
 
-// A seekable stream from the start of `file`, which outlives it; null: out of memory. Close it only
+// A seekable stream from the start of the file of `output`, which outlives it; null: out of memory.
+// While its member `direct` is set, samples in a room of `output` are not copied. Close it only
 // with CloseOutputFileIo().
-AVIOContext* OpenOutputFileIo(OutputFile* file, bool for_writing);
+AVIOContext* OpenOutputFileIo(GatheredOutput* output, bool for_writing);
 void CloseOutputFileIo(AVIOContext* io);
 
 struct OutputFileIoClose {
@@ -19,9 +20,9 @@ struct OutputFileIoClose {
 };
 using OutputFileIoHandle = std::unique_ptr<AVIOContext, OutputFileIoClose>;
 
-// Makes `format` use `file` when it opens its own output for reading. It does so to move the
-// samples behind the index.
-void LetReadBack(AVFormatContext* format, OutputFile* file);
+// Makes `format` use the file of `output` when it opens its own output for reading. It does so to
+// move the samples behind the index.
+void LetReadBack(AVFormatContext* format, GatheredOutput* output);
 
 }  // namespace kxrtc_host
 

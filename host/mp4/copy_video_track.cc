@@ -35,18 +35,13 @@ AccessUnitContents CopyVideoTrack::LookInto() {
   return contents;
 }
 
-bool CopyVideoTrack::BuildSample(bool with_parameter_sets) {
-  sample_.set_size(0);
-  for (const NalUnit& unit : units_) {
-    if (with_parameter_sets && unit.type() != H264::kNaluTypeAccessUnitDelimiter) {
-      for (const NalUnit& set : sets_.Units()) {
-        if (!AppendWithLength(set, &sample_)) return false;
-      }
-      with_parameter_sets = false;
-    }
-    if (!AppendWithLength(unit, &sample_)) return false;
-  }
-  return true;
+void CopyVideoTrack::AddParameterSets() {
+  const std::vector<NalUnit> sets = sets_.Units();
+  const auto is_delimiter = [](const NalUnit& unit) {
+    return unit.type() == H264::kNaluTypeAccessUnitDelimiter;
+  };
+  units_.insert(std::find_if_not(units_.begin(), units_.end(), is_delimiter), sets.begin(),
+                sets.end());
 }
 
 void CopyVideoTrack::NoteRotation(int64_t time_us) {
@@ -69,10 +64,14 @@ bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
     return true;
   }
   const bool lacks_sets = contents.idr && !(contents.sps && contents.pps);
-  if (!BuildSample(lacks_sets || sets_came_alone_)) {
+  if (lacks_sets || sets_came_alone_) AddParameterSets();
+  const uint64_t sample_size = SampleSize(units_);
+  if (sample_size > Mp4Muxer::kMaxSampleBytes) {
     return report_->Fail(WriterFailure::kVideo, "a picture is too large");
   }
   sets_came_alone_ = false;
+  uint8_t* const sample = muxer_->Room(static_cast<uint32_t>(sample_size));
+  PutSample(units_, sample);
   if (!described_) {
     described_ = true;
     VideoTrackInfo info;
@@ -96,9 +95,10 @@ bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
   held_is_icon_ = FindIconFrame(data, size) != nullptr;
   held_size_ = order_reader_.size();
   if (!held_is_icon_) NoteRotation(time_us);
-  std::swap(held_, sample_);
   has_held_ = true;
-  held_is_key_ = contents.idr;
+  held_.is_key = contents.idr;
+  held_.data = sample;
+  held_.size = static_cast<uint32_t>(sample_size);
   held_time_us_ = time_us;
   return true;
 }
@@ -117,12 +117,8 @@ bool CopyVideoTrack::PassOn() {
   uint64_t picture = 0;
   while (order_.Pop(&picture)) times_.Show(picture);
   has_held_ = false;
-  Mp4Sample sample;
-  sample.is_key = held_is_key_;
-  sample.data = held_.data();
-  sample.size = held_.size();
-  if (unplaced_ == 0 && times_.Next(&sample)) return muxer_->WriteVideo(sample);
-  muxer_->HoldVideo(sample);
+  if (unplaced_ == 0 && times_.Next(&held_)) return muxer_->WriteVideo(held_);
+  muxer_->HoldVideo(held_);
   ++unplaced_;
   if (unplaced_ > kMaxHeldPictures || muxer_->waiting_bytes() > kMaxHeldBytes) order_.Flush();
   return Place();

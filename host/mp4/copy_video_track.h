@@ -12,7 +12,6 @@
 #include "host/mp4/picture_times.h"
 #include "host/mp4/video_track.h"
 #include "host/mp4/writer_report.h"
-#include "kx_utility/raw_buffer.h"
 #include "record/predict/copy_selection.h"
 #include "record/stream/annex_b.h"
 #include "record/stream/display_order.h"
@@ -47,7 +46,7 @@ class CopyVideoTrack : public VideoTrack {
 
  private:
   AccessUnitContents LookInto();
-  bool BuildSample(bool with_parameter_sets);
+  void AddParameterSets();
   void NoteRotation(int64_t time_us);
   void NoteShown(int64_t duration_us);
   bool PassOn();
@@ -75,15 +74,13 @@ class CopyVideoTrack : public VideoTrack {
   PictureTimes times_;
   uint64_t unplaced_ = 0;  // Pictures that wait in the muxer.
 
-  // The last sample waits for the next one, which gives its duration.
+  // The last sample waits in its room for the next one, which gives its duration.
   bool has_held_ = false;
-  bool held_is_key_ = false;
   bool held_is_icon_ = false;
   PictureSize held_size_;
   int64_t held_time_us_ = 0;
   int64_t last_duration_us_ = 0;
-  kx_utility::RawBuffer held_;
-  kx_utility::RawBuffer sample_;
+  Mp4Sample held_;
   int64_t end_us_ = 0;
 };
 

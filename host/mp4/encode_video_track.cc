@@ -171,12 +171,12 @@ bool EncodeVideoTrack::TakePackets(int result) {
 
 bool EncodeVideoTrack::WritePacket(const AVPacket& packet) {
   SplitAccessUnit(packet.data, static_cast<uint32_t>(packet.size), &units_);
-  sample_.set_size(0);
-  for (const NalUnit& unit : units_) {
-    if (!AppendWithLength(unit, &sample_)) {
-      return report_->Fail(WriterFailure::kVideo, "a picture is too large");
-    }
+  const uint64_t size = SampleSize(units_);
+  if (size > Mp4Muxer::kMaxSampleBytes) {
+    return report_->Fail(WriterFailure::kVideo, "a picture is too large");
   }
+  uint8_t* const bytes = muxer_->Room(static_cast<uint32_t>(size));
+  PutSample(units_, bytes);
   while (skips_.size() > 1 && packet.pts >= skips_[1].from_count) skips_.pop_front();
   const int64_t skipped = skips_.front().ticks;
   Mp4Sample sample;
@@ -184,8 +184,8 @@ bool EncodeVideoTrack::WritePacket(const AVPacket& packet) {
   sample.decode_time = (packet.dts + skipped) * kTicksPerFrame;
   sample.duration = kTicksPerFrame;
   sample.is_key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
-  sample.data = sample_.data();
-  sample.size = sample_.size();
+  sample.data = bytes;
+  sample.size = static_cast<uint32_t>(size);
   return muxer_->WriteVideo(sample);
 }
 

@@ -19,7 +19,6 @@
 #include "host/mp4/picture_decoder.h"
 #include "host/mp4/video_track.h"
 #include "host/mp4/writer_report.h"
-#include "kx_utility/raw_buffer.h"
 #include "record/stream/annex_b.h"
 
 namespace kxrtc_host {
@@ -85,7 +84,6 @@ class EncodeVideoTrack : public VideoTrack {
   std::deque<Skip> skips_{{std::numeric_limits<int64_t>::min(), 0}};
   uint32_t undecodable_in_a_row_ = 0;
   std::vector<NalUnit> units_;
-  kx_utility::RawBuffer sample_;
 };
 
 }  // namespace kxrtc_host

@@ -54,7 +54,7 @@ uint64_t Reserve(const SampleBounds& bounds) {
 }  // namespace
 
 Mp4Muxer::Mp4Muxer(OutputFile* file, WriterReport* report, const SampleBounds& bounds)
-    : file_(file), report_(report), bounds_(bounds), packet_(av_packet_alloc()) {}
+    : file_(file), report_(report), bounds_(bounds), output_(file), packet_(av_packet_alloc()) {}
 
 Mp4Muxer::~Mp4Muxer() = default;
 
@@ -107,18 +107,20 @@ bool Mp4Muxer::Begin() {
     return false;
   }
   format_.reset(format);
-  io_.reset(OpenOutputFileIo(file_, true));
+  io_.reset(OpenOutputFileIo(&output_, true));
   if (io_ == nullptr || packet_ == nullptr) return Check("memory", AVERROR(ENOMEM));
   format_->pb = io_.get();
   format_->flags |= AVFMT_FLAG_BITEXACT | AVFMT_FLAG_CUSTOM_IO;
   format_->flush_packets = 0;
-  LetReadBack(format_.get(), file_);
+  LetReadBack(format_.get(), &output_);
   if (described_[kVideo]) AddVideoStream();
   if (described_[kAudio]) AddAudioStream();
   for (Track track : {kVideo, kAudio}) {
     if (described_[track] && streams_[track] == nullptr) return Check("memory", AVERROR(ENOMEM));
   }
-  return WriteHeader() && WriteWaiting();
+  if (!WriteHeader()) return false;
+  io_->direct = AVIO_FLAG_DIRECT;
+  return WriteWaiting();
 }
 
 bool Mp4Muxer::WriteHeader() {
@@ -268,7 +270,8 @@ bool Mp4Muxer::MakeRoomForIndex() {
   if (reserved_ == 0 || IndexBytes(video.samples, audio.samples, chunks) <= reserved_) return true;
   avio_flush(io_.get());
   uint8_t box_size[4];
-  if (!file_->ReadAt(0, box_size, sizeof(box_size))) return Check("index", AVERROR(EIO));
+  if (!output_.Flush() || !file_->ReadAt(0, box_size, sizeof(box_size)))
+    return Check("index", AVERROR(EIO));
   const uint64_t place =
       static_cast<uint64_t>(box_size[0]) << 24 | box_size[1] << 16 | box_size[2] << 8 | box_size[3];
   const uint8_t free_box[] = {static_cast<uint8_t>(reserved_ >> 24),
@@ -296,10 +299,13 @@ bool Mp4Muxer::Finish() {
   if (left_out_[kAudio] != 0) {
     report_->Warn("the audio starts too long after the video; the MP4 does not contain it");
   }
+  // The index consists of small parts, which need a buffer.
+  io_->direct = 0;
   if (!MakeRoomForIndex()) return false;
   if (!Check("index", av_write_trailer(format_.get()))) return false;
   avio_flush(io_.get());
-  return Check("end", 0) && (streams_[kVideo] == nullptr || WriteSize());
+  return Check("end", output_.Flush() ? 0 : AVERROR(EIO)) &&
+         (streams_[kVideo] == nullptr || WriteSize());
 }
 
 }  // namespace kxrtc_host

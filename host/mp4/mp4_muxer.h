@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "files/output_file.h"
+#include "files/gathered_output.h"
 #include "host/ffmpeg/ffmpeg_handles.h"
 #include "host/ffmpeg/output_file_io.h"
 #include "host/mp4/writer_options.h"
@@ -62,6 +62,9 @@ class Mp4Muxer {
   void DescribeVideo(const VideoTrackInfo& info);
   void DescribeAudio(const AudioTrackInfo& info);
 
+  // Room for the bytes of one sample, which are then not copied (GatheredOutput::Room()).
+  [[nodiscard]] uint8_t* Room(uint32_t size) { return output_.Room(size); }
+
   // Writes in the order of the calls. False: the report says why, and all later calls fail.
   [[nodiscard]] bool WriteVideo(const Mp4Sample& sample) { return Write(kVideo, sample); }
   [[nodiscard]] bool WriteAudio(const Mp4Sample& sample) { return Write(kAudio, sample); }
@@ -112,6 +115,7 @@ class Mp4Muxer {
   OutputFile* const file_;
   WriterReport* const report_;
   const SampleBounds bounds_;
+  GatheredOutput output_;
   OutputFileIoHandle io_;  // Outlives format_, which uses it.
   FormatContextHandle format_;
   PacketHandle packet_;

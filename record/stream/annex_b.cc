@@ -1,10 +1,14 @@
 #include "record/stream/annex_b.h"
 
+#include <algorithm>
+
 namespace kxrtc_host {
 namespace {
 
 using kxrtc::H264::FindStartCode;
 using kxrtc::H264::kStartCodeSize;
+
+constexpr uint32_t kLengthSize = 4;  // Before each NAL unit of a sample.
 
 bool EndsWithStartCode(const uint8_t* data, uint32_t size) {
   const uint8_t* const end = data + size;
@@ -26,11 +30,19 @@ void SplitAccessUnit(const uint8_t* data, uint32_t size, std::vector<NalUnit>* u
   }
 }
 
-bool AppendWithLength(const NalUnit& unit, kx_utility::RawBuffer* sample) {
-  const uint8_t length[] = {static_cast<uint8_t>(unit.size >> 24),
-                            static_cast<uint8_t>(unit.size >> 16),
-                            static_cast<uint8_t>(unit.size >> 8), static_cast<uint8_t>(unit.size)};
-  return sample->AppendData(length, sizeof(length)) && sample->AppendData(unit.data, unit.size);
+uint64_t SampleSize(const std::vector<NalUnit>& units) {
+  uint64_t size = 0;
+  for (const NalUnit& unit : units) size += kLengthSize + unit.size;
+  return size;
+}
+
+void PutSample(const std::vector<NalUnit>& units, uint8_t* sample) {
+  for (const NalUnit& unit : units) {
+    for (uint32_t i = 0; i < kLengthSize; ++i) {
+      *sample++ = static_cast<uint8_t>(unit.size >> (8 * (kLengthSize - 1 - i)));
+    }
+    sample = std::copy_n(unit.data, unit.size, sample);
+  }
 }
 
 }  // namespace kxrtc_host

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "kx_utility/raw_buffer.h"
 #include "kxrtc/media/video/h264/nal_unit.h"
 
 namespace kxrtc_host {
@@ -25,8 +24,11 @@ struct NalUnit {
 // out.
 void SplitAccessUnit(const uint8_t* data, uint32_t size, std::vector<NalUnit>* units);
 
-// Appends the length of `unit` in four bytes and the unit itself. False when the buffer is full.
-[[nodiscard]] bool AppendWithLength(const NalUnit& unit, kx_utility::RawBuffer* sample);
+// The size of the sample of these NAL units: each with its length in four bytes before it.
+uint64_t SampleSize(const std::vector<NalUnit>& units);
+
+// Writes the sample to `sample`, which has room for it.
+void PutSample(const std::vector<NalUnit>& units, uint8_t* sample);
 
 }  // namespace kxrtc_host
 

@@ -15,11 +15,12 @@ size_t CountEntries(const char* folder) {
   return static_cast<size_t>(std::distance(Iterator(folder), Iterator()));
 }
 
-size_t ReadCalls() {
+// The member `wanted` of what the system counts for the process.
+size_t FileCalls(const std::string& wanted) {
   std::ifstream file("/proc/self/io");
   std::string name;
   size_t count = 0;
-  while (file >> name >> count && name != "syscr:") {
+  while (file >> name >> count && name != wanted) {
   }
   return count;
 }
@@ -39,9 +40,15 @@ size_t ResidentBytes() {
 
 // Those of the counting itself are among them.
 size_t CountReadCalls(const std::function<void()>& body) {
-  const size_t before = ReadCalls();
+  const size_t before = FileCalls("syscr:");
   body();
-  return ReadCalls() - before;
+  return FileCalls("syscr:") - before;
+}
+
+size_t CountWriteCalls(const std::function<void()>& body) {
+  const size_t before = FileCalls("syscw:");
+  body();
+  return FileCalls("syscw:") - before;
 }
 
 }  // namespace kx_testing

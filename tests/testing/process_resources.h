@@ -11,8 +11,9 @@ size_t CountOpenFiles();
 size_t CountThreads();
 size_t ResidentBytes();
 
-// How many calls that read from files the process makes while `body` runs.
+// How many calls that read from files, or write to them, the process makes while `body` runs.
 size_t CountReadCalls(const std::function<void()>& body);
+size_t CountWriteCalls(const std::function<void()>& body);
 
 }  // namespace kx_testing
 

@@ -146,9 +146,10 @@ TEST(HostConcurrencyTest, StatelessFunctionsGiveEachThreadItsResult) {
       std::vector<NalUnit> units;
       SplitAccessUnit(unit.data(), static_cast<uint32_t>(unit.size()), &units);
       ASSERT_EQ(units.size(), 2u);
-      kx_utility::RawBuffer sample;
-      EXPECT_TRUE(AppendWithLength(units[1], &sample));
-      EXPECT_EQ(sample.size(), 7u);
+      uint8_t sample[13] = {};
+      EXPECT_EQ(SampleSize(units), sizeof(sample));
+      PutSample(units, sample);
+      EXPECT_EQ(sample[9], 3);
       EXPECT_EQ(ExactAudioSamples(i * kxrtc::kAudioFrameDurationUs), i * kSamplesPerAudioFrame);
       EXPECT_EQ(AudioSamplesToMicroseconds(i * kAudioSampleRate), i * kMicrosecondsPerSecond);
     }

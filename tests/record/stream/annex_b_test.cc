@@ -77,13 +77,14 @@ TEST(NalUnitTest, TellsItsType) {
   EXPECT_EQ((NalUnit{idr, 1}).type(), kxrtc::H264::kNaluTypeIdr);
 }
 
-TEST(AppendWithLengthTest, PutsABigEndianLengthInFront) {
+TEST(SampleTest, HasABigEndianLengthBeforeEachUnit) {
   const std::string payload(0x0102, 'x');
-  kx_utility::RawBuffer sample;
-  ASSERT_TRUE(
-      AppendWithLength({reinterpret_cast<const uint8_t*>(payload.data()), 0x0102}, &sample));
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(sample.data()), sample.size()),
-            "\0\0\1\2"s + payload);
+  const auto* data = reinterpret_cast<const uint8_t*>(payload.data());
+  const std::vector<NalUnit> units = {{data, 0x0102}, {data, 1}};
+  std::string sample(SampleSize(units), '\0');
+  PutSample(units, reinterpret_cast<uint8_t*>(sample.data()));
+  EXPECT_EQ(sample, "\0\0\1\2"s + payload + "\0\0\0\1x"s);
+  EXPECT_EQ(SampleSize({}), 0u);
 }
 
 }  // namespace
