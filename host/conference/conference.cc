@@ -23,6 +23,15 @@ constexpr uint64_t kScarceBytes = 1 << 20;
 constexpr const char* kExtensions[] = {kxrtc::kDescriptorFileExtension, kxrtc::kIndexFileExtension,
                                        kxrtc::kVideoFileExtension, kxrtc::kAudioFileExtension};
 
+// The record's files and the timeline beside them.
+std::vector<std::string> PathsOf(const std::string& folder) {
+  std::vector<std::string> paths = {folder + kSpeakerTimelineFileName};
+  for (const char* extension : kExtensions) {
+    paths.push_back(kxrtc::SpeakerRecordFilePath(folder, extension));
+  }
+  return paths;
+}
+
 bool IsDiskFull(const std::string& folder) {
   struct statvfs info = {};
   return statvfs(folder.c_str(), &info) == 0 &&
@@ -38,7 +47,7 @@ Conference::Conference(const Scenario& scenario, const ConferenceOptions& option
       observer_(observer),
       duration_us_(options.duration_us ? options.duration_us : scenario.duration_us),
       audio_factory_(&room_, &clock_, options.tap) {
-  recorder_.SetListener(&watch_);
+  recorder_.SetListener(&timeline_);
   ConferenceSite site;
   site.clock = &clock_;
   site.room = &room_;
@@ -74,6 +83,8 @@ ConferenceOutcome Conference::Run(std::string* error) {
   if (outcome == ConferenceOutcome::kComplete) outcome = StartRecorder(error);
   if (outcome == ConferenceOutcome::kComplete) outcome = Play(error);
   Finish();
+  (void)timeline_.Close();  // A failure is reported.
+  ReportTimelineFailure();
   outcome = Judge(outcome, error);
   folder_lock_.Unlock();
   return outcome;
@@ -130,9 +141,8 @@ ConferenceOutcome Conference::LockFolder(std::string* error) {
 }
 
 ConferenceOutcome Conference::CheckForRecord(std::string* error) const {
-  for (const char* extension : kExtensions) {
+  for (const std::string& path : PathsOf(options_.folder)) {
     std::error_code code;
-    const std::string path = kxrtc::SpeakerRecordFilePath(options_.folder, extension);
     const auto file = std::filesystem::symlink_status(path, code);
     if (!options_.replace_record && std::filesystem::exists(file)) {
       *error = options_.folder + ": already contains a record";
@@ -158,8 +168,7 @@ ConferenceOutcome Conference::PrepareFolder(std::string* error) {
   }
   const ConferenceOutcome checked = CheckForRecord(error);
   if (checked != ConferenceOutcome::kComplete) return checked;
-  for (const char* extension : kExtensions) {
-    const std::string path = kxrtc::SpeakerRecordFilePath(options_.folder, extension);
+  for (const std::string& path : PathsOf(options_.folder)) {
     if (::unlink(path.c_str()) == 0 || errno == ENOENT) continue;
     *error = path + ": cannot be removed: " + std::strerror(errno);
     return ConferenceOutcome::kFolderFailed;
@@ -181,6 +190,9 @@ ConferenceOutcome Conference::StartRecorder(std::string* error) {
     return failed("the record cannot be created");
   }
   if (!files_.Open(options_.folder, error)) return ConferenceOutcome::kStartFailed;
+  if (!timeline_.Create(options_.folder, scenario_.title, error)) {
+    return ConferenceOutcome::kStartFailed;
+  }
   AnnounceLocalMicrophone();
   if (!recorder_.StartRecording()) return failed("the recording cannot be started");
   started_ = watch_.WaitForSession(kStartTimeoutUs);
@@ -244,11 +256,19 @@ void Conference::Carry(const DueEvent& event) {
   if (before.camera_on != after.camera_on || before.share_on != after.share_on) {
     AnnounceVideo(member.participant().local);
   }
+  const ScenarioParticipant& participant = member.participant();
+  if (before.present != after.present) {
+    if (after.present) {
+      (void)timeline_.Join(participant.user_id, participant.name);  // The scenario was checked.
+    } else {
+      timeline_.Leave(participant.user_id);
+    }
+  }
   // The planned time, so that all who join together are exactly in step.
   member.Follow(start_us_ + event.at_us);
-  if (member.participant().local) AnnounceLocalMicrophone();
+  if (participant.local) AnnounceLocalMicrophone();
   AnnounceVoices();
-  observer_->OnAction(TimeUs(), member.participant(), event.action);
+  observer_->OnAction(TimeUs(), participant, event.action);
 }
 
 void Conference::AnnounceVideo(bool local) {
@@ -271,10 +291,13 @@ void Conference::AnnounceVideo(bool local) {
 void Conference::AnnounceVoices() {
   std::vector<uint32_t> user_ids;
   std::vector<uint8_t> speaking;
+  std::vector<uint32_t> speakers;
   for (const Voice& voice : room_.Voices()) {
     user_ids.push_back(voice.user_id);
     speaking.push_back(voice.speaking ? 1 : 0);
+    if (voice.speaking) speakers.push_back(voice.user_id);
   }
+  timeline_.SetSpeaking(speakers);
   (void)recorder_.UpdateVoiceActivity(user_ids.data(), speaking.data(),
                                       static_cast<uint32_t>(user_ids.size()));
 }
@@ -303,11 +326,19 @@ void Conference::Report() {
   for (const std::string& text : watch_.TakeFailures()) {
     observer_->OnNotice(time_us, "recorder: " + text);
   }
+  ReportTimelineFailure();
   WarnOfMissingFiles(time_us);
   progress_.time_us = time_us;
   progress_.counts = watch_.counts();
   progress_.queued_tasks = recorder_.QueuedTasks();
   observer_->OnProgress(progress_);
+}
+
+void Conference::ReportTimelineFailure() {
+  const std::string failure = timeline_.error();
+  if (timeline_failure_told_ || failure.empty()) return;
+  timeline_failure_told_ = true;
+  observer_->OnNotice(TimeUs(), failure);
 }
 
 // The recording goes on: a folder that was only moved still gets it.

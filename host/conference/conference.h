@@ -18,6 +18,7 @@
 #include "host/conference/recording_watch.h"
 #include "host/scenario/scenario.h"
 #include "kxrtc/recording/speaker_recorder.h"
+#include "record/speakers/speaker_timeline_writer.h"
 
 namespace kxrtc_host {
 
@@ -56,6 +57,7 @@ class Conference final : public ConferenceRun {
   void AnnounceVoices();
   void AnnounceLocalMicrophone();
   void Report();
+  void ReportTimelineFailure();
   void WarnOfMissingFiles(int64_t time_us);
   bool IsOver(int64_t time_us) const;
   bool RecordingFailed(std::string* error);
@@ -76,6 +78,8 @@ class Conference final : public ConferenceRun {
   AudioRoom room_;
   Notices notices_;
   RecordingWatch watch_;
+  SpeakerTimelineWriter timeline_{&watch_};
+  bool timeline_failure_told_ = false;
   ConferenceAudioFactory audio_factory_;
   kxrtc::SpeakerRecorder recorder_;
   std::vector<std::unique_ptr<ConferenceMember>> members_;

@@ -41,8 +41,8 @@ struct ScenarioEvent {
 
 struct ScenarioParticipant {
   uint32_t user_id = 0;  // Unique, not 0.
-  std::string name;
-  bool local = false;  // True for at most one participant.
+  std::string name;      // UTF-8.
+  bool local = false;    // True for at most one participant.
   std::optional<MediaSpec> camera;
   std::optional<MediaSpec> share;
   std::optional<MediaSpec> microphone;  // Own source of sound.
@@ -51,6 +51,7 @@ struct ScenarioParticipant {
 };
 
 struct Scenario {
+  std::string title;  // Of the conference; may be empty.
   std::optional<int64_t> duration_us;
   std::vector<ScenarioParticipant> participants;  // At least one.
 };

@@ -12,6 +12,8 @@
 #include "host/scenario/participant_state.h"
 #include "host/scenario/source_access.h"
 #include "record/index/record_text.h"
+#include "record/speakers/timeline_entry.h"
+#include "record/speakers/utf8.h"
 
 namespace kxrtc_host {
 namespace {
@@ -19,7 +21,6 @@ namespace {
 constexpr size_t kMaxDocumentSize = 4 << 20;
 constexpr unsigned kMaxParticipants = 256;
 constexpr unsigned kMaxEvents = 10000;
-constexpr size_t kMaxNameLength = 256;
 constexpr double kMaxSeconds = 7 * 24 * 3600;
 constexpr int kMaxNesting = 32;
 constexpr double kMicrosecondsPerSecond = 1e6;
@@ -55,6 +56,8 @@ class Reader {
   bool CheckMembers(const Value& value, const std::string& path,
                     std::initializer_list<const char*> known);
   bool ReadText(const Value& value, const std::string& path, size_t limit, std::string* text);
+  // A text for people.
+  bool ReadName(const Value& value, const std::string& path, size_t limit, std::string* text);
   bool ReadFlag(const Value& value, const std::string& path, bool* flag);
   bool ReadSeconds(const Value& value, const std::string& path, int64_t* time_us);
 
@@ -101,6 +104,12 @@ bool Reader::ReadText(const Value& value, const std::string& path, size_t limit,
   }
   *text = std::move(read);
   return true;
+}
+
+bool Reader::ReadName(const Value& value, const std::string& path, size_t limit,
+                      std::string* text) {
+  if (!ReadText(value, path, limit, text)) return false;
+  return IsUtf8(*text) || Error(value, path, "must be UTF-8");
 }
 
 bool Reader::ReadFlag(const Value& value, const std::string& path, bool* flag) {
@@ -245,7 +254,7 @@ bool Reader::ReadParticipant(const Value& value, const std::string& path,
   participant->user_id = user_id.asUInt();
   participant->name = "user " + std::to_string(participant->user_id);
   if (value.isMember("name") &&
-      !ReadText(value["name"], path + ".name", kMaxNameLength, &participant->name)) {
+      !ReadName(value["name"], path + ".name", kMaxPersonNameBytes, &participant->name)) {
     return false;
   }
   if (value.isMember("local") && !ReadFlag(value["local"], path + ".local", &participant->local)) {
@@ -309,8 +318,11 @@ bool Reader::Read(Scenario* scenario) {
     return ErrorInLine(1, std::string("is not JSON: ") + exception.what());
   }
   const Value& root = document;
-  if (!CheckMembers(root, "", {"duration", "participants"})) return false;
+  if (!CheckMembers(root, "", {"title", "duration", "participants"})) return false;
   Scenario read;
+  if (root.isMember("title") && !ReadName(root["title"], "title", kMaxTitleBytes, &read.title)) {
+    return false;
+  }
   if (root.isMember("duration")) {
     int64_t duration_us = 0;
     if (!ReadSeconds(root["duration"], "duration", &duration_us)) return false;

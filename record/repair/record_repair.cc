@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <string_view>
 
 #include "files/new_folder.h"
 #include "files/read_only_file.h"
@@ -14,6 +15,7 @@
 #include "record/index/record_text.h"
 #include "record/repair/file_roles.h"
 #include "record/repair/salvage_reader.h"
+#include "record/speakers/timeline_reader.h"
 
 namespace kxrtc_host {
 namespace {
@@ -41,7 +43,7 @@ class Repair {
 
   RepairResult Run() {
     result_.repaired = OpenSource() && CreateTarget() && WriteIndex() && TellUnnamed() &&
-                       WriteData() && WriteDescriptor() &&
+                       WriteData() && WriteDescriptor() && WriteTimeline() &&
                        (target_ == nullptr || Check(folder_.Commit()));
     result_.warning = folder_.warning();
     return std::move(result_);
@@ -59,11 +61,13 @@ class Repair {
     return Fail(folder_.error());
   }
 
-  bool Begin(const char* extension) {
-    return target_ == nullptr || Check(folder_.BeginFile(FileName(extension)));
+  bool Begin(const char* extension) { return BeginFile(FileName(extension)); }
+
+  bool BeginFile(const std::string& name) {
+    return target_ == nullptr || Check(folder_.BeginFile(name));
   }
 
-  bool Append(const std::string& bytes) {
+  bool Append(std::string_view bytes) {
     return target_ == nullptr || Check(folder_.Append(bytes.data(), bytes.size()));
   }
 
@@ -97,7 +101,8 @@ class Repair {
     folder_.set_is_wanted(options_.is_wanted);
     const std::vector<std::string> names = {
         FileName(kxrtc::kIndexFileExtension), FileName(kxrtc::kVideoFileExtension),
-        FileName(kxrtc::kAudioFileExtension), FileName(kxrtc::kDescriptorFileExtension)};
+        FileName(kxrtc::kAudioFileExtension), FileName(kxrtc::kDescriptorFileExtension),
+        kSpeakerTimelineFileName};
     if (folder_.Create(*target_, names)) return true;
     result_.target_refused = true;
     return Fail(folder_.error());
@@ -259,6 +264,34 @@ class Repair {
     overall.audio_channel_count = result_.audio_channels;
     const std::string text = kxrtc::RenderSpeakerRecordDesc(overall, sessions_);
     return Begin(kxrtc::kDescriptorFileExtension) && Append(text);
+  }
+
+  // The people: every whole line up to the end of the new record.
+  bool WriteTimeline() {
+    TimelineReader reader;
+    if (!reader.Open(RecordFolderPath(source_))) {
+      if (!reader.problem().empty()) TellLostLines("everything");
+      return true;
+    }
+    if (!BeginFile(kSpeakerTimelineFileName) || !Append(reader.line())) return false;
+    const int64_t end_us = sessions_.back().sessoin_end_timestamp_us;
+    uint64_t damaged = 0;
+    for (;;) {
+      const TimelineReader::Step step = reader.Next();
+      if (step == TimelineReader::Step::kEnd) break;
+      if (step == TimelineReader::Step::kDamaged) {
+        ++damaged;
+      } else if (reader.entry().time_us <= end_us && !Append(reader.line())) {
+        return false;
+      }
+    }
+    if (damaged > 0) TellLostLines(CountText(damaged, "damaged line"));
+    return true;
+  }
+
+  void TellLostLines(const std::string& what) {
+    result_.changes.Add({RepairChange::Kind::kLost, 0, std::nullopt,
+                         what + " of " + kSpeakerTimelineFileName + ": left out"});
   }
 
   const std::string& source_;

@@ -279,6 +279,34 @@ Json::Value InfoDocument(const RecordSummary& summary) {
   return document;
 }
 
+void AddSpeakerTimeline(const SpeakerTimeline& timeline, Json::Value* document) {
+  if (!timeline.exists) return;
+  Json::Value& value = (*document)["speaker_timeline"];
+  if (!timeline.problem.empty()) {
+    value["problem"] = timeline.problem;
+    return;
+  }
+  if (!timeline.title.empty()) value["title"] = timeline.title;
+  value["damaged_lines"] = U64(timeline.damaged_lines);
+  value["sessions"] = Json::Value(Json::arrayValue);
+  for (const TimelineSession& session : timeline.sessions) {
+    Json::Value element;
+    element["start_us"] = I64(session.start_us);
+    element["utc"] = UtcText(session.utc_us);
+    value["sessions"].append(element);
+  }
+  value["people"] = Json::Value(Json::arrayValue);
+  for (const Person& person : timeline.people) {
+    Json::Value element;
+    element["user_id"] = person.user_id;
+    element["name"] = person.name;
+    element["heard_us"] = I64(person.heard_us);
+    element["seen_us"] = I64(person.seen_us);
+    element["turns"] = U64(person.turns);
+    value["people"].append(element);
+  }
+}
+
 Json::Value VerifyDocument(const RecordSummary& summary,
                            const std::optional<RepairResult>& preview) {
   Json::Value document = Document("kxrtc.verify");

@@ -9,6 +9,7 @@
 #include "record/check/record_summary.h"
 #include "record/index/index_walker.h"
 #include "record/repair/record_repair.h"
+#include "record/speakers/speaker_timeline.h"
 
 namespace Json {
 class Value;
@@ -20,6 +21,9 @@ namespace kxrtc_host {
 inline constexpr int kDocumentVersion = 1;
 
 Json::Value InfoDocument(const RecordSummary& summary);
+// Adds the member "speaker_timeline", unless there is none beside the record.
+void AddSpeakerTimeline(const SpeakerTimeline& timeline, Json::Value* document);
+
 // `preview`: of the repair that the record needs; none if it needs none.
 Json::Value VerifyDocument(const RecordSummary& summary,
                            const std::optional<RepairResult>& preview = std::nullopt);

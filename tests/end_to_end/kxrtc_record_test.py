@@ -155,7 +155,7 @@ class RecordTest(unittest.TestCase):
             camera(2, "ben.mp4", {"at": 4.5, "do": "mute"}),
             camera(3, "cleo.ts", {"at": 6, "do": "share_on"},
                    share={"source": str(self.media / "slides.264"), "frame_rate": 10}),
-            duration=7.5)
+            duration=7.5, title="Weekly")
         return self.record_all()
 
     def test_round_trip(self):
@@ -181,6 +181,7 @@ class RecordTest(unittest.TestCase):
         self.check_audio(found["audio_frames"])
         self.check_decodes(self.file("video"))
         self.check_mp4(stretches)
+        self.check_timeline(index)
 
     def check_audio(self, frames):
         probe = run("ffprobe", "-v", "error", "-count_packets", "-show_entries",
@@ -189,6 +190,20 @@ class RecordTest(unittest.TestCase):
         self.assertEqual(json.loads(probe.stdout)["streams"], [{
             "codec_name": "aac", "profile": "LC", "sample_rate": "48000", "channels": 2,
             "nb_read_packets": str(frames)}])
+
+    def check_timeline(self, index):
+        """The people beside the record are those of the scenario, at the times of the index."""
+        lines = (self.record / speaker_record.TIMELINE).read_text().splitlines()
+        header, *entries = map(json.loads, lines)
+        self.assertEqual(header, {"speaker_timeline": 1, "title": "Weekly"})
+        self.assertEqual([entry["user_id"] for entry in entries if entry["event"] == "selected"],
+                         [1, 2, 3, 3])
+        of_index = [time for kind, time, _ in index.records if kind == speaker_record.CHANNEL]
+        self.assertEqual([entry["us"] for entry in entries if entry["event"] == "selected"], of_index)
+        people = json.loads(run(KXRTC, "info", "--json", self.record).stdout)["speaker_timeline"]["people"]
+        self.assertEqual([person["user_id"] for person in people], [1, 2, 3])
+        self.assertGreater(people[1]["heard_us"], 500000)  # Ben is heard until he is muted.
+        self.assertLess(people[1]["heard_us"], 5300000)
 
     def check_decodes(self, path):
         done = run("ffmpeg", "-v", "error", "-i", path, "-map", "0:v", "-enc_time_base", "-1",
@@ -342,7 +357,7 @@ class RecordTest(unittest.TestCase):
             self.refuse(OUTPUT_REFUSED, f"/record/: process {first.pid} records into this folder; "
                         "wait for its end or use another folder", *options)
         names = sorted(path.name for path in self.record.iterdir())
-        self.assertEqual(names, sorted(speaker_record.FILES.values()))
+        self.assertEqual(names, speaker_record.RECORDED)
         status, end, errors = self.end(first)
         self.assertEqual((status, errors), (OK, ""))
         self.check_whole(end)

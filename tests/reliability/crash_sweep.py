@@ -3,7 +3,8 @@
 
 usage: crash_sweep.py RECORDING_LOAD KXRTC [RUNS [SEED]]     (20 runs)
 
-After each kill: at most the frame in flight of each stream is lost, `kxrtc repair` keeps every whole
+After each kill: the speaker timeline has every selection of the index but the last, in whole lines, and
+the repaired record has these lines up to its end; at most the frame in flight of each stream is lost, `kxrtc repair` keeps every whole
 frame, an independent reader finds nothing wrong with the repaired record, `kxrtc verify` replays it to
 its end, and every tenth one is transcoded and decoded by ffmpeg without a message.
 """
@@ -57,6 +58,25 @@ def frames_in_flight(folder, record):
     return {"video": video, "audio": count_adts_frames(tails["audio"])}
 
 
+def check_timeline(folder, repaired_folder):
+    """Breaches of what the speaker timeline promises (docs/speaker_timeline_format.md)."""
+    *lines, _ = (folder / speaker_record.TIMELINE).read_bytes().split(b"\n")
+    entries = [json.loads(line) for line in lines]  # Every whole line is one.
+    index = (repaired_folder / speaker_record.FILES["index"]).read_bytes()
+    records = list(speaker_record.decode(index))
+    selections = [time_us for kind, time_us, _ in records if kind == speaker_record.CHANNEL]
+    told = [entry["us"] for entry in entries[1:] if entry["event"] == "selected"]
+    breaches = []
+    if told[:len(selections)] != selections[:len(told)] or len(told) < len(selections) - 1:
+        breaches.append(f"timeline: selections at {told}, in the index at {selections}")
+    *kept, rest = (repaired_folder / speaker_record.TIMELINE).read_bytes().split(b"\n")
+    end_us = records[-1][1]
+    wanted = lines[:1] + [line for line, entry in zip(lines[1:], entries[1:]) if entry["us"] <= end_us]
+    if kept != wanted or rest:
+        breaches.append(f"timeline: {len(kept)} lines repaired of {len(wanted)}")
+    return breaches
+
+
 def check_run(folder, kxrtc, decode):
     """Returns (frames kept, breaches)."""
     torn = read_record(f"{folder}/", with_frames=True)
@@ -72,6 +92,7 @@ def check_run(folder, kxrtc, decode):
         return 0, breaches + [f"repair: status {result.returncode}: {result.stderr}"]
     repaired = read_record(f"{repaired_folder}/", with_frames=True)
     breaches += repaired["problems"]
+    breaches += check_timeline(folder, repaired_folder)
     if repaired["frames"] != torn["frames"]:
         breaches.append(f"{len(torn['frames'])} whole frames became {len(repaired['frames'])}")
     replay = json.loads(run(kxrtc, "verify", "--json", repaired_folder).stdout)["replay"]

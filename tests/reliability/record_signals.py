@@ -38,7 +38,7 @@ def check_finished(folder):
     if kinds.count(speaker_record.START) != 1 or kinds[-1] != speaker_record.STOP:
         yield f"no session with an end: {kinds}"
     names = sorted(path.name for path in folder.iterdir())
-    if names != sorted(speaker_record.FILES.values()):
+    if names != speaker_record.RECORDED:
         yield f"files: {names}"
 
 

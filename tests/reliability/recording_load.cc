@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "kxrtc/recording/speaker_recorder.h"
+#include "record/speakers/speaker_timeline_writer.h"
 #include "tests/testing/fake_audio_mixer.h"
 
 namespace {
@@ -27,6 +28,7 @@ using kx_testing::FakeAudioMixer;
 using kxrtc::EncodedImage;
 using kxrtc::PeerConnectionConductor;
 using kxrtc::SpeakerRecorder;
+using kxrtc_host::SpeakerTimelineWriter;
 
 constexpr uint32_t kUsers[] = {1, 2};  // Also their ssrc.
 constexpr uint32_t kWidth = 320;
@@ -113,10 +115,11 @@ void SendAudio(SpeakerRecorder* recorder, const std::vector<std::string>& frames
   }
 }
 
-void TakeTurns(SpeakerRecorder* recorder, Pace pace) {
+void TakeTurns(SpeakerRecorder* recorder, SpeakerTimelineWriter* timeline, Pace pace) {
   for (int turn = 0; pace.Next(); ++turn) {
     const uint8_t speaking[] = {turn % 2 == 0, turn % 2 != 0};
     recorder->UpdateVoiceActivity(kUsers, speaking, 2);
+    timeline->SetSpeaking({kUsers[turn % 2]});
   }
 }
 
@@ -130,7 +133,12 @@ int main(int argc, char** argv) {
   const double rate = argc > 5 ? std::atof(argv[5]) : kRate;
 
   FakeAudioMixer mixer;
+  SpeakerTimelineWriter timeline(nullptr);
+  std::string error;
+  if (!timeline.Create(argv[1], "Load", &error)) return 1;
+  for (const uint32_t user : kUsers) (void)timeline.Join(user, "user");  // Cannot be refused.
   SpeakerRecorder recorder;
+  recorder.SetListener(&timeline);
   if (!recorder.Initialize(argv[1], &mixer, nullptr)) return 1;
   const PeerConnectionConductor::media_type types[] = {PeerConnectionConductor::kCamera,
                                                        PeerConnectionConductor::kCamera};
@@ -144,7 +152,7 @@ int main(int argc, char** argv) {
   }
   threads.emplace_back(SendAudio, &recorder, std::cref(audio),
                        Pace(kAudioFramesASecond * rate, &stopping));
-  threads.emplace_back(TakeTurns, &recorder, Pace(kTurnsASecond, &stopping));
+  threads.emplace_back(TakeTurns, &recorder, &timeline, Pace(kTurnsASecond, &stopping));
   std::puts("recording");
   std::fflush(stdout);
   if (argc > 4) {

@@ -11,6 +11,8 @@ from pathlib import Path
 STEM = "SpeakeRecord"  # sic
 FILES = {"index": STEM + ".index", "video": STEM + ".264", "audio": STEM + ".aac",
          "descriptor": STEM + ".desc"}
+TIMELINE = "SpeakerTimeline.ndjson"
+RECORDED = sorted([*FILES.values(), TIMELINE])  # What kxrtc record leaves in a folder.
 
 START, STOP, CHANNEL, ATTRIBUTES, VIDEO, AUDIO = (
     0xEEDDCC01, 0xEEDDCC02, 0xEEDDCC03, 0xEEDDCC04, 0xEEDDCC06, 0xEEDDCC07)

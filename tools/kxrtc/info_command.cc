@@ -5,7 +5,9 @@
 #include <memory>
 #include <string>
 
+#include "record/index/record_files.h"
 #include "record/show/record_documents.h"
+#include "record/speakers/speaker_timeline.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/examine_record.h"
 #include "tools/kxrtc/exit_status.h"
@@ -26,10 +28,16 @@ ExitStatus Info(const InfoOptions& options) {
   if (!ExamineRecord(options.record_dir, SoundExamination::kNone, &summary, &error)) {
     return Fail(kExitFailure, error);
   }
+  const kxrtc_host::SpeakerTimeline timeline = kxrtc_host::ReadSpeakerTimeline(
+      kxrtc_host::RecordFolderPath(options.record_dir),
+      summary.sessions.empty() ? 0 : summary.sessions.back().end_us);
   if (options.json) {
-    PrintJsonLine(kxrtc_host::InfoDocument(summary));
+    Json::Value document = kxrtc_host::InfoDocument(summary);
+    kxrtc_host::AddSpeakerTimeline(timeline, &document);
+    PrintJsonLine(document);
   } else if (summary.index_records > 0) {
     PrintInfo(summary);
+    PrintSpeakerTimeline(timeline);
   }
   if (summary.index_records > 0) return kExitOk;
   return FailWithoutRecord(options.record_dir);

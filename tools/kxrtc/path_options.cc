@@ -3,12 +3,15 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
 #include "files/link_target.h"
 #include "host/scenario/scenario_reader.h"
 #include "host/scenario/source_access.h"
 #include "kxrtc/recording/speaker_record_format.h"
 #include "record/index/record_files.h"
+#include "record/speakers/timeline_entry.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -45,10 +48,13 @@ std::string HintAtForce(const std::string& path, bool force) {
 }
 
 std::string ConflictWithRecord(const std::string& folder, const std::string& path) {
+  const std::string prefix = kxrtc_host::RecordFolderPath(folder);
+  std::vector<std::string> files = {prefix + kxrtc_host::kSpeakerTimelineFileName};
   for (const char* extension : {kxrtc::kDescriptorFileExtension, kxrtc::kIndexFileExtension,
                                 kxrtc::kVideoFileExtension, kxrtc::kAudioFileExtension}) {
-    const std::string file =
-        kxrtc::SpeakerRecordFilePath(kxrtc_host::RecordFolderPath(folder), extension);
+    files.push_back(kxrtc::SpeakerRecordFilePath(prefix, extension));
+  }
+  for (const std::string& file : files) {
     if (kxrtc_host::LeadToSameFile(file, path)) return " is a file of the record";
   }
   return "";

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "kxrtc/recording/replay_rules.h"
 #include "record/index/record_text.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/terminal_text.h"
@@ -186,6 +187,39 @@ void PrintInfo(const kxrtc_host::RecordSummary& summary) {
   PrintSessions(summary);
   PrintChannels(summary);
   PrintSwitches(summary);
+}
+
+void PrintSpeakerTimeline(const kxrtc_host::SpeakerTimeline& timeline) {
+  if (!timeline.exists) return;
+  if (!timeline.problem.empty()) {
+    std::printf("\npeople     unknown: %s\n", TerminalText(timeline.problem).c_str());
+    return;
+  }
+  std::printf("\n");
+  if (!timeline.title.empty()) std::printf("title      %s\n", TerminalText(timeline.title).c_str());
+  if (!timeline.sessions.empty()) {
+    std::printf("started    %s\n", kxrtc_host::UtcText(timeline.sessions.front().utc_us).c_str());
+  }
+  if (timeline.damaged_lines > 0) {
+    std::printf("damaged    %s of the speaker timeline, passed over\n",
+                CountText(timeline.damaged_lines, "line").c_str());
+  }
+  int64_t heard_us = 0;
+  for (const kxrtc_host::Person& person : timeline.people) {
+    heard_us = kxrtc::SaturatedAdd(heard_us, person.heard_us);
+  }
+  std::printf("%18s  %5s  %8s  %18s  %s\n", "HEARD", "SHARE", "TURNS", "SEEN", "PERSON");
+  size_t row = 0;
+  for (const kxrtc_host::Person& person : timeline.people) {
+    if (++row > kMaxRows) break;
+    const double share =
+        heard_us == 0 ? 0
+                      : 100 * static_cast<double>(person.heard_us) / static_cast<double>(heard_us);
+    std::printf("%18s  %4.0f%%  %8" PRIu64 "  %18s  %s\n", SecondsText(person.heard_us).c_str(),
+                share, person.turns, SecondsText(person.seen_us).c_str(),
+                TerminalText(person.name).c_str());
+  }
+  PrintRest(timeline.people.size());
 }
 
 void PrintFindings(const kxrtc_host::FindingList& findings) {

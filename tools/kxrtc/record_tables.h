@@ -6,10 +6,12 @@
 
 #include "record/check/record_summary.h"
 #include "record/repair/record_repair.h"
+#include "record/speakers/speaker_timeline.h"
 
 namespace kxrtc_tool {
 
 void PrintInfo(const kxrtc_host::RecordSummary& summary);
+void PrintSpeakerTimeline(const kxrtc_host::SpeakerTimeline& timeline);  // If there is one.
 void PrintFindings(const kxrtc_host::FindingList& findings);
 // `preview`: of the repair that the record needs; none if it needs none.
 void PrintReplay(const kxrtc_host::RecordSummary& summary,

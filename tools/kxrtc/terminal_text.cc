@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "record/index/record_text.h"
+#include "record/speakers/utf8.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -26,23 +27,6 @@ bool IsHarmful(uint32_t character) {
   });
 }
 
-// The length of the UTF-8 character at `at`, two bytes or more, and its number; 0 if it is not one
-// (RFC 3629, clause 4).
-size_t ReadCharacter(const std::string& text, size_t at, uint32_t* character) {
-  constexpr uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-  const auto lead = static_cast<uint8_t>(text[at]);
-  const size_t length = lead >= 0xF0 ? 4 : (lead >= 0xE0 ? 3 : 2);
-  if (lead < 0xC0 || lead > 0xF4 || text.size() - at < length) return 0;
-  *character = lead & (0xFFU >> (length + 1));
-  for (size_t i = 1; i < length; ++i) {
-    const auto next = static_cast<uint8_t>(text[at + i]);
-    if ((next & 0xC0) != 0x80) return 0;
-    *character = *character << 6 | (next & 0x3F);
-  }
-  const bool is_surrogate = *character >= 0xD800 && *character <= 0xDFFF;
-  return *character < kLeast[length] || *character > 0x10FFFF || is_surrogate ? 0 : length;
-}
-
 std::string ByteText(char byte) {
   if (byte == '\n') return "\\n";
   if (byte == '\t') return "\\t";
@@ -61,8 +45,8 @@ std::string TerminalText(const std::string& text) {
       continue;
     }
     uint32_t character = 0;
-    const size_t length = ReadCharacter(text, i, &character);
-    if (length == 0) {
+    const size_t length = kxrtc_host::ReadUtf8Character(text, i, &character);
+    if (length <= 1) {  // No character, or a control.
       shown += ByteText(c);
       ++i;
       continue;
