@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
-"""Times `kxrtc transcode` and its peers at the same work: medians of interleaved runs.
+"""Times `kxrtc transcode`, `verify` and their peers at the same work: medians of interleaved runs.
 
-usage: transcode_benchmark.py copy|encode|sound|memory KXRTC RECORD_DIR [--runs N] [--preset P]
+usage: transcode_benchmark.py copy|encode|sound|verify|memory KXRTC RECORD_DIR [--runs N] [--preset P]
 
 copy    against `ffmpeg -c copy -movflags +faststart` of the same elementary streams, and against
         two programs that put the two data files into one: `cat`, which lets the kernel copy, and
         `dd`, which reads and writes blocks of 256 KiB
 encode  against the ffmpeg command line with the same encoder settings
 sound   what it costs to try each audio frame with a decoder: in copy mode and in `kxrtc verify`
+verify  `kxrtc verify` and `report` against one `cat` of the record's files
 memory  the largest resident memory of both modes; run it on a short and on a long record
 
 Warm: everything is read once before. What is written is removed each time. `kxrtc` is timed with
@@ -67,6 +68,14 @@ def commands(mode, kxrtc, record, output, preset):
             "kxrtc verify --quick": f"exec {kxrtc} verify --quick {record} > {output}",
             "kxrtc verify": f"exec {kxrtc} verify {record} > {output}",
         }
+    if mode == "verify":
+        return {
+            "cat": f"cat {record}/{speaker_record.FILES['index']} {video} {audio} > /dev/null && "
+                   f"> {output}",
+            "kxrtc verify --quick": f"exec {kxrtc} verify --quick {record} > {output}",
+            "kxrtc verify": f"exec {kxrtc} verify {record} > {output}",
+            "kxrtc report": f"exec {kxrtc} report {record} {output}",
+        }
     return {
         "kxrtc copy": f"{ours} --video copy --no-sync",
         "kxrtc encode": f"{ours} --no-hardware --preset ultrafast --no-sync",
@@ -75,7 +84,7 @@ def commands(mode, kxrtc, record, output, preset):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("mode", choices=["copy", "encode", "sound", "memory"])
+    parser.add_argument("mode", choices=["copy", "encode", "sound", "verify", "memory"])
     parser.add_argument("kxrtc")
     parser.add_argument("record")
     parser.add_argument("--runs", type=int, default=5)

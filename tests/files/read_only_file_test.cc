@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "tests/testing/process_resources.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kxrtc_host {
@@ -46,6 +47,24 @@ TEST(ReadOnlyFileTest, ShowsPiecesOfAnyPlaceThroughItsWindow) {
   EXPECT_EQ(view(content.size(), 0), "");
   EXPECT_EQ(view(content.size() - 1, 2), "none");
   EXPECT_EQ(view(~uint64_t{0}, 2), "none");
+}
+
+TEST(ReadOnlyFileTest, ReadsFarPiecesAloneAndTheRestInWholeWindows) {
+  constexpr uint64_t kPieces = 100;
+  constexpr uint64_t kDistance = 2 * ReadOnlyFile::kWindowSize;
+  constexpr size_t kOfTheCounting = 4096;
+  const TempDir dir;
+  kx_testing::WriteFile(dir.File("data"), "");
+  std::filesystem::resize_file(dir.File("data"), kPieces * kDistance);
+  ReadOnlyFile file;
+  ASSERT_EQ(file.Open(dir.File("data")), ReadOnlyFile::State::kOpen);
+  const auto view_each = [&](uint64_t distance, uint64_t pieces) {
+    for (uint64_t i = 1; i <= pieces; ++i) EXPECT_NE(file.View(i * distance, 10), nullptr);
+  };
+  EXPECT_LE(kx_testing::CountReadBytes([&] { view_each(kDistance, kPieces - 1); }),
+            kPieces * 4096 + kOfTheCounting);
+  EXPECT_LE(kx_testing::CountReadCalls([&] { view_each(10, 2 * ReadOnlyFile::kWindowSize / 10); }),
+            8u);
 }
 
 TEST(ReadOnlyFileTest, ShowsNothingOfAFileThatBecameShorter) {

@@ -15,14 +15,21 @@ size_t CountEntries(const char* folder) {
   return static_cast<size_t>(std::distance(Iterator(folder), Iterator()));
 }
 
-// The member `wanted` of what the system counts for the process.
-size_t FileCalls(const std::string& wanted) {
+// A counter of what the process has read and written so far.
+size_t Counted(const char* counter) {
   std::ifstream file("/proc/self/io");
   std::string name;
   size_t count = 0;
-  while (file >> name >> count && name != wanted) {
+  while (file >> name >> count && name != counter) {
   }
   return count;
+}
+
+// Those of the counting itself are among them.
+size_t CountedDuring(const char* counter, const std::function<void()>& body) {
+  const size_t before = Counted(counter);
+  body();
+  return Counted(counter) - before;
 }
 
 }  // namespace
@@ -38,17 +45,10 @@ size_t ResidentBytes() {
   return resident_pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
 }
 
-// Those of the counting itself are among them.
-size_t CountReadCalls(const std::function<void()>& body) {
-  const size_t before = FileCalls("syscr:");
-  body();
-  return FileCalls("syscr:") - before;
-}
+size_t CountReadCalls(const std::function<void()>& body) { return CountedDuring("syscr:", body); }
 
-size_t CountWriteCalls(const std::function<void()>& body) {
-  const size_t before = FileCalls("syscw:");
-  body();
-  return FileCalls("syscw:") - before;
-}
+size_t CountReadBytes(const std::function<void()>& body) { return CountedDuring("rchar:", body); }
+
+size_t CountWriteCalls(const std::function<void()>& body) { return CountedDuring("syscw:", body); }
 
 }  // namespace kx_testing

@@ -11,8 +11,10 @@ size_t CountOpenFiles();
 size_t CountThreads();
 size_t ResidentBytes();
 
-// How many calls that read from files, or write to them, the process makes while `body` runs.
+// How many calls that read from files the process makes while `body` runs, and how much they read;
+// and how many that write to them. Those of the counting itself are among them.
 size_t CountReadCalls(const std::function<void()>& body);
+size_t CountReadBytes(const std::function<void()>& body);
 size_t CountWriteCalls(const std::function<void()>& body);
 
 }  // namespace kx_testing
