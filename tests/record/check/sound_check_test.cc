@@ -95,6 +95,24 @@ TEST_F(SoundCheckTest, LooksAtTheFramesThatTheMp4Contains) {
   EXPECT_THAT(examiner_.asked, ElementsAre("type 2, 2 channels", "one", "two"));
 }
 
+// What the index names in vain is no sound: it neither ends a run nor counts as a good frame.
+TEST_F(SoundCheckTest, ARunGoesOnBehindFramesThatAreNotInTheFile) {
+  Audio(WithAdts("one"));
+  Audio(WithAdts("bad"));
+  builder_.DataRecord(kAudioRecord, time_ += 21333, 1 << 20, 10);
+  Audio(WithAdts("bad"));
+  EXPECT_THAT(Told(), ElementsAre("42666: 2 audio frames in a row, the first at 10 of .aac, cannot "
+                                  "be decoded"));
+}
+
+TEST_F(SoundCheckTest, ARawFrameThatIsNotInTheFileShowsNoSound) {
+  builder_.DataRecord(kAudioRecord, time_ += 21333, 1 << 20, 10);
+  for (const char* frame : {"bad", "one"}) Audio(frame);
+  const RecordSummary summary = Analyse();
+  EXPECT_EQ(summary.findings.count(FindingCode::kAudioLeftOut), 1u);
+  EXPECT_EQ(summary.findings.count(FindingCode::kAudioUndecodable), 0u);
+}
+
 TEST_F(SoundCheckTest, LooksAtRawFrames) {
   Audio("one");
   Audio(std::string(kMaxAacFrameSize, 'x'));

@@ -380,6 +380,41 @@ TEST(RecordAnalysisTest, ALargeDescriptorIsJudgedAsTheLibraryDoes) {
   }
 }
 
+// A second of sound and pictures, then `gap` in the index, then another second.
+RecordSummary WithIndexGap(const std::string& gap) {
+  const TempDir dir;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360);
+  for (int second = 0; second < 2; ++second) {
+    if (second == 1) builder.RawIndex(gap);
+    for (int i = 1; i <= 47; ++i) {
+      builder.Audio(second * 1002651 + i * 21333, kx_testing::WithAdts("sound"));
+      if (i % 2 == 1) builder.Video(second * 1002651 + i * 21333 + 1, KeyFrame640x360());
+    }
+  }
+  builder.Stop(2100000).Write();
+  return AnalyseRecord(dir.path());
+}
+
+TEST(RecordAnalysisTest, NothingIsPredictedBehindABrokenIndex) {
+  const RecordSummary whole = WithIndexGap("");
+  EXPECT_TRUE(whole.replay.completes);
+  EXPECT_EQ(whole.replay.audio_samples, 94u);
+  EXPECT_EQ(whole.replay.copy.contents.video_samples, 48u);
+  for (const auto mode : {&ReplayPrediction::copy, &ReplayPrediction::encode}) {
+    const FileContents& contents = (whole.replay.*mode).contents;
+    EXPECT_EQ(contents.audio_frames, 94u);
+    EXPECT_NEAR(static_cast<double>(contents.duration_us), 2005333, 50000);
+  }
+  const RecordSummary broken = WithIndexGap("torn");
+  EXPECT_FALSE(broken.replay.completes);
+  EXPECT_EQ(broken.replay.audio_samples, 47u);
+  for (const auto mode : {&ReplayPrediction::copy, &ReplayPrediction::encode}) {
+    EXPECT_EQ((broken.replay.*mode).kind, TranscodeKind::kRecordDamaged);
+    EXPECT_EQ((broken.replay.*mode).contents.audio_frames, 0u);
+  }
+}
+
 TEST(RecordAnalysisTest, MakesTheSameDocumentEachTime) {
   const TempDir dir;
   TwoSessions(dir).RawIndex("torn").Write();
