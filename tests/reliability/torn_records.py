@@ -229,19 +229,26 @@ def check_preview(kxrtc, folder, document, info):
         yield "verify calls the repair impossible"
 
 
-def check_mp4(kxrtc, folder, mp4, mode):
+def check_mp4(kxrtc, folder, found, mp4, mode):
     result = run(kxrtc, "transcode", folder, mp4, "--video", mode, "--no-sync", "--no-hardware",
                  "--preset", "ultrafast", "--quiet")
+    told = result.stderr.strip()
     if result.returncode != 0 or not mp4.is_file():
-        yield f"transcode --video {mode}: status {result.returncode}: {result.stderr.strip()}"
+        yield f"transcode --video {mode}: status {result.returncode}: {told}"
         return
     result = run("ffmpeg", "-v", "error", "-i", mp4, "-f", "null", "-")
     if result.returncode != 0:
         yield f"ffmpeg cannot decode the MP4 ({mode}): {result.stderr.strip()[-300:]}"
     probe = run("ffprobe", "-v", "quiet", "-show_entries", "stream=codec_type,nb_frames", "-of",
                 "json", mp4)
-    if not any(int(stream.get("nb_frames", 0)) for stream in json.loads(probe.stdout)["streams"]):
+    frames = {stream["codec_type"]: int(stream.get("nb_frames", 0))
+              for stream in json.loads(probe.stdout)["streams"]}
+    if not any(frames.values()):
         yield f"the MP4 ({mode}) is empty"
+    if frames.get("audio", 0) < found["audio_frames"] and not told:
+        yield f"the MP4 ({mode}) has {frames.get('audio', 0)} of {found['audio_frames']} sounds"
+    if mode == "copy" and frames.get("video", 0) < found["video_frames"] and not told:
+        yield f"the MP4 has {frames.get('video', 0)} of {found['video_frames']} pictures"
 
 
 def check(kxrtc, record, folder, modes, mp4_stem, sums):
@@ -271,7 +278,7 @@ def check(kxrtc, record, folder, modes, mp4_stem, sums):
     yield from (f"verify: {finding['code']}: {finding['text']}" for finding in verified["findings"]
                 if finding["severity"] == "error")
     for mode in modes:
-        yield from check_mp4(kxrtc, repaired, Path(f"{mp4_stem}-{mode}.mp4"), mode)
+        yield from check_mp4(kxrtc, repaired, found, Path(f"{mp4_stem}-{mode}.mp4"), mode)
 
 
 def main():
