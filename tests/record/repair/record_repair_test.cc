@@ -40,6 +40,8 @@ TEST(RecordRepairTest, CopiesAValidRecordByteForByte) {
   EXPECT_EQ(after.at(".index"), before.at(".index"));
   EXPECT_EQ(after.at(".264"), before.at(".264"));
   EXPECT_EQ(after.at(".aac"), before.at(".aac"));
+  EXPECT_EQ(result.kept.video_end, before.at(".264").size());
+  EXPECT_EQ(result.kept.audio_end, before.at(".aac").size());
   EXPECT_EQ(result.changes.lost + result.changes.added, 0u);
   EXPECT_EQ(AnalyseRecord(target.File("new")).findings.Verdict(), Severity::kInfo);
 }

@@ -276,6 +276,27 @@ std::vector<SalvageCase> Cases() {
   return cases;
 }
 
+// Nothing but pictures, and they have no timing of their own.
+TEST(PicturesAloneTest, GetTheTimesOfTheUsualRate) {
+  const TempDir dir;
+  const TempDir target;
+  Healthy(dir).Write();
+  std::filesystem::remove(dir.File("SpeakeRecord.index"));
+  std::filesystem::remove(dir.File("SpeakeRecord.aac"));
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  ASSERT_TRUE(result.repaired) << result.error;
+  EXPECT_THAT(result.changes.kept,
+              testing::Contains(testing::Field(&RepairChange::text,
+                                               HasSubstr("times by the usual rate of pictures"))));
+  std::vector<long long> distances;
+  const std::string index = kx_testing::ReadFile(target.File("new/SpeakeRecord.index"));
+  const std::vector<long long> times = kx_testing::DumpTimes(index);
+  for (size_t i = times.size() - kFrames; i + 1 < times.size(); ++i) {
+    distances.push_back(times[i] - times[i - 1]);
+  }
+  EXPECT_THAT(distances, testing::Each(41666));
+}
+
 INSTANTIATE_TEST_SUITE_P(Records, RecordSalvageTest, testing::ValuesIn(Cases()),
                          [](const auto& test) { return test.param.name; });
 

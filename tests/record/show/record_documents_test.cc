@@ -94,6 +94,15 @@ TEST(RecordDocumentsTest, TheMediaTypesHaveTheirDocumentedMeaning) {
               HasSubstr("0: no video; 2: camera; 3: desktop share"));
 }
 
+TEST(RecordDocumentsTest, InfoTellsTheChannelsOfTheDescriptorWhereThereIsOne) {
+  const TempDir dir;
+  RecordBuilder(dir).Start(0).Stop(1).AudioChannels(6).Write();
+  const Json::Value audio = InfoDocument(AnalyseRecord(dir.path()))["audio"];
+  EXPECT_EQ(audio["descriptor_channels"].asUInt(), 6u);
+  kx_testing::WriteFile(dir.File("SpeakeRecord.desc"), "torn");
+  EXPECT_FALSE(InfoDocument(AnalyseRecord(dir.path()))["audio"].isMember("descriptor_channels"));
+}
+
 TEST(RecordDocumentsTest, BeyondTheFirst256MediaTypesAreOne) {
   const TempDir dir;
   RecordBuilder builder(dir);

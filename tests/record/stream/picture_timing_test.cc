@@ -79,6 +79,36 @@ INSTANTIATE_TEST_SUITE_P(Streams, PictureTimingTest,
                                          TimingCase{"Reserved", 1, true, 1, 9, 2 * 16683}),
                          [](const auto& test) { return test.param.name; });
 
+// ITU-T H.264 clause E.1.1: what may stand in front of the timing.
+TEST(PictureTimingSpsTest, FindsTheTimingBehindAnyOtherFields) {
+  for (unsigned fields = 0; fields < 32; ++fields) {
+    SCOPED_TRACE(fields);
+    BitString vui;
+    const uint32_t has_ratio = fields & 1;
+    vui.U(1, has_ratio);
+    if (has_ratio != 0) vui.U(8, (fields & 2) != 0 ? 255 : 1);
+    if (has_ratio != 0 && (fields & 2) != 0) vui.U(32, 0xFFFFFFFF);
+    vui.U(1, fields >> 2 & 1);
+    if ((fields & 4) != 0) vui.U(1, 1);
+    vui.U(1, fields >> 3 & 1);
+    if ((fields & 8) != 0) vui.U(4, 15).U(1, 0);
+    vui.U(1, fields >> 4 & 1);
+    if ((fields & 16) != 0) vui.Ue(3).Ue(5);
+    // 1 to 50, in numbers without zero bytes.
+    vui.U(1, 1).U(32, 0x01010101).U(32, 0x32323232).U(1, 1).U(1, 0).U(1, 0).U(1, 0).U(1, 0);
+    kx_testing::SpsFields sps_fields;
+    sps_fields.vui_parameters_present_flag = 1;
+    BitString sps = sps_fields.Write();
+    sps.Append(vui);
+    const std::string payload = Bytes(sps.U(1, 1));
+    PictureTiming timing;
+    kxrtc::SpsParser::SpsState state;
+    ASSERT_TRUE(timing.AddSps(reinterpret_cast<const uint8_t*>(payload.data()),
+                              static_cast<uint32_t>(payload.size()), &state));
+    EXPECT_EQ(timing.TakePicture(), 2 * 20000);
+  }
+}
+
 TEST(PictureTimingSpsTest, KnowsNothingOfASetThatIsNone) {
   PictureTiming timing;
   kxrtc::SpsParser::SpsState state;
