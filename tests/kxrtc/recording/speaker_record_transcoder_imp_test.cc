@@ -121,6 +121,7 @@ TEST_F(TranscoderTest, ForwardsDirect3dCapabilitiesToTheWriter) {
   EXPECT_THAT(log.problems(),
               ElementsAre("ERROR parameters are nullptr", "ERROR parameters are nullptr",
                           "ERROR parameters are nullptr"));
+  writer.fail_at = "set caps 6";
   ASSERT_TRUE(Start());
   EXPECT_TRUE(transcoder.SetDx9Caps(5));
   EXPECT_TRUE(transcoder.GetDx9Caps(&value));
@@ -128,8 +129,7 @@ TEST_F(TranscoderTest, ForwardsDirect3dCapabilitiesToTheWriter) {
   EXPECT_TRUE(transcoder.GetDx9CapsType(&value));
   EXPECT_EQ(8, value);
   EXPECT_THAT(writer.calls(), Contains("set caps 5"));
-  writer.fail_at = "set caps";
-  EXPECT_FALSE(transcoder.SetDx9Caps(5));
+  EXPECT_FALSE(transcoder.SetDx9Caps(6));
   transcoder.StopTranscoding();
   EXPECT_FALSE(transcoder.GetDx9Caps(&value));
 }
