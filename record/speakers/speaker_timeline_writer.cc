@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <exception>
 
 #include "record/index/record_text.h"
 
@@ -14,6 +15,8 @@ namespace kxrtc_host {
 namespace {
 
 using Kind = TimelineEntry::Kind;
+
+constexpr char kEndsHere[] = "; the names end here";
 
 int64_t SystemNowUs() {
   return std::chrono::duration_cast<std::chrono::microseconds>(
@@ -55,50 +58,53 @@ bool SpeakerTimelineWriter::Create(const std::string& folder, const std::string&
 
 bool SpeakerTimelineWriter::Join(uint32_t user_id, const std::string& name) {
   if (user_id == 0 || !IsTimelineText(name, kMaxPersonNameBytes)) return false;
-  const std::lock_guard<std::mutex> guard(lock_);
-  present_[user_id] = name;
-  if (started_) AppendJoined(RecorderTimeUs(), user_id);
+  Note([&] {
+    present_[user_id] = name;
+    if (started_) AppendJoined(RecorderTimeUs(), user_id);
+  });
   return true;
 }
 
 void SpeakerTimelineWriter::Leave(uint32_t user_id) {
-  const std::lock_guard<std::mutex> guard(lock_);
-  if (present_.erase(user_id) == 0 || !started_) return;
-  Append(TimelineLine(Entry(Kind::kLeft, RecorderTimeUs(), user_id)));
+  Note([&] {
+    if (present_.erase(user_id) == 0 || !started_) return;
+    Append(TimelineLine(Entry(Kind::kLeft, RecorderTimeUs(), user_id)));
+  });
 }
 
 void SpeakerTimelineWriter::SetSpeaking(const std::vector<uint32_t>& user_ids) {
-  const std::lock_guard<std::mutex> guard(lock_);
-  const std::set<uint32_t> speaking(user_ids.begin(), user_ids.end());
-  if (started_ && speaking != speaking_) {
-    const int64_t time_us = RecorderTimeUs();
-    for (const uint32_t user_id : speaking_) {
-      if (speaking.count(user_id) == 0) AppendVoice(time_us, user_id, false);
+  Note([&] {
+    std::set<uint32_t> speaking(user_ids.begin(), user_ids.end());
+    if (started_ && speaking != speaking_) {
+      const int64_t time_us = RecorderTimeUs();
+      for (const uint32_t user_id : speaking_) {
+        if (speaking.count(user_id) == 0) AppendVoice(time_us, user_id, false);
+      }
+      for (const uint32_t user_id : speaking) {
+        if (speaking_.count(user_id) == 0) AppendVoice(time_us, user_id, true);
+      }
     }
-    for (const uint32_t user_id : speaking) {
-      if (speaking_.count(user_id) == 0) AppendVoice(time_us, user_id, true);
-    }
-  }
-  speaking_ = speaking;
+    speaking_.swap(speaking);
+  });
 }
 
 bool SpeakerTimelineWriter::Close() {
-  const std::lock_guard<std::mutex> guard(lock_);
-  if (descriptor_ < 0) return error_.empty();
-  if (::fsync(descriptor_) != 0) Fail("cannot be written to the disk");
-  if (descriptor_ >= 0) ::close(descriptor_);
-  descriptor_ = -1;
-  return error_.empty();
+  bool is_whole = false;
+  Note([&] {
+    if (descriptor_ >= 0 && ::fsync(descriptor_) != 0) Fail("cannot be written to the disk");
+    End();
+    is_whole = error_.empty() && !lacked_memory_;
+  });
+  return is_whole;
 }
 
 std::string SpeakerTimelineWriter::error() const {
   const std::lock_guard<std::mutex> guard(lock_);
-  return error_;
+  return lacked_memory_ ? path_ + ": cannot be written: out of memory" + kEndsHere : error_;
 }
 
 void SpeakerTimelineWriter::OnRecordingStarted(int64_t timestamp_us) {
-  {
-    const std::lock_guard<std::mutex> guard(lock_);
+  Note([&] {
     NoteTime(timestamp_us);
     TimelineEntry entry = Entry(Kind::kStart, timestamp_us);
     entry.utc_us = timestamp_us - *offset_us_;
@@ -108,28 +114,26 @@ void SpeakerTimelineWriter::OnRecordingStarted(int64_t timestamp_us) {
       for (const uint32_t user_id : speaking_) AppendVoice(timestamp_us, user_id, true);
     }
     started_ = true;
-  }
+  });
   if (next_ != nullptr) next_->OnRecordingStarted(timestamp_us);
 }
 
 void SpeakerTimelineWriter::OnRecordingStopped(int64_t timestamp_us) {
-  {
-    const std::lock_guard<std::mutex> guard(lock_);
+  Note([&] {
     NoteTime(timestamp_us);
     Append(TimelineLine(Entry(Kind::kStop, timestamp_us)));
-  }
+  });
   if (next_ != nullptr) next_->OnRecordingStopped(timestamp_us);
 }
 
 void SpeakerTimelineWriter::OnChannelSelected(const kxrtc::SelectedChannel& channel) {
-  {
-    const std::lock_guard<std::mutex> guard(lock_);
+  Note([&] {
     NoteTime(channel.timestamp_us);
     TimelineEntry entry = Entry(Kind::kSelected, channel.timestamp_us, channel.user_id);
     entry.ssrc = channel.ssrc;
     entry.media_type = channel.media_type;
     Append(TimelineLine(entry));
-  }
+  });
   if (next_ != nullptr) next_->OnChannelSelected(channel);
 }
 
@@ -138,15 +142,29 @@ void SpeakerTimelineWriter::OnAttributesWritten(const kxrtc::WrittenAttributes& 
 }
 
 void SpeakerTimelineWriter::OnFrameWritten(const kxrtc::WrittenFrame& frame) {
-  {
-    const std::lock_guard<std::mutex> guard(lock_);
-    NoteTime(frame.timestamp_us);
-  }
+  Note([&] { NoteTime(frame.timestamp_us); });
   if (next_ != nullptr) next_->OnFrameWritten(frame);
 }
 
 void SpeakerTimelineWriter::OnWriteFailed(const kxrtc::FailedWrite& write) {
   if (next_ != nullptr) next_->OnWriteFailed(write);
+}
+
+// Nothing that this class throws leaves it: the recorder goes on without it.
+template <typename Body>
+void SpeakerTimelineWriter::Note(const Body& body) {
+  const std::lock_guard<std::mutex> guard(lock_);
+  try {
+    body();
+  } catch (const std::exception&) {  // No memory, which JsonCpp tells in its own way.
+    lacked_memory_ = true;
+    End();
+  }
+}
+
+void SpeakerTimelineWriter::End() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  descriptor_ = -1;
 }
 
 void SpeakerTimelineWriter::NoteTime(int64_t timestamp_us) {
@@ -179,9 +197,8 @@ void SpeakerTimelineWriter::Append(const std::string& line) {
 }
 
 void SpeakerTimelineWriter::Fail(const std::string& what) {
-  error_ = path_ + ": " + what + ": " + std::strerror(errno) + "; the names end here";
-  ::close(descriptor_);
-  descriptor_ = -1;
+  error_ = path_ + ": " + what + ": " + std::strerror(errno) + kEndsHere;
+  End();
 }
 
 }  // namespace kxrtc_host

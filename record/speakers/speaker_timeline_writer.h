@@ -23,7 +23,8 @@
 namespace kxrtc_host {
 
 // Every line is written whole and at once, so what a killed process leaves ends at most in one torn
-// line. A line that cannot be written ends the timeline, and the recording goes on.
+// line. A line that cannot be written, or for which there is no memory, ends the timeline, and the
+// recording goes on. Only Create() and error() throw, std::bad_alloc.
 class SpeakerTimelineWriter final : public kxrtc::SpeakerRecorderListener {
  public:
   // `next` gets every report of the recorder too; null: nobody. It outlives the writer.
@@ -62,18 +63,22 @@ class SpeakerTimelineWriter final : public kxrtc::SpeakerRecorderListener {
   void OnWriteFailed(const kxrtc::FailedWrite& write) override;
 
  private:
-  // All under the lock.
+  // Runs `body` under the lock; everything below is called under it.
+  template <typename Body>
+  void Note(const Body& body);
   void NoteTime(int64_t timestamp_us);
   int64_t RecorderTimeUs() const;
   void Append(const std::string& line);
   void AppendJoined(int64_t time_us, uint32_t user_id);
   void AppendVoice(int64_t time_us, uint32_t user_id, bool on);
   void Fail(const std::string& what);
+  void End();
 
   kxrtc::SpeakerRecorderListener* const next_;
   mutable std::mutex lock_;
   std::string path_;
   std::string error_;
+  bool lacked_memory_ = false;
   int descriptor_ = -1;
   // Recorder time minus the system's clock. The recorder reads the same clock before it reports, so
   // the largest difference seen is the truth.

@@ -6,6 +6,8 @@
 #include <ctime>
 #include <iterator>
 #include <memory>
+#include <new>
+#include <sstream>
 
 #include "record/index/record_text.h"
 #include "record/speakers/utf8.h"
@@ -42,7 +44,12 @@ std::string LineOf(const Json::Value& value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   builder["emitUTF8"] = true;
-  return Json::writeString(builder, value) + "\n";
+  std::ostringstream line;
+  const std::unique_ptr<Json::StreamWriter> writer(builder.newStreamWriter());
+  writer->write(value, &line);
+  line << '\n';
+  if (!line.good()) throw std::bad_alloc();  // A stream keeps it to itself, and is cut short.
+  return line.str();
 }
 
 // False if the line is not one JSON object.

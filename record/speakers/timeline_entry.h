@@ -49,7 +49,7 @@ struct TimelineEntry {
 // True for UTF-8 text without a zero character, of 1 to `max_bytes` bytes.
 bool IsTimelineText(std::string_view text, size_t max_bytes);
 
-// The line, with its newline. Texts are to be valid.
+// The whole line, with its newline. Texts are to be valid. Throws when there is no memory.
 std::string TimelineLine(const TimelineHeader& header);
 std::string TimelineLine(const TimelineEntry& entry);
 
