@@ -4,6 +4,7 @@
 #include <map>
 
 #include "kxrtc/recording/replay_rules.h"
+#include "record/speakers/speaker_follower.h"
 #include "record/speakers/timeline_reader.h"
 
 namespace kxrtc_host {
@@ -11,10 +12,10 @@ namespace {
 
 using Kind = TimelineEntry::Kind;
 
-// Adds up the entries. Times are differences of a clock that stands still between sessions.
-class People {
+// Adds up the entries. Times are those of a clock that stands still between sessions.
+class People final : public TurnObserver {
  public:
-  explicit People(SpeakerTimeline* timeline) : timeline_(timeline) {}
+  explicit People(SpeakerTimeline* timeline) : timeline_(timeline), follower_(this) {}
 
   void Take(const TimelineEntry& entry) {
     Advance(entry.time_us);
@@ -31,27 +32,33 @@ class People {
       case Kind::kJoined:
         if (Person* const person = Find(entry.user_id)) person->name = entry.name;
         break;
-      case Kind::kLeft:
-        EndTurn(entry.user_id);
-        break;
       case Kind::kSelected:
-        EndView();
-        seen_user_ = entry.ssrc == 0 ? 0 : entry.user_id;
+        if (entry.user_id != 0 && entry.ssrc != 0) Find(entry.user_id);
         break;
       case Kind::kVoice:
-        if (entry.on) {
-          BeginTurn(entry.user_id);
-        } else {
-          EndTurn(entry.user_id);
-        }
+        if (entry.on) Find(entry.user_id);
+        break;
+      case Kind::kLeft:
         break;
     }
+    follower_.Take(entry, clock_us_);
   }
 
   void Finish(int64_t end_us) {
     Advance(end_us);
-    EndView();
-    while (!turns_.empty()) EndTurn(turns_.begin()->first);
+    follower_.Finish(clock_us_);
+  }
+
+  void OnHeard(const SpeakerTurn& turn) override {
+    Person* const person = Find(turn.user_id);
+    if (person == nullptr) return;
+    Add(turn, &person->heard_us);
+    ++person->turns;
+  }
+
+  void OnSeen(const SpeakerTurn& turn) override {
+    if (turn.user_id == 0 || turn.media_type == 0) return;
+    if (Person* const person = Find(turn.user_id)) Add(turn, &person->seen_us);
   }
 
  private:
@@ -63,26 +70,8 @@ class People {
     latest_us_ = runs_ ? std::max(latest_us_, time_us) : time_us;
   }
 
-  void BeginTurn(uint32_t user_id) {
-    Person* const person = Find(user_id);
-    if (person != nullptr && turns_.emplace(user_id, clock_us_).second) ++person->turns;
-  }
-
-  void EndTurn(uint32_t user_id) {
-    const auto turn = turns_.find(user_id);
-    if (turn == turns_.end()) return;
-    Add(clock_us_ - turn->second, &Find(user_id)->heard_us);
-    turns_.erase(turn);
-  }
-
-  void EndView() {
-    Person* const person = seen_user_ == 0 ? nullptr : Find(seen_user_);
-    if (person != nullptr) Add(clock_us_ - seen_since_us_, &person->seen_us);
-    seen_since_us_ = clock_us_;
-  }
-
-  static void Add(int64_t span_us, int64_t* total_us) {
-    *total_us = kxrtc::SaturatedAdd(*total_us, span_us);
+  static void Add(const SpeakerTurn& turn, int64_t* total_us) {
+    *total_us = kxrtc::SaturatedAdd(*total_us, turn.end_us - turn.start_us);
   }
 
   // Null when there are too many.
@@ -99,10 +88,8 @@ class People {
   }
 
   SpeakerTimeline* timeline_;
+  SpeakerFollower follower_;
   std::map<uint32_t, size_t> places_;
-  std::map<uint32_t, int64_t> turns_;  // By user, since when.
-  uint32_t seen_user_ = 0;             // 0: nobody.
-  int64_t seen_since_us_ = 0;
   bool runs_ = false;
   int64_t latest_us_ = 0;
   int64_t clock_us_ = 0;
