@@ -10,8 +10,10 @@ extern "C" {
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "host/mp4/mp4_box.h"
+#include "host/mp4/tag_writer.h"
 #include "record/index/record_text.h"
 #include "record/timing/media_time.h"
 
@@ -37,26 +39,34 @@ constexpr uint64_t kMinSamplesToIndex = 64;
 // The sample entry of a track has 16 bits for each.
 constexpr uint32_t kMaxPictureSize = std::numeric_limits<uint16_t>::max();
 
-uint64_t IndexBytes(uint64_t video_samples, uint64_t audio_frames, uint64_t chunks) {
-  return kIndexFixedBytes + video_samples * kIndexVideoSampleBytes +
-         audio_frames * kIndexAudioFrameBytes + chunks * kIndexChunkBytes + kFreeBoxBytes;
-}
-
-uint64_t Reserve(const SampleBounds& bounds) {
-  if (bounds.video_samples == 0 && bounds.audio_frames == 0) return 0;
-  // Two tracks alternate at most once per sample of the shorter one, and once more.
-  const uint64_t runs = 2 * (std::min(bounds.video_samples, bounds.audio_frames) + 1);
-  const uint64_t bytes =
-      IndexBytes(bounds.video_samples, bounds.audio_frames, runs + bounds.bytes / kChunkBytes);
-  return bytes <= std::min(kMaxReserve, bounds.bytes / kMinSamplesToIndex) ? bytes : 0;
-}
-
 }  // namespace
 
-Mp4Muxer::Mp4Muxer(OutputFile* file, WriterReport* report, const SampleBounds& bounds)
-    : file_(file), report_(report), bounds_(bounds), output_(file), packet_(av_packet_alloc()) {}
+Mp4Muxer::Mp4Muxer(OutputFile* file, WriterReport* report, const SampleBounds& bounds, Mp4Tags tags)
+    : file_(file),
+      report_(report),
+      bounds_(bounds),
+      tags_(std::move(tags)),
+      output_(file),
+      packet_(av_packet_alloc()) {}
 
 Mp4Muxer::~Mp4Muxer() = default;
+
+uint64_t Mp4Muxer::IndexBytes(uint64_t video_samples, uint64_t audio_frames,
+                              uint64_t chunks) const {
+  return kIndexFixedBytes + video_samples * kIndexVideoSampleBytes +
+         audio_frames * kIndexAudioFrameBytes + chunks * kIndexChunkBytes + TagBytes(tags_) +
+         kFreeBoxBytes;
+}
+
+// For the index; 0: it is better to move the samples at the end.
+uint64_t Mp4Muxer::BytesToReserve() const {
+  if (bounds_.video_samples == 0 && bounds_.audio_frames == 0) return 0;
+  // Two tracks alternate at most once per sample of the shorter one, and once more.
+  const uint64_t runs = 2 * (std::min(bounds_.video_samples, bounds_.audio_frames) + 1);
+  const uint64_t bytes =
+      IndexBytes(bounds_.video_samples, bounds_.audio_frames, runs + bounds_.bytes / kChunkBytes);
+  return bytes <= std::min(kMaxReserve, bounds_.bytes / kMinSamplesToIndex) ? bytes : 0;
+}
 
 bool Mp4Muxer::Check(const char* step, int result) {
   // libavformat buffers: a failed write may appear in a later step, or only in the stream.
@@ -118,6 +128,7 @@ bool Mp4Muxer::Begin() {
   for (Track track : {kVideo, kAudio}) {
     if (described_[track] && streams_[track] == nullptr) return Check("memory", AVERROR(ENOMEM));
   }
+  if (!AddMetadata(tags_, format_.get())) return Check("memory", AVERROR(ENOMEM));
   if (!WriteHeader()) return false;
   io_->direct = AVIO_FLAG_DIRECT;
   return WriteWaiting();
@@ -129,7 +140,7 @@ bool Mp4Muxer::WriteHeader() {
                                                     "x" + std::to_string(video_.height) +
                                                     " pixels are too large for the MP4 file");
   }
-  reserved_ = Reserve(bounds_);
+  reserved_ = BytesToReserve();
   AVDictionary* options = nullptr;
   // With a coarser unit the start of a track would be rounded to a millisecond.
   av_dict_set(&options, "movie_timescale", "1000000", 0);
@@ -285,6 +296,14 @@ bool Mp4Muxer::MakeRoomForIndex() {
   if (!file_->WriteAt(place, free_box, sizeof(free_box))) return Check("index", AVERROR(EIO));
   return Check("index", av_opt_set_int(format_->priv_data, "moov_size", 0, 0)) &&
          Check("index", av_opt_set(format_->priv_data, "movflags", "+faststart", 0));
+}
+
+bool Mp4Muxer::SetChapters(const std::vector<Chapter>& chapters, int64_t end_us) {
+  // Without a sample there is no file.
+  if (report_->failed() || (!begun_ && (waiting_.empty() || !Begin()))) return !report_->failed();
+  if (!AddChapters(chapters, end_us, format_.get())) return Check("memory", AVERROR(ENOMEM));
+  report_->status.chapters_written = chapters.size();
+  return true;
 }
 
 bool Mp4Muxer::Finish() {

@@ -52,7 +52,8 @@ class Mp4Muxer {
   static constexpr uint64_t kMaxWaitingBytes = 16 << 20;
 
   // `file` is open and, like `report`, outlives the muxer.
-  Mp4Muxer(OutputFile* file, WriterReport* report, const SampleBounds& bounds);
+  // The file gets title and time of `tags`, and room for as many chapters.
+  Mp4Muxer(OutputFile* file, WriterReport* report, const SampleBounds& bounds, Mp4Tags tags = {});
   ~Mp4Muxer();
   Mp4Muxer(const Mp4Muxer&) = delete;
   Mp4Muxer& operator=(const Mp4Muxer&) = delete;
@@ -81,6 +82,10 @@ class Mp4Muxer {
   // The size for players, if it is not the one described. Call any time before Finish().
   void SetSize(uint32_t width, uint32_t height);
 
+  // The chapters of the file: in its microseconds, by their start, each before `end_us`. False as
+  // above. Call before Finish(), after the last sample.
+  [[nodiscard]] bool SetChapters(const std::vector<Chapter>& chapters, int64_t end_us);
+
   // Writes the waiting samples and the index. False as above; kNothing when there was no sample.
   [[nodiscard]] bool Finish();
 
@@ -107,6 +112,8 @@ class Mp4Muxer {
   void AddVideoStream();
   void AddAudioStream();
   bool WriteHeader();
+  uint64_t IndexBytes(uint64_t video_samples, uint64_t audio_frames, uint64_t chunks) const;
+  uint64_t BytesToReserve() const;
   bool WriteWaiting();
   bool MakeRoomForIndex();
   bool WriteSize();
@@ -115,6 +122,7 @@ class Mp4Muxer {
   OutputFile* const file_;
   WriterReport* const report_;
   const SampleBounds bounds_;
+  const Mp4Tags tags_;
   GatheredOutput output_;
   OutputFileIoHandle io_;  // Outlives format_, which uses it.
   FormatContextHandle format_;

@@ -94,7 +94,7 @@ bool Mp4SinkWriterImp::OpenFile(const char* output_path) {
 
 bool Mp4SinkWriterImp::MakeTracks(const kxrtc::VideoConfig& video,
                                   const kxrtc::AudioConfig& audio) {
-  muxer_ = std::make_unique<Mp4Muxer>(&file_, &report_, options_.bounds);
+  muxer_ = std::make_unique<Mp4Muxer>(&file_, &report_, options_.bounds, options_.tags);
   audio_track_ = std::make_unique<AudioTrack>(
       audio.channel_count, options_.check_sound || options_.video_mode == VideoMode::kEncode,
       muxer_.get(), &report_);
@@ -212,7 +212,17 @@ bool Mp4SinkWriterImp::FinishTracks() {
   audio_track_->Finish();
   TellTimestamps();
   report_.status.duration_us = std::max(audio_track_->end_us(), video_track_->end_us());
-  return true;
+  report_.status.start_us = timeline_->start_us();
+  return options_.tags.chapters.empty() || SetChapters();
+}
+
+bool Mp4SinkWriterImp::SetChapters() {
+  std::vector<Chapter> chapters;
+  for (const Chapter& chapter : options_.tags.chapters) {
+    const int64_t start_us = FileTimeOf(chapter.start_us, report_.status.start_us);
+    if (start_us < report_.status.duration_us) chapters.push_back({start_us, chapter.title});
+  }
+  return muxer_->SetChapters(chapters, report_.status.duration_us);
 }
 
 bool Mp4SinkWriterImp::Finish() {

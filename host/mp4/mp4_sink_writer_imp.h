@@ -67,6 +67,7 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   std::unique_ptr<ChannelFollower> FollowShares() const;
   bool Finish();
   bool FinishTracks();
+  bool SetChapters();
   void TellTimestamps();
   bool Settle(bool ok);
 

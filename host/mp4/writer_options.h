@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "host/mp4/mp4_tags.h"
+
 namespace kxrtc_host {
 
 enum class VideoMode {
@@ -42,6 +44,7 @@ struct Mp4SinkWriterOptions {
   bool sync = true;         // Wait until the content is on the disk before the file gets its name.
   int encoder_threads = 0;  // 0: as many as there are processors.
   SampleBounds bounds;
+  Mp4Tags tags;
   // In the order in which they are tried; the first list only when hardware is preferred.
   std::vector<std::string> hardware_encoders = {"h264_nvenc", "h264_v4l2m2m"};
   std::vector<std::string> software_encoders = {"libx264", "libopenh264"};

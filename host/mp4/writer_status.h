@@ -37,6 +37,8 @@ struct Mp4WriterStatus {
   uint64_t audio_frames_dropped = 0;
   uint64_t audio_frames_silenced = 0;  // Did not decode: silence was written instead.
   bool sound_examined = false;         // Each audio frame was tried with a decoder.
+  uint64_t chapters_written = 0;
+  int64_t start_us = 0;  // Output time at the start of the file.
   int64_t duration_us = 0;
   uint64_t file_size = 0;  // Bytes.
 };

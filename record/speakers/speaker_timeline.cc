@@ -4,6 +4,7 @@
 #include <map>
 
 #include "kxrtc/recording/replay_rules.h"
+#include "record/speakers/person_names.h"
 #include "record/speakers/speaker_follower.h"
 #include "record/speakers/timeline_reader.h"
 
@@ -83,7 +84,7 @@ class People final : public TurnObserver {
     places_[user_id] = people.size();
     people.emplace_back();
     people.back().user_id = user_id;
-    people.back().name = "user " + std::to_string(user_id);
+    people.back().name = UnnamedPerson(user_id);
     return &people.back();
   }
 

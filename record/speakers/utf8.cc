@@ -1,6 +1,20 @@
 #include "record/speakers/utf8.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace kxrtc_host {
+namespace {
+
+struct CharacterRange {
+  uint32_t first;
+  uint32_t last;
+};
+
+constexpr CharacterRange kTextControls[] = {
+    {0x80, 0x9F}, {0x61C, 0x61C}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
+
+}  // namespace
 
 size_t ReadUtf8Character(std::string_view text, size_t at, uint32_t* character) {
   constexpr uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
@@ -27,6 +41,37 @@ bool IsUtf8(std::string_view text) {
     i += length;
   }
   return true;
+}
+
+bool IsTextControl(uint32_t character) {
+  return std::any_of(std::begin(kTextControls), std::end(kTextControls), [=](CharacterRange range) {
+    return character >= range.first && character <= range.last;
+  });
+}
+
+std::string OneLine(std::string_view text) {
+  std::string line;
+  bool needs_blank = false;
+  for (size_t i = 0; i < text.size();) {
+    uint32_t character = 0;
+    const size_t length = std::max<size_t>(1, ReadUtf8Character(text, i, &character));
+    if (character <= ' ' || character == 0x7F) {
+      needs_blank = !line.empty();
+    } else if (!IsTextControl(character)) {
+      if (needs_blank) line += ' ';
+      needs_blank = false;
+      line += text.substr(i, length);
+    }
+    i += length;
+  }
+  return line;
+}
+
+std::string CutUtf8(std::string_view text, size_t max_bytes) {
+  size_t end = std::min(text.size(), max_bytes);
+  // A byte like 10xxxxxx continues a character.
+  while (end < text.size() && end > 0 && (static_cast<uint8_t>(text[end]) & 0xC0) == 0x80) --end;
+  return std::string(text.substr(0, end));
 }
 
 }  // namespace kxrtc_host

@@ -14,6 +14,10 @@ int64_t WithinOutputTime(int64_t timestamp_us) {
 
 }  // namespace
 
+int64_t FileTimeOf(int64_t output_us, int64_t start_us) {
+  return std::max<int64_t>(ExactMicroseconds(WithinOutputTime(output_us) - start_us), 0);
+}
+
 void TimelineStart::Settle(int64_t timestamp_us) {
   const bool is_far = timestamp_us > kFarFromZeroUs || timestamp_us < 0;
   const int64_t whole_frames = timestamp_us / kxrtc::kAudioFrameDurationUs;

@@ -9,6 +9,10 @@
 
 namespace kxrtc_host {
 
+// Where something that happened at `output_us` is in a file that starts at `start_us`, both output
+// time: microseconds of the file, never negative.
+int64_t FileTimeOf(int64_t output_us, int64_t start_us);
+
 // Moves a timeline that starts far from 0 back to 0. A transcoder that is started again continues
 // with its old clock; without the move a player would show nothing for that time.
 // Threads: one at a time.
@@ -25,6 +29,9 @@ class TimelineStart {
   // late in the recording; the clock did not continue from an earlier run. The move is then decided
   // again, and the pictures written so far are shown from the start.
   int64_t RebaseAudio(int64_t timestamp_us);
+
+  // Output time at the start of the file; final after the last sample.
+  int64_t start_us() const { return moved_by_us_; }
 
  private:
   void Settle(int64_t timestamp_us);
@@ -51,6 +58,7 @@ class FileTimeline {
   // negative.
   int64_t PlaceAudio(int64_t timestamp_us);
 
+  int64_t start_us() const { return start_.start_us(); }
   const VideoClockChanges& video_changes() const { return video_clock_.changes(); }
 
  private:

@@ -1,8 +1,6 @@
 #include "tools/kxrtc/terminal_text.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <iterator>
 
 #include "record/index/record_text.h"
 #include "record/speakers/utf8.h"
@@ -11,21 +9,6 @@ namespace kxrtc_tool {
 namespace {
 
 using kxrtc_host::Text;
-
-struct CharacterRange {
-  uint32_t first;
-  uint32_t last;
-};
-
-// C1 controls, marks and overrides of the reading direction, separators of lines and paragraphs.
-constexpr CharacterRange kHarmful[] = {
-    {0x80, 0x9F}, {0x61C, 0x61C}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
-
-bool IsHarmful(uint32_t character) {
-  return std::any_of(std::begin(kHarmful), std::end(kHarmful), [=](CharacterRange range) {
-    return character >= range.first && character <= range.last;
-  });
-}
 
 std::string ByteText(char byte) {
   if (byte == '\n') return "\\n";
@@ -51,7 +34,8 @@ std::string TerminalText(const std::string& text) {
       ++i;
       continue;
     }
-    shown += IsHarmful(character) ? Text("\\u%04X", character) : text.substr(i, length);
+    shown +=
+        kxrtc_host::IsTextControl(character) ? Text("\\u%04X", character) : text.substr(i, length);
     i += length;
   }
   return shown;

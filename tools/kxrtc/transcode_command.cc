@@ -15,6 +15,7 @@
 #include "host/mp4/transcoder_handle.h"
 #include "host/mp4/writer_options.h"
 #include "record/index/record_files.h"
+#include "record/index/record_text.h"
 #include "record/predict/transcode_outcome.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/commands.h"
@@ -22,8 +23,10 @@
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/progress_report.h"
+#include "tools/kxrtc/speaker_outputs.h"
 #include "tools/kxrtc/stop_signals.h"
 #include "tools/kxrtc/terminal_text.h"
+#include "tools/kxrtc/time_option.h"
 #include "tools/kxrtc/tool_log.h"
 
 namespace kxrtc_tool {
@@ -41,6 +44,7 @@ constexpr char kTranscodeFooter[] =
     "Examples:\n"
     "  kxrtc transcode ~/records/monday monday.mp4\n"
     "  kxrtc transcode ~/records/monday monday.mp4 --video copy --force\n"
+    "  kxrtc transcode ~/records/monday monday.mp4 --captions monday.vtt\n"
     "  kxrtc transcode ~/records/monday monday.mp4 --json | jq .percent\n";
 
 const std::map<std::string, kxrtc_host::VideoMode> kVideoModes = {
@@ -50,6 +54,8 @@ const std::map<std::string, kxrtc_host::StillShare> kStillShares = {
     {"picture", kxrtc_host::StillShare::kPicture}, {"icon", kxrtc_host::StillShare::kIcon}};
 
 constexpr std::chrono::milliseconds kRedrawInterval(200);
+
+constexpr int64_t kLongestChapterMinUs = int64_t{86400} * 1000000;
 
 WriterEnd EndOf(const Mp4WriterStatus& status) {
   if (status.file_written) return {WriterEnd::Kind::kWritten, ""};
@@ -66,7 +72,8 @@ WriterEnd EndOf(const Mp4WriterStatus& status) {
 struct TranscodeOptions {
   std::string record_dir;
   std::string output;
-  kxrtc_host::Mp4SinkWriterOptions writer;  // Without bounds.
+  kxrtc_host::Mp4SinkWriterOptions writer;  // Without bounds and tags.
+  SpeakerOutputOptions speakers;
   bool quiet = false;
   bool json = false;
   bool prefer_hardware = true;
@@ -77,14 +84,19 @@ struct TranscodeOptions {
 class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
  public:
   explicit TranscodeRun(const TranscodeOptions& options)
-      : options_(options), progress_(ChooseProgressStyle(options.quiet, options.json)) {}
+      : options_(options),
+        speakers_(options.speakers),
+        progress_(ChooseProgressStyle(options.quiet, options.json)) {}
 
   // Blocks until the file is finished, a failure occurs, or Ctrl-C.
   ExitStatus Run() {
     LookIntoFiles();
     if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return Tell(*outcome);
     signals_.emplace();
-    std::string error;
+    std::string error =
+        speakers_.OpenCaptions(facts_.folder, options_.output, options_.writer.replace_existing,
+                               [this] { return !signals_->IsStopped(); });
+    if (!error.empty()) return TellFailure(kExitOutputRefused, error);
     const kxrtc_host::Media* const media = LoadMedia(&error);
     if (media == nullptr) return TellFailure(kExitFailure, error);
     return Tell(Transcode(*media));
@@ -114,11 +126,13 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     kxrtc_host::RecordFiles files;
     files.Open(facts_.folder);
     LookIntoRecord(&files, &facts_);
+    speakers_.Read(facts_.folder);
   }
 
   TranscodeOutcome Transcode(const kxrtc_host::Media& media) {
     kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
     writer_options.record_folder = facts_.folder;
+    writer_options.tags = speakers_.Tags();
     const auto factory = media.MakeMp4Factory(writer_options, facts_.outline);
     const kxrtc_host::TranscoderHandle transcoder = kxrtc_host::MakeTranscoder();
     transcoder->SetPreferHW(options_.prefer_hardware);
@@ -206,7 +220,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     return kExitFailure;
   }
 
-  ExitStatus Tell(const TranscodeOutcome& outcome) const {
+  ExitStatus Tell(const TranscodeOutcome& outcome) {
     const ExitStatus status = StatusOf(outcome.kind());
     const Mp4WriterStatus& writer = writer_;
     // Warnings matter for a written file, or if they explain why it would be empty.
@@ -215,6 +229,10 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     }
     if (writer.file_written) {
       if (!outcome.text().empty()) Warn(outcome.text());
+      for (const std::string& warning : speakers_.Warnings()) Warn(warning);
+      if (!speakers_.WriteCaptions(writer.start_us, writer.duration_us, options_.writer.sync)) {
+        return TellWithoutCaptions();
+      }
       TellDone(status);
     } else {
       const bool may_exist = outcome.kind() == TranscodeOutcome::Kind::kOutputRefused &&
@@ -234,6 +252,15 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     line["exit_status"] = status;
     PrintJsonLine(line);
     return status;
+  }
+
+  ExitStatus TellWithoutCaptions() const {
+    const bool stopped = signals_->signal_number() != 0;
+    const std::string complete = options_.output + " is complete";
+    if (stopped) {
+      return TellFailure(signals_->exit_status(), "stopped before the captions; " + complete);
+    }
+    return TellFailure(kExitOutputFailed, speakers_.error_text() + "; " + complete);
   }
 
   static Json::Value Event(const char* name) {
@@ -266,21 +293,42 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       line["audio_frames"] = Json::UInt64{writer.audio_frames_written};
       line["audio_frames_silenced"] = Json::UInt64{writer.audio_frames_silenced};
       line["sound_examined"] = writer.sound_examined;
+      AddSpeakers(&line);
       line["seconds"] = seconds;
       line["exit_status"] = status;
       PrintJsonLine(line);
     } else if (!options_.quiet) {
+      const std::string chapters =
+          writer.chapters_written == 0
+              ? ""
+              : ", " + kxrtc_host::CountText(writer.chapters_written, "chapter");
       std::printf(
-          "%s: %s, %.1f MB, video %s%s, in %.1f s\n", TerminalText(options_.output).c_str(),
+          "%s: %s, %.1f MB, video %s%s%s, in %.1f s\n", TerminalText(options_.output).c_str(),
           kxrtc_host::ClockText(writer.duration_us, 3).c_str(),
           static_cast<double>(writer.file_size) / 1e6,
           encoder.empty() ? "copied" : ("encoded by " + encoder).c_str(),
           writer.sound_examined || writer.audio_frames_written == 0 ? "" : ", sound not examined",
-          seconds);
+          chapters.c_str(), seconds);
+      if (speakers_.cues()) {
+        std::printf("%s: %s\n", TerminalText(options_.speakers.captions).c_str(),
+                    kxrtc_host::CountText(*speakers_.cues(), "caption").c_str());
+      }
     }
   }
 
+  // What the timeline gave the MP4, and the captions.
+  void AddSpeakers(Json::Value* line) const {
+    const kxrtc_host::Mp4Tags tags = speakers_.Tags();
+    (*line)["chapters"] = Json::UInt64{writer_.chapters_written};
+    if (!tags.title.empty()) (*line)["title"] = tags.title;
+    if (tags.created_us) (*line)["creation_time"] = kxrtc_host::UtcText(*tags.created_us);
+    if (!speakers_.cues()) return;
+    (*line)["captions"]["output"] = options_.speakers.captions;
+    (*line)["captions"]["cues"] = Json::UInt64{*speakers_.cues()};
+  }
+
   const TranscodeOptions options_;
+  SpeakerOutputs speakers_;
   // From the start of the first thread on. Until then a signal may end the program.
   std::optional<StopSignals> signals_;
   ToolLog log_;
@@ -319,7 +367,24 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   command->add_flag("--check-sound", options->writer.check_sound,
                     "With --video copy: try each audio frame with a decoder, as\n"
                     "--video encode does, and replace a damaged one by silence");
-  command->add_flag("--force", options->writer.replace_existing, "Replace OUT.mp4 if it exists");
+  command->add_flag("!--no-chapters", options->speakers.chapters,
+                    "No chapter for each person who is seen; they come from the\n"
+                    "speaker timeline beside the record");
+  command
+      ->add_option_function<std::string>(
+          "--chapter-min",
+          [options](const std::string& text) {
+            (void)kxrtc_host::ParseTime(text, &options->speakers.shortest_chapter_us);
+          },
+          "Shortest chapter in seconds (default 3); who is seen for less\n"
+          "belongs to the chapter before")
+      ->check(TimeValidator(0, kLongestChapterMinUs));
+  command->add_flag("!--no-metadata", options->speakers.metadata,
+                    "No title and creation time from the speaker timeline");
+  paths->AddFile(command, "--captions", &options->speakers.captions,
+                 "Also write captions (WebVTT) that tell who speaks");
+  command->add_flag("--force", options->writer.replace_existing,
+                    "Replace OUT.mp4, and the captions, if they exist");
   command->add_flag("--quiet", options->quiet, "Show warnings and errors only");
   command->add_flag("--json", options->json, "Report in lines of JSON on standard output");
   command->add_flag("!--no-hardware", options->prefer_hardware, "Do not try hardware encoders");

@@ -1,0 +1,86 @@
+#include "tools/kxrtc/speaker_outputs.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "files/link_target.h"
+#include "record/index/record_text.h"
+#include "record/speakers/captions.h"
+#include "record/speakers/person_names.h"
+#include "record/timing/file_timeline.h"
+#include "tools/kxrtc/path_options.h"
+
+namespace kxrtc_tool {
+
+using kxrtc_host::ByCount;
+using kxrtc_host::CountText;
+using kxrtc_host::FileTimeOf;
+using kxrtc_host::PersonNames;
+using kxrtc_host::SpeakerTurn;
+
+void SpeakerOutputs::Read(const std::string& folder) {
+  if (options_.chapters || options_.metadata || !options_.captions.empty()) {
+    turns_ = kxrtc_host::ReadSpeakerTurns(folder);
+  }
+}
+
+std::string SpeakerOutputs::OpenCaptions(const std::string& folder, const std::string& output,
+                                         bool replace, kxrtc_host::IsWanted is_wanted) {
+  if (options_.captions.empty()) return "";
+  const std::string conflict = ConflictWithRecord(folder, options_.captions);
+  if (!conflict.empty()) return options_.captions + conflict;
+  if (kxrtc_host::LeadToSameFile(options_.captions, output)) {
+    return options_.captions + " is also given as OUT.mp4";
+  }
+  captions_.set_is_wanted(std::move(is_wanted));
+  if (captions_.Open(options_.captions, replace)) return "";
+  return captions_.error_text() + HintAtForce(options_.captions, replace);
+}
+
+bool SpeakerOutputs::WriteCaptions(int64_t start_us, int64_t duration_us, bool sync) {
+  if (options_.captions.empty()) return true;
+  std::vector<SpeakerTurn> cues;
+  for (SpeakerTurn turn : turns_.heard) {
+    turn.start_us = FileTimeOf(turn.start_us, start_us);
+    turn.end_us = std::min(FileTimeOf(turn.end_us, start_us), duration_us);
+    if (kxrtc_host::IsCaption(turn)) cues.push_back(turn);
+  }
+  const std::string text = kxrtc_host::WebVttCaptions(cues, PersonNames(turns_.timeline.people));
+  if (!captions_.WriteAt(0, text.data(), text.size()) || !captions_.Commit(sync)) return false;
+  cues_ = cues.size();
+  return true;
+}
+
+kxrtc_host::Mp4Tags SpeakerOutputs::Tags() const {
+  kxrtc_host::Mp4Tags tags;
+  const kxrtc_host::SpeakerTimeline& timeline = turns_.timeline;
+  if (options_.metadata) {
+    tags.title = timeline.title;
+    if (!timeline.sessions.empty()) tags.created_us = timeline.sessions.front().utc_us;
+  }
+  if (options_.chapters) {
+    tags.chapters = kxrtc_host::ChaptersOf(turns_.seen, PersonNames(timeline.people),
+                                           options_.shortest_chapter_us);
+  }
+  return tags;
+}
+
+std::vector<std::string> SpeakerOutputs::Warnings() const {
+  std::vector<std::string> warnings;
+  const kxrtc_host::SpeakerTimeline& timeline = turns_.timeline;
+  if (!timeline.problem.empty()) {
+    warnings.push_back(timeline.problem + "; the MP4 is made without it");
+  }
+  if (timeline.damaged_lines > 0) {
+    warnings.push_back(CountText(timeline.damaged_lines, "line") + " of the speaker timeline" +
+                       ByCount(timeline.damaged_lines, " is", " are") +
+                       " damaged; chapters and captions may lack something");
+  }
+  if (!options_.captions.empty() && !timeline.exists) {
+    warnings.push_back("the record has no speaker timeline, so " + options_.captions +
+                       " contains no captions");
+  }
+  return warnings;
+}
+
+}  // namespace kxrtc_tool

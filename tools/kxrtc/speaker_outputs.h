@@ -1,0 +1,59 @@
+// What `kxrtc transcode` makes of the speaker timeline beside a record: tags of the MP4, and a file
+// of captions.
+#ifndef TOOLS_KXRTC_SPEAKER_OUTPUTS_H_
+#define TOOLS_KXRTC_SPEAKER_OUTPUTS_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "files/output_file.h"
+#include "host/mp4/mp4_tags.h"
+#include "record/predict/speaker_turns.h"
+#include "record/speakers/chapters.h"
+
+namespace kxrtc_tool {
+
+struct SpeakerOutputOptions {
+  bool chapters = true;
+  bool metadata = true;
+  int64_t shortest_chapter_us = kxrtc_host::kDefaultShortestChapterUs;
+  std::string captions;  // The file; empty: none.
+};
+
+// Threads: one at a time.
+class SpeakerOutputs {
+ public:
+  explicit SpeakerOutputs(SpeakerOutputOptions options) : options_(std::move(options)) {}
+
+  // Reads the timeline of the record in `folder`, if an output needs it. Call once, first.
+  void Read(const std::string& folder);
+
+  // Why the captions of the MP4 `output` cannot be begun, in one line with the file; empty: they
+  // can, or nobody wants any. `folder`: of the record. `replace`: the file may exist.
+  std::string OpenCaptions(const std::string& folder, const std::string& output, bool replace,
+                           kxrtc_host::IsWanted is_wanted);
+
+  // Writes the captions of an MP4 that starts at `start_us` of output time. False: see
+  // error_text().
+  [[nodiscard]] bool WriteCaptions(int64_t start_us, int64_t duration_us, bool sync);
+  const std::string& error_text() const { return captions_.error_text(); }
+
+  kxrtc_host::Mp4Tags Tags() const;
+
+  // What the user must know of the timeline.
+  std::vector<std::string> Warnings() const;
+
+  std::optional<size_t> cues() const { return cues_; }  // Of the captions that were written.
+
+ private:
+  const SpeakerOutputOptions options_;
+  kxrtc_host::SpeakerTurns turns_;
+  kxrtc_host::OutputFile captions_;
+  std::optional<size_t> cues_;
+};
+
+}  // namespace kxrtc_tool
+
+#endif  // TOOLS_KXRTC_SPEAKER_OUTPUTS_H_
