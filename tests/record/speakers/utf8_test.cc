@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <ostream>
 #include <string>
 
@@ -49,6 +50,31 @@ TEST(Utf8CharacterTest, HasItsNumber) {
   EXPECT_EQ(character, 0x20ACu);
   EXPECT_EQ(ReadUtf8Character(text, 6, &character), 4u);
   EXPECT_EQ(character, 0x1F600u);
+}
+
+TEST(OneLineTest, KeepsTextAndDropsControls) {
+  const struct {
+    const char* text;
+    const char* line;
+  } kCases[] = {
+      {"", ""},
+      {" Ada  L. ", "Ada L."},
+      {"a\nb\tc\x01"
+       "d\x7F",
+       "a b c d"},
+      {"\u202Eevil\u202C \u2066x\u2069\u2028", "evil x"},
+      {"\u0085\u061C\u200E", ""},
+      {"Zo\u00EB \U0001F600", "Zo\u00EB \U0001F600"},
+  };
+  for (const auto& test : kCases) EXPECT_EQ(OneLine(test.text), test.line);
+}
+
+TEST(CutUtf8Test, KeepsWholeCharacters) {
+  const std::string text = "a\u20ACb";  // 1, 3 and 1 byte.
+  const char* const kCut[] = {"", "a", "a", "a", "a\u20AC", "a\u20ACb", "a\u20ACb"};
+  for (size_t bytes = 0; bytes < std::size(kCut); ++bytes) {
+    EXPECT_EQ(CutUtf8(text, bytes), kCut[bytes]) << bytes;
+  }
 }
 
 }  // namespace
