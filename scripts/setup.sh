@@ -8,9 +8,10 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-# Controls Debian's chromium; installs no browser itself.
-playwright='playwright-core@1.65.1'
-playwright_folder=build/node
+# For the tests in a browser: what controls Debian's chromium, which installs no browser itself, and
+# a validator of captions.
+node_packages=(playwright-core@1.65.1 webvtt-parser@2.2.0)
+node_folder=build/node
 
 installed() {
   dpkg-query --show --showformat='${db:Status-Abbrev}' "$1" 2>/dev/null | grep -q '^ii'
@@ -57,13 +58,18 @@ install_group() {
   [ "${#missing[@]}" -eq 0 ] || apt_install "${missing[@]}"
 }
 
-install_playwright() {
-  [ -f "$playwright_folder/node_modules/playwright-core/package.json" ] && return 0
+install_node_packages() {
+  local package missing=()
+  for package in "${node_packages[@]}"; do
+    [ -f "$node_folder/node_modules/${package%@*}/package.json" ] || missing+=("$package")
+  done
+  [ "${#missing[@]}" -eq 0 ] && return 0
   command -v npm >/dev/null || apt_install npm || return 1
-  echo "setup: installing $playwright into $playwright_folder" >&2
-  mkdir -p "$playwright_folder"
-  npm install --prefix "$playwright_folder" --no-save --no-audit --no-fund --loglevel=error \
-    "$playwright" </dev/null >&2
+  echo "setup: installing ${missing[*]} into $node_folder" >&2
+  mkdir -p "$node_folder"
+  # npm removes what it is not told to keep.
+  npm install --prefix "$node_folder" --no-save --no-audit --no-fund --loglevel=error \
+    "${node_packages[@]}" </dev/null >&2
 }
 
 install_group ""
@@ -72,7 +78,7 @@ for group in "$@"; do
     checks) install_group checks ;;
     peers) install_group peers ;;
     browser)
-      { install_group browser && install_playwright; } ||
+      { install_group browser && install_node_packages; } ||
         echo "setup: no browser to play the result in; the browser tests will be skipped" >&2
       ;;
     *)

@@ -3,36 +3,16 @@
 // usage: node playback.mjs PLAYWRIGHT_FOLDER SCREENSHOT_FOLDER FILE.mp4...
 // Ends with status 77 and a reason where there is no browser to test with. Screenshots are taken at
 // each second that SCREENSHOT_SECONDS lists (default: none).
-import { createReadStream, mkdirSync, statSync } from 'node:fs';
-import { createServer } from 'node:http';
+import { mkdirSync } from 'node:fs';
 import { basename, join } from 'node:path';
 import { launchChromium } from './chromium.mjs';
+import { serveFiles } from './file_server.mjs';
 
 const LIMIT_MS = 60000;  // For one file.
 const [playwrightFolder, screenshotFolder, ...files] = process.argv.slice(2);
 const seconds = (process.env.SCREENSHOT_SECONDS || '').split(',').filter(Boolean).map(Number);
 
-// Serves the page and the files, ranges included: a player seeks by them.
-function serve() {
-  const server = createServer((request, response) => {
-    const file = files.find((name) => `/${basename(name)}` === decodeURI(request.url));
-    if (!file) {
-      response.writeHead(request.url === '/' ? 200 : 404, { 'Content-Type': 'text/html' });
-      response.end('<!doctype html><style>body{margin:0;background:#888}video{height:100vh}</style><video></video>');
-      return;
-    }
-    const size = statSync(file).size;
-    const range = /^bytes=(\d+)-(\d*)$/.exec(request.headers.range || '');
-    const from = range ? Number(range[1]) : 0;
-    const to = range && range[2] ? Number(range[2]) : size - 1;
-    response.writeHead(range ? 206 : 200, {
-      'Content-Type': 'video/mp4', 'Accept-Ranges': 'bytes', 'Content-Length': to - from + 1,
-      ...(range && { 'Content-Range': `bytes ${from}-${to}/${size}` }),
-    });
-    createReadStream(file, { start: from, end: to }).pipe(response);
-  });
-  return new Promise((done) => server.listen(0, '127.0.0.1', () => done(server)));
-}
+const PAGE = '<!doctype html><style>body{margin:0;background:#888}video{height:100vh}</style><video></video>';
 
 // Plays from the start at four times the speed; the outcome once it ended or failed.
 const play = ({ source, limit }) => new Promise((done) => {
@@ -67,7 +47,7 @@ function faultOf(outcome) {
 }
 
 const browser = await launchChromium(playwrightFolder);
-const server = await serve();
+const server = await serveFiles(files, PAGE);
 let failures = 0;
 try {
   for (const file of files) {

@@ -28,7 +28,7 @@ EXPECTED = {
         [r"/usr/lib/librtc_transcoder_mp4_writer\.so",
          r"/usr/lib/pkgconfig/rtc_transcoder_mp4_writer\.pc",
          r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder_mp4_writer_targets(-\w+)?\.cmake",
-         r"/usr/include/host/(ffmpeg|mp4)/\w+\.h"],
+         r"/usr/include/(host/(ffmpeg|mp4)|record/speakers)/\w+\.h"],
         ["librtc-transcoder-mp4-writer0", "librtc-transcoder-dev"]),
     "kxrtc": (
         [r"/usr/bin/kxrtc", r"/usr/lib/kxrtc/kxrtc_media\.so"],
