@@ -41,20 +41,24 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/rtc_transcoder.pc.in rtc_transcoder.pc 
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/rtc_transcoder.pc DESTINATION ${pkgconfig_folder}
         COMPONENT dev)
 
-# The writer is a component of the package: its targets are a file of their own.
-if(TARGET rtc_transcoder_mp4_writer)
-  set_target_properties(rtc_transcoder_mp4_writer PROPERTIES INSTALL_RPATH "$ORIGIN")
-  install(TARGETS rtc_transcoder_mp4_writer EXPORT rtc_transcoder_mp4_writer_targets
-          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT mp4_writer
-                  NAMELINK_COMPONENT mp4_writer_dev)
-  install_headers(KX_MP4_WRITER_HEADERS mp4_writer_dev)
-  install(EXPORT rtc_transcoder_mp4_writer_targets NAMESPACE rtc_transcoder::
-          DESTINATION ${package_folder} COMPONENT mp4_writer_dev)
-  configure_file(${CMAKE_CURRENT_LIST_DIR}/rtc_transcoder_mp4_writer.pc.in
-                 rtc_transcoder_mp4_writer.pc @ONLY)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/rtc_transcoder_mp4_writer.pc
-          DESTINATION ${pkgconfig_folder} COMPONENT mp4_writer_dev)
-endif()
+# Each host library is a component of the package: its targets are a file of their own.
+set(mp4_writer_description "The reference MP4 writer of rtc_transcoder, on FFmpeg's libraries")
+set(speaker_timeline_description "Writes and reads who speaks, beside a record of rtc_transcoder")
+get_property(host_libraries GLOBAL PROPERTY KX_HOST_LIBRARIES)
+foreach(component IN LISTS host_libraries)
+  set(name rtc_transcoder_${component})
+  set(description ${${component}_description})
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${name} EXPORT ${name}_targets
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component}
+                  NAMELINK_COMPONENT ${component}_dev)
+  install_headers(KX_${component}_HEADERS ${component}_dev)
+  install(EXPORT ${name}_targets NAMESPACE rtc_transcoder:: DESTINATION ${package_folder}
+          COMPONENT ${component}_dev)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/host_library.pc.in ${name}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc
+          DESTINATION ${pkgconfig_folder} COMPONENT ${component}_dev)
+endforeach()
 
 if(TARGET kxrtc)
   install(TARGETS kxrtc DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
@@ -82,25 +86,28 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
     "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (= ${PROJECT_VERSION}), libjsoncpp-dev")
 set(CPACK_COMPONENT_DEV_DESCRIPTION "Headers and package files of the rtc_transcoder library")
-if(TARGET rtc_transcoder_mp4_writer)
-  list(APPEND CPACK_COMPONENTS_ALL mp4_writer mp4_writer_dev)
-  set(CPACK_DEBIAN_MP4_WRITER_PACKAGE_NAME librtc-transcoder-mp4-writer${PROJECT_VERSION_MAJOR})
-  set(CPACK_DEBIAN_MP4_WRITER_PACKAGE_SECTION libs)
-  set(CPACK_DEBIAN_MP4_WRITER_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_MP4_WRITER_PACKAGE_GENERATE_SHLIBS ON)
-  set(CPACK_DEBIAN_MP4_WRITER_PACKAGE_DEPENDS
+set(CPACK_COMPONENT_MP4_WRITER_DESCRIPTION
+    "MP4 writer for the rtc_transcoder library, on FFmpeg, which Debian builds under the GPL")
+set(CPACK_COMPONENT_SPEAKER_TIMELINE_DESCRIPTION
+    "Writes and reads who speaks in a conference, beside its speaker record")
+foreach(component IN LISTS host_libraries)
+  string(TOUPPER ${component} key)
+  string(REPLACE _ - package librtc-transcoder-${component})
+  list(APPEND CPACK_COMPONENTS_ALL ${component} ${component}_dev)
+  set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${package}${PROJECT_VERSION_MAJOR})
+  set(CPACK_DEBIAN_${key}_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_${key}_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_${key}_PACKAGE_GENERATE_SHLIBS ON)
+  set(CPACK_DEBIAN_${key}_PACKAGE_DEPENDS
       "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (= ${PROJECT_VERSION})")
-  set(CPACK_COMPONENT_MP4_WRITER_DESCRIPTION
-      "MP4 writer for the rtc_transcoder library, on FFmpeg, which Debian builds under the GPL")
-  set(CPACK_DEBIAN_MP4_WRITER_DEV_PACKAGE_NAME librtc-transcoder-mp4-writer-dev)
-  set(CPACK_DEBIAN_MP4_WRITER_DEV_PACKAGE_SECTION libdevel)
-  set(CPACK_DEBIAN_MP4_WRITER_DEV_PACKAGE_DEPENDS
-      "${CPACK_DEBIAN_MP4_WRITER_PACKAGE_NAME} (= ${PROJECT_VERSION})"
-      "${CPACK_DEBIAN_DEV_PACKAGE_NAME} (= ${PROJECT_VERSION})")
-  list(JOIN CPACK_DEBIAN_MP4_WRITER_DEV_PACKAGE_DEPENDS ", " CPACK_DEBIAN_MP4_WRITER_DEV_PACKAGE_DEPENDS)
-  set(CPACK_COMPONENT_MP4_WRITER_DEV_DESCRIPTION
-      "Headers and package files of the rtc_transcoder library's MP4 writer")
-endif()
+  set(CPACK_DEBIAN_${key}_DEV_PACKAGE_NAME ${package}-dev)
+  set(CPACK_DEBIAN_${key}_DEV_PACKAGE_SECTION libdevel)
+  string(CONCAT CPACK_DEBIAN_${key}_DEV_PACKAGE_DEPENDS
+         "${package}${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}), "
+         "${CPACK_DEBIAN_DEV_PACKAGE_NAME} (= ${PROJECT_VERSION})")
+  set(CPACK_COMPONENT_${key}_DEV_DESCRIPTION
+      "Headers and package files: ${CPACK_COMPONENT_${key}_DESCRIPTION}")
+endforeach()
 if(TARGET kxrtc)
   list(APPEND CPACK_COMPONENTS_ALL tool)
   set(CPACK_DEBIAN_TOOL_PACKAGE_NAME kxrtc)

@@ -29,13 +29,25 @@ endfunction()
 
 # kx_list_public_headers(<property> <.h ...>)
 # Appends the paths from the top of the tree to a global property: KX_PUBLIC_HEADERS of the library, or
-# KX_MP4_WRITER_HEADERS of the reference writer. Both are installed and tested to compile alone.
+# KX_<component>_HEADERS of a host library. They are installed and tested to compile alone.
 function(kx_list_public_headers property)
   foreach(path IN LISTS ARGN)
     cmake_path(ABSOLUTE_PATH path NORMALIZE)
     cmake_path(RELATIVE_PATH path BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
     set_property(GLOBAL APPEND PROPERTY ${property} ${path})
   endforeach()
+endfunction()
+
+# kx_get_public_headers(<variable>)
+# All of them, of the library and of the host libraries.
+function(kx_get_public_headers variable)
+  get_property(headers GLOBAL PROPERTY KX_PUBLIC_HEADERS)
+  get_property(host_libraries GLOBAL PROPERTY KX_HOST_LIBRARIES)
+  foreach(component IN LISTS host_libraries)
+    get_property(host_headers GLOBAL PROPERTY KX_${component}_HEADERS)
+    list(APPEND headers ${host_headers})
+  endforeach()
+  set(${variable} ${headers} PARENT_SCOPE)
 endfunction()
 
 # kx_add_module(<name> SOURCES <.cc ...> PUBLIC_HEADERS <.h ...> [PRIVATE_HEADERS <.h ...>])
@@ -72,4 +84,28 @@ function(kx_add_house name)
     target_link_libraries(${name}${twin} PUBLIC ${links} PRIVATE kx_build_flags)
   endforeach()
   set_target_properties(${name}_internal PROPERTIES EXCLUDE_FROM_ALL ON)
+endfunction()
+
+# kx_add_host_library(<component> HOUSES <house ...> HEADERS <.h ...>)
+# The shared library rtc_transcoder_<component>: these houses, with what they stand on, for hosts outside
+# of the tree. They see the headers, which mark what is exported with KX_EXPORT. The tool and the tests
+# are on the houses: they use more of them.
+function(kx_add_host_library component)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "HOUSES;HEADERS")
+  set(name rtc_transcoder_${component})
+  set(map ${PROJECT_SOURCE_DIR}/cmake/host_library.map)
+  kx_list_public_headers(KX_${component}_HEADERS ${ARG_HEADERS})
+  set_property(GLOBAL APPEND PROPERTY KX_HOST_LIBRARIES ${component})
+  add_library(${name} SHARED ${ARG_HEADERS})
+  add_library(rtc_transcoder::${component} ALIAS ${name})
+  kx_configure_target(${name})
+  target_link_libraries(${name} PRIVATE ${ARG_HOUSES} PUBLIC rtc_transcoder)
+  target_link_options(${name} PRIVATE -Wl,--version-script=${map})
+  list(JOIN ARG_HOUSES , houses)
+  set_target_properties(${name} PROPERTIES
+                        EXPORT_NAME ${component} LINKER_LANGUAGE CXX
+                        # Nothing here calls what is exported, so the linker is told to take it all.
+                        LINK_LIBRARY_OVERRIDE "WHOLE_ARCHIVE,${houses}"
+                        LINK_DEPENDS ${map}
+                        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 endfunction()

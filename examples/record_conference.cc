@@ -1,6 +1,7 @@
 // Records a conference of two people into a speaker record: what a host does with threads that
-// deliver video, a mixer that delivers audio, and a listener that says what becomes of them. The
-// pictures and the sound are made up; a host passes on what its encoders produce.
+// deliver video, a mixer that delivers audio, a listener that says what becomes of them, and a
+// speaker timeline beside the record, which knows the names. The pictures and the sound are made
+// up; a host passes on what its encoders produce.
 //
 //   record_conference RECORD_DIR [SECONDS]
 #include <fcntl.h>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "kxrtc/recording/speaker_recorder.h"
+#include "record/speakers/speaker_timeline_writer.h"
 
 namespace {
 
@@ -165,12 +167,19 @@ int main(int argc, char** argv) {
   // Whatever the recorder borrows stands in front of it and so outlives it.
   Mixer mixer;
   Listener listener;
+  kxrtc_host::SpeakerTimelineWriter timeline(&listener);  // Passes on what it hears.
   kxrtc::SpeakerRecorder recorder;
-  recorder.SetListener(&listener);
+  recorder.SetListener(&timeline);
   const std::string folder = std::string(argv[1]) + "/";  // File names are appended as they are.
   if (!recorder.Initialize(folder, &mixer, nullptr)) {
     std::fprintf(stderr, "%s: the record cannot be created\n", argv[1]);
     return 1;
+  }
+
+  std::string error;
+  if (!timeline.Create(folder, "An example", &error) || !timeline.Join(1, "Ada") ||
+      !timeline.Join(2, "Ben")) {
+    std::fprintf(stderr, "there will be no names: %s\n", error.c_str());
   }
 
   const uint32_t users[] = {1, 2};
@@ -191,11 +200,13 @@ int main(int argc, char** argv) {
       const bool first_speaks = i / 2 % 2 == 0;
       const uint8_t speaking[] = {first_speaks, !first_speaks};
       recorder.UpdateVoiceActivity(users, speaking, 2);
+      timeline.SetSpeaking({first_speaks ? users[0] : users[1]});
       std::this_thread::sleep_for(std::chrono::seconds(1));
     }
   }
   recorder.StopRecording();
   recorder.Finalize();  // Returns when everything stands in the files.
+  if (!timeline.Close()) std::fprintf(stderr, "names are missing: %s\n", timeline.error().c_str());
 
   std::printf("%d video and %d audio frames\n", listener.video_frames, listener.audio_frames);
   return listener.failed ? 1 : 0;

@@ -12,7 +12,7 @@
 #include "host/scenario/participant_state.h"
 #include "host/scenario/source_access.h"
 #include "record/index/record_text.h"
-#include "record/speakers/timeline_entry.h"
+#include "record/speakers/timeline_format.h"
 #include "record/speakers/utf8.h"
 
 namespace kxrtc_host {

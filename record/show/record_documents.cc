@@ -4,6 +4,7 @@
 
 #include "kxrtc/recording/peer_connection_conductor.h"
 #include "record/index/record_text.h"
+#include "record/speakers/timeline_entry.h"
 
 namespace kxrtc_host {
 namespace {

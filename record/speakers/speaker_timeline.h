@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "record/speakers/timeline_entry.h"
+#include "kx_utility/export.h"
 
 namespace kxrtc_host {
 
@@ -39,7 +39,7 @@ struct SpeakerTimeline {
 
 // Reads the timeline of the record in `folder`. What it leaves open ends at `end_us`, the end of
 // the record.
-SpeakerTimeline ReadSpeakerTimeline(const std::string& folder, int64_t end_us);
+KX_EXPORT SpeakerTimeline ReadSpeakerTimeline(const std::string& folder, int64_t end_us);
 
 }  // namespace kxrtc_host
 

@@ -10,6 +10,7 @@
 #include <exception>
 
 #include "record/index/record_text.h"
+#include "record/speakers/timeline_entry.h"
 
 namespace kxrtc_host {
 namespace {

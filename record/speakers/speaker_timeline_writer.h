@@ -17,15 +17,16 @@
 #include <string>
 #include <vector>
 
+#include "kx_utility/export.h"
 #include "kxrtc/recording/speaker_recorder_listener.h"
-#include "record/speakers/timeline_entry.h"
+#include "record/speakers/timeline_format.h"
 
 namespace kxrtc_host {
 
 // Every line is written whole and at once, so what a killed process leaves ends at most in one torn
 // line. A line that cannot be written, or for which there is no memory, ends the timeline, and the
 // recording goes on. Only Create() and error() throw, std::bad_alloc.
-class SpeakerTimelineWriter final : public kxrtc::SpeakerRecorderListener {
+class KX_EXPORT SpeakerTimelineWriter final : public kxrtc::SpeakerRecorderListener {
  public:
   // `next` gets every report of the recorder too; null: nobody. It outlives the writer.
   explicit SpeakerTimelineWriter(kxrtc::SpeakerRecorderListener* next) : next_(next) {}

@@ -9,16 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "record/speakers/timeline_format.h"
+
 namespace kxrtc_host {
-
-// The file's name, put behind the folder path of the record. None of the record's four files has
-// it.
-inline constexpr char kSpeakerTimelineFileName[] = "SpeakerTimeline.ndjson";
-
-inline constexpr uint32_t kSpeakerTimelineVersion = 1;
-inline constexpr size_t kMaxTitleBytes = 1024;
-inline constexpr size_t kMaxPersonNameBytes = 256;
-inline constexpr size_t kMaxTimelineLineBytes = 8192;  // With its newline.
 
 // The first line.
 struct TimelineHeader {

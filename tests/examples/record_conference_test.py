@@ -5,6 +5,7 @@ usage: record_conference_test.py RECORD_CONFERENCE
 """
 
 import fcntl
+import json
 import os
 import re
 import subprocess
@@ -42,6 +43,13 @@ class RecordConferenceTest(unittest.TestCase):
                         for line in lines[:-1]]
             self.assertEqual(len(selected), record["channel_changes"])
             self.assertEqual(set(selected), {"1", "2"})
+            timeline = (Path(folder) / "SpeakerTimeline.ndjson").read_text()
+            events = [json.loads(line) for line in timeline.splitlines()]
+            self.assertEqual(events[0], {"speaker_timeline": 1, "title": "An example"})
+            self.assertEqual([event["name"] for event in events if event.get("event") == "joined"],
+                             ["Ada", "Ben"])
+            self.assertEqual([str(event["user_id"]) for event in events
+                              if event.get("event") == "selected"], selected)
 
     def test_says_that_the_folder_is_missing(self):
         done = run("/nonexistent")

@@ -28,8 +28,18 @@ EXPECTED = {
         [r"/usr/lib/librtc_transcoder_mp4_writer\.so",
          r"/usr/lib/pkgconfig/rtc_transcoder_mp4_writer\.pc",
          r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder_mp4_writer_targets(-\w+)?\.cmake",
-         r"/usr/include/(host/(ffmpeg|mp4)|record/speakers)/\w+\.h"],
+         r"/usr/include/(host/(ffmpeg|mp4)/\w+|record/speakers/chapter)\.h"],
         ["librtc-transcoder-mp4-writer0", "librtc-transcoder-dev"]),
+    "librtc-transcoder-speaker-timeline0": (
+        [r"/usr/lib/librtc_transcoder_speaker_timeline\.so\.0",
+         r"/usr/lib/librtc_transcoder_speaker_timeline\.so\.0\.[0-9.]+"],
+        ["librtc-transcoder0", "libjsoncpp25", "libc6"]),
+    "librtc-transcoder-speaker-timeline-dev": (
+        [r"/usr/lib/librtc_transcoder_speaker_timeline\.so",
+         r"/usr/lib/pkgconfig/rtc_transcoder_speaker_timeline\.pc",
+         r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder_speaker_timeline_targets(-\w+)?\.cmake",
+         r"/usr/include/record/speakers/(speaker_timeline(_writer)?|timeline_format)\.h"],
+        ["librtc-transcoder-speaker-timeline0", "librtc-transcoder-dev"]),
     "kxrtc": (
         [r"/usr/bin/kxrtc", r"/usr/lib/kxrtc/kxrtc_media\.so"],
         ["librtc-transcoder0", "libavformat59", "libc6"]),

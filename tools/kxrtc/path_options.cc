@@ -11,7 +11,7 @@
 #include "host/scenario/source_access.h"
 #include "kxrtc/recording/speaker_record_format.h"
 #include "record/index/record_files.h"
-#include "record/speakers/timeline_entry.h"
+#include "record/speakers/timeline_format.h"
 
 namespace kxrtc_tool {
 namespace {

@@ -6,6 +6,7 @@
 
 #include "kxrtc/recording/replay_rules.h"
 #include "record/index/record_text.h"
+#include "record/speakers/timeline_entry.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/terminal_text.h"
 

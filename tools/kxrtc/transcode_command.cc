@@ -17,6 +17,7 @@
 #include "record/index/record_files.h"
 #include "record/index/record_text.h"
 #include "record/predict/transcode_outcome.h"
+#include "record/speakers/timeline_entry.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
