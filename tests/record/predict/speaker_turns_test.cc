@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include "record/predict/record_analysis.h"
+#include "record/timing/file_timeline.h"
 #include "tests/testing/record_builder.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/timeline_lines.h"
@@ -123,6 +125,43 @@ TEST(SpeakerTurnsTest, EndsWhereTheReplayEnds) {
   const SpeakerTurns turns = Read(record, lines, dir);
   EXPECT_THAT(turns.heard, ElementsAre(IsTurn(kFrame + 10000, 2 * kFrame, 1)));
   EXPECT_EQ(turns.timeline.damaged_lines, 1u);
+}
+
+// Filler, dropped pictures and a second session move no turn away from its pictures.
+TEST(SpeakerTurnsTest, AgreesWithThePredictedReplay) {
+  const TempDir dir;
+  RecordBuilder record(dir);
+  TimelineLines lines;
+  record.Start(1000).Channel(1000, kCamera).Attributes(1001, 640, 360).Key(1002);
+  lines.Start(1000).Select(1000, 1, 11);
+  int64_t now_us = AddSound(&record, 5000, 300);  // The icon fills the gap.
+  record.Delta(now_us).Channel(now_us, kDesktop).Attributes(now_us + 1, 640, 360);
+  lines.Select(now_us, 2, 12, kDesktop);
+  record.Delta(now_us + 2).Delta(now_us + 3);  // Dropped before their key frame.
+  now_us = AddSound(&record, now_us + 10000, 50);
+  record.Key(now_us);
+  now_us = AddSound(&record, now_us, 20);
+  record.Stop(now_us);
+  lines.Stop(now_us);
+  now_us += 50000000;
+  record.Start(now_us).Audio(now_us + 10).Channel(now_us + 5000, 0);
+  lines.Start(now_us).Select(now_us + 5000, 0, 0);
+  now_us = AddSound(&record, now_us + 20000, 30);
+  record.Channel(now_us, kCamera).Attributes(now_us + 1, 640, 360).Key(now_us + 2);
+  lines.Select(now_us, 3, 13);
+  now_us = AddSound(&record, now_us + 10000, 30);
+  record.Stop(now_us);
+  lines.Stop(now_us);
+  const SpeakerTurns turns = Read(record, lines, dir);
+  const ReplayPrediction replay = AnalyseRecord(dir.path()).replay;
+  ASSERT_EQ(replay.switches.size(), 4u);
+  EXPECT_GT(replay.filler_insertions, 0u);
+  EXPECT_EQ(replay.dropped_frames, 3u);
+  ASSERT_EQ(turns.seen.size(), replay.switches.size());
+  for (size_t i = 0; i < turns.seen.size(); ++i) {
+    // The prediction is in the time of the file. What is written there is exact to a tick.
+    EXPECT_NEAR(FileTimeOf(turns.seen[i].start_us, 0), replay.switches[i].output_us, 1) << i;
+  }
 }
 
 TEST(SpeakerTurnsTest, NeedsNoTimeline) {
