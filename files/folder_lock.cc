@@ -3,37 +3,17 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
+
+#include "files/lock_holder.h"
 
 namespace kxrtc_host {
 namespace {
 
 constexpr int kAttempts = 100;
-
-// The process that holds the lock of `folder`; 0 when the system does not tell it.
-int HolderOf(const struct stat& folder) {
-  std::ifstream locks("/proc/locks");
-  std::string line;
-  while (std::getline(locks, line)) {
-    int process = 0;
-    unsigned device_major = 0;
-    unsigned device_minor = 0;
-    unsigned long long inode = 0;
-    const int found = std::sscanf(line.c_str(), "%*d: FLOCK %*s %*s %d %x:%x:%llu", &process,
-                                  &device_major, &device_minor, &inode);
-    if (found == 4 && process > 0 && inode == folder.st_ino &&
-        makedev(device_major, device_minor) == folder.st_dev) {
-      return process;
-    }
-  }
-  return 0;
-}
 
 }  // namespace
 
@@ -66,8 +46,7 @@ FolderLock::Result FolderLock::TryOnce(const std::string& path) {
     error_ = std::strerror(errno);
     if (folder >= 0) ::close(folder);
     if (!taken) return Result::kFailed;
-    const int process = HolderOf(opened);
-    error_ = process > 0 ? "process " + std::to_string(process) : "another process";
+    error_ = LockHolder(opened);
     return Result::kTaken;
   }
   if (named.st_dev != opened.st_dev || named.st_ino != opened.st_ino) {

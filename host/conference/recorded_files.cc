@@ -37,7 +37,7 @@ std::string SizeText(const ReadOnlyFile& file, uint64_t recorded, bool may_be_lo
 }
 
 std::string IndexText(ReadOnlyFile* index, const RecordCounts& counts) {
-  IndexDigest digest;
+  ByteDigest digest;
   for (uint64_t position = 0; position < counts.index_bytes;) {
     const size_t size = static_cast<size_t>(
         std::min<uint64_t>(counts.index_bytes - position, ReadOnlyFile::kWindowSize));

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "host/conference/index_digest.h"
+#include "files/byte_digest.h"
 #include "kxrtc/recording/speaker_record_format.h"
 #include "kxrtc/recording/speaker_recorder_listener.h"
 
@@ -33,7 +33,7 @@ struct RecordCounts {
   uint64_t video_bytes = 0;
   uint64_t audio_bytes = 0;
   uint64_t index_bytes = 0;
-  IndexDigest index_digest;    // Of these bytes.
+  ByteDigest index_digest;    // Of these bytes.
   uint64_t failed_writes = 0;  // Frames and index records that are missing.
   int64_t stop_us = 0;         // Recorder time of the last stop; 0: none.
 };

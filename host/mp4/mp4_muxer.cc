@@ -12,8 +12,8 @@ extern "C" {
 #include <limits>
 #include <utility>
 
-#include "host/mp4/mp4_box.h"
 #include "host/mp4/tag_writer.h"
+#include "host/result/mp4_box.h"
 #include "record/index/record_text.h"
 #include "record/timing/media_time.h"
 
@@ -258,16 +258,19 @@ bool Mp4Muxer::WriteSize() {
       static_cast<uint8_t>(video_.width >> 8),  static_cast<uint8_t>(video_.width),  0, 0,
       static_cast<uint8_t>(video_.height >> 8), static_cast<uint8_t>(video_.height), 0, 0};
   const uint8_t pixels[] = {size[0], size[1], size[4], size[5]};
+  const Mp4Reader reader = [this](uint64_t position, void* buffer, uint64_t bytes) {
+    return file_->ReadAt(position, buffer, bytes);
+  };
   Mp4Box track = {0, file_->size()};
-  bool ok = FindMp4Box(file_, "moov", &track) && FindMp4Box(file_, "trak", &track);
+  bool ok = FindMp4Box(reader, "moov", &track) && FindMp4Box(reader, "trak", &track);
   Mp4Box header = track;
-  ok = ok && FindMp4Box(file_, "tkhd", &header) &&
+  ok = ok && FindMp4Box(reader, "tkhd", &header) &&
        file_->WriteAt(header.end - kSizeFromEndOfTrackHeader, size, sizeof(size));
   for (const char* type : {"mdia", "minf", "stbl", "stsd"}) {
-    ok = ok && FindMp4Box(file_, type, &track);
+    ok = ok && FindMp4Box(reader, type, &track);
   }
   track.begin += kSampleEntryCount;
-  ok = ok && FindMp4Box(file_, "avc1", &track) &&
+  ok = ok && FindMp4Box(reader, "avc1", &track) &&
        file_->WriteAt(track.begin + kSizeInSampleEntry, pixels, sizeof(pixels));
   return ok || Check("size", AVERROR(EIO));
 }

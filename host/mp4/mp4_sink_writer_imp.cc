@@ -6,6 +6,7 @@
 
 #include "host/mp4/copy_video_track.h"
 #include "host/mp4/encode_video_track.h"
+#include "host/result/mp4_mark.h"
 #include "kx_utility/failure_log.h"
 #include "record/index/frame_limit.h"
 #include "record/index/record_text.h"
@@ -233,11 +234,22 @@ bool Mp4SinkWriterImp::Finish() {
   // For an empty record no other warning makes sense.
   if (!is_empty && !FinishTracks()) return false;
   if (!muxer_->Finish()) return false;
+  if (!AppendMark()) return report_.FailFile(file_);
   if (!file_.Commit(options_.sync)) return report_.FailFile(file_);
   if (!file_.warning_text().empty()) report_.Warn(file_.warning_text());
   report_.status.file_size = file_.size();
   report_.status.file_written = true;
   return true;
+}
+
+bool Mp4SinkWriterImp::AppendMark() {
+  if (options_.origin.empty()) return true;
+  std::string mark;
+  const Mp4Reader reader = [this](uint64_t position, void* buffer, uint64_t size) {
+    return file_.ReadAt(position, buffer, size);
+  };
+  return MakeMp4Mark(reader, file_.size(), options_.origin, &mark) &&
+         file_.WriteAt(file_.size(), mark.data(), mark.size());
 }
 
 void Mp4SinkWriterImp::StopStreaming() {

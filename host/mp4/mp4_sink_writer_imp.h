@@ -68,6 +68,7 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   bool Finish();
   bool FinishTracks();
   bool SetChapters();
+  bool AppendMark();
   void TellTimestamps();
   bool Settle(bool ok);
 

@@ -45,6 +45,7 @@ struct Mp4SinkWriterOptions {
   int encoder_threads = 0;  // 0: as many as there are processors.
   SampleBounds bounds;
   Mp4Tags tags;
+  std::string origin;  // What the file is made of, for the mark at its end; empty: no mark.
   // In the order in which they are tried; the first list only when hardware is preferred.
   std::vector<std::string> hardware_encoders = {"h264_nvenc", "h264_v4l2m2m"};
   std::vector<std::string> software_encoders = {"libx264", "libopenh264"};

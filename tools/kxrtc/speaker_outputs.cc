@@ -1,5 +1,7 @@
 #include "tools/kxrtc/speaker_outputs.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -22,6 +24,10 @@ void SpeakerOutputs::Read(const std::string& folder) {
   if (options_.chapters || options_.metadata || !options_.captions.empty()) {
     turns_ = kxrtc_host::ReadSpeakerTurns(folder);
   }
+}
+
+bool SpeakerOutputs::LacksCaptions() const {
+  return !options_.captions.empty() && ::access(options_.captions.c_str(), F_OK) != 0;
 }
 
 std::string SpeakerOutputs::OpenCaptions(const std::string& folder, const std::string& output,

@@ -30,6 +30,9 @@ class SpeakerOutputs {
   // Reads the timeline of the record in `folder`, if an output needs it. Call once, first.
   void Read(const std::string& folder);
 
+  // Captions are wanted, and there is no file of that name.
+  bool LacksCaptions() const;
+
   // Why the captions of the MP4 `output` cannot be begun, in one line with the file; empty: they
   // can, or nobody wants any. `folder`: of the record. `replace`: the file may exist.
   std::string OpenCaptions(const std::string& folder, const std::string& output, bool replace,

@@ -14,6 +14,7 @@
 #include "host/mp4/mp4_factory.h"
 #include "host/mp4/transcoder_handle.h"
 #include "host/mp4/writer_options.h"
+#include "host/result/record_origin.h"
 #include "record/index/record_files.h"
 #include "record/index/record_text.h"
 #include "record/predict/transcode_outcome.h"
@@ -23,6 +24,7 @@
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/media_loader.h"
+#include "tools/kxrtc/output_claim.h"
 #include "tools/kxrtc/progress_report.h"
 #include "tools/kxrtc/speaker_outputs.h"
 #include "tools/kxrtc/stop_signals.h"
@@ -54,6 +56,14 @@ const std::map<std::string, kxrtc_host::VideoMode> kVideoModes = {
 const std::map<std::string, kxrtc_host::StillShare> kStillShares = {
     {"picture", kxrtc_host::StillShare::kPicture}, {"icon", kxrtc_host::StillShare::kIcon}};
 
+// The name that the option gives to `value`.
+template <typename Value>
+std::string NameOf(const std::map<std::string, Value>& names, Value value) {
+  return std::find_if(names.begin(), names.end(),
+                      [=](const auto& name) { return name.second == value; })
+      ->first;
+}
+
 constexpr std::chrono::milliseconds kRedrawInterval(200);
 
 constexpr int64_t kLongestChapterMinUs = int64_t{86400} * 1000000;
@@ -78,7 +88,23 @@ struct TranscodeOptions {
   bool quiet = false;
   bool json = false;
   bool prefer_hardware = true;
+  bool if_needed = false;
+  bool accept_cut = false;
 };
+
+// All that decides which MP4 a record gives.
+Json::Value OptionsOfOrigin(const TranscodeOptions& options) {
+  Json::Value value;
+  value["video"] = NameOf(kVideoModes, options.writer.video_mode);
+  value["still_share"] = NameOf(kStillShares, options.writer.still_share);
+  value["preset"] = options.writer.preset;
+  value["check_sound"] = options.writer.check_sound;
+  value["hardware"] = options.prefer_hardware;
+  value["chapters"] = options.speakers.chapters;
+  value["chapter_min_us"] = Json::Int64{options.speakers.shortest_chapter_us};
+  value["metadata"] = options.speakers.metadata;
+  return value;
+}
 
 // One transcoding from start to exit status, through the library's exported interface.
 // Threads: the main thread runs it; the transcoder's callbacks come on its worker thread.
@@ -94,9 +120,10 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     LookIntoFiles();
     if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return Tell(*outcome);
     signals_.emplace();
-    std::string error =
-        speakers_.OpenCaptions(facts_.folder, options_.output, options_.writer.replace_existing,
-                               [this] { return !signals_->IsStopped(); });
+    origin_ = kxrtc_host::RecordOrigin(facts_.folder, OptionsOfOrigin(options_));
+    if (const auto status = Claim()) return *status;
+    std::string error = speakers_.OpenCaptions(facts_.folder, options_.output, MayReplace(),
+                                               [this] { return !signals_->IsStopped(); });
     if (!error.empty()) return TellFailure(kExitOutputRefused, error);
     const kxrtc_host::Media* const media = LoadMedia(&error);
     if (media == nullptr) return TellFailure(kExitFailure, error);
@@ -130,10 +157,34 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     speakers_.Read(facts_.folder);
   }
 
+  // The status if the output is not to be made, or not here.
+  std::optional<ExitStatus> Claim() {
+    OutputClaim::When when = OutputClaim::When::kAlways;
+    if (options_.if_needed) {
+      when = speakers_.LacksCaptions() ? OutputClaim::When::kIfOurs : OutputClaim::When::kIfNeeded;
+    }
+    switch (claim_.Take(options_.output, origin_, when)) {
+      case OutputClaim::Kind::kMake:
+        return std::nullopt;
+      case OutputClaim::Kind::kUpToDate:
+        return TellUpToDate();
+      case OutputClaim::Kind::kBusy:
+        return TellFailure(kExitOutputBusy, claim_.text());
+      case OutputClaim::Kind::kForeign:
+        break;
+    }
+    if (options_.writer.replace_existing) return std::nullopt;
+    return TellFailure(kExitOutputRefused, claim_.text());
+  }
+
+  bool MayReplace() const { return options_.writer.replace_existing || claim_.replaces(); }
+
   TranscodeOutcome Transcode(const kxrtc_host::Media& media) {
     kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
     writer_options.record_folder = facts_.folder;
     writer_options.tags = speakers_.Tags();
+    writer_options.origin = origin_;
+    writer_options.replace_existing = MayReplace();
     const auto factory = media.MakeMp4Factory(writer_options, facts_.outline);
     const kxrtc_host::TranscoderHandle transcoder = kxrtc_host::MakeTranscoder();
     transcoder->SetPreferHW(options_.prefer_hardware);
@@ -204,7 +255,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       case TranscodeOutcome::Kind::kWritten:
         return kExitOk;
       case TranscodeOutcome::Kind::kWrittenInPart:
-        return kExitRecordIncomplete;
+        return options_.accept_cut ? kExitOk : kExitRecordIncomplete;
       case TranscodeOutcome::Kind::kStopped:
         return signals_->exit_status();
       case TranscodeOutcome::Kind::kRecordUnreadable:
@@ -252,6 +303,21 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     line["message"] = message;
     line["exit_status"] = status;
     PrintJsonLine(line);
+    return status;
+  }
+
+  // What is up to date was complete, or was all that there is.
+  ExitStatus TellUpToDate() const {
+    const ExitStatus status =
+        StatusOf(TranscodeOutcome::Predict(facts_, {WriterEnd::Kind::kWritten, ""}).kind());
+    if (options_.json) {
+      Json::Value line = Event("up_to_date");
+      line["output"] = options_.output;
+      line["exit_status"] = status;
+      PrintJsonLine(line);
+    } else if (!options_.quiet) {
+      std::printf("%s\n", TerminalText(claim_.text()).c_str());
+    }
     return status;
   }
 
@@ -330,6 +396,8 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
 
   const TranscodeOptions options_;
   SpeakerOutputs speakers_;
+  std::string origin_;
+  OutputClaim claim_;
   // From the start of the first thread on. Until then a signal may end the program.
   std::optional<StopSignals> signals_;
   ToolLog log_;
@@ -386,6 +454,11 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                  "Also write captions (WebVTT) that tell who speaks");
   command->add_flag("--force", options->writer.replace_existing,
                     "Replace OUT.mp4, and the captions, if they exist");
+  command->add_flag("--if-needed", options->if_needed,
+                    "Do nothing where OUT.mp4 was made of this record with these\n"
+                    "options; replace it where it was made of another one");
+  command->add_flag("--accept-cut", options->accept_cut,
+                    "Status 0 instead of 7 for a record that ends early");
   command->add_flag("--quiet", options->quiet, "Show warnings and errors only");
   command->add_flag("--json", options->json, "Report in lines of JSON on standard output");
   command->add_flag("!--no-hardware", options->prefer_hardware, "Do not try hardware encoders");

@@ -1,9 +1,10 @@
-#include "host/mp4/mp4_box.h"
+#include "host/result/mp4_box.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "files/output_file.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kxrtc_host {
@@ -48,12 +49,15 @@ class Mp4BoxTest : public ::testing::TestWithParam<BoxCase> {
 
   kx_testing::TempDir dir_;
   OutputFile file_;
+  const Mp4Reader reader_ = [this](uint64_t position, void* buffer, uint64_t size) {
+    return file_.ReadAt(position, buffer, size);
+  };
   Mp4Box box_;
 };
 
 TEST_P(Mp4BoxTest, IsFound) {
   Write(GetParam().file);
-  ASSERT_TRUE(FindMp4Box(&file_, "moov", &box_));
+  ASSERT_TRUE(FindMp4Box(reader_, "moov", &box_));
   EXPECT_EQ(Content(), GetParam().found);
 }
 
@@ -76,7 +80,7 @@ class NoMp4BoxTest : public Mp4BoxTest {};
 
 TEST_P(NoMp4BoxTest, LeavesTheSearchedBoxAsItWas) {
   Write(GetParam().file);
-  EXPECT_FALSE(FindMp4Box(&file_, "moov", &box_));
+  EXPECT_FALSE(FindMp4Box(reader_, "moov", &box_));
   EXPECT_EQ(box_.begin, 0u);
   EXPECT_EQ(box_.end, GetParam().file.size());
 }
@@ -103,22 +107,31 @@ using Mp4BoxSearchTest = Mp4BoxTest;
 TEST_F(Mp4BoxSearchTest, GoesDownOneBoxAtATime) {
   Write(Box("ftyp", "") + Box("moov", Box("mvhd", "a") + Box("trak", Box("tkhd", "deep"))) +
         Box("tkhd", "outside"));
-  ASSERT_TRUE(FindMp4Box(&file_, "moov", &box_));
-  ASSERT_TRUE(FindMp4Box(&file_, "trak", &box_));
-  ASSERT_TRUE(FindMp4Box(&file_, "tkhd", &box_));
+  ASSERT_TRUE(FindMp4Box(reader_, "moov", &box_));
+  ASSERT_TRUE(FindMp4Box(reader_, "trak", &box_));
+  ASSERT_TRUE(FindMp4Box(reader_, "tkhd", &box_));
   EXPECT_EQ(Content(), "deep");
 }
 
 TEST_F(Mp4BoxSearchTest, NeverLeavesTheSearchedBox) {
   Write(Box("moov", Box("mvhd", "")) + Box("trak", ""));
-  ASSERT_TRUE(FindMp4Box(&file_, "moov", &box_));
-  EXPECT_FALSE(FindMp4Box(&file_, "trak", &box_));
+  ASSERT_TRUE(FindMp4Box(reader_, "moov", &box_));
+  EXPECT_FALSE(FindMp4Box(reader_, "trak", &box_));
+}
+
+TEST_F(Mp4BoxSearchTest, DoesNotWalkForEver) {
+  std::string boxes;
+  for (int i = 0; i < kMaxMp4Boxes - 1; ++i) boxes += Box("free", "");
+  Write(boxes + Box("moov", ""));
+  EXPECT_TRUE(FindMp4Box(reader_, "moov", &box_));
+  Write(boxes + Box("free", "") + Box("moov", ""));
+  EXPECT_FALSE(FindMp4Box(reader_, "moov", &box_));
 }
 
 TEST_F(Mp4BoxSearchTest, FailsWhereTheFileCannotBeRead) {
   Write(Box("free", ""));
   box_.end += 100;
-  EXPECT_FALSE(FindMp4Box(&file_, "moov", &box_));
+  EXPECT_FALSE(FindMp4Box(reader_, "moov", &box_));
   EXPECT_EQ(box_.begin, 0u);
 }
 

@@ -1,14 +1,15 @@
-// A number that two indexes share only when their bytes are the same: 64 bits, FNV-1a.
+// A number that two runs of bytes share only when they are the same, unless somebody wants them to:
+// 64 bits, FNV-1a.
 // Threads: an object belongs to one thread at a time.
-#ifndef HOST_CONFERENCE_INDEX_DIGEST_H_
-#define HOST_CONFERENCE_INDEX_DIGEST_H_
+#ifndef FILES_BYTE_DIGEST_H_
+#define FILES_BYTE_DIGEST_H_
 
 #include <cstddef>
 #include <cstdint>
 
 namespace kxrtc_host {
 
-class IndexDigest {
+class ByteDigest {
  public:
   void Add(const uint8_t* bytes, size_t size) {
     for (size_t i = 0; i < size; ++i) value_ = (value_ ^ bytes[i]) * 0x100000001b3u;
@@ -21,4 +22,4 @@ class IndexDigest {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_CONFERENCE_INDEX_DIGEST_H_
+#endif  // FILES_BYTE_DIGEST_H_

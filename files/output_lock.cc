@@ -1,0 +1,70 @@
+#include "files/output_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "files/link_target.h"
+#include "files/lock_holder.h"
+#include "files/temporary_entry.h"
+
+namespace kxrtc_host {
+namespace {
+
+constexpr mode_t kFileMode = 0666;  // The umask of the user applies.
+constexpr int kAttempts = 100;
+
+std::string LockPath(const std::string& output) {
+  const std::string target = LinkTarget(output);
+  const size_t name = target.rfind('/') + 1;  // 0 without a folder.
+  return target.substr(0, name) + "." + target.substr(name, TemporaryEntry::kMaxNamePart) + ".lock";
+}
+
+}  // namespace
+
+OutputLock::Result OutputLock::Lock(const std::string& output) {
+  Unlock();
+  path_ = LockPath(output);
+  Try result = Try::kMoved;
+  for (int attempt = 0; attempt < kAttempts && result == Try::kMoved; ++attempt) {
+    result = TryOnce();
+  }
+  if (result == Try::kLocked) return Result::kLocked;
+  return result == Try::kTaken ? Result::kTaken : Result::kNone;
+}
+
+void OutputLock::Unlock() {
+  if (descriptor_ < 0) return;
+  // Removed while it is locked, so that nobody can have locked it in between.
+  (void)::unlink(path_.c_str());
+  ::close(descriptor_);
+  descriptor_ = -1;
+}
+
+OutputLock::Try OutputLock::TryOnce() {
+  const int file =
+      ::open(path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode);
+  if (file < 0) return Try::kNone;
+  struct stat opened {};
+  struct stat named {};
+  if (::fstat(file, &opened) != 0 || !S_ISREG(opened.st_mode) ||
+      ::flock(file, LOCK_EX | LOCK_NB) != 0) {
+    const bool taken = errno == EWOULDBLOCK && S_ISREG(opened.st_mode);
+    if (taken) holder_ = LockHolder(opened);
+    ::close(file);
+    return taken ? Try::kTaken : Try::kNone;
+  }
+  // Its former holder may have removed it before it was locked here.
+  if (::stat(path_.c_str(), &named) != 0 || named.st_dev != opened.st_dev ||
+      named.st_ino != opened.st_ino) {
+    ::close(file);
+    return Try::kMoved;
+  }
+  descriptor_ = file;
+  return Try::kLocked;
+}
+
+}  // namespace kxrtc_host

@@ -1,0 +1,56 @@
+#include "host/result/record_origin.h"
+
+#include <json/writer.h>
+
+#include <algorithm>
+
+#include "files/byte_digest.h"
+#include "files/read_only_file.h"
+#include "record/index/record_files.h"
+#include "record/index/record_text.h"
+#include "record/speakers/timeline_format.h"
+
+namespace kxrtc_host {
+namespace {
+
+Json::Value Sizes(const ReadOnlyFile& file) {
+  Json::Value value;
+  value["bytes"] = Json::UInt64{file.size()};
+  return value;
+}
+
+Json::Value SizeAndDigest(ReadOnlyFile* file) {
+  ByteDigest digest;
+  for (uint64_t at = 0; at < file->size(); at += ReadOnlyFile::kWindowSize) {
+    const uint64_t bytes = std::min<uint64_t>(ReadOnlyFile::kWindowSize, file->size() - at);
+    const uint8_t* const piece = file->View(at, bytes);
+    if (piece == nullptr) break;  // The record changes, and so will the text.
+    digest.Add(piece, bytes);
+  }
+  Json::Value value = Sizes(*file);
+  value["digest"] = Text("%016llx", static_cast<unsigned long long>(digest.value()));
+  return value;
+}
+
+}  // namespace
+
+std::string RecordOrigin(const std::string& folder, const Json::Value& options) {
+  RecordFiles files;
+  files.Open(folder);
+  ReadOnlyFile timeline;
+  (void)timeline.Open(folder + kSpeakerTimelineFileName);
+  Json::Value origin;
+  origin["output_format"] = kMp4OutputFormat;
+  origin["options"] = options;
+  Json::Value& record = origin["record"];
+  if (files.index.is_open()) record["index"] = SizeAndDigest(&files.index);
+  if (files.descriptor.is_open()) record["descriptor"] = SizeAndDigest(&files.descriptor);
+  if (timeline.is_open()) record["timeline"] = SizeAndDigest(&timeline);
+  if (files.video.is_open()) record["video"] = Sizes(files.video);
+  if (files.audio.is_open()) record["audio"] = Sizes(files.audio);
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, origin);
+}
+
+}  // namespace kxrtc_host
