@@ -19,6 +19,7 @@ constexpr size_t kTypeBytes = sizeof(kMarkType) - 1;
 constexpr size_t kNumberBytes = 8;
 constexpr size_t kOriginAt = kHeaderBytes + kTypeBytes + 2 * kNumberBytes;
 constexpr uint64_t kMaxMarkBytes = 64 * 1024;
+constexpr uint64_t kMaxIndexBytes = uint64_t{1} << 31;  // libavformat writes none that is larger.
 
 static_assert(kTypeBytes == 16, "the type of a uuid box has 16 bytes");
 
@@ -37,7 +38,9 @@ uint64_t NumberAt(const std::string& bytes, size_t at) {
 std::optional<uint64_t> IndexDigest(const Mp4Reader& read, uint64_t size) {
   constexpr uint64_t kPiece = 256 * 1024;
   Mp4Box index = {0, size};
-  if (!FindMp4Box(read, "moov", &index)) return std::nullopt;
+  if (!FindMp4Box(read, "moov", &index) || index.end - index.begin > kMaxIndexBytes) {
+    return std::nullopt;
+  }
   ByteDigest digest;
   std::vector<uint8_t> piece(kPiece);
   for (uint64_t at = index.begin; at < index.end; at += kPiece) {

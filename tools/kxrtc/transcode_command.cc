@@ -119,8 +119,8 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   ExitStatus Run() {
     LookIntoFiles();
     if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return Tell(*outcome);
-    signals_.emplace();
     origin_ = kxrtc_host::RecordOrigin(facts_.folder, OptionsOfOrigin(options_));
+    signals_.emplace();
     if (const auto status = Claim()) return *status;
     std::string error = speakers_.OpenCaptions(facts_.folder, options_.output, MayReplace(),
                                                [this] { return !signals_->IsStopped(); });
