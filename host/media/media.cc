@@ -23,6 +23,7 @@ class Mp4FactoryOnFFmpeg final : public Mp4Factory {
   }
   void Discard() override { factory_.Discard(); }
   int64_t media_time_us() const override { return factory_.media_time_us(); }
+  uint64_t video_samples() const override { return factory_.video_samples(); }
   const Mp4WriterStatus& status() const override { return factory_.status(); }
 
  private:

@@ -36,4 +36,9 @@ int64_t MediaComponentFactoryImp::media_time_us() const {
   return writer_ != nullptr ? writer_->media_time_us() : 0;
 }
 
+uint64_t MediaComponentFactoryImp::video_samples() const {
+  const std::lock_guard<std::mutex> guard(lock_);
+  return writer_ != nullptr ? writer_->video_samples() : 0;
+}
+
 }  // namespace kxrtc_host

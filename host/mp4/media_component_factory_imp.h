@@ -16,8 +16,8 @@ namespace kxrtc_host {
 class Mp4SinkWriterImp;
 
 // One writer at a time, with the options given here. Lives until the transcoder that it was given
-// to is stopped. Threads: the factory's own operations as MediaComponentFactory says; Discard() and
-// media_time_us() any; status() the control thread.
+// to is stopped. Threads: the factory's own operations as MediaComponentFactory says; Discard(),
+// media_time_us() and video_samples() any; status() the control thread.
 class KX_EXPORT MediaComponentFactoryImp final : public kxrtc::MediaComponentFactory {
  public:
   explicit MediaComponentFactoryImp(const Mp4SinkWriterOptions& options);
@@ -32,6 +32,9 @@ class KX_EXPORT MediaComponentFactoryImp final : public kxrtc::MediaComponentFac
 
   // How far the present writer has come, microseconds of the file; 0 without one.
   int64_t media_time_us() const;
+
+  // How many video samples the present writer has taken; 0 without one.
+  uint64_t video_samples() const;
 
   // The outcome of the last writer that was released, i.e. after StopTranscoding().
   const Mp4WriterStatus& status() const { return status_; }

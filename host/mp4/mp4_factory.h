@@ -15,6 +15,7 @@ class Mp4Factory : public kxrtc::MediaComponentFactory {
   virtual ~Mp4Factory() = default;
   virtual void Discard() = 0;
   virtual int64_t media_time_us() const = 0;
+  virtual uint64_t video_samples() const = 0;
   virtual const Mp4WriterStatus& status() const = 0;
 };
 

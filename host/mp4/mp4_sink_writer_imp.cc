@@ -168,7 +168,8 @@ bool Mp4SinkWriterImp::Accepts(WriterFailure kind, int64_t timestamp_us, const u
 
 bool Mp4SinkWriterImp::PushVideoSample(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
   if (!Accepts(WriterFailure::kVideo, timestamp_us, data, size)) return false;
-  ++report_.status.video_samples_received;
+  report_.status.video_samples_received =
+      video_samples_.fetch_add(1, std::memory_order_relaxed) + 1;
   const uint8_t* const bytes = data == nullptr ? kNoBytes : data;
   return Settle(Guard(WriterFailure::kOutput, [&] {
     return video_track_->Push(timeline_->PlaceVideo(timestamp_us), bytes, size);

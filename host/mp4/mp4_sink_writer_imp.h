@@ -22,8 +22,8 @@ namespace kxrtc_host {
 
 // Writes one file. A failure that ends it is kept in status() and reported once through the
 // observer as kMp4SinkWriterFatalError; pushing then answers false.
-// Threads: as Mp4SinkWriter says; Discard() and media_time_us() any; status() after
-// StopStreaming().
+// Threads: as Mp4SinkWriter says; Discard(), media_time_us() and video_samples() any; status()
+// after StopStreaming().
 class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
  public:
   explicit Mp4SinkWriterImp(const Mp4SinkWriterOptions& options);
@@ -52,6 +52,9 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   // How far the audio has come, microseconds of the file.
   int64_t media_time_us() const { return media_time_us_.load(std::memory_order_relaxed); }
 
+  // How many video samples were pushed so far.
+  uint64_t video_samples() const { return video_samples_.load(std::memory_order_relaxed); }
+
   const Mp4WriterStatus& status() const { return report_.status; }
 
  private:
@@ -79,6 +82,7 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   bool error_reported_ = false;
   std::atomic<bool> discard_{false};
   std::atomic<int64_t> media_time_us_{0};
+  std::atomic<uint64_t> video_samples_{0};
   WriterReport report_;
   OutputFile file_;
   std::unique_ptr<Mp4Muxer> muxer_;

@@ -52,9 +52,15 @@ const char* RecordTypeName(uint32_t type) {
   }
 }
 
+// The file has too few bytes for a record at `position`; those that it has must be readable.
+IndexWalker::Look IndexWalker::LookAtCut(uint64_t position) const {
+  const uint64_t left = index_->size() - position;
+  return index_->View(position, static_cast<size_t>(left)) != nullptr ? Look::kCut : Look::kChanged;
+}
+
 IndexWalker::Look IndexWalker::LookAt(uint64_t position, IndexRecord* record) const {
   const uint64_t left = index_->size() - position;
-  if (left < kSpeakerRecordHeaderSize) return Look::kCut;
+  if (left < kSpeakerRecordHeaderSize) return LookAtCut(position);
   const uint8_t* bytes = index_->View(position, kSpeakerRecordHeaderSize);
   if (bytes == nullptr) return Look::kChanged;
   *record = {};
@@ -64,7 +70,7 @@ IndexWalker::Look IndexWalker::LookAt(uint64_t position, IndexRecord* record) co
   if (!kxrtc::GetRecordPayloadSize(record->header.type, &payload_size)) return Look::kNoRecord;
   record->offset = position;
   record->size = kSpeakerRecordHeaderSize + payload_size;
-  if (left < record->size) return Look::kCut;
+  if (left < record->size) return LookAtCut(position);
   bytes = index_->View(position, record->size);
   if (bytes == nullptr) return Look::kChanged;
   std::copy(bytes, bytes + record->size, record->bytes.begin());

@@ -61,6 +61,7 @@ class IndexWalker {
  private:
   enum class Look { kRecord, kNoRecord, kCut, kChanged };
 
+  Look LookAtCut(uint64_t position) const;
   Look LookAt(uint64_t position, IndexRecord* record) const;
   uint32_t TypeAt(uint64_t position) const;
   Step SkipGarbage(IndexRecord* record);

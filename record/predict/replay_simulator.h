@@ -60,6 +60,9 @@ class ReplaySimulator {
   // Where and why the replay stops; none when it reaches the end.
   const std::optional<Failure>& failure() const { return failure_; }
 
+  // True when the next video frame is dropped unless it is a key frame.
+  bool needs_key_frame() const { return need_key_frame_; }
+
   // True while the writer shows the icon and uses its parameter sets.
   bool shows_icon() const { return shows_icon_; }
 

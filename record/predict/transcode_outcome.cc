@@ -54,7 +54,7 @@ bool TranscodeOutcome::EndsBeforeOutline(const TranscodeFacts& facts) {
   const int64_t missing_us = MediaDurationUs(*facts.outline) - facts.media_time_us;
   return missing_us > 2 * kxrtc::kAudioFrameDurationUs ||
          (EndsAs(facts, RecordEnd::kCutShort) &&
-          facts.first_error.find(kDataFileError) != std::string::npos);
+          (facts.lacks_pictures || facts.first_error.find(kDataFileError) != std::string::npos));
 }
 
 bool TranscodeOutcome::KeepsFile(const TranscodeFacts& facts) {

@@ -40,8 +40,9 @@ struct TranscodeFacts {
   bool stopped = false;                  // The user no longer wants a file.
   // The first TranscodeErrorCode: a writer that fails makes the replay fail as well. 0: none.
   int32_t error_code = 0;
-  std::string first_error;    // The first error that was logged.
-  int64_t media_time_us = 0;  // How far the writer came.
+  std::string first_error;      // The first error that was logged.
+  int64_t media_time_us = 0;    // How far the writer came.
+  bool lacks_pictures = false;  // It was given fewer than the replay has up to the outline's end.
   WriterEnd writer;
 };
 

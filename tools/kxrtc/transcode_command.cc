@@ -17,6 +17,7 @@
 #include "host/result/record_origin.h"
 #include "record/index/record_files.h"
 #include "record/index/record_text.h"
+#include "record/predict/replayed_pictures.h"
 #include "record/predict/transcode_outcome.h"
 #include "record/speakers/timeline_entry.h"
 #include "record/timing/time_text.h"
@@ -179,6 +180,12 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
 
   bool MayReplace() const { return options_.writer.replace_existing || claim_.replaces(); }
 
+  uint64_t CountPicturesOfRecord() const {
+    kxrtc_host::RecordFiles files;
+    files.Open(facts_.folder);
+    return CountReplayedPictures(&files);
+  }
+
   TranscodeOutcome Transcode(const kxrtc_host::Media& media) {
     kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
     writer_options.record_folder = facts_.folder;
@@ -196,6 +203,8 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     facts_.error_code = error_code_.load(std::memory_order_acquire);
     facts_.first_error = log_.first_error();
     facts_.media_time_us = factory->media_time_us();
+    facts_.lacks_pictures = facts_.error_code == kxrtc::kTranscodeErrorReplay &&
+                            factory->video_samples() < CountPicturesOfRecord();
     if (!TranscodeOutcome::KeepsFile(facts_)) factory->Discard();
     FinishFile(transcoder.get(), factory.get());
     progress_.End();

@@ -5,9 +5,12 @@
 #include <sys/syscall.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <ostream>
 #include <string>
+#include <vector>
 
+#include "files/read_only_file.h"
 #include "record/predict/record_analysis.h"
 #include "record/repair/record_repair.h"
 #include "tests/testing/failing_disk.h"
@@ -69,6 +72,15 @@ const ReadCase kDescriptorCase = {
     },
     "SpeakeRecord.desc", "the descriptor cannot be read: Input/output error"};
 
+// The texts of one code.
+std::vector<std::string> TextsOf(const RecordSummary& summary, FindingCode code) {
+  std::vector<std::string> texts;
+  for (const Finding& finding : summary.findings.Sorted()) {
+    if (finding.code == code) texts.push_back(finding.text);
+  }
+  return texts;
+}
+
 class ReadFailureTest : public testing::TestWithParam<ReadCase> {
  protected:
   ReadFailureTest() {
@@ -78,15 +90,6 @@ class ReadFailureTest : public testing::TestWithParam<ReadCase> {
     if (GetParam().file == std::string("SpeakeRecord.desc")) {
       kx_testing::AppendToFile(dir_.File(GetParam().file), std::string(4096, ' '));
     }
-  }
-
-  // The texts of one code.
-  static std::vector<std::string> TextsOf(const RecordSummary& summary, FindingCode code) {
-    std::vector<std::string> texts;
-    for (const Finding& finding : summary.findings.Sorted()) {
-      if (finding.code == code) texts.push_back(finding.text);
-    }
-    return texts;
   }
 
   TempDir dir_;
@@ -105,6 +108,34 @@ TEST_P(ReadFailureTest, IsNamedWithItsCause) {
   const RecordSummary whole = AnalyseRecord(dir_.path());
   EXPECT_THAT(TextsOf(whole, FindingCode::kFileUnreadable), IsEmpty());
   EXPECT_EQ(whole.replay.encode.kind, TranscodeKind::kWritten);
+}
+
+// The header of the last record is the end of the first window; only the rest of the record lies on
+// the bad place of the disk.
+TEST(CutReadFailureTest, BytesOfACutRecordThatCannotBeReadAreNotItsCut) {
+  const TempDir dir;
+  RecordBuilder record(dir);
+  record.Start(0).Channel(1, kCamera).Attributes(2, 640, 360);
+  record.Video(3, kx_testing::KeyFrame640x360());
+  constexpr size_t kHeaderEnd = ReadOnlyFile::kWindowSize;
+  while (record.index().size() + 12 < kHeaderEnd)
+    record.DataRecord(kx_testing::kVideoRecord, 4, 0, 0);
+  ASSERT_EQ(record.index().size() + 12, kHeaderEnd);
+  record.DataRecord(kx_testing::kVideoRecord, 5, 0, 0).Stop(6).Write();
+  std::filesystem::resize_file(dir.File("SpeakeRecord.index"), kHeaderEnd + 6);
+  RecordSummary failed;
+  constexpr kx_testing::FailingCall kReadOf18Bytes = {SYS_pread64, EIO, 2, 0x10};
+  const auto analyse = [&] { failed = AnalyseRecord(dir.path()); };
+  if (!RunWithFailingCall(kReadOf18Bytes, analyse)) GTEST_SKIP() << "no system calls can fail here";
+  EXPECT_THAT(TextsOf(failed, FindingCode::kFileUnreadable),
+              testing::Contains("the index cannot be read: Input/output error"));
+  EXPECT_THAT(TextsOf(failed, FindingCode::kIndexTruncatedTail), IsEmpty());
+  EXPECT_EQ(failed.replay.copy.kind, TranscodeKind::kRecordUnreadable);
+  const RecordSummary cut = AnalyseRecord(dir.path());
+  EXPECT_THAT(TextsOf(cut, FindingCode::kFileUnreadable), IsEmpty());
+  EXPECT_THAT(TextsOf(cut, FindingCode::kIndexTruncatedTail),
+              testing::ElementsAre(HasSubstr("(18 bytes are there)")));
+  EXPECT_EQ(cut.replay.copy.kind, TranscodeKind::kWrittenInPart);
 }
 
 class MediaReadFailureTest : public ReadFailureTest {};

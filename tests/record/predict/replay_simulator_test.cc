@@ -3,8 +3,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <random>
 
+#include "record/predict/replayed_pictures.h"
 #include "tests/testing/record_builder.h"
 #include "tests/testing/replay_calls.h"
 
@@ -15,6 +17,8 @@ using kx_testing::kCamera;
 using kx_testing::kDesktop;
 using kx_testing::PredictReplay;
 using kx_testing::RecordBuilder;
+using kx_testing::ReplayCall;
+using kx_testing::ReplayCalls;
 using kx_testing::RunReplay;
 using kx_testing::TempDir;
 
@@ -57,7 +61,14 @@ TEST(ReplaySimulatorTest, AgreesWithTheReplayOnRandomRecords) {
       }
     }
     builder.Stop(time_us + 1).Write();
-    ASSERT_EQ(PredictReplay(dir.path()), RunReplay(dir.path())) << "round " << round;
+    const ReplayCalls calls = RunReplay(dir.path());
+    ASSERT_EQ(PredictReplay(dir.path()), calls) << "round " << round;
+    RecordFiles files;
+    files.Open(dir.path());
+    const auto pictures =
+        std::count_if(calls.calls.begin(), calls.calls.end(),
+                      [](const ReplayCall& call) { return call.kind == ReplayCall::Kind::kVideo; });
+    ASSERT_EQ(CountReplayedPictures(&files), static_cast<uint64_t>(pictures)) << "round " << round;
   }
 }
 

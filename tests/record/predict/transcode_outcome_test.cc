@@ -202,6 +202,10 @@ TEST(TranscodeOutcomeTest, AFailedReadInTheMiddleIsNoEndOfTheRecord) {
   EXPECT_TRUE(TranscodeOutcome::KeepsFile(facts));
   facts.outline->end = RecordEnd::kCutShort;
   EXPECT_FALSE(TranscodeOutcome::KeepsFile(facts));
+  facts.first_error = "failed to read SpeakerRecordHeader";
+  EXPECT_TRUE(TranscodeOutcome::KeepsFile(facts));
+  facts.lacks_pictures = true;
+  EXPECT_FALSE(TranscodeOutcome::KeepsFile(facts));
 }
 
 struct BeforeCase {

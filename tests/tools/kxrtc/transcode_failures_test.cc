@@ -15,6 +15,7 @@
 #include "tests/testing/conference_record.h"
 #include "tests/testing/failing_disk.h"
 #include "tests/testing/kxrtc_program.h"
+#include "tests/testing/record_samples.h"
 #include "tests/testing/temp_dir.h"
 
 namespace {
@@ -112,6 +113,27 @@ TEST_F(TranscodeFailuresTest, AFailedReadIsNoEndOfTheRecord) {
     EXPECT_EQ(Transcode().exit_status, 7);
     std::filesystem::remove(mp4_);
   }
+}
+
+// Neither does the sound say that there is more, nor the text of the failure.
+TEST_F(TranscodeFailuresTest, AFailedReadOfTheIndexIsNoEndOfPictures) {
+  constexpr kx_testing::FailingCall kLargeReads = {SYS_read, EIO, 2, 0x20000};
+  RecordBuilder builder(record_);
+  builder.Start(0).Channel(1, kx_testing::kCamera).Attributes(2, 640, 360).Delta(3);
+  int64_t time_us = 4;
+  builder.Video(time_us, kx_testing::KeyFrame640x360());
+  while (builder.index().size() < 200000) builder.Delta(time_us += 40000);
+  builder.Stop(time_us + 1).Write();
+  std::filesystem::resize_file(record_.File("SpeakeRecord.index"), builder.index().size() - 12);
+  ShellResult failed;
+  if (!RunWithFailingCall(kLargeReads, [&] { failed = Transcode(); })) GTEST_SKIP();
+  EXPECT_EQ(failed.exit_status, 3);
+  EXPECT_EQ(failed.errors,
+            "kxrtc: cannot read the record in " + record_.path() +
+                " to its end (failed to read VideoDataRecord): its files were changed, their "
+                "disk failed, or there is not enough memory\n");
+  EXPECT_THAT(Left(), IsEmpty());
+  EXPECT_EQ(Transcode().exit_status, 7);
 }
 
 TEST_F(TranscodeFailuresTest, AMissingFolderIsNamed) {
