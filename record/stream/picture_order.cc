@@ -90,8 +90,8 @@ PictureOrderReader::FieldOrder PictureOrderReader::FromFrameNum(const SliceHeade
   previous_frame_num_ = frame_num;
   const int64_t frame_number = frame_num_offset_ + frame_num;
   if (sps.pic_order_cnt_type == 2) {
-    const int64_t count = 2 * frame_number - (slice.is_reference ? 0 : 1);
-    return slice.is_idr ? FieldOrder{0, 0} : FieldOrder{count, count};
+    const int64_t count = slice.is_idr ? 0 : 2 * frame_number - (slice.is_reference ? 0 : 1);
+    return {count, count};
   }
   const int64_t expected = ExpectedCount(frame_number, slice.is_reference, sps);
   const int64_t first = expected + slice.delta_pic_order_cnt[0];

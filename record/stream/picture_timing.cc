@@ -54,22 +54,23 @@ bool PictureTiming::AddSps(const uint8_t* payload, uint32_t size, kxrtc::SpsPars
   const std::vector<uint8_t> rbsp = kxrtc::H264::ParseRbsp(payload, size);
   BitBuffer buffer(rbsp.data(), static_cast<uint32_t>(rbsp.size()));
   if (!kxrtc::SpsParser::ParseSpsUpToVui(&buffer, *sps)) return false;
-  if (sps->vui_params_present != 0 && !ReadVui(&buffer)) has_structure_ = false;
+  if (sps->vui_params_present != 0) ReadVui(&buffer);
   return true;
 }
 
-bool PictureTiming::ReadVui(BitBuffer* buffer) {
+// A VUI that is cut keeps what it says before that place.
+void PictureTiming::ReadVui(BitBuffer* buffer) {
   uint32_t has_timing = 0;
   uint32_t units_in_tick = 0;
   uint32_t time_scale = 0;
   uint32_t is_fixed = 0;
   if (!(SkipAspectRatio(buffer) && SkipIf(buffer, 1) && SkipSignalType(buffer) &&
         SkipChromaLocation(buffer) && buffer->ReadBits(&has_timing, 1))) {
-    return false;
+    return;
   }
   if (has_timing != 0 && !(buffer->ReadBits(&units_in_tick, 32) &&
                            buffer->ReadBits(&time_scale, 32) && buffer->ReadBits(&is_fixed, 1))) {
-    return false;
+    return;
   }
   if (is_fixed != 0 && time_scale != 0) {
     const int64_t tick_us = int64_t{units_in_tick} * 1000000 / time_scale;
@@ -77,13 +78,11 @@ bool PictureTiming::ReadVui(BitBuffer* buffer) {
   }
   for (int i = 0; i < 2; ++i) {  // NAL and VCL.
     uint32_t has_hrd = 0;
-    if (!buffer->ReadBits(&has_hrd, 1) || (has_hrd != 0 && !ReadHrd(buffer))) return false;
+    if (!buffer->ReadBits(&has_hrd, 1) || (has_hrd != 0 && !ReadHrd(buffer))) return;
   }
   uint32_t has_structure = 0;
-  if ((has_delays_ && !buffer->ConsumeBits(1)) || !buffer->ReadBits(&has_structure, 1))
-    return false;
+  if ((has_delays_ && !buffer->ConsumeBits(1)) || !buffer->ReadBits(&has_structure, 1)) return;
   has_structure_ = has_structure != 0;
-  return true;
 }
 
 bool PictureTiming::ReadHrd(BitBuffer* buffer) {

@@ -26,7 +26,7 @@ class PictureTiming {
   [[nodiscard]] int64_t TakePicture();
 
  private:
-  bool ReadVui(kx_utility::BitBuffer* buffer);
+  void ReadVui(kx_utility::BitBuffer* buffer);
   bool ReadHrd(kx_utility::BitBuffer* buffer);
   void ReadPictureTiming(const uint8_t* message, uint32_t size);
 

@@ -2,7 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
+#include <algorithm>
+#include <cstdint>
 #include <functional>
 
 #include "tests/testing/record_builder.h"
@@ -39,6 +40,20 @@ TEST(RecordOutlineTest, CountsWhatAWholeRecordHolds) {
   EXPECT_EQ(outline.media_bytes, 3 * 5u + 8 + 10);
   EXPECT_EQ(outline.recorded_us, 4000);
   EXPECT_EQ(MediaDurationUs(outline), 64000);
+}
+
+TEST(RecordOutlineTest, TheRecordedTimeIsAtMostThirtyYears) {
+  constexpr int64_t kMost = 1000000000000000;
+  for (const int64_t recorded_us : {kMost - 1, kMost, kMost + 1, INT64_MAX - 1}) {
+    SCOPED_TRACE(recorded_us);
+    const auto record = [recorded_us](int sessions) {
+      return Outline([&](RecordBuilder& builder) {
+        for (int i = 0; i < sessions; ++i) builder.Start(1).Audio(2).Stop(1 + recorded_us);
+      });
+    };
+    EXPECT_EQ(record(1).recorded_us, std::min(recorded_us, kMost));
+    EXPECT_EQ(record(2).recorded_us, kMost);
+  }
 }
 
 struct EndCase {

@@ -69,6 +69,23 @@ TEST(NalStreamSplitterTest, KeepsTheHeadOfALongUnitOnly) {
   EXPECT_TRUE(units[1].IsWhole());
 }
 
+TEST(NalStreamSplitterTest, TheEndOfTheStreamEndsTheLastUnitOnce) {
+  int units = 0;
+  NalStreamSplitter splitter([&units](const StreamNalUnit&) {
+    ++units;
+    return true;
+  });
+  EXPECT_TRUE(splitter.Finish());
+  EXPECT_EQ(units, 0);
+  const Bytes bytes = {0, 0, 1, 0x41, 0x9A};
+  EXPECT_TRUE(splitter.Push(bytes.data(), bytes.size()));
+  EXPECT_NE(splitter.open_unit(), nullptr);
+  EXPECT_TRUE(splitter.Finish());
+  EXPECT_EQ(splitter.open_unit(), nullptr);
+  EXPECT_TRUE(splitter.Finish());
+  EXPECT_EQ(units, 1);
+}
+
 TEST(NalStreamSplitterTest, StopsWhenTheHandlerSaysSo) {
   NalStreamSplitter splitter([](const StreamNalUnit&) { return false; });
   const Bytes bytes = {0, 0, 1, 0x41, 0, 0, 1, 0x41};
