@@ -100,6 +100,9 @@ TEST_P(RecordSalvageTest, KeepsEachWholeFrameAndNamesTheRest) {
   std::vector<testing::Matcher<std::string>> expected;
   for (const std::string& part : GetParam().changes) expected.push_back(HasSubstr(part));
   EXPECT_THAT(texts, testing::UnorderedElementsAreArray(expected));
+  const std::string index = kx_testing::ReadFile(target.File("new/SpeakeRecord.index"));
+  const std::vector<long long> times = kx_testing::DumpTimes(index);
+  EXPECT_TRUE(std::is_sorted(times.begin(), times.end())) << testing::PrintToString(times);
   const RecordSummary after = AnalyseRecord(target.File("new"));
   EXPECT_EQ(after.findings.count(Severity::kError), 0u);
   EXPECT_EQ(after.findings.count(FindingCode::kDataHole), 0u);
@@ -274,6 +277,34 @@ std::vector<SalvageCase> Cases() {
   cases.push_back({"IndexOfZeros", [](Files* files) { (*files)[".index"].assign(600, '\0'); }, 0, 0,
                    0, rebuilt});
   return cases;
+}
+
+// All start codes stand three bytes behind the places where the index has frames.
+TEST(NamedBytesTest, FramesOfAnIndexThatNamesEachByteOnceAreNotMoved) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360);
+  std::string pictures = "xxx";
+  std::string sounds = "xxx";
+  for (int i = 0; i < kFrames; ++i) {
+    pictures += Picture(i);
+    sounds += Sound(i);
+    const bool is_last = i == kFrames - 1;
+    const size_t picture = is_last ? pictures.size() : Picture(i).size();
+    const size_t sound = is_last ? sounds.size() : Sound(i).size();
+    builder.Video(3 + i * 21333, pictures.substr(0, picture));
+    builder.Audio((i + 1) * 21333, sounds.substr(0, sound));
+    pictures.erase(0, picture);
+    sounds.erase(0, sound);
+    if (i == 5) builder.RawIndex("garbage").Attributes(3 + i * 21333, 640, 360);
+  }
+  builder.Stop(kFrames * 21333 + 5).Write();
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  ASSERT_TRUE(result.repaired) << result.error;
+  std::vector<std::string> texts;
+  for (const RepairChange& change : result.changes.kept) texts.push_back(change.text);
+  EXPECT_THAT(texts, ElementsAre(HasSubstr("7 bytes of the index")));
 }
 
 // Nothing but pictures, and they have no timing of their own.
