@@ -40,6 +40,39 @@ TEST(LiveClockTest, StartsAnewWhenTheTimeJumps) {
   EXPECT_EQ(clock.DueAt(900 * kSecond, 3 * kSecond), 3 * kSecond + kPlayoutDelayUs);
 }
 
+TEST(LiveClockTest, AStepOfThreeSecondsIsNoJumpYet) {
+  struct StepCase {
+    int64_t media_us;
+    int64_t due_us;
+  };
+  constexpr int64_t kJump = LiveClock::kJumpUs;
+  // Both packets arrive at 20 s; the first one gives an offset of 10 s.
+  for (const StepCase& test :
+       {StepCase{10 * kSecond - kJump, 20 * kSecond - kJump},  // Delayed.
+        StepCase{10 * kSecond - kJump - 1, 20 * kSecond},      // Too much for a delay.
+        StepCase{10 * kSecond + kJump, 20 * kSecond},          // Faster than all before.
+        StepCase{10 * kSecond + kJump + 1, 20 * kSecond}}) {
+    LiveClock clock;
+    EXPECT_EQ(clock.DueAt(10 * kSecond, 20 * kSecond), 20 * kSecond + kPlayoutDelayUs);
+    EXPECT_EQ(clock.DueAt(test.media_us, 20 * kSecond), test.due_us + kPlayoutDelayUs);
+  }
+}
+
+TEST(LiveClockTest, GivesUpLatenessOfMoreThanASecondOnly) {
+  for (const int64_t late_us : {LiveClock::kMaxLateUs, LiveClock::kMaxLateUs + 1}) {
+    LiveClock clock;
+    constexpr int64_t kLate = kPlayoutDelayUs + 500000;
+    EXPECT_EQ(clock.DueAt(0, 0), kPlayoutDelayUs);
+    (void)clock.DueAt(0, kLate);
+    const int64_t due_us = clock.DueAt(late_us, kLate + late_us);
+    if (late_us > LiveClock::kMaxLateUs) {
+      EXPECT_EQ(due_us, kLate + late_us + kPlayoutDelayUs);
+    } else {
+      EXPECT_LT(due_us, kLate + late_us);
+    }
+  }
+}
+
 TEST(LiveClockTest, GivesUpAPlanThatEverythingMisses) {
   LiveClock clock;
   (void)clock.DueAt(0, 0);

@@ -59,6 +59,12 @@ TEST(FileTimelineTest, StretchesPicturesAndKeepsTheGridOfAudio) {
   EXPECT_EQ(timeline.PlaceVideo(63999), 64000);
 }
 
+TEST(FileTimelineTest, WhatIsEarlierThanTheStartStandsThere) {
+  FileTimeline timeline(std::numeric_limits<int64_t>::max(), false);
+  EXPECT_EQ(timeline.PlaceAudio(0), 0);
+  EXPECT_EQ(timeline.PlaceVideo(-5), 0);
+}
+
 TEST(FileTimelineTest, PicturesAfterAStepOfTheClockFollowTheAudio) {
   FileTimeline timeline(std::numeric_limits<int64_t>::max(), false);
   timeline.PlaceAudio(21333);
