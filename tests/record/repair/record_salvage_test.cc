@@ -225,6 +225,22 @@ std::vector<SalvageCase> Cases() {
        0,
        {"lost: video frame of 47 bytes at 30: damaged", "lost: 71 bytes at .264",
         "moved: 10 video frames up to "}},
+      {"BytesInsertedTwiceIntoTheSound",
+       [](Files* files) {
+         std::string& sound = (*files)[".aac"];
+         size_t seventh = 0;
+         for (int i = 0; i < 7; ++i) seventh += Sound(i).size();
+         sound.insert(seventh + 10, 16, 'x');
+         sound.insert(Sound(0).size() + 10, 24, 'x');
+       },
+       0,
+       2,
+       0,
+       {"lost: audio frame of 34 bytes at 27: damaged",
+        "moved: 5 audio frames up to 0.149331 s, the first at 61: found 24 bytes behind",
+        "lost: audio frame of 76 bytes at 336: damaged",
+        "moved: 4 audio frames up to 0.255996 s, the first at 412: found 40 bytes behind",
+        "lost: 58 bytes at .aac", "lost: 92 bytes at .aac"}},
       {"BytesInsertedIntoTheKeyFrame",
        [](Files* files) { (*files)[".264"].insert(Picture(0).size() - 2, 24, 'x'); },
        1,

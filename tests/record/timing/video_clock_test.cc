@@ -69,6 +69,17 @@ TEST(VideoClockTest, AfterAStepEachSampleFollowsTheAudioUntilItHasCaughtUp) {
   EXPECT_EQ(Changes(clock), "1 steps, first at 1 by 99 s; 3 moved; 0 s shorter");
 }
 
+TEST(VideoClockTest, ATenthOfASecondBeforeTheAudioIsInStepAgain) {
+  for (const int64_t ahead_us : {VideoClock::kInStepUs, VideoClock::kInStepUs + 1}) {
+    VideoClock clock(kNoLimit, false);
+    clock.NoteAudio(kSecond);
+    EXPECT_EQ(clock.Place(100 * kSecond), kSecond);
+    clock.NoteAudio(100 * kSecond - ahead_us);
+    const bool is_in_step = ahead_us == VideoClock::kInStepUs;
+    EXPECT_EQ(clock.Place(100 * kSecond), 100 * kSecond - (is_in_step ? 0 : ahead_us));
+  }
+}
+
 TEST(VideoClockTest, SeveralStepsAreCounted) {
   VideoClock clock(kNoLimit, false);
   for (int64_t at : {0, 1000, 2000}) {
