@@ -42,14 +42,6 @@ AVPixelFormat FormatWithRange(const AVFrame& picture) {
   }
 }
 
-void PaintBlack(AVFrame* picture) {
-  for (int plane = 0; plane < kPlaneCount; ++plane) {
-    const int rows = plane == 0 ? picture->height : picture->height / 2;
-    std::memset(picture->data[plane], kBlack[plane],
-                static_cast<size_t>(picture->linesize[plane]) * static_cast<size_t>(rows));
-  }
-}
-
 // A plane of the source, and the steps through it that fill the target row by row.
 struct Walk {
   const uint8_t* first;
@@ -95,13 +87,6 @@ bool PictureLayout::FitsAsItIs(const AVFrame& picture, int32_t rotation) const {
          (aspect.num == 0 || aspect.num == aspect.den);
 }
 
-bool PictureLayout::PrepareCanvas() {
-  drawing_ = MakePicture(canvas_width_, canvas_height_);
-  if (drawing_ == nullptr) return false;
-  PaintBlack(drawing_.get());
-  return true;
-}
-
 // Everything that depends only on the kind of picture.
 bool PictureLayout::Prepare(const AVFrame& picture, int32_t rotation) {
   const AVRational aspect = picture.sample_aspect_ratio;
@@ -117,7 +102,8 @@ bool PictureLayout::Prepare(const AVFrame& picture, int32_t rotation) {
   const uint32_t width = sideways ? place_.height : place_.width;
   const uint32_t height = sideways ? place_.width : place_.height;
   turned_ = rotation != 0 ? MakePicture(width, height) : nullptr;
-  if (!PrepareCanvas() || (rotation != 0 && turned_ == nullptr)) return false;
+  drawing_ = MakePicture(canvas_width_, canvas_height_);
+  if (drawing_ == nullptr || (rotation != 0 && turned_ == nullptr)) return false;
   scaler_.reset(sws_getContext(picture.width, picture.height, FormatWithRange(picture),
                                static_cast<int>(width), static_cast<int>(height),
                                AV_PIX_FMT_YUV420P, SWS_BICUBIC, nullptr, nullptr, nullptr));
@@ -161,6 +147,24 @@ void PictureLayout::TurnIntoCanvas(int32_t rotation) {
   }
 }
 
+// For each picture: the scaler writes whole vectors, and thus beyond the end of a row.
+void PictureLayout::PaintBars() {
+  for (int plane = 0; plane < kPlaneCount; ++plane) {
+    const uint32_t shift = plane == 0 ? 0 : 1;
+    const uint32_t columns = canvas_width_ >> shift;
+    const uint32_t left = place_.x >> shift;
+    const uint32_t right = (place_.x + place_.width) >> shift;
+    const uint32_t top = place_.y >> shift;
+    const uint32_t bottom = (place_.y + place_.height) >> shift;
+    for (uint32_t row = 0; row < canvas_height_ >> shift; ++row) {
+      uint8_t* line = drawing_->data[plane] + ptrdiff_t{row} * drawing_->linesize[plane];
+      const bool has_picture = row >= top && row < bottom;
+      std::memset(line, kBlack[plane], has_picture ? left : columns);
+      if (has_picture) std::memset(line + right, kBlack[plane], columns - right);
+    }
+  }
+}
+
 bool PictureLayout::Draw(const AVFrame& picture, int32_t rotation, AVFrame* canvas) {
   if (FitsAsItIs(picture, rotation)) {
     av_frame_unref(canvas);
@@ -172,6 +176,7 @@ bool PictureLayout::Draw(const AVFrame& picture, int32_t rotation, AVFrame* canv
   if (av_frame_make_writable(drawing_.get()) < 0) return false;
   if (!Scale(picture, rotation != 0 ? turned_.get() : drawing_.get())) return false;
   if (rotation != 0) TurnIntoCanvas(rotation);
+  PaintBars();
   return av_frame_ref(canvas, drawing_.get()) >= 0;
 }
 

@@ -48,9 +48,9 @@ class PictureLayout {
 
   bool FitsAsItIs(const AVFrame& picture, int32_t rotation) const;
   bool Prepare(const AVFrame& picture, int32_t rotation);
-  bool PrepareCanvas();
   bool Scale(const AVFrame& picture, AVFrame* target);
   void TurnIntoCanvas(int32_t rotation);
+  void PaintBars();
 
   const uint32_t canvas_width_;
   const uint32_t canvas_height_;

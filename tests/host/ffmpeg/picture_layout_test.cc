@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+
 namespace kxrtc_host {
 namespace {
 
@@ -132,6 +136,104 @@ TEST(PictureLayoutTest, AnotherHolderOfTheCanvasKeepsItsPicture) {
   ASSERT_TRUE(layout.Draw(*bright, 0, canvas.get()));
   EXPECT_NEAR(Luma(*canvas, 20, 4), 220, 3);
   EXPECT_EQ(Luma(*held, 20, 4), 80);
+}
+
+// A colour in each plane.
+using Colour = std::array<int, 3>;
+constexpr Colour kBlack = {16, 128, 128};
+constexpr Colour kSurface = {80, 100, 150};
+constexpr Colour kCorner = {190, 60, 200};
+
+void Paint(AVFrame* picture, int width, int height, const Colour& colour) {
+  for (size_t plane = 0; plane < 3; ++plane) {
+    const int shift = plane == 0 ? 0 : 1;
+    for (int row = 0; row < (height + shift) >> shift; ++row) {
+      std::fill_n(picture->data[plane] + row * picture->linesize[plane], (width + shift) >> shift,
+                  static_cast<uint8_t>(colour[plane]));
+    }
+  }
+}
+
+Colour ColourAt(const AVFrame& picture, int x, int y) {
+  Colour colour{};
+  for (size_t plane = 0; plane < 3; ++plane) {
+    const int shift = plane == 0 ? 0 : 1;
+    colour[plane] = picture.data[plane][(y >> shift) * picture.linesize[plane] + (x >> shift)];
+  }
+  return colour;
+}
+
+struct ShapeCase {
+  const char* name;
+  int width;
+  int height;
+};
+
+class EachPixelTest : public ::testing::TestWithParam<ShapeCase> {};
+
+// All planes, all turns: the picture in its place, with its upper left corner where it belongs, and
+// black around it.
+TEST_P(EachPixelTest, IsOfThePictureOrBlack) {
+  constexpr int kWidth = 64;
+  constexpr int kHeight = 48;
+  for (const int32_t rotation : {0, 90, 180, 270}) {
+    SCOPED_TRACE(rotation);
+    const FrameHandle picture = Picture(GetParam().width, GetParam().height);
+    Paint(picture.get(), picture->width, picture->height, kSurface);
+    Paint(picture.get(), picture->width / 2, picture->height / 2, kCorner);
+    PictureLayout layout(kWidth, kHeight);
+    const FrameHandle canvas(av_frame_alloc());
+    ASSERT_TRUE(layout.Draw(*picture, rotation, canvas.get()));
+    const bool sideways = rotation % 180 != 0;
+    const double ratio = static_cast<double>(picture->width) / picture->height;
+    const PictureRect place = FitIntoCanvas(kWidth, kHeight, sideways ? 1 / ratio : ratio);
+    const bool is_right = rotation == 90 || rotation == 180;
+    const bool is_below = rotation == 180 || rotation == 270;
+    const int left = static_cast<int>(place.x);
+    const int top = static_cast<int>(place.y);
+    const int right = left + static_cast<int>(place.width);
+    const int bottom = top + static_cast<int>(place.height);
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < kWidth; ++x) {
+        // Between the corner and the rest the scaler mixes them.
+        constexpr int kMixed = 6;
+        const int from_middle_x = 2 * x + 1 - left - right;
+        const int from_middle_y = 2 * y + 1 - top - bottom;
+        const bool is_inside = x >= left && x < right && y >= top && y < bottom;
+        if (is_inside &&
+            (std::abs(from_middle_x) < 2 * kMixed || std::abs(from_middle_y) < 2 * kMixed)) {
+          continue;
+        }
+        const bool is_corner = (from_middle_x > 0) == is_right && (from_middle_y > 0) == is_below;
+        const Colour& expected = !is_inside ? kBlack : is_corner ? kCorner : kSurface;
+        const Colour colour = ColourAt(*canvas, x, y);
+        for (size_t plane = 0; plane < 3; ++plane) {
+          ASSERT_NEAR(colour[plane], expected[plane], is_inside ? 4 : 0)
+              << x << "," << y << " plane " << plane;
+        }
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, EachPixelTest,
+                         ::testing::Values(ShapeCase{"SameShape", 128, 96},
+                                           ShapeCase{"Upright", 60, 100},
+                                           ShapeCase{"Wide", 200, 60}, ShapeCase{"Square", 32, 32},
+                                           ShapeCase{"Strip", 400, 10}),
+                         [](const auto& param) { return param.param.name; });
+
+TEST(PictureLayoutTest, APictureHasAtLeastOnePixel) {
+  PictureLayout layout(64, 32);
+  const FrameHandle canvas(av_frame_alloc());
+  EXPECT_TRUE(layout.Draw(*Picture(1, 8), 0, canvas.get()));
+  EXPECT_TRUE(layout.Draw(*Picture(8, 1), 0, canvas.get()));
+  const FrameHandle none = Picture(8, 8);
+  none->width = 0;
+  EXPECT_FALSE(layout.Draw(*none, 0, canvas.get()));
+  none->width = 8;
+  none->height = 0;
+  EXPECT_FALSE(layout.Draw(*none, 0, canvas.get()));
 }
 
 TEST(PictureLayoutTest, RespectsTheShapeOfPixels) {

@@ -20,6 +20,24 @@ TEST(SampleBoundsTest, BoundsCountTheFillerAndTheTicksOfTheEncoder) {
   EXPECT_EQ(copy.bytes, 1000u);
   const SampleBounds encode = BoundsOf(outline, VideoMode::kEncode);
   EXPECT_EQ(encode.video_samples, 10002 * 24u);
+  EXPECT_EQ(encode.audio_frames, 468750u);
+  EXPECT_EQ(encode.bytes, 1000 + uint64_t{10002} * 1200000 / 8);
+}
+
+// Up to an hour more than twice the sound.
+TEST(SampleBoundsTest, TheTicksGoOnWithWhatWasRecorded) {
+  struct TimeCase {
+    int64_t recorded_us;
+    uint64_t seconds;
+  };
+  for (const TimeCase& test : {TimeCase{0, 102}, TimeCase{150999999, 152},
+                               TimeCase{3800000000, 3802}, TimeCase{3801000000, 3802}}) {
+    RecordOutline outline;
+    outline.audio_frames = 4688;  // 100.01 s.
+    outline.recorded_us = test.recorded_us;
+    EXPECT_EQ(BoundsOf(outline, VideoMode::kEncode).video_samples, test.seconds * 24)
+        << test.recorded_us;
+  }
 }
 
 TEST(SampleBoundsTest, TimesThatCannotBeDoNotMakeTheBoundsGrow) {
