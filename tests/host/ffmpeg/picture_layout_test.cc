@@ -243,6 +243,10 @@ TEST(PictureLayoutTest, RespectsTheShapeOfPixels) {
   FrameHandle canvas(av_frame_alloc());
   ASSERT_TRUE(layout.Draw(*picture, 0, canvas.get()));
   EXPECT_EQ(Luma(*canvas, 0, 16), 80);
+  FrameHandle upright = Picture(64, 16);
+  upright->sample_aspect_ratio = {1, 2};
+  ASSERT_TRUE(layout.Draw(*upright, 0, canvas.get()));
+  EXPECT_EQ(Luma(*canvas, 32, 0), 80);
 }
 
 TEST(PictureLayoutTest, NarrowsTheFullRangeOfLuma) {

@@ -53,6 +53,7 @@ class Listener : public H264InspectorObserver {
     calls.push_back(text);
     last_offset = report.offset;
     last_size = report.size;
+    last_start_code_size = report.start_code_size;
   }
   void OnAccessUnit(const AccessUnitReport& report) override {
     calls.push_back("= " + std::to_string(report.number) + " of " +
@@ -64,6 +65,7 @@ class Listener : public H264InspectorObserver {
   std::vector<std::string> calls;
   uint64_t last_offset = 0;
   uint64_t last_size = 0;
+  uint32_t last_start_code_size = 0;
   uint64_t access_unit_bytes = 0;
   bool is_wanted = true;
 };
@@ -161,6 +163,7 @@ TEST_F(H264InspectorTest, TellsTheSizeOfAUnitThatIsLargerThanABlock) {
   stream.resize(5000000, '\x55');
   ASSERT_EQ(Inspect(stream), InspectionResult::kOk);
   EXPECT_EQ(listener_.last_size, 5000000u - 4);
+  EXPECT_EQ(listener_.last_start_code_size, 4u);
 }
 
 TEST(NalUnitTypeNameTest, NamesEachType) {

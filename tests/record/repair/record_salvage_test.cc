@@ -324,6 +324,24 @@ TEST(NamedBytesTest, FramesOfAnIndexThatNamesEachByteOnceAreNotMoved) {
   EXPECT_THAT(texts, ElementsAre(HasSubstr("7 bytes of the index")));
 }
 
+// As large as the pictures before, but of another channel.
+TEST(FoundPictureTest, OfANewChannelGetsAttributes) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder builder(dir);
+  builder.Start(0).Channel(1, kCamera).Attributes(2, 640, 360).Video(3, Picture(0));
+  builder.Audio(21333, Sound(0)).Channel(30000, kx_testing::kDesktop);
+  builder.RawVideo(Picture(0) + Picture(1)).Audio(200000, Sound(1)).Stop(210000).Write();
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  ASSERT_TRUE(result.repaired) << result.error;
+  std::vector<std::string> texts;
+  for (const RepairChange& change : result.changes.kept) texts.push_back(change.text);
+  EXPECT_THAT(texts,
+              ElementsAre("attributes record: 640x360, from the picture",
+                          HasSubstr("video frame of 30 bytes at 30: whole, but not in the index"),
+                          HasSubstr("video frame of 47 bytes at 60: not in the index")));
+}
+
 // Nothing but pictures, and they have no timing of their own.
 TEST(PicturesAloneTest, GetTheTimesOfTheUsualRate) {
   const TempDir dir;
