@@ -104,6 +104,10 @@ TEST_P(RecordSalvageTest, KeepsEachWholeFrameAndNamesTheRest) {
   const std::vector<long long> times = kx_testing::DumpTimes(index);
   EXPECT_TRUE(std::is_sorted(times.begin(), times.end())) << testing::PrintToString(times);
   const RecordSummary after = AnalyseRecord(target.File("new"));
+  EXPECT_EQ(result.kept.video_end, after.sizes.video);
+  EXPECT_EQ(result.kept.audio_end, after.sizes.audio);
+  EXPECT_EQ(result.kept.video_frames, after.totals.video_frames);
+  EXPECT_EQ(result.kept.audio_frames, after.totals.audio_frames);
   EXPECT_EQ(after.findings.count(Severity::kError), 0u);
   EXPECT_EQ(after.findings.count(FindingCode::kDataHole), 0u);
   EXPECT_EQ(after.findings.count(FindingCode::kDataStaleTail), 0u);
