@@ -60,11 +60,10 @@ void StructureCheck::OnChannel(const IndexRecord& record) {
   }
 }
 
-void StructureCheck::OnRecord(const IndexRecord& record) {
+void StructureCheck::OnRecord(const IndexRecord& record, RecordFault fault) {
   ++summary_->index_records;
   const uint32_t type = record.header.type;
   const int64_t time_us = record.header.record_timestamp_us;
-  const RecordFault fault = state_->FaultOf(record);
   last_time_us_ = time_us;
   if (fault == RecordFault::kOpenSession) {
     summary_->findings.Add(

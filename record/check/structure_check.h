@@ -19,8 +19,8 @@ class StructureCheck {
   StructureCheck(const ReadOnlyFile* index, const IndexState* state, RecordSummary* summary)
       : index_(index), state_(state), summary_(summary) {}
 
-  // The next record, which the state has not taken yet.
-  void OnRecord(const IndexRecord& record);
+  // The next record, which has `fault` in its place and which the state has not taken yet.
+  void OnRecord(const IndexRecord& record, RecordFault fault);
 
   // A step of the walker that is not a record: findings only, with the time of the record before
   // it.

@@ -1,6 +1,7 @@
 #include "record/predict/record_analysis.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "files/read_only_file.h"
 #include "record/check/audio_check.h"
@@ -17,6 +18,7 @@
 #include "record/index/record_text.h"
 #include "record/predict/file_prediction.h"
 #include "record/predict/output_prediction.h"
+#include "record/predict/record_outline.h"
 #include "record/predict/replay_simulator.h"
 #include "record/predict/size_estimate.h"
 #include "record/predict/transcode_outcome.h"
@@ -48,11 +50,12 @@ class Analysis {
     IndexRecord record;
     for (;;) {
       const IndexWalker::Step step = walker.Next(&record);
-      if (step == IndexWalker::Step::kEnd) break;
       if (step == IndexWalker::Step::kRecord) {
         OnRecord(record);
         continue;
       }
+      outliner_.OnStep(step, record.offset, state_.in_session());
+      if (step == IndexWalker::Step::kEnd) break;
       structure_.OnStep(step, record, walker.skipped_bytes());
       replay_.OnBrokenIndex(step, record.offset);
       file_replay_.OnBrokenIndex(step, record.offset);
@@ -70,16 +73,19 @@ class Analysis {
   }
 
   FilePrediction* file() { return &file_; }
+  const RecordOutline& outline() const { return outliner_.outline(); }  // After Run().
 
  private:
   void OnRecord(const IndexRecord& record) {
-    structure_.OnRecord(record);
+    const RecordFault fault = state_.FaultOf(record);
+    outliner_.OnRecord(record, fault);
+    structure_.OnRecord(record, fault);
     clock_.OnRecord(record);
     recorded_time_.Take(record.header);
     const bool is_key = OnContent(record);
-    replay_.OnRecord(record, is_key);
+    replay_.OnRecord(record, fault, is_key);
     file_.NoteContents(video_.contents());
-    file_replay_.OnRecord(record, is_key);
+    file_replay_.OnRecord(record, fault, is_key);
     if (replay_.shows_icon()) video_.OnIcon();
     state_.Take(record);
   }
@@ -132,6 +138,7 @@ class Analysis {
   RecordFiles* files_;
   RecordSummary* summary_;
   RecordedTime recorded_time_;
+  RecordOutliner outliner_;
   IndexState state_;
   StructureCheck structure_;
   ClockCheck clock_;
@@ -240,9 +247,12 @@ RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& op
   TranscodeFacts facts;
   facts.folder = summary.folder;
   facts.output = "the MP4";
-  LookIntoRecord(&files, &facts);
-  Analysis analysis(&files, options, facts.outline && facts.outline->audio_frames > 0, &summary);
+  const bool has_outline = HasOutline(files);
+  Analysis analysis(&files, options, has_outline && ReplaysAudio(&files), &summary);
   if (files.index.is_open()) analysis.Run();
+  std::optional<RecordOutline> outline;
+  if (has_outline) outline = analysis.outline();
+  LookIntoRecord(files, outline, &facts);
   CheckDescriptor(files.descriptor, &summary);
   if (summary.descriptor.parsed) {
     summary.estimate_bytes = EstimateMp4Bytes(files.descriptor).value_or(0);

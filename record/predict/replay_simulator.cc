@@ -12,12 +12,12 @@ void ReplaySimulator::OnBrokenIndex(IndexWalker::Step step, uint64_t offset) {
   Fail({EndAtStep(step, offset, state_->in_session(), sessions_).reason, std::nullopt});
 }
 
-void ReplaySimulator::OnRecord(const IndexRecord& record, bool is_key) {
+void ReplaySimulator::OnRecord(const IndexRecord& record, RecordFault fault, bool is_key) {
   if (failure_) return;
   const uint32_t type = record.header.type;
   const int64_t recorder_us = record.header.record_timestamp_us;
   // The library takes a frame of any size.
-  if (const auto end = EndAtRecord(record, state_->FaultOf(record), UINT32_MAX)) {
+  if (const auto end = EndAtRecord(record, fault, UINT32_MAX)) {
     return Fail({end->reason, recorder_us});
   }
   switch (type) {

@@ -47,9 +47,9 @@ class ReplaySimulator {
   // Both are borrowed.
   ReplaySimulator(const IndexState* state, ReplayEvents* events) : state_(state), events_(events) {}
 
-  // The next record, which the state has not taken yet. `is_key`: a video frame that holds a key
-  // frame. After a failure nothing more happens.
-  void OnRecord(const IndexRecord& record, bool is_key);
+  // The next record, which has `fault` in its place and which the state has not taken yet.
+  // `is_key`: a video frame that holds a key frame. After a failure nothing more happens.
+  void OnRecord(const IndexRecord& record, RecordFault fault, bool is_key);
 
   // The step of the walker at `offset` is neither a record nor the end.
   void OnBrokenIndex(IndexWalker::Step step, uint64_t offset);

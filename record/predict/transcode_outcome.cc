@@ -21,13 +21,23 @@ std::string TheRecord(const TranscodeFacts& facts) {
 
 }  // namespace
 
+bool HasOutline(const RecordFiles& files) {
+  return files.index.is_open() && files.video.is_open() && files.audio.is_open();
+}
+
 void LookIntoRecord(RecordFiles* files, TranscodeFacts* facts) {
-  facts->obstacle = ReplayObstacle(*files);
-  facts->has_data = files->video.size() + files->audio.size() > 0;
-  if (!files->index.is_open() || !files->video.is_open() || !files->audio.is_open()) return;
-  facts->outline = ReadRecordOutline(files);
-  if (!facts->obstacle.empty()) return;
-  facts->obstacle = DescriptorObstacle(files->descriptor, facts->outline->sessions);
+  std::optional<RecordOutline> outline;
+  if (HasOutline(*files)) outline = ReadRecordOutline(files);
+  LookIntoRecord(*files, outline, facts);
+}
+
+void LookIntoRecord(const RecordFiles& files, const std::optional<RecordOutline>& outline,
+                    TranscodeFacts* facts) {
+  facts->obstacle = ReplayObstacle(files);
+  facts->has_data = files.video.size() + files.audio.size() > 0;
+  facts->outline = outline;
+  if (!outline || !facts->obstacle.empty()) return;
+  facts->obstacle = DescriptorObstacle(files.descriptor, outline->sessions);
 }
 
 std::optional<TranscodeOutcome> TranscodeOutcome::BeforeStart(const TranscodeFacts& facts) {

@@ -46,8 +46,14 @@ struct TranscodeFacts {
   WriterEnd writer;
 };
 
-// Fills in what the files of the record say: `obstacle`, `outline` and `has_data`.
+// True when the index can be outlined: it and the data files are open.
+bool HasOutline(const RecordFiles& files);
+
+// Fills in what the files of the record say: `obstacle`, `outline` and `has_data`. The second form
+// takes the outline of somebody who walked along the index.
 void LookIntoRecord(RecordFiles* files, TranscodeFacts* facts);
+void LookIntoRecord(const RecordFiles& files, const std::optional<RecordOutline>& outline,
+                    TranscodeFacts* facts);
 
 class TranscodeOutcome {
  public:

@@ -179,7 +179,7 @@ inline ReplayCalls PredictReplay(const std::string& folder) {
       (void)files.video.Read(record.data.start_position, frame.data(), frame.size());
       is_key = kxrtc::H264::IsKeyFrame(frame.data(), record.data.size);
     }
-    simulator.OnRecord(record, is_key);
+    simulator.OnRecord(record, state.FaultOf(record), is_key);
     state.Take(record);
   }
   simulator.Finish();

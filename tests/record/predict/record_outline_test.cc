@@ -110,6 +110,23 @@ INSTANTIATE_TEST_SUITE_P(
                 RecordEnd::kDamaged}),
     [](const auto& param) { return std::string(param.param.name); });
 
+bool HasReplayedAudio(const std::function<void(RecordBuilder&)>& build) {
+  TempDir dir;
+  RecordBuilder builder(dir);
+  build(builder);
+  builder.Write();
+  RecordFiles files;
+  files.Open(dir.path());
+  return ReplaysAudio(&files);
+}
+
+TEST(RecordOutlineTest, TellsWhetherAReplayComesToAudio) {
+  EXPECT_TRUE(HasReplayedAudio([](RecordBuilder& r) { r.Start(1).Stop(2).Start(3).Audio(4); }));
+  EXPECT_TRUE(HasReplayedAudio([](RecordBuilder& r) { r.Start(1).Audio(2).RawIndex("garbage"); }));
+  EXPECT_FALSE(HasReplayedAudio([](RecordBuilder& r) { r.Start(1).RawIndex("garbage").Audio(2); }));
+  EXPECT_FALSE(HasReplayedAudio([](RecordBuilder& r) { r.Start(1).Channel(2, kCamera).Key(3); }));
+}
+
 TEST(RecordOutlineTest, AnEmptyFrameBehindTheEndOfItsFileHidesNothing) {
   const RecordOutline outline = Outline([](RecordBuilder& record) {
     record.Start(1).Audio(2).DataRecord(0xEEDDCC07, 3, 1000, 0).Audio(4);
