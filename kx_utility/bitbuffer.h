@@ -86,8 +86,12 @@ class KX_EXPORT BitBuffer {
   // The next bits left-aligned: at least 57 of them, or all that remain, followed by zeros.
   uint64_t Window() const {
     if (byte_count_ - byte_offset_ < 8) return WindowAtTheEnd();
-    uint64_t window = 0;
-    for (uint32_t i = 0; i < 8; ++i) window = window << 8 | bytes_[byte_offset_ + i];
+    const uint8_t* next = bytes_ + byte_offset_;
+    // Not a loop: compilers make one instruction of this.
+    const uint64_t window = uint64_t{next[0]} << 56 | uint64_t{next[1]} << 48 |
+                            uint64_t{next[2]} << 40 | uint64_t{next[3]} << 32 |
+                            uint64_t{next[4]} << 24 | uint64_t{next[5]} << 16 |
+                            uint64_t{next[6]} << 8 | next[7];
     return window << bit_offset_;
   }
   uint64_t WindowAtTheEnd() const;

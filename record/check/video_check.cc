@@ -28,15 +28,10 @@ bool IsKnownProfile(uint32_t profile_idc) {
   return std::find(std::begin(kProfiles), std::end(kProfiles), profile_idc) != std::end(kProfiles);
 }
 
-bool IsIdr(uint8_t type) { return type == H264::kNaluTypeIdr; }
-
-bool IsInvalid(uint8_t type) { return !H264::IsValidInFrame(type); }
-
-// True when `is_wanted` holds for the type of a NAL unit of the frame.
-bool HasType(const uint8_t* frame, const std::vector<H264::NaluIndex>& nal_units,
-             bool (*is_wanted)(uint8_t)) {
+// True when a NAL unit has a type that a frame cannot have.
+bool HasInvalidType(const uint8_t* frame, const std::vector<H264::NaluIndex>& nal_units) {
   return std::any_of(nal_units.begin(), nal_units.end(), [&](const H264::NaluIndex& unit) {
-    return is_wanted(H264::ParseNaluType(frame[unit.payload_start_offset]));
+    return !H264::IsValidInFrame(H264::ParseNaluType(frame[unit.payload_start_offset]));
   });
 }
 
@@ -90,7 +85,7 @@ bool VideoCheck::OnFrame(const IndexRecord& record) {
   const auto nal_units = H264::FindNaluIndices(frame_, frame_size_);
   contents_ = ContentsOf(frame_, nal_units);
   const int64_t time_us = record.header.record_timestamp_us;
-  const bool is_key = HasType(frame_, nal_units, IsIdr);
+  const bool is_key = contents_.idr;
   if (expects_key_frame_ && !is_key) {
     summary_->findings.Add(FindingCode::kVideoNoKeyAfterSwitch, time_us,
                            "the first frame of the channel is not a key frame");
@@ -112,7 +107,7 @@ void VideoCheck::CheckNalUnits(const std::vector<H264::NaluIndex>& nal_units, in
                            Text("the frame at %" PRIu64 " of .264 contains no NAL unit", position));
     return;
   }
-  if (HasType(frame_, nal_units, IsInvalid)) {
+  if (HasInvalidType(frame_, nal_units)) {
     summary_->findings.Add(FindingCode::kVideoInvalidNal, time_us,
                            Text("the frame at %" PRIu64
                                 " of .264 contains a NAL unit of a type that a frame cannot have",

@@ -15,17 +15,16 @@ ByteBufferReader ReaderOf(const uint8_t* bytes, uint32_t size) {
   return ByteBufferReader(reinterpret_cast<const char*>(bytes), size);
 }
 
-bool ReadPayload(IndexRecord* record) {
-  ByteBufferReader reader = ReaderOf(record->bytes.data() + kSpeakerRecordHeaderSize,
-                                     record->size - kSpeakerRecordHeaderSize);
+// `reader` stands behind the header.
+bool ReadPayload(ByteBufferReader* reader, IndexRecord* record) {
   switch (record->header.type) {
     case kxrtc::kNewChannel:
-      return kxrtc::ReadRecord(&reader, &record->channel);
+      return kxrtc::ReadRecord(reader, &record->channel);
     case kxrtc::kNewVideoAttributes:
-      return kxrtc::ReadRecord(&reader, &record->attributes);
+      return kxrtc::ReadRecord(reader, &record->attributes);
     case kxrtc::kVideoData:
     case kxrtc::kAudioData:
-      return kxrtc::ReadRecord(&reader, &record->data);
+      return kxrtc::ReadRecord(reader, &record->data);
     default:
       return true;
   }
@@ -74,7 +73,8 @@ IndexWalker::Look IndexWalker::LookAt(uint64_t position, IndexRecord* record) co
   bytes = index_->View(position, record->size);
   if (bytes == nullptr) return Look::kChanged;
   std::copy(bytes, bytes + record->size, record->bytes.begin());
-  return ReadPayload(record) ? Look::kRecord : Look::kChanged;
+  reader.Construct(reinterpret_cast<const char*>(bytes) + kSpeakerRecordHeaderSize, payload_size);
+  return ReadPayload(&reader, record) ? Look::kRecord : Look::kChanged;
 }
 
 IndexWalker::Step IndexWalker::Next(IndexRecord* record) {

@@ -122,10 +122,6 @@ void PicturesWithoutFlash::FinishIcons(int64_t end_us) {
   if (hold_.ShowsAtEnd(end_us)) ShowHeldIcons();
 }
 
-void CopiedPictures::OnAudio(int64_t output_us) {
-  ShowDueIcons(ExactMicroseconds(timeline_.PlaceAudio(output_us)));
-}
-
 void CopiedPictures::Write(int64_t time_us, const AccessUnitContents& contents) {
   if (selection_.Choose(contents) != CopySelection::Choice::kWrite) return;
   if (count_ > 0) time_us = std::max(time_us, last_us_ + 1);
@@ -141,19 +137,22 @@ void CopiedPictures::Finish(int64_t audio_end_us) {
 
 // The writer shows the latest picture until shortly before an audio frame, also before one that the
 // file does not contain.
-int64_t EncodedPictures::PlaceAudio(int64_t output_us) {
-  const int64_t placed_us = timeline_.PlaceAudio(output_us);
-  ShowDueIcons(ExactMicroseconds(placed_us));
-  if (has_picture_) shown_until_us_ = ExactMicroseconds(placed_us) - kHalfTickUs;
+void EncodedPictures::OnAudio(int64_t time_us) {
+  ShowDueIcons(time_us);
+  if (has_picture_) shown_until_us_ = time_us - kHalfTickUs;
   ShowUntil(shown_until_us_);
-  return placed_us;
+}
+
+void EncodedPictures::SetNextTick(int64_t tick) {
+  next_tick_ = tick;
+  next_tick_us_ = TickTimeUs(tick);
 }
 
 void EncodedPictures::ShowUntil(int64_t time_us) {
+  if (!has_picture_ || time_us <= next_tick_us_) return;
   const int64_t tick = TickAtOrAfter(time_us);
-  if (!has_picture_ || tick <= next_tick_) return;
   count_ += static_cast<uint64_t>(EncodedTicks(tick - next_tick_, kFrameRate));
-  next_tick_ = tick;
+  SetNextTick(tick);
 }
 
 void EncodedPictures::Write(int64_t time_us, const AccessUnitContents& contents) {
@@ -163,20 +162,21 @@ void EncodedPictures::Write(int64_t time_us, const AccessUnitContents& contents)
   ShowUntil(last_us_ - kHalfTickUs);
   if (has_picture_) return;
   has_picture_ = true;
-  next_tick_ = TickAtOrBefore(last_us_);
+  SetNextTick(TickAtOrBefore(last_us_));
 }
 
 void EncodedPictures::Finish(int64_t audio_end_us) {
   FinishIcons(audio_end_us);
   if (!has_picture_) return;
   ShowUntil(std::max(audio_end_us, shown_until_us_));
-  if (TickTimeUs(next_tick_) <= last_us_) ShowUntil(last_us_ + 1);
-  end_us_ = TickTimeUs(next_tick_);
+  if (next_tick_us_ <= last_us_) ShowUntil(last_us_ + 1);
+  end_us_ = next_tick_us_;
 }
 
 void FilePrediction::OnFrame(int64_t output_us, const IndexRecord& /*record*/, bool /*is_key*/) {
-  copied_.PushRecorded(copied_.PlaceVideo(output_us), contents_);
-  encoded_.PushRecorded(encoded_.PlaceVideo(output_us), contents_);
+  const int64_t file_us = timeline_.PlaceVideo(output_us);
+  copied_.PushRecorded(file_us, contents_);
+  encoded_.PushRecorded(file_us, contents_);
 }
 
 void FilePrediction::OnFiller(int64_t /*recorder_us*/, FillerReason reason) {
@@ -190,14 +190,17 @@ void FilePrediction::OnFillerPicture(int64_t output_us) {
   contents.slice = true;
   contents.idr = contents.usable_sps = contents.usable_pps = is_first_of_filler_;
   is_first_of_filler_ = false;
-  copied_.PushIcon(copied_.PlaceVideo(output_us), contents);
-  const int64_t encoded_us = encoded_.PlaceVideo(output_us);
-  if (!share_stands_still_) encoded_.PushIcon(encoded_us, contents);
+  const int64_t file_us = timeline_.PlaceVideo(output_us);
+  copied_.PushIcon(file_us, contents);
+  if (!share_stands_still_) encoded_.PushIcon(file_us, contents);
 }
 
 void FilePrediction::OnAudio(int64_t output_us, const IndexRecord& record) {
-  copied_.OnAudio(output_us);
-  audio_.Push(encoded_.PlaceAudio(output_us), record);
+  const int64_t placed_us = timeline_.PlaceAudio(output_us);
+  const int64_t file_us = ExactMicroseconds(placed_us);
+  copied_.OnAudio(file_us);
+  encoded_.OnAudio(file_us);
+  audio_.Push(placed_us, record);
 }
 
 void FilePrediction::Finish() {

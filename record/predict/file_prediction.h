@@ -90,12 +90,9 @@ class PicturesWithoutFlash {
 // The pictures of copy mode.
 class CopiedPictures final : public PicturesWithoutFlash {
  public:
-  explicit CopiedPictures(bool expects_audio)
-      : PicturesWithoutFlash(ClipPictures::kFirst),
-        timeline_(VideoClock::kLongestGapUs, expects_audio) {}
+  CopiedPictures() : PicturesWithoutFlash(ClipPictures::kFirst) {}
 
-  void OnAudio(int64_t output_us);
-  int64_t PlaceVideo(int64_t output_us) { return timeline_.PlaceVideo(output_us); }
+  void OnAudio(int64_t time_us) { ShowDueIcons(time_us); }
   void Finish(int64_t audio_end_us);
 
   uint64_t count() const { return count_; }
@@ -105,7 +102,6 @@ class CopiedPictures final : public PicturesWithoutFlash {
   void SetAttributes() override { selection_.OnAttributes(); }
   void Write(int64_t time_us, const AccessUnitContents& contents) override;
 
-  FileTimeline timeline_;
   CopySelection selection_;
   uint64_t count_ = 0;
   int64_t last_us_ = 0;
@@ -117,12 +113,9 @@ class CopiedPictures final : public PicturesWithoutFlash {
 // looked for.
 class EncodedPictures final : public PicturesWithoutFlash {
  public:
-  explicit EncodedPictures(bool expects_audio)
-      : PicturesWithoutFlash(ClipPictures::kAll),
-        timeline_(VideoClock::kLongestGapUs, expects_audio) {}
+  EncodedPictures() : PicturesWithoutFlash(ClipPictures::kAll) {}
 
-  int64_t PlaceAudio(int64_t output_us);
-  int64_t PlaceVideo(int64_t output_us) { return timeline_.PlaceVideo(output_us); }
+  void OnAudio(int64_t time_us);
   void Finish(int64_t audio_end_us);
 
   uint64_t count() const { return count_; }
@@ -130,15 +123,16 @@ class EncodedPictures final : public PicturesWithoutFlash {
 
  private:
   void ShowUntil(int64_t time_us);
+  void SetNextTick(int64_t tick);
 
   void SetAttributes() override {}
   void Write(int64_t time_us, const AccessUnitContents& contents) override;
 
-  FileTimeline timeline_;
   CopySelection selection_;  // A decoder keeps parameter sets, so it never hears of attributes.
   bool has_picture_ = false;
-  int64_t next_tick_ = 0;  // The first that is not counted yet.
-  int64_t last_us_ = -1;   // Of the last sample pushed.
+  int64_t next_tick_ = 0;     // The first that is not counted yet.
+  int64_t next_tick_us_ = 0;  // Its time.
+  int64_t last_us_ = -1;      // Of the last sample pushed.
   int64_t shown_until_us_ = 0;
   uint64_t count_ = 0;
   int64_t end_us_ = 0;
@@ -148,7 +142,7 @@ class FilePrediction final : public ReplayEvents {
  public:
   // `audio` is borrowed. `expects_audio`: the replay pushes audio frames.
   FilePrediction(ReadOnlyFile* audio, bool expects_audio)
-      : audio_(audio), copied_(expects_audio), encoded_(expects_audio) {}
+      : timeline_(VideoClock::kLongestGapUs, expects_audio), audio_(audio) {}
 
   // What is in the video frame of the next record.
   void NoteContents(const AccessUnitContents& contents) { contents_ = contents; }
@@ -173,6 +167,7 @@ class FilePrediction final : public ReplayEvents {
   FileContents encoded() const;
 
  private:
+  FileTimeline timeline_;
   AudioFrames audio_;
   CopiedPictures copied_;
   EncodedPictures encoded_;

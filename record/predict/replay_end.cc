@@ -28,19 +28,15 @@ const char* ReasonOf(RecordFault fault, uint32_t type) {
 
 }  // namespace
 
-std::optional<ReplayEnd> EndAtRecord(const IndexRecord& record, RecordFault fault,
-                                     uint32_t max_frame_bytes) {
+ReplayEnd EndOf(const IndexRecord& record, RecordFault fault, uint32_t max_frame_bytes) {
   if (fault != RecordFault::kNone) {
-    return ReplayEnd{
-        fault == RecordFault::kMissingFrame ? RecordEnd::kFrameMissing : RecordEnd::kDamaged,
-        Text("at index offset %" PRIu64 ": %s", record.offset,
-             ReasonOf(fault, record.header.type))};
+    return {fault == RecordFault::kMissingFrame ? RecordEnd::kFrameMissing : RecordEnd::kDamaged,
+            Text("at index offset %" PRIu64 ": %s", record.offset,
+                 ReasonOf(fault, record.header.type))};
   }
-  if (!record.IsMedia() || record.data.size <= max_frame_bytes) return std::nullopt;
-  return ReplayEnd{
-      RecordEnd::kFrameTooLarge,
-      Text("at index offset %" PRIu64 ": a frame has %s, the limit is %u", record.offset,
-           CountText(record.data.size, "byte").c_str(), max_frame_bytes)};
+  return {RecordEnd::kFrameTooLarge,
+          Text("at index offset %" PRIu64 ": a frame has %s, the limit is %u", record.offset,
+               CountText(record.data.size, "byte").c_str(), max_frame_bytes)};
 }
 
 ReplayEnd EndAtStep(IndexWalker::Step step, uint64_t offset, bool in_session, uint64_t sessions) {

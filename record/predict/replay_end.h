@@ -27,10 +27,17 @@ struct ReplayEnd {
   std::string reason;  // What is wrong, and where; empty for kComplete.
 };
 
-// The end at this record, which has `fault` in its place; none if the replay continues.
-// `max_frame_bytes`: what a frame may have.
-std::optional<ReplayEnd> EndAtRecord(const IndexRecord& record, RecordFault fault,
-                                     uint32_t max_frame_bytes);
+// Why the replay ends at a record that has `fault` in its place, or more bytes than
+// `max_frame_bytes`.
+ReplayEnd EndOf(const IndexRecord& record, RecordFault fault, uint32_t max_frame_bytes);
+
+// The end at this record; none if the replay continues.
+inline std::optional<ReplayEnd> EndAtRecord(const IndexRecord& record, RecordFault fault,
+                                            uint32_t max_frame_bytes) {
+  const bool is_too_large = record.IsMedia() && record.data.size > max_frame_bytes;
+  if (fault == RecordFault::kNone && !is_too_large) return std::nullopt;
+  return EndOf(record, fault, max_frame_bytes);
+}
 
 // The end at a step that is not a record. `offset`: of the bytes concerned in the index.
 // `in_session`: a session is open. `sessions`: so many were started.

@@ -11,6 +11,7 @@ namespace H264 {
 namespace {
 
 constexpr uint8_t kEscapeByte = 3;
+constexpr size_t kUsualNaluCount = 4;  // Of a frame: most need no second allocation.
 
 constexpr ThirdByte kStartCode = {1, 0xFF};    // Annex B.
 constexpr ThirdByte kEscape = {3, 0xFF};       // What clause 7.4.1 takes out of a NAL payload,
@@ -49,6 +50,7 @@ uint32_t FindStartCode(const uint8_t* data, uint32_t length, uint32_t from) {
 
 std::vector<NaluIndex> FindNaluIndices(const uint8_t* data, uint32_t length) {
   std::vector<NaluIndex> result;
+  result.reserve(kUsualNaluCount);
   ForEachStartCode(data, length, [&](uint32_t position) {
     NaluIndex index;
     index.start_offset = position > 0 && data[position - 1] == 0 ? position - 1 : position;

@@ -93,7 +93,10 @@ size_t SkipBlocksFast(const uint8_t* data, size_t i, size_t end, ThirdByte third
 
 size_t FindZeroPair(const uint8_t* data, size_t from, size_t end, ThirdByte third) {
   if (from >= end) return end;
-  size_t i = SkipBlocksFast(data, from, end, third);
+  size_t i = from;
+  // A delimiter or a parameter set is short: the next start code is close.
+  const bool is_close = end - i >= sizeof(Bytes16) && IsAnySet(MatchesAt(data + i, third));
+  if (!is_close) i = SkipBlocksFast(data, i, end, third);
   // What is left is less than a block, or a block with a match.
   while (end - i >= sizeof(Bytes16) && !IsAnySet(MatchesAt(data + i, third))) i += sizeof(Bytes16);
   while (i < end) {
