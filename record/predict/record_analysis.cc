@@ -11,6 +11,7 @@
 #include "record/check/recorded_time.h"
 #include "record/check/sound_check.h"
 #include "record/check/structure_check.h"
+#include "record/check/timeline_check.h"
 #include "record/check/video_check.h"
 #include "record/index/index_state.h"
 #include "record/index/index_walker.h"
@@ -29,9 +30,10 @@ namespace {
 class Analysis {
  public:
   // `expects_audio`: the replay comes to audio records.
-  Analysis(RecordFiles* files, const AnalysisOptions& options, bool expects_audio,
-           RecordSummary* summary)
+  Analysis(RecordFiles* files, TimelineCheck* timeline, const AnalysisOptions& options,
+           bool expects_audio, RecordSummary* summary)
       : files_(files),
+        timeline_(timeline),
         summary_(summary),
         state_(&files->video, &files->audio),
         structure_(&files->index, &state_, summary),
@@ -60,6 +62,7 @@ class Analysis {
       replay_.OnBrokenIndex(step, record.offset);
       file_replay_.OnBrokenIndex(step, record.offset);
     }
+    timeline_->Finish();
     summary_->recorded_us = recorded_time_.total_us();
     structure_.Finish();
     clock_.Finish();
@@ -81,6 +84,7 @@ class Analysis {
     outliner_.OnRecord(record, fault);
     structure_.OnRecord(record, fault);
     clock_.OnRecord(record);
+    timeline_->OnRecord(record);
     recorded_time_.Take(record.header);
     const bool is_key = OnContent(record);
     replay_.OnRecord(record, fault, is_key);
@@ -136,6 +140,7 @@ class Analysis {
   }
 
   RecordFiles* files_;
+  TimelineCheck* timeline_;
   RecordSummary* summary_;
   RecordedTime recorded_time_;
   RecordOutliner outliner_;
@@ -239,6 +244,7 @@ void JudgeOutcome(const RecordFiles& files, const TranscodeFacts& facts,
 RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& options) {
   RecordSummary summary;
   summary.folder = RecordFolderPath(folder);
+  TimelineCheck timeline(summary.folder, &summary.findings);
   RecordFiles files;
   files.Open(folder);
   ReportUnopened(files, folder, &summary.findings);
@@ -248,7 +254,7 @@ RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& op
   facts.folder = summary.folder;
   facts.output = "the MP4";
   const bool has_outline = HasOutline(files);
-  Analysis analysis(&files, options, has_outline && ReplaysAudio(&files), &summary);
+  Analysis analysis(&files, &timeline, options, has_outline && ReplaysAudio(&files), &summary);
   if (files.index.is_open()) analysis.Run();
   std::optional<RecordOutline> outline;
   if (has_outline) outline = analysis.outline();

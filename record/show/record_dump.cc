@@ -9,6 +9,7 @@
 #include "record/index/record_files.h"
 #include "record/index/record_text.h"
 #include "record/show/record_documents.h"
+#include "record/show/timeline_listing.h"
 #include "record/timing/time_text.h"
 
 namespace kxrtc_host {
@@ -77,10 +78,14 @@ class Listing {
     }
   }
 
-  void End(bool whole) {
+  void EndRecords() {
     if (!has_records_ && options_.from_us == DumpOptions().from_us) ShowHead();
+    if (options_.json) std::fputs("\n]", out_);
+  }
+
+  void End(bool whole) {
     if (!options_.json) return;
-    std::fprintf(out_, "\n],\"version\":%d,\"whole\":%s}\n", kDocumentVersion,
+    std::fprintf(out_, ",\"version\":%d,\"whole\":%s}\n", kDocumentVersion,
                  whole ? "true" : "false");
   }
 
@@ -125,8 +130,8 @@ class Listing {
 DumpResult DumpRecord(const std::string& folder, const DumpOptions& options, std::FILE* out) {
   DumpResult result;
   ReadOnlyFile index;
-  const std::string path =
-      kxrtc::SpeakerRecordFilePath(RecordFolderPath(folder), kxrtc::kIndexFileExtension);
+  const std::string folder_path = RecordFolderPath(folder);
+  const std::string path = kxrtc::SpeakerRecordFilePath(folder_path, kxrtc::kIndexFileExtension);
   if (index.Open(path) != ReadOnlyFile::State::kOpen) {
     result.error = path + ": " + index.error();
     return result;
@@ -148,6 +153,8 @@ DumpResult DumpRecord(const std::string& folder, const DumpOptions& options, std
     listing.AddBroken({step == IndexWalker::Step::kGarbage ? "garbage" : "truncated",
                        record.header.type, record.offset, walker.skipped_bytes()});
   }
+  listing.EndRecords();
+  ListSpeakerTimeline(folder_path, options, out);
   listing.End(result.whole);
   return result;
 }

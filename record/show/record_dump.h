@@ -1,4 +1,5 @@
-// Lists the records of an index as text or as a JSON document, one line each, however many.
+// Lists the records of an index, and the speaker timeline beside it, as text or as a JSON document,
+// one line each, however many.
 // Threads: any; blocks while it reads.
 #ifndef RECORD_SHOW_RECORD_DUMP_H_
 #define RECORD_SHOW_RECORD_DUMP_H_
@@ -16,6 +17,8 @@ struct DumpOptions {
   int64_t from_us = std::numeric_limits<int64_t>::min();  // Recorder time, both included.
   int64_t to_us = std::numeric_limits<int64_t>::max();
   bool json = false;
+  // How the text shows what people wrote, such as names; null: as it is.
+  std::string (*show_text)(const std::string&) = nullptr;
 };
 
 struct DumpResult {

@@ -104,6 +104,13 @@ bool ReadMembers(const Json::Value& object, TimelineEntry* entry) {
 
 }  // namespace
 
+const char* TimelineEventName(Kind kind) {
+  for (const EventName& event : kEvents) {
+    if (event.kind == kind) return event.name;
+  }
+  return "";
+}
+
 bool IsTimelineText(std::string_view text, size_t max_bytes) {
   return !text.empty() && text.size() <= max_bytes && text.find('\0') == text.npos && IsUtf8(text);
 }
@@ -118,9 +125,7 @@ std::string TimelineLine(const TimelineHeader& header) {
 std::string TimelineLine(const TimelineEntry& entry) {
   Json::Value value;
   value[kTimeKey] = Json::Value::Int64{entry.time_us};
-  for (const EventName& event : kEvents) {
-    if (event.kind == entry.kind) value[kEventKey] = event.name;
-  }
+  value[kEventKey] = TimelineEventName(entry.kind);
   switch (entry.kind) {
     case Kind::kStart:
       value[kUtcKey] = UtcText(entry.utc_us);

@@ -57,6 +57,9 @@ enum class TimelineLineKind {
 
 TimelineLineKind ParseTimelineEntry(std::string_view line, TimelineEntry* entry);
 
+// "start", "stop", "joined", "left", "selected" or "voice".
+const char* TimelineEventName(TimelineEntry::Kind kind);
+
 // "2026-11-22T09:30:00.250000Z"; the reverse is false for anything else.
 std::string UtcText(int64_t utc_us);
 [[nodiscard]] bool ParseUtc(const std::string& text, int64_t* utc_us);

@@ -12,8 +12,9 @@ bool TimelineReader::Open(const std::string& folder) {
     problem_ = file_.path() + ": cannot be read: " + file_.error();
   } else if (!NextLine() || is_too_long_ ||
              !ParseTimelineHeader(line_.substr(0, line_.size() - 1), &header_)) {
-    problem_ = file_.path() + ": is not a speaker timeline";
+    if (problem_.empty()) problem_ = file_.path() + ": is not a speaker timeline";
   } else if (header_.version != kSpeakerTimelineVersion) {
+    has_other_version_ = true;
     problem_ = file_.path() + ": has version " + std::to_string(header_.version) +
                ", this program reads version " + std::to_string(kSpeakerTimelineVersion) +
                "; use a later one";
@@ -36,11 +37,20 @@ TimelineReader::Step TimelineReader::Next() {
   return Step::kDamaged;
 }
 
+// Up to the length of a line. Null at the end, and where reading fails.
+const uint8_t* TimelineReader::ViewAhead(size_t* size) {
+  const uint64_t end = std::min(file_.size(), kMaxFileBytes);
+  *size = std::min<uint64_t>(kMaxTimelineLineBytes, end - position_);
+  if (*size == 0) return nullptr;
+  const uint8_t* const bytes = file_.View(position_, *size);
+  if (bytes == nullptr) problem_ = file_.path() + ": " + file_.ReadFailureText();
+  return bytes;
+}
+
 // False at the end of the whole lines.
 bool TimelineReader::NextLine() {
-  const uint64_t end = std::min(file_.size(), kMaxFileBytes);
-  const size_t size = std::min<uint64_t>(kMaxTimelineLineBytes, end - position_);
-  const uint8_t* const bytes = size == 0 ? nullptr : file_.View(position_, size);
+  size_t size = 0;
+  const uint8_t* const bytes = ViewAhead(&size);
   if (bytes == nullptr) return false;
   const auto* const newline = static_cast<const uint8_t*>(std::memchr(bytes, '\n', size));
   is_too_long_ = newline == nullptr;
@@ -54,11 +64,8 @@ bool TimelineReader::NextLine() {
 }
 
 bool TimelineReader::SkipLine() {
-  const uint64_t end = std::min(file_.size(), kMaxFileBytes);
-  while (position_ < end) {
-    const size_t size = std::min<uint64_t>(kMaxTimelineLineBytes, end - position_);
-    const uint8_t* const bytes = file_.View(position_, size);
-    if (bytes == nullptr) return false;
+  size_t size = 0;
+  while (const uint8_t* const bytes = ViewAhead(&size)) {
     const auto* const newline = static_cast<const uint8_t*>(std::memchr(bytes, '\n', size));
     position_ += newline == nullptr ? size : static_cast<size_t>(newline - bytes) + 1;
     if (newline != nullptr) return true;

@@ -29,14 +29,18 @@ class TimelineReader {
 
   [[nodiscard]] Step Next();
 
-  // In one line with the file.
+  // In one line with the file; after kEnd also that reading failed.
   const std::string& problem() const { return problem_; }
+
+  // The problem is a timeline of another version.
+  bool has_other_version() const { return has_other_version_; }
 
   const TimelineHeader& header() const { return header_; }
   const TimelineEntry& entry() const { return entry_; }  // After kEntry.
   std::string_view line() const { return line_; }        // Of the latest step, with its newline.
 
  private:
+  const uint8_t* ViewAhead(size_t* size);
   bool NextLine();
   bool SkipLine();
 
@@ -47,6 +51,7 @@ class TimelineReader {
   std::string_view line_;
   uint64_t position_ = 0;  // Of the next line.
   bool is_too_long_ = false;
+  bool has_other_version_ = false;
 };
 
 }  // namespace kxrtc_host

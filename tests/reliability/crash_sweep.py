@@ -4,7 +4,7 @@
 usage: crash_sweep.py RECORDING_LOAD KXRTC [RUNS [SEED]]     (20 runs)
 
 After each kill: the speaker timeline has every selection of the index but the last, in whole lines, and
-the repaired record has these lines up to its end; at most the frame in flight of each stream is lost, `kxrtc repair` keeps every whole
+the repaired record has these lines up to its end; `kxrtc verify` finds nothing wrong with either; at most the frame in flight of each stream is lost, `kxrtc repair` keeps every whole
 frame, an independent reader finds nothing wrong with the repaired record, `kxrtc verify` replays it to
 its end, and every tenth one is transcoded and decoded by ffmpeg without a message.
 """
@@ -99,6 +99,10 @@ def check_run(folder, kxrtc, decode):
     lost = [frame for frame in torn["frames"] if frame not in repaired["frames"]]
     if lost or added > in_flight:
         breaches.append(f"{len(torn['frames'])} whole frames became {len(repaired['frames'])}")
+    for verified in (folder, repaired_folder):
+        document = json.loads(run(kxrtc, "verify", "--quick", "--json", verified).stdout)
+        breaches += [f"{Path(verified).name}: {finding}" for finding in document["findings"]
+                     if finding["code"].startswith("timeline.")]
     replay = json.loads(run(kxrtc, "verify", "--json", repaired_folder).stdout)["replay"]
     if not replay["completes"]:
         breaches.append(f"replay: {replay}")

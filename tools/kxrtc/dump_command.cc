@@ -7,6 +7,7 @@
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/terminal_text.h"
 #include "tools/kxrtc/time_option.h"
 
 namespace kxrtc_tool {
@@ -22,6 +23,7 @@ struct DumpCommandOptions {
 ExitStatus Dump(const DumpCommandOptions& options) {
   kxrtc_host::DumpOptions dump;
   dump.json = options.json;
+  dump.show_text = TerminalText;
   if (!options.from.empty() && !kxrtc_host::ParseTime(options.from, &dump.from_us)) {
     return kExitUsage;
   }
@@ -39,7 +41,8 @@ ExitStatus Dump(const DumpCommandOptions& options) {
 
 void AddDumpCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<DumpCommandOptions>();
-  CLI::App* command = app.add_subcommand("dump", "List every record of the index");
+  CLI::App* command =
+      app.add_subcommand("dump", "List every record of the index, and the speaker timeline");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
   command->add_option("--from", options->from, "First recorder time shown")->check(TimeValidator());
   command->add_option("--to", options->to, "Last recorder time shown")->check(TimeValidator());

@@ -473,10 +473,35 @@ std::vector<CodeCase> VideoCases() {
   };
 }
 
+// A healthy record, beside it a timeline that begins with `header`. Its start is at 0.
+FindingList WithTimeline(const TempDir& dir, const std::string& header, const std::string& lines) {
+  Healthy(dir).Write();
+  kx_testing::WriteFile(dir.File("SpeakerTimeline.ndjson"), header + "\n" + lines);
+  return Analyse(dir);
+}
+
+std::vector<CodeCase> TimelineCases() {
+  const std::string header = "{\"speaker_timeline\":1}";
+  const auto test = [](const char* name, FindingCode code, const std::string& first,
+                       const std::string& lines) {
+    return CodeCase{name, code,
+                    [=](const TempDir& dir) { return WithTimeline(dir, first, lines); }};
+  };
+  return {
+      test("TimelineDamage", FindingCode::kTimelineDamagedLine, header, "x\n"),
+      test("TimelineWithoutStart", FindingCode::kTimelineMissingLine, header,
+           "{\"event\":\"selected\",\"us\":1000,\"ssrc\":1,\"user_id\":1,\"media_type\":2}\n"),
+      test("TimelineOfAnother", FindingCode::kTimelineNoRecord, header,
+           "{\"event\":\"start\",\"us\":99,\"utc\":\"2026-11-22T09:30:00.250000Z\"}\n"),
+      test("NoTimeline", FindingCode::kTimelineUnreadable, "x", ""),
+      test("LaterTimeline", FindingCode::kTimelineVersion, "{\"speaker_timeline\":2}", ""),
+  };
+}
+
 std::vector<CodeCase> AllCases() {
   std::vector<CodeCase> all;
   for (const auto& cases : {AudioAndClockCases(), DataCases(), DescriptorCases(), IndexCases(),
-                            ReplayCases(), VideoCases()}) {
+                            ReplayCases(), TimelineCases(), VideoCases()}) {
     all.insert(all.end(), cases.begin(), cases.end());
   }
   return all;

@@ -1,4 +1,4 @@
-// kxrtc info of a record with a speaker timeline beside it.
+// kxrtc info, dump and verify of a record with a speaker timeline beside it.
 #include <gmock/gmock.h>
 #include <json/json.h>
 
@@ -33,9 +33,12 @@ class SpeakerTimelineCommandTest : public testing::Test {
  protected:
   SpeakerTimelineCommandTest() { kx_testing::TwoSessions(dir_).Write(); }
 
+  kx_testing::ShellResult Run(const std::string& command) {
+    return kx_testing::RunShell(Quoted(KXRTC_PROGRAM) + " " + command + " " + Quoted(dir_.path()));
+  }
+
   std::string Info(const std::string& options = "") {
-    const kx_testing::ShellResult result =
-        kx_testing::RunShell(Quoted(KXRTC_PROGRAM) + " info " + options + Quoted(dir_.path()));
+    const kx_testing::ShellResult result = Run("info " + options);
     EXPECT_EQ(result.exit_status, 0) << result.errors;
     return result.output;
   }
@@ -80,6 +83,35 @@ TEST_F(SpeakerTimelineCommandTest, InfoSaysWhatIsWrongWithIt) {
                             HasSubstr("SpeakerTimeline.ndjson: is not a speaker timeline\n")));
   EXPECT_THAT(Document()["speaker_timeline"]["problem"].asString(),
               HasSubstr("is not a speaker timeline"));
+}
+
+TEST_F(SpeakerTimelineCommandTest, DumpShowsNamesAsText) {
+  WriteTimeline(kTimeline);
+  const kx_testing::ShellResult result = Run("dump");
+  EXPECT_EQ(result.exit_status, 0) << result.errors;
+  EXPECT_THAT(result.output,
+              AllOf(HasSubstr("version=1 title=Week\\x1Bly\n"), HasSubstr("  user=2 name=Ben\n")));
+}
+
+// What is wrong with the names is told, and the MP4 is complete nevertheless.
+TEST_F(SpeakerTimelineCommandTest, VerifyComparesItWithTheIndex) {
+  kx_testing::RecordBuilder record(dir_);
+  kx_testing::AddHealthySession(record, 0).Write();
+  const std::string selected =
+      R"({"event":"selected","media_type":2,"ssrc":1,"us":1000,"user_id":1})"
+      "\n";
+  WriteTimeline(kTimeline + selected);
+  const kx_testing::ShellResult healthy = Run("verify --quick");
+  EXPECT_EQ(healthy.exit_status, 0);
+  EXPECT_THAT(healthy.output, Not(HasSubstr("timeline.")));
+  WriteTimeline(kTimeline + selected + selected);
+  const kx_testing::ShellResult doubled = Run("verify --quick");
+  EXPECT_EQ(doubled.exit_status, 12);
+  EXPECT_THAT(doubled.output, AllOf(ContainsRegex("warning +timeline[.]no-record +0[.]001000 s"),
+                                    HasSubstr("MP4: complete")));
+  WriteTimeline("x");
+  EXPECT_THAT(Run("verify --quick").output,
+              AllOf(HasSubstr("timeline.unreadable"), HasSubstr("MP4: complete")));
 }
 
 TEST_F(SpeakerTimelineCommandTest, InfoIsSilentWithoutOne) {
