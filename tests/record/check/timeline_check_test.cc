@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -185,6 +186,26 @@ TEST(TimelineCheckTest, CountsDamagedLines) {
   EXPECT_THAT(scene.Findings(),
               ElementsAre("timeline.damaged-line - 2 lines of the speaker timeline are damaged and "
                           "passed over"));
+}
+
+// The lines that could not be read are not called missing.
+TEST(TimelineCheckTest, ReportsATimelineThatBecomesShorter) {
+  Scene scene;
+  scene.Start(0);
+  for (int64_t i = 1; i < 8000; ++i) scene.Select(i * 10000, kCamera);
+  EXPECT_THAT(scene.Stop(80000000).Findings(), IsEmpty());
+  FindingList findings;
+  TimelineCheck check(scene.folder(), &findings);
+  std::filesystem::resize_file(scene.folder() + kSpeakerTimelineFileName,
+                               ReadOnlyFile::kWindowSize + 1);
+  ReadOnlyFile index;
+  index.Open(kxrtc::SpeakerRecordFilePath(scene.folder(), kxrtc::kIndexFileExtension));
+  IndexWalker walker(&index);
+  IndexRecord record;
+  while (walker.Next(&record) == IndexWalker::Step::kRecord) check.OnRecord(record);
+  check.Finish();
+  EXPECT_EQ(findings.count(FindingCode::kTimelineUnreadable), 1u);
+  EXPECT_EQ(findings.Sorted().size(), 1u);
 }
 
 TEST(TimelineCheckTest, ReportsWhatIsNoTimeline) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,7 @@ class TimelineReaderTest : public testing::Test {
       steps.push_back(step);
       if (step != Step::kDamaged) lines_ += reader.line();
     }
+    EXPECT_EQ(reader.problem(), "");
     return steps;
   }
 
@@ -91,6 +93,18 @@ TEST_F(TimelineReaderTest, SaysWhyItCannotRead) {
   EXPECT_EQ(Problem(std::string(100000, 'x') + "\n"), path() + ": is not a speaker timeline");
   EXPECT_EQ(Problem("{\"speaker_timeline\":2}\n"),
             path() + ": has version 2, this program reads version 1; use a later one");
+}
+
+TEST_F(TimelineReaderTest, TellsThatTheFileBecameShorter) {
+  std::string content = kHeader;
+  while (content.size() < 3 * ReadOnlyFile::kWindowSize) content += kStop;
+  WriteFile(path(), content);
+  TimelineReader reader;
+  ASSERT_TRUE(reader.Open(dir_.path()));
+  std::filesystem::resize_file(path(), 2 * ReadOnlyFile::kWindowSize);
+  while (reader.Next() != Step::kEnd) continue;
+  EXPECT_EQ(reader.problem(), path() + ": became shorter while it was read");
+  EXPECT_FALSE(reader.has_other_version());
 }
 
 TEST_F(TimelineReaderTest, OpensNothingThatIsNoFile) {
