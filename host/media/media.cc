@@ -4,6 +4,7 @@
 #include "host/ffmpeg/aac_examiner.h"
 #include "host/ffmpeg/ffmpeg_log.h"
 #include "host/ffmpeg/h264_format_reader.h"
+#include "host/ffmpeg/jpeg_thumbnail_maker.h"
 #include "host/mp4/media_component_factory_imp.h"
 #include "host/mp4/sample_bounds.h"
 #include "kx_utility/export.h"
@@ -38,6 +39,10 @@ class MediaOnFFmpeg final : public Media {
 
   std::unique_ptr<ParameterSetExaminer> MakeParameterSetExaminer() const override {
     return std::make_unique<H264FormatReader>();
+  }
+
+  std::unique_ptr<ThumbnailMaker> MakeThumbnailMaker() const override {
+    return std::make_unique<JpegThumbnailMaker>();
   }
 
   std::unique_ptr<Mp4Factory> MakeMp4Factory(

@@ -13,6 +13,7 @@
 #include "record/check/parameter_set_examiner.h"
 #include "record/check/sound_examiner.h"
 #include "record/predict/record_outline.h"
+#include "record/show/thumbnail_maker.h"
 
 namespace kxrtc_host {
 
@@ -22,6 +23,7 @@ class Media {
  public:
   virtual std::unique_ptr<SoundExaminer> MakeSoundExaminer() const = 0;
   virtual std::unique_ptr<ParameterSetExaminer> MakeParameterSetExaminer() const = 0;
+  virtual std::unique_ptr<ThumbnailMaker> MakeThumbnailMaker() const = 0;
 
   // A factory of MP4 writers. `outline` gives the bounds of the samples; without one, those of
   // `options` count.

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "host/ffmpeg/picture_layout.h"
 #include "host/mp4/icon_filter.h"
 #include "record/index/record_text.h"
 #include "record/timing/media_time.h"

@@ -35,11 +35,6 @@ struct RotationChange {
   int32_t rotation;
 };
 
-// `rotation` as 0, 90, 180 or 270. Other values count as the next lower multiple of 90.
-constexpr int32_t NormalRotation(int32_t rotation) {
-  return ((rotation % 360 + 360) % 360) / 90 * 90;
-}
-
 }  // namespace kxrtc_host
 
 #endif  // HOST_MP4_VIDEO_TRACK_H_

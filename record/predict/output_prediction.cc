@@ -128,6 +128,10 @@ void OutputPrediction::ShowHeldIcon() {
   timeline_.Show(held_icon_.start_us, held_icon_.filler, held_icon_.media_type, held_icon_.time_us);
 }
 
+void OutputPrediction::OnAttributes(uint32_t, uint32_t, int32_t rotation_angle) {
+  if (key_frames_ != nullptr) key_frames_->OnAttributes(rotation_angle);
+}
+
 void OutputPrediction::OnFrame(int64_t output_us, const IndexRecord& record, bool is_key) {
   EndDrops();
   const int64_t recorder_us = record.header.record_timestamp_us;
@@ -137,6 +141,7 @@ void OutputPrediction::OnFrame(int64_t output_us, const IndexRecord& record, boo
   unmeasured_.push_back({file_us, recorder_us});
   timeline_.Show(hold_.ShowRecorded(file_us), FillerReason::kNone, media_type_, recorder_us);
   timeline_.AddVideo(file_us, record.data.size, is_key);
+  if (is_key && key_frames_ != nullptr) key_frames_->Add(file_us, record.data);
 }
 
 void OutputPrediction::OnAudio(int64_t output_us, const IndexRecord& record) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "record/check/record_summary.h"
+#include "record/predict/key_frame_choice.h"
 #include "record/predict/output_timeline.h"
 #include "record/predict/replay_simulator.h"
 #include "record/timing/file_timeline.h"
@@ -22,9 +23,10 @@ inline constexpr int64_t kNoticeableOffsetUs = 100000;
 class OutputPrediction final : public ReplayEvents {
  public:
   // `summary` is borrowed; writes its prediction and findings. `expects_audio`: the index contains
-  // audio records.
-  OutputPrediction(RecordSummary* summary, bool expects_audio)
+  // audio records. `key_frames`, if not null, is borrowed too and gets the key frames of the MP4.
+  OutputPrediction(RecordSummary* summary, bool expects_audio, KeyFrameChoice* key_frames)
       : summary_(summary),
+        key_frames_(key_frames),
         prediction_(&summary->replay),
         timeline_(&summary->replay, &summary->findings),
         // The writer never shortens a pause of pictures that it encodes.
@@ -34,7 +36,7 @@ class OutputPrediction final : public ReplayEvents {
   void OnSessionStop() override;
   void OnChannel(int64_t recorder_us, int64_t since_anchor_us, uint32_t media_type) override;
   void OnDroppedFrame(int64_t recorder_us) override;
-  void OnAttributes(uint32_t, uint32_t, int32_t) override {}
+  void OnAttributes(uint32_t width, uint32_t height, int32_t rotation_angle) override;
   void OnFrame(int64_t output_us, const IndexRecord& record, bool is_key) override;
   void OnAudio(int64_t output_us, const IndexRecord& record) override;
   void OnFiller(int64_t recorder_us, FillerReason reason) override;
@@ -58,6 +60,7 @@ class OutputPrediction final : public ReplayEvents {
   void MeasureOffsets(const std::optional<Placed>& next_audio);
 
   RecordSummary* summary_;
+  KeyFrameChoice* key_frames_;
   ReplayPrediction* prediction_;
   OutputTimeline timeline_;
   FileTimeline file_timeline_;

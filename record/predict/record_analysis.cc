@@ -42,7 +42,7 @@ class Analysis {
         audio_data_(kxrtc::kAudioFileExtension, files->audio.size(), &summary->findings),
         video_(&files->video, options.parameter_set_examiner, summary),
         audio_(&files->audio, summary),
-        output_(summary, expects_audio),
+        output_(summary, expects_audio, options.key_frames),
         file_(&files->audio, expects_audio),
         replay_(&state_, &output_),
         file_replay_(&state_, &file_) {}

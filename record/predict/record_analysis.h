@@ -9,13 +9,16 @@
 #include "record/check/parameter_set_examiner.h"
 #include "record/check/record_summary.h"
 #include "record/check/sound_examiner.h"
+#include "record/predict/key_frame_choice.h"
 
 namespace kxrtc_host {
 
-// What this house cannot do itself. Each is borrowed for the call; null: it is not done.
+// What this house cannot do itself, and what only some ask for. Each is borrowed for the call;
+// null: it is not done.
 struct AnalysisOptions {
   SoundExaminer* sound_examiner = nullptr;
   ParameterSetExaminer* parameter_set_examiner = nullptr;
+  KeyFrameChoice* key_frames = nullptr;  // Gets the key frames of the MP4.
 };
 
 // `folder` with or without its trailing separator. Never fails: what cannot be read is a finding.

@@ -78,6 +78,17 @@ std::string RelativePath(const std::string& target, const std::string& folder) {
   return path;
 }
 
+Json::Value FilmstripValue(const std::vector<FilmPicture>& pictures) {
+  Json::Value list(Json::arrayValue);
+  for (const FilmPicture& picture : pictures) {
+    Json::Value element(Json::arrayValue);
+    element.append(Json::Value(Json::Value::Int64{picture.output_us}));
+    element.append("data:image/jpeg;base64," + Base64(picture.jpeg));
+    list.append(element);
+  }
+  return list;
+}
+
 void Replace(const std::string& place, const std::string& with, std::string* text) {
   const size_t position = text->find(place);
   if (position != std::string::npos) text->replace(position, place.size(), with);
@@ -123,12 +134,14 @@ bool VideoUrl(const std::string& video_path, const std::string& page_path, std::
   return true;
 }
 
-std::string RenderReport(const RecordSummary& summary, const ReportAssets& assets,
-                         const std::string& video_url) {
+std::string RenderReport(const RecordSummary& summary, const ReportContents& contents,
+                         const ReportAssets& assets) {
+  Json::Value document = ReportDocument(summary, contents.video_url);
+  document["filmstrip"] = FilmstripValue(contents.pictures);
   std::string page = assets.page;
   Replace("{{style}}", assets.style, &page);
   Replace("{{script}}", assets.script, &page);
-  Replace("{{data}}", ScriptSafe(JsonText(ReportDocument(summary, video_url))), &page);
+  Replace("{{data}}", ScriptSafe(JsonText(document)), &page);
   return page;
 }
 

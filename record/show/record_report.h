@@ -6,8 +6,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "record/check/record_summary.h"
+#include "record/show/filmstrip.h"
 
 namespace kxrtc_host {
 
@@ -19,6 +21,12 @@ struct ReportAssets {
   std::string script;
 };
 
+// What the page shows beside the record itself.
+struct ReportContents {
+  std::string video_url;  // Empty: no video.
+  std::vector<FilmPicture> pictures;
+};
+
 // An MP4 up to this size is embedded in the page.
 inline constexpr uint64_t kMaxEmbeddedVideo = 2 * 1024 * 1024;
 
@@ -28,8 +36,8 @@ inline constexpr uint64_t kMaxEmbeddedVideo = 2 * 1024 * 1024;
 [[nodiscard]] bool VideoUrl(const std::string& video_path, const std::string& page_path,
                             std::string* url, std::string* error);
 
-std::string RenderReport(const RecordSummary& summary, const ReportAssets& assets,
-                         const std::string& video_url);
+std::string RenderReport(const RecordSummary& summary, const ReportContents& contents,
+                         const ReportAssets& assets);
 
 }  // namespace kxrtc_host
 

@@ -2,6 +2,7 @@
 import { existsSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { resolve } from 'node:path';
+import { pathToFileURL } from 'node:url';
 
 const CHROMIUM = '/usr/bin/chromium';
 const SKIPPED = 77;
@@ -33,4 +34,24 @@ export async function launchChromium(playwrightFolder) {
       '--disable-background-networking', '--disable-component-update', '--disable-sync',
       '--autoplay-policy=no-user-gesture-required'],
   });
+}
+
+// Opens the file `page` in a window of its own. What the page says on the console, asks the network for
+// or tells in a dialog is added to `problems`.
+export async function openPage(browser, page, options, problems) {
+  const context = await browser.newContext(options);
+  const tab = await context.newPage();
+  tab.on('console', (message) => {
+    problems.push(`console: ${message.text()}`);
+  });
+  tab.on('pageerror', (error) => problems.push(String(error)));
+  tab.on('request', (request) => {
+    if (!/^(file|data|blob):/.test(request.url())) problems.push(`asked the network for ${request.url()}`);
+  });
+  tab.on('dialog', (dialog) => {
+    problems.push(`dialog: ${dialog.message()}`);
+    dialog.dismiss();
+  });
+  await tab.goto(pathToFileURL(page).href);
+  return tab;
 }

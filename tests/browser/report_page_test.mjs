@@ -5,41 +5,21 @@
 // Ends with status 77 and a reason where there is no browser to test with.
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
-import { mkdirSync, mkdtempSync, appendFileSync, rmSync, writeFileSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, appendFileSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join, resolve } from 'node:path';
-import { pathToFileURL } from 'node:url';
-import { launchChromium } from './chromium.mjs';
+import { launchChromium, openPage } from './chromium.mjs';
+import { CAMERA, DESKTOP, RecordWriter } from './record_writer.mjs';
 
 const [kxrtc, playwrightFolder, screenshotFolder] = process.argv.slice(2);
 const browser = await launchChromium(playwrightFolder);
 
 // ---- A record with every kind of stretch ----------------------------------------------------------
 
-const START = 0xEEDDCC01;
-const STOP = 0xEEDDCC02;
-const CHANNEL = 0xEEDDCC03;
-const ATTRIBUTES = 0xEEDDCC04;
-const VIDEO = 0xEEDDCC06;
-const AUDIO = 0xEEDDCC07;
 const FRAME_US = 21333;
 
 function writeRecord(folder) {
-  const index = [];
-  const data = { [VIDEO]: [], [AUDIO]: [] };
-  const sizes = { [VIDEO]: 0, [AUDIO]: 0 };
-  const record = (type, time, ...fields) => {
-    const bytes = Buffer.alloc(12 + 4 * fields.length);
-    bytes.writeUInt32BE(type, 0);
-    bytes.writeBigInt64BE(BigInt(time), 4);
-    fields.forEach((field, i) => bytes.writeUInt32BE(field, 12 + 4 * i));
-    index.push(bytes);
-  };
-  const frame = (type, time, bytes) => {
-    record(type, time, 0, sizes[type], bytes.length);
-    data[type].push(bytes);
-    sizes[type] += bytes.length;
-  };
+  const record = new RecordWriter();
   // 640x360 Baseline, then a slice of the wanted size.
   const sps = Buffer.from('000000016742c01eda0280bfe540', 'hex');
   const slice = (header, size) => Buffer.concat([Buffer.from([0, 0, 0, 1, header]), Buffer.alloc(size, 0x5a)]);
@@ -54,39 +34,31 @@ function writeRecord(folder) {
     for (let i = 0; i < count; i += 1) {
       time += FRAME_US;
       const kind = picture(i);
-      if (kind === 'key') frame(VIDEO, time, Buffer.concat([sps, slice(0x65, 9000)]));
-      if (kind === 'delta') frame(VIDEO, time, slice(0x41, 600 + (i * 37) % 900));
-      frame(AUDIO, time + 1, adts(170 + i % 40));
+      if (kind === 'key') record.video(time, Buffer.concat([sps, slice(0x65, 9000)]));
+      if (kind === 'delta') record.video(time, slice(0x41, 600 + (i * 37) % 900));
+      record.audio(time + 1, adts(170 + i % 40));
     }
   };
   const camera = (i) => (i % 94 === 0 ? 'key' : i % 2 ? '' : 'delta');
-  record(START, time);
+  record.start(time);
   play(60);
-  record(CHANNEL, time, 2);
-  record(ATTRIBUTES, time, 0, 640, 360);
+  record.channel(time, CAMERA);
+  record.attributes(time, 640, 360);
   play(300, camera);
-  record(CHANNEL, time, 3);
-  record(ATTRIBUTES, time, 0, 640, 360);
+  record.channel(time, DESKTOP);
+  record.attributes(time, 640, 360);
   play(420, (i) => (i === 0 ? 'key' : i < 100 ? 'delta' : ''));
   play(100, (i) => (i < 50 ? 'delta' : camera(i - 50)));
-  record(STOP, time + 10);
+  record.stop(time + 10);
   time += 2000000;
-  record(START, time);
-  record(CHANNEL, time + 1, 0);
+  record.start(time);
+  record.channel(time + 1, 0);
   play(100);
-  record(CHANNEL, time, 2);
-  record(ATTRIBUTES, time, 0, 640, 360);
+  record.channel(time, CAMERA);
+  record.attributes(time, 640, 360);
   play(100, camera);
-  index.push(Buffer.from('torn'));
-  writeFileSync(join(folder, 'SpeakeRecord.index'), Buffer.concat(index));
-  writeFileSync(join(folder, 'SpeakeRecord.264'), Buffer.concat(data[VIDEO]));
-  writeFileSync(join(folder, 'SpeakeRecord.aac'), Buffer.concat(data[AUDIO]));
-  writeFileSync(join(folder, 'SpeakeRecord.desc'), JSON.stringify({
-    speaker_record_overall: {
-      record_session_count: 2, contain_video: 1, contain_desktop: 1, audio_channel_count: 2,
-    },
-    speaker_record_session: [],
-  }));
+  record.torn();
+  record.write(folder);
 }
 
 // ---- The test ------------------------------------------------------------------------------------
@@ -100,24 +72,6 @@ const page = join(work, 'report.html');
 
 function run(...args) {
   return execFileSync(resolve(kxrtc), args, { encoding: 'utf8' });
-}
-
-async function openPage(browser, options, problems) {
-  const context = await browser.newContext(options);
-  const tab = await context.newPage();
-  tab.on('console', (message) => {
-    if (['error', 'warning'].includes(message.type())) problems.push(message.text());
-  });
-  tab.on('pageerror', (error) => problems.push(String(error)));
-  tab.on('request', (request) => {
-    if (!/^(file|data|blob):/.test(request.url())) problems.push(`asked the network for ${request.url()}`);
-  });
-  tab.on('dialog', (dialog) => {
-    problems.push(`dialog: ${dialog.message()}`);
-    dialog.dismiss();
-  });
-  await tab.goto(pathToFileURL(page).href);
-  return tab;
 }
 
 const now = (tab) => tab.locator('#timeline').getAttribute('aria-valuenow').then(Number);
@@ -183,7 +137,7 @@ async function testLooks(browser, problems, name) {
   const backgrounds = new Set();
   for (const colorScheme of ['light', 'dark']) {
     for (const viewport of [{ width: 1280, height: 900 }, { width: 400, height: 800 }]) {
-      const tab = await openPage(browser, { colorScheme, viewport }, problems);
+      const tab = await openPage(browser, page, { colorScheme, viewport }, problems);
       await testContent(tab, name);
       backgrounds.add(await tab.evaluate(() => getComputedStyle(document.body).backgroundColor));
       if (screenshotFolder) {
@@ -198,7 +152,7 @@ async function testLooks(browser, problems, name) {
 
 // On a window of middle width no table hides a column behind a scroll bar.
 async function testTablesFit(browser, problems) {
-  const tab = await openPage(browser, { viewport: { width: 1000, height: 800 } }, problems);
+  const tab = await openPage(browser, page, { viewport: { width: 1000, height: 800 } }, problems);
   const cut = await tab.evaluate(() => [...document.querySelectorAll('.scroll')]
     .filter((box) => box.scrollWidth > box.clientWidth).map((box) => box.firstElementChild.id));
   assert.deepEqual(cut, [], 'tables that are cut');
@@ -207,7 +161,7 @@ async function testTablesFit(browser, problems) {
 
 async function testVideoGone(browser) {
   rmSync(mp4);
-  const tab = await openPage(browser, {}, []);
+  const tab = await openPage(browser, page, {}, []);
   await tab.locator('#video-error').waitFor({ state: 'visible' });
   await tab.context().close();
 }
@@ -224,7 +178,7 @@ async function main() {
     const problems = [];
     // The torn record itself, without a video.
     run('report', record, page);
-    const torn = await openPage(browser, {}, problems);
+    const torn = await openPage(browser, page, {}, problems);
     await testContent(torn, 'onerror=alert');
     assert.ok((await torn.locator('#verdict').textContent()).includes('error'));
     await torn.context().close();
@@ -237,7 +191,7 @@ async function main() {
         appendFileSync(mp4, free);
       }
       run('report', repaired, page, '--video', mp4);
-      const tab = await openPage(browser, { viewport: { width: 1000, height: 800 } }, problems);
+      const tab = await openPage(browser, page, { viewport: { width: 1000, height: 800 } }, problems);
       const source = await tab.locator('#video').getAttribute('src');
       assert.equal(source.startsWith('data:'), !isLinked);
       await testClickSeeks(tab);

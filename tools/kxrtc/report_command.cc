@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "files/link_target.h"
 #include "files/output_file.h"
@@ -10,6 +11,7 @@
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/examine_record.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/report_assets.h"
 #include "tools/kxrtc/stop_signals.h"
 
@@ -36,27 +38,45 @@ ExitStatus WritePage(const std::string& path, const std::string& page) {
   return kExitOk;
 }
 
+// Without FFmpeg there are no pictures.
+std::vector<kxrtc_host::FilmPicture> MakePictures(const std::string& record_dir,
+                                                  const kxrtc_host::KeyFrameChoice& key_frames,
+                                                  int64_t duration_us) {
+  const auto frames = key_frames.Spread(kxrtc_host::kMaxFilmPictures, duration_us);
+  if (frames.empty()) return {};
+  std::string error;
+  const kxrtc_host::Media* const media = LoadMedia(&error);
+  if (media == nullptr) {
+    Warn(error);
+    return {};
+  }
+  return kxrtc_host::MakeFilmstrip(record_dir, frames, media->MakeThumbnailMaker().get());
+}
+
 ExitStatus Report(const ReportOptions& options) {
   const std::string conflict = ConflictWithRecord(options.record_dir, options.output);
   if (!conflict.empty()) return Fail(kExitOutputRefused, options.output + conflict);
   if (!options.video.empty() && kxrtc_host::LeadToSameFile(options.video, options.output)) {
     return Fail(kExitOutputRefused, options.output + " is the video itself");
   }
-  std::string video_url;
+  kxrtc_host::ReportContents contents;
   std::string error;
   if (!options.video.empty() &&
-      !kxrtc_host::VideoUrl(options.video, options.output, &video_url, &error)) {
+      !kxrtc_host::VideoUrl(options.video, options.output, &contents.video_url, &error)) {
     return Fail(kExitUsage, error);
   }
   kxrtc_host::RecordSummary summary;
-  if (!ExamineRecord(options.record_dir, SoundExamination::kEveryFrame, &summary, &error)) {
+  kxrtc_host::KeyFrameChoice key_frames;
+  if (!ExamineRecord(options.record_dir, SoundExamination::kEveryFrame, &summary, &error,
+                     &key_frames)) {
     return Fail(kExitFailure, error);
   }
   if (summary.index_records == 0) {
     return FailWithoutRecord(options.record_dir);
   }
+  contents.pictures = MakePictures(options.record_dir, key_frames, summary.replay.duration_us);
   return WritePage(options.output,
-                   RenderReport(summary, {kReportPage, kReportStyle, kReportScript}, video_url));
+                   RenderReport(summary, contents, {kReportPage, kReportStyle, kReportScript}));
 }
 
 }  // namespace

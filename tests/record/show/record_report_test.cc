@@ -24,7 +24,7 @@ const ReportAssets kAssets = {"<style>{{style}}</style><p>{{data}}</p><script>{{
 TEST(RecordReportTest, PutsStyleScriptAndDataIntoThePage) {
   const TempDir dir;
   kx_testing::TwoSessions(dir).Write();
-  const std::string page = RenderReport(AnalyseRecord(dir.path()), kAssets, "a.mp4");
+  const std::string page = RenderReport(AnalyseRecord(dir.path()), {"a.mp4", {}}, kAssets);
   EXPECT_THAT(page, StartsWith("<style>body{}</style><p>{"));
   EXPECT_THAT(page, HasSubstr("\"document\":\"kxrtc.report\""));
   EXPECT_THAT(page, HasSubstr("\"video_url\":\"a.mp4\""));
@@ -75,7 +75,7 @@ TEST(RecordReportTest, TheTimelineHasEachSpanMarkAndBucket) {
 
 TEST(RecordReportTest, NamesTheMediaTypesForThePage) {
   const TempDir dir;
-  const std::string page = RenderReport(AnalyseRecord(dir.path()), kAssets, "");
+  const std::string page = RenderReport(AnalyseRecord(dir.path()), {}, kAssets);
   EXPECT_THAT(page, HasSubstr(R"("media_types":{"0":"audio only","2":"camera","3":"desktop"})"));
 }
 
@@ -83,7 +83,7 @@ TEST(RecordReportTest, EscapesNamesThatWouldEndTheScript) {
   const TempDir dir;
   const std::string evil = dir.File("a<script>alert(1)<");
   std::filesystem::create_directory(evil);
-  const std::string page = RenderReport(AnalyseRecord(evil), kAssets, "");
+  const std::string page = RenderReport(AnalyseRecord(evil), {}, kAssets);
   EXPECT_THAT(page, Not(HasSubstr("<script>alert")));
   EXPECT_THAT(page, HasSubstr("\\u003cscript>alert"));
 }

@@ -52,7 +52,7 @@ class RecordToolsConcurrencyTest : public testing::Test {
 
   std::string Report() const {
     const ReportAssets assets = {"{{style}}{{data}}{{script}}", "body{}", "run()"};
-    return RenderReport(AnalyseRecord(record_.path()), assets, "a.mp4");
+    return RenderReport(AnalyseRecord(record_.path()), {"a.mp4", {}}, assets);
   }
 
   const TempDir record_;

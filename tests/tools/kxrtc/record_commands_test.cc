@@ -346,42 +346,6 @@ TEST(RecordCommandsTest, RepairTakesOnlyChannelCountsOfAac) {
   EXPECT_EQ(Kxrtc(arguments + " --channels 8").exit_status, 0);
 }
 
-TEST(RecordCommandsTest, ReportWritesOnePageOverAnOlderOne) {
-  const TempDir dir;
-  const TempDir target;
-  kx_testing::TwoSessions(dir).Write();
-  const std::string page = target.File("page.html");
-  kx_testing::WriteFile(page, "older");
-  const ShellResult result = Kxrtc("report " + Quoted(dir.path()) + " " + Quoted(page));
-  EXPECT_EQ(result.exit_status, 0) << result.errors;
-  const std::string html = kx_testing::ReadFile(page);
-  EXPECT_THAT(html, AllOf(HasSubstr("<!doctype html>"), HasSubstr("--camera:"),
-                          HasSubstr("\"document\":\"kxrtc.report\""), HasSubstr("'use strict'")));
-  EXPECT_EQ(html.find("{{"), std::string::npos);
-  EXPECT_EQ(html.find("http:"), std::string::npos);
-  EXPECT_EQ(html.find("https:"), std::string::npos);
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(target.path()), {}), 1);
-}
-
-TEST(RecordCommandsTest, ReportWritesThroughALink) {
-  const TempDir dir;
-  const TempDir target;
-  kx_testing::TwoSessions(dir).Write();
-  const std::string link = target.File("link.html");
-  std::filesystem::create_symlink("page.html", link);
-  const std::string arguments = "report " + Quoted(dir.path()) + " " + Quoted(link);
-  const ShellResult result = Kxrtc(arguments);
-  EXPECT_EQ(result.exit_status, 0) << result.errors;
-  EXPECT_TRUE(std::filesystem::is_symlink(link));
-  EXPECT_THAT(kx_testing::ReadFile(target.File("page.html")), HasSubstr("<!doctype html>"));
-  std::filesystem::remove(target.File("page.html"));
-  ASSERT_EQ(mkfifo(target.File("page.html").c_str(), 0600), 0);
-  const ShellResult refused = Kxrtc(arguments);
-  EXPECT_EQ(refused.exit_status, 5);
-  EXPECT_EQ(refused.errors, "kxrtc: " + link + " is not a regular file\n");
-  EXPECT_TRUE(std::filesystem::is_fifo(target.File("page.html")));
-}
-
 struct StopCase {
   const char* name;
   int signal_number;

@@ -62,7 +62,6 @@ TEST(StartTest, LoadsFewLibrariesWhereFFmpegIsNotNeeded) {
         std::string(), std::string("play"), std::string("record --duration x"), "info " + record,
         "dump " + record, "estimate " + record, "verify --quick " + record,
         "verify " + Quoted(silent.path()),
-        "report " + Quoted(silent.path()) + " " + Quoted(outputs.File("silent.html")),
         "repair " + record + " " + Quoted(outputs.File("repaired")),
         "h264 " + Quoted(dir.path() + "SpeakeRecord.264"),
         "transcode " + Quoted(outputs.path()) + " " + Quoted(outputs.File("none.mp4")),
@@ -76,11 +75,14 @@ TEST(StartTest, LoadsFewLibrariesWhereFFmpegIsNotNeeded) {
 
 TEST(StartTest, LoadsFFmpegWhereItIsNeeded) {
   const TempDir dir;
+  const TempDir silent;
   const TempDir outputs;
   kx_testing::TwoSessions(dir).Write();
+  WriteRecordWithoutSound(silent);
   const std::string record = Quoted(dir.path());
   for (const std::string& arguments :
        {"verify " + record, "report " + record + " " + Quoted(outputs.File("page.html")),
+        "report " + Quoted(silent.path()) + " " + Quoted(outputs.File("silent.html")),
         "transcode --video copy " + record + " " + Quoted(outputs.File("out.mp4"))}) {
     EXPECT_THAT(ObjectsLoadedBy(arguments), Contains(HasSubstr("libavcodec.so"))) << arguments;
   }

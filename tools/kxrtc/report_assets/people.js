@@ -1,0 +1,1 @@
+// The people: their colours, turns, talk time, and the search by name.
