@@ -132,6 +132,7 @@ struct ReplayPrediction {
   std::string failure;  // Where and why it stops, when it does not complete.
   std::string refusal;  // Why the MP4 writer accepts none of it; empty when it does.
   std::optional<int64_t> failure_time_us;  // Recorder time, if a record is the cause.
+  int64_t start_us = 0;                    // Output time of the replay at the start of the MP4.
   int64_t duration_us = 0;                 // Output time.
   uint64_t video_samples = 0;              // Filler included.
   uint64_t audio_samples = 0;

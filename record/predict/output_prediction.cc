@@ -159,6 +159,7 @@ void OutputPrediction::OnAudio(int64_t output_us, const IndexRecord& record) {
 void OutputPrediction::Finish(const std::optional<ReplaySimulator::Failure>& failure) {
   EndDrops();
   if (hold_.ShowsAtEnd(audio_end_us_)) ShowHeldIcon();
+  prediction_->start_us = file_timeline_.start_us();
   prediction_->completes = !failure;
   if (failure) {
     prediction_->failure = failure->reason;

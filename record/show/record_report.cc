@@ -12,7 +12,9 @@
 #include "files/link_target.h"
 #include "files/read_only_file.h"
 #include "record/index/record_text.h"
+#include "record/show/anonymous_report.h"
 #include "record/show/record_documents.h"
+#include "record/show/report_people.h"
 
 namespace kxrtc_host {
 namespace {
@@ -138,6 +140,8 @@ std::string RenderReport(const RecordSummary& summary, const ReportContents& con
                          const ReportAssets& assets) {
   Json::Value document = ReportDocument(summary, contents.video_url);
   document["filmstrip"] = FilmstripValue(contents.pictures);
+  document["speakers"] = PeopleValue(contents.speakers, summary.replay.start_us);
+  if (contents.anonymous) MakeAnonymous(summary.folder, &document);
   std::string page = assets.page;
   Replace("{{style}}", assets.style, &page);
   Replace("{{script}}", assets.script, &page);

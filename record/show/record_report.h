@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "record/check/record_summary.h"
+#include "record/predict/speaker_turns.h"
 #include "record/show/filmstrip.h"
 
 namespace kxrtc_host {
@@ -25,6 +26,8 @@ struct ReportAssets {
 struct ReportContents {
   std::string video_url;  // Empty: no video.
   std::vector<FilmPicture> pictures;
+  SpeakerTurns speakers;
+  bool anonymous = false;  // Nothing of it tells who met where; see MakeAnonymous().
 };
 
 // An MP4 up to this size is embedded in the page.

@@ -1,11 +1,13 @@
 #include "tools/kxrtc/record_tables.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <string>
+#include <vector>
 
-#include "kxrtc/recording/replay_rules.h"
 #include "record/index/record_text.h"
+#include "record/speakers/talk_share.h"
 #include "record/speakers/timeline_entry.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/terminal_text.h"
@@ -205,19 +207,12 @@ void PrintSpeakerTimeline(const kxrtc_host::SpeakerTimeline& timeline) {
     std::printf("damaged    %s of the speaker timeline, passed over\n",
                 CountText(timeline.damaged_lines, "line").c_str());
   }
-  int64_t heard_us = 0;
-  for (const kxrtc_host::Person& person : timeline.people) {
-    heard_us = kxrtc::SaturatedAdd(heard_us, person.heard_us);
-  }
+  const std::vector<double> shares = kxrtc_host::TalkShares(timeline.people);
   std::printf("%18s  %5s  %8s  %18s  %s\n", "HEARD", "SHARE", "TURNS", "SEEN", "PERSON");
-  size_t row = 0;
-  for (const kxrtc_host::Person& person : timeline.people) {
-    if (++row > kMaxRows) break;
-    const double share =
-        heard_us == 0 ? 0
-                      : 100 * static_cast<double>(person.heard_us) / static_cast<double>(heard_us);
+  for (size_t i = 0; i < std::min(kMaxRows, timeline.people.size()); ++i) {
+    const kxrtc_host::Person& person = timeline.people[i];
     std::printf("%18s  %4.0f%%  %8" PRIu64 "  %18s  %s\n", SecondsText(person.heard_us).c_str(),
-                share, person.turns, SecondsText(person.seen_us).c_str(),
+                shares[i], person.turns, SecondsText(person.seen_us).c_str(),
                 TerminalText(person.name).c_str());
   }
   PrintRest(timeline.people.size());

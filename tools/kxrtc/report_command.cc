@@ -22,6 +22,7 @@ struct ReportOptions {
   std::string record_dir;
   std::string output;
   std::string video;
+  bool anonymous = false;
 };
 
 // Writes the page. After a signal there is no page.
@@ -74,7 +75,11 @@ ExitStatus Report(const ReportOptions& options) {
   if (summary.index_records == 0) {
     return FailWithoutRecord(options.record_dir);
   }
-  contents.pictures = MakePictures(options.record_dir, key_frames, summary.replay.duration_us);
+  contents.anonymous = options.anonymous;
+  contents.speakers = kxrtc_host::ReadSpeakerTurns(summary.folder);
+  if (!options.anonymous) {
+    contents.pictures = MakePictures(options.record_dir, key_frames, summary.replay.duration_us);
+  }
   return WritePage(options.output,
                    RenderReport(summary, contents, {kReportPage, kReportStyle, kReportScript}));
 }
@@ -86,8 +91,12 @@ void AddReportCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   CLI::App* command = app.add_subcommand("report", "Write an HTML page about a record");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
   paths->AddFile(command, "OUT.html", &options->output, "Page to write");
-  paths->AddFile(command, "--video", &options->video,
-                 "MP4 of the record, played together with the timeline");
+  CLI::Option* const video = paths->AddFile(command, "--video", &options->video,
+                                            "MP4 of the record, played together with the timeline");
+  command
+      ->add_flag("--anonymous", options->anonymous,
+                 "Show \"Speaker 1\" and so on, no pictures, title, date or path")
+      ->excludes(video);
   command->footer("Example:\n  kxrtc report ~/records/monday monday.html --video monday.mp4\n");
   command->callback([options, exit_status] { *exit_status = Report(*options); });
 }

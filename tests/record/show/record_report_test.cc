@@ -21,10 +21,16 @@ using testing::StartsWith;
 const ReportAssets kAssets = {"<style>{{style}}</style><p>{{data}}</p><script>{{script}}</script>",
                               "body{}", "run()"};
 
+ReportContents WithVideo() {
+  ReportContents contents;
+  contents.video_url = "a.mp4";
+  return contents;
+}
+
 TEST(RecordReportTest, PutsStyleScriptAndDataIntoThePage) {
   const TempDir dir;
   kx_testing::TwoSessions(dir).Write();
-  const std::string page = RenderReport(AnalyseRecord(dir.path()), {"a.mp4", {}}, kAssets);
+  const std::string page = RenderReport(AnalyseRecord(dir.path()), WithVideo(), kAssets);
   EXPECT_THAT(page, StartsWith("<style>body{}</style><p>{"));
   EXPECT_THAT(page, HasSubstr("\"document\":\"kxrtc.report\""));
   EXPECT_THAT(page, HasSubstr("\"video_url\":\"a.mp4\""));

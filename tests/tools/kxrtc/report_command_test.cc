@@ -9,6 +9,7 @@
 
 #include "tests/testing/kxrtc_program.h"
 #include "tests/testing/record_samples.h"
+#include "tests/testing/timeline_lines.h"
 #include "tests/testing/tiny_media.h"
 
 namespace {
@@ -74,6 +75,65 @@ TEST(ReportCommandTest, ShowsPicturesThatCanBeDecoded) {
   EXPECT_EQ(pictures[0][0].asInt64(), 10000);
   EXPECT_EQ(pictures[1][0].asInt64(), 80001);
   EXPECT_THAT(pictures[0][1].asString(), StartsWith("data:image/jpeg;base64,/9j/"));
+}
+
+// A camera with one picture, and Ada.
+void WriteTalk(const TempDir& dir) {
+  kx_testing::RecordBuilder(dir)
+      .Start(0)
+      .Channel(0, kx_testing::kCamera)
+      .Attributes(0, 160, 120)
+      .Video(0, kx_testing::TinyVideo(160, 120, 1).front())
+      .Stop(90000)
+      .Write();
+  kx_testing::TimelineLines()
+      .Start(0)
+      .Join(0, 5, "Ada")
+      .Select(0, 5, 1)
+      .Voice(10000, 5, true)
+      .Stop(90000)
+      .Write(dir);
+}
+
+TEST(ReportCommandTest, ShowsThePeople) {
+  const TempDir dir;
+  const TempDir target;
+  WriteTalk(dir);
+  const std::string page = target.File("page.html");
+  EXPECT_EQ(RunKxrtc("report " + Quoted(dir.path()) + " " + Quoted(page)).exit_status, 0);
+  const Json::Value data = DataOf(page);
+  EXPECT_EQ(data["speakers"]["people"][0]["name"].asString(), "Ada");
+  EXPECT_EQ(data["speakers"]["heard"].size(), 1u);
+  EXPECT_EQ(data["speakers"]["seen"].size(), 1u);
+  EXPECT_EQ(data["filmstrip"].size(), 1u);
+  EXPECT_FALSE(data.isMember("anonymous"));
+}
+
+TEST(ReportCommandTest, AnonymousShowsNeitherNamesNorPicturesNorPaths) {
+  const TempDir dir;
+  const TempDir target;
+  WriteTalk(dir);
+  const std::string page = target.File("page.html");
+  const ShellResult result =
+      RunKxrtc("report --anonymous " + Quoted(dir.path()) + " " + Quoted(page));
+  EXPECT_EQ(result.exit_status, 0) << result.errors;
+  const std::string html = kx_testing::ReadFile(page);
+  for (const std::string& secret : {std::string("Ada"), std::string("Weekly"), dir.path()}) {
+    EXPECT_EQ(html.find(secret), std::string::npos) << secret;
+  }
+  const Json::Value data = DataOf(page);
+  EXPECT_EQ(data["speakers"]["people"][0]["name"].asString(), "Speaker 1");
+  EXPECT_EQ(data["filmstrip"].size(), 0u);
+}
+
+TEST(ReportCommandTest, AVideoIsNotAnonymous) {
+  const TempDir target;
+  const std::string page = target.File("page.html");
+  const ShellResult result =
+      RunKxrtc("report --anonymous --video a.mp4 " + Quoted(target.path()) + " " + Quoted(page));
+  EXPECT_EQ(result.exit_status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("--video excludes --anonymous"));
+  EXPECT_FALSE(std::filesystem::exists(page));
 }
 
 TEST(ReportCommandTest, WritesThroughALink) {

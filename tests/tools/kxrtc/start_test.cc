@@ -62,6 +62,7 @@ TEST(StartTest, LoadsFewLibrariesWhereFFmpegIsNotNeeded) {
         std::string(), std::string("play"), std::string("record --duration x"), "info " + record,
         "dump " + record, "estimate " + record, "verify --quick " + record,
         "verify " + Quoted(silent.path()),
+        "report --anonymous " + Quoted(silent.path()) + " " + Quoted(outputs.File("silent.html")),
         "repair " + record + " " + Quoted(outputs.File("repaired")),
         "h264 " + Quoted(dir.path() + "SpeakeRecord.264"),
         "transcode " + Quoted(outputs.path()) + " " + Quoted(outputs.File("none.mp4")),

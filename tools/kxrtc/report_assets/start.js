@@ -31,12 +31,37 @@ function listenToTheme() {
   follow();
 }
 
+// On paper the page is light, and the timeline as wide as the paper.
+function listenToPrint() {
+  const print = (begins, theme) => {
+    isPrinted = begins;
+    document.documentElement.classList.toggle('printed', begins);
+    showTheme(theme === 'dark');
+  };
+  let theme = '';
+  window.addEventListener('beforeprint', () => {
+    theme = document.documentElement.dataset.theme;
+    print(true, 'light');
+  });
+  window.addEventListener('afterprint', () => print(false, theme));
+}
+
+function showTitle() {
+  const { title, started } = speakers;
+  const lines = [data.folder];
+  if (title) byId('title').textContent = title;
+  if (started) lines.unshift(`Recorded ${started.slice(0, 10)} ${started.slice(11, 19)} UTC`);
+  byId('folder').textContent = lines.filter((line) => line).join(', ');
+  byId('verdict').textContent = data.verdict === 'clean' ? 'clean' : `${data.verdict}s found`;
+  byId('verdict').classList.add(data.verdict);
+  document.title = title || `Speaker record ${data.folder}`.trim();
+}
+
 // ---- Start ------------------------------------------------------------------------------------
 
-byId('folder').textContent = data.folder;
-byId('verdict').textContent = data.verdict === 'clean' ? 'clean' : `${data.verdict}s found`;
-byId('verdict').classList.add(data.verdict);
-document.title = `Speaker record ${data.folder}`;
+box.style.height = `${LAYOUT.height}px`;
+showTitle();
+showPeople();
 fillFigures();
 fillFindings();
 fillTables();
@@ -44,6 +69,7 @@ fillLegend();
 fillSpanTable();
 showVideo();
 listenToTheme();
+listenToPrint();
 listenToPointer();
 listenToKeys();
 new ResizeObserver(draw).observe(box);

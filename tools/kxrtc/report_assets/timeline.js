@@ -8,7 +8,8 @@ const video = byId('video');
 const tip = byId('tip');
 const view = { start: 0, length: duration };
 let cursor = 0;
-let colors = {};
+let isPrinted = false;
+const colors = {};
 
 const KINDS = [
   ['camera', 'camera'], ['desktop', 'desktop'], ['other', 'other video'],
@@ -53,11 +54,13 @@ const toUs = (x, width) => view.start + x / width * view.length;
 function announce() {
   const span = spanAt(cursor);
   const what = span ? describe(span) : 'no picture';
+  const status = byId('timeline-status');
   box.setAttribute('aria-valuemin', '0');
   box.setAttribute('aria-valuemax', (duration / SECOND).toFixed(3));
   box.setAttribute('aria-valuenow', (cursor / SECOND).toFixed(3));
-  box.setAttribute('aria-valuetext', `${clock(cursor)}, ${what}`);
-  byId('timeline-status').textContent = `${clock(cursor)} of ${clock(duration)}: ${what}`;
+  status.textContent = '';
+  status.append(`${clock(cursor)} of ${clock(duration)}: ${what}`, ...whoAt(cursor));
+  box.setAttribute('aria-valuetext', status.textContent);
 }
 
 function setView(start, length) {
@@ -90,8 +93,9 @@ function showTip(x) {
   }
   const bucket = timeline.buckets[Math.floor(us / timeline.bucket_us)];
   const rate = bucket ? (bucket[0] + bucket[1]) * 8 / (timeline.bucket_us / SECOND) / 1000 : 0;
-  tip.textContent = `${clock(us)}\n${describe(span)}, ${clock(span[0])} to ${clock(span[1])}\n` +
-    `recorder time ${clock(span[4])}\n${rate.toFixed(0)} kbit/s`;
+  tip.textContent = '';
+  tip.append(clock(us), ...whoAt(us), `\n${describe(span)}, ${clock(span[0])} to ${clock(span[1])}\n` +
+    `recorder time ${clock(span[4])}\n${rate.toFixed(0)} kbit/s`);
   tip.hidden = false;
   tip.style.left = `${Math.max(0, Math.min(x + 12, box.clientWidth - tip.offsetWidth))}px`;
 }
@@ -143,6 +147,8 @@ function listenToKeys() {
       '=': () => zoom(0.5, cursor),
       '-': () => zoom(2, cursor),
       0: () => setView(0, duration),
+      n: () => selected >= 0 && jump(selected, 1),
+      p: () => selected >= 0 && jump(selected, -1),
     };
     if (!actions[event.key]) return;
     event.preventDefault();
@@ -163,6 +169,11 @@ function fillLegend() {
     byId('legend').append(item);
   };
   for (const [kind, text] of KINDS) if (used.has(kind)) add(kind, text);
+  if (seen.some(shareMark)) {
+    const item = element('li');
+    item.append(element('i', undefined, 'hatched'), 'desktop share of a person');
+    byId('legend').append(item);
+  }
   add('accent', 'key frame');
   add('text', 'switch');
   add('error', 'session start, cursor');
