@@ -10,7 +10,7 @@ const AUDIO_FRAME_US = 21333;
 const FRAME_RATE = 5;
 const SECONDS = 60;
 
-export const TITLE = 'Weekly & <b>plans</b>';
+export const TITLE = `Weekly & <b>plans</b> ${'x'.repeat(60)}`;
 export const PEOPLE = [
   { id: 11, name: 'Ada Lovelace' },
   { id: 12, name: '<script>alert(1)</script>' },

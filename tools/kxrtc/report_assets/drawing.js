@@ -105,14 +105,15 @@ function drawTurn(context, width, turn, top, height) {
   const x = Math.max(-1, toX(turn[0], width));
   const right = Math.min(width + 1, toX(turn[1], width));
   const { fill, text } = colorOf(turn[2]);
-  context.globalAlpha = selected >= 0 && selected !== turn[2] ? 0.2 : 1;
+  const isFaint = selected >= 0 && selected !== turn[2];
+  context.globalAlpha = isFaint ? 0.2 : 1;
   context.fillStyle = fill;
   // A gap shows that one turn ends and another begins.
   const breadth = Math.max(1, right - x - (right - x > 4 ? 1 : 0));
   context.fillRect(x, top, breadth, height);
   if (shareMark(turn)) drawHatch(context, x, top, breadth, height);
   const left = Math.max(4, x + 6);
-  if (right - left > 24 && height > 11) {
+  if (!isFaint && right - left > 24 && height > 11) {
     context.font = BOLD;
     const label = fitted(context, people[turn[2]].name, right - left - 5);
     if (shareMark(turn) && label) {

@@ -16,12 +16,12 @@ const pictures = data.filmstrip.map(([us, source]) => {
 });
 film.hidden = pictures.length === 0;
 
-// Shows as many pictures as have room side by side.
+// Shows as many pictures as have room side by side, each over its time.
 function placePictures(width) {
   let free = 0;
   for (const { us, button, image } of pictures) {
     const breadth = film.clientHeight * image.naturalWidth / Math.max(1, image.naturalHeight);
-    const x = Math.min(toX(us, width), width - breadth);
+    const x = Math.max(0, Math.min(toX(us, width) - breadth / 2, width - breadth));
     const isInView = us >= view.start && us <= view.start + view.length;
     const fits = image.naturalWidth > 0 && isInView && x >= free;
     button.hidden = !fits;

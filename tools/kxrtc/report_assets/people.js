@@ -128,6 +128,9 @@ function markSelected() {
 // Without case and accents.
 const plain = (text) => text.normalize('NFKD').replace(/\p{M}/gu, '').toLowerCase();
 
+// Milliseconds matter for short times only.
+const brief = (us) => (us < 60 * SECOND ? clock(us) : clock(us).replace(/\.\d+$/, ''));
+
 function personRow(person, most) {
   const { heard_us, heard_percent, seen_us, turns } = people[person];
   const row = element('li');
@@ -141,7 +144,7 @@ function personRow(person, most) {
   bar.style.width = `${most > 0 ? 100 * heard_percent / most : 0}%`;
   track.append(bar);
   row.append(button, track, element('span', `${heard_percent.toFixed(0)} %`, 'percent'),
-    element('span', `heard ${clock(heard_us)}, ${turns === 1 ? '1 turn' : `${turns} turns`}, seen ${clock(seen_us)}`,
+    element('span', `heard ${brief(heard_us)}, ${turns === 1 ? '1 turn' : `${turns} turns`}, seen ${brief(seen_us)}`,
       'times'));
   return row;
 }
