@@ -48,7 +48,7 @@ std::vector<kxrtc_host::FilmPicture> MakePictures(const std::string& record_dir,
   std::string error;
   const kxrtc_host::Media* const media = LoadMedia(&error);
   if (media == nullptr) {
-    Warn(error);
+    Warn("the page has no pictures: " + error);
     return {};
   }
   return kxrtc_host::MakeFilmstrip(record_dir, frames, media->MakeThumbnailMaker().get());

@@ -190,6 +190,26 @@ TEST(OutputPredictionTest, ALateFirstPictureIsShownFromTheStartOn) {
   EXPECT_EQ(replay.duration_us, 401 * int64_t{64000} / 3 + 1);
 }
 
+TEST(OutputPredictionTest, TellsTheOutputTimeAtWhichTheFileStarts) {
+  const TempDir late;
+  const ReplayPrediction moved = Predict(late, RecordBuilder(late)
+                                                   .Start(0)
+                                                   .Channel(1, kCamera)
+                                                   .Attributes(2, 640, 360)
+                                                   .Key(5000000)
+                                                   .Stop(5100000));
+  EXPECT_EQ(moved.start_us, 5000000 / 21333 * 21333);
+  EXPECT_THAT(moved.key_frames_us, ElementsAre(5000000 - moved.start_us));
+  const TempDir early;
+  const ReplayPrediction usual = Predict(early, RecordBuilder(early)
+                                                    .Start(0)
+                                                    .Channel(1, kCamera)
+                                                    .Attributes(2, 640, 360)
+                                                    .Key(900000)
+                                                    .Stop(1000000));
+  EXPECT_EQ(usual.start_us, 0);
+}
+
 TEST(OutputPredictionTest, CountsEachStretchOfFiller) {
   ReplayPrediction prediction;
   FindingList findings;

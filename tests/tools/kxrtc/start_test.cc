@@ -145,4 +145,16 @@ TEST_F(LoneProgramTest, DoesWhatNeedsNoFFmpeg) {
   EXPECT_EQ(Run("verify --quick " + folder_name_).exit_status, 0);
 }
 
+TEST_F(LoneProgramTest, MakesAPageWithoutPictures) {
+  const TempDir silent;
+  WriteRecordWithoutSound(silent);
+  const std::string page = folder_.File("page.html");
+  const std::string arguments = Quoted(silent.path()) + " " + Quoted(page);
+  const ShellResult result = Run("report " + arguments);
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_THAT(result.errors, HasSubstr("the page has no pictures: cannot load what needs FFmpeg"));
+  EXPECT_TRUE(std::filesystem::exists(page));
+  EXPECT_EQ(Run("report --anonymous " + arguments).errors, "");
+}
+
 }  // namespace

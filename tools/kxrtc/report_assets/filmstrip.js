@@ -20,13 +20,15 @@ film.hidden = pictures.length === 0;
 function placePictures(width) {
   let free = 0;
   for (const { us, button, image } of pictures) {
-    const breadth = film.clientHeight * image.naturalWidth / Math.max(1, image.naturalHeight);
+    const shape = image.naturalWidth / Math.max(1, image.naturalHeight);
+    const breadth = Math.max(32, Math.min(film.clientHeight * shape, width / 2));
     const x = Math.max(0, Math.min(toX(us, width) - breadth / 2, width - breadth));
     const isInView = us >= view.start && us <= view.start + view.length;
     const fits = image.naturalWidth > 0 && isInView && x >= free;
     button.hidden = !fits;
     if (!fits) continue;
     button.style.left = `${x}px`;
+    button.style.width = `${breadth}px`;
     free = x + breadth + 2;
   }
 }
