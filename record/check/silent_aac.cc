@@ -1,23 +1,36 @@
 #include "record/check/silent_aac.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kxrtc_host {
 namespace {
 
 // ISO/IEC 14496-3, table 4.85.
-enum Element : uint32_t { kSingleChannel = 0, kChannelPair = 1, kLowFrequency = 3, kEnd = 7 };
+enum Element : uint32_t {
+  kSingleChannel = 0,
+  kChannelPair = 1,
+  kLowFrequency = 3,
+  kFill = 6,
+  kEnd = 7
+};
 constexpr uint32_t kElementKinds = 4;
 
 class BitWriter {
  public:
   void Put(uint32_t value, int bits) {
-    for (int i = bits - 1; i >= 0; --i) {
-      if (count_++ % 8 == 0) bytes_.push_back(0);
-      bytes_.back() =
-          static_cast<uint8_t>(bytes_.back() | (value >> i & 1u) << (8 - count_ % 8) % 8);
+    while (bits > 0) {
+      if (count_ % 8 == 0) bytes_.push_back(0);
+      const int room = 8 - static_cast<int>(count_ % 8);
+      const int part = std::min(room, bits);
+      bits -= part;
+      count_ += static_cast<uint32_t>(part);
+      const uint32_t next = value >> bits & ((1u << part) - 1);
+      bytes_.back() = static_cast<uint8_t>(bytes_.back() | next << (room - part));
     }
   }
+
+  uint32_t bits() const { return count_; }
 
   std::vector<uint8_t> Take() { return std::move(bytes_); }
 
@@ -58,12 +71,9 @@ void PutChannel(bool has_own_window, BitWriter* out) {
   out->Put(0, 3);
 }
 
-}  // namespace
-
-std::vector<uint8_t> SilentAacFrame(uint32_t channel_count) {
-  const std::vector<Element> elements = ElementsOf(channel_count);
-  if (elements.empty()) return {};
-  BitWriter out;
+// All elements but the last one.
+void PutChannels(const std::vector<Element>& elements, BitWriter* writer) {
+  BitWriter& out = *writer;
   uint32_t tags[kElementKinds] = {};
   for (const Element element : elements) {
     out.Put(element, 3);
@@ -76,6 +86,43 @@ std::vector<uint8_t> SilentAacFrame(uint32_t channel_count) {
     }
     PutChannel(element != kChannelPair, &out);
   }
+}
+
+// Fills up to 7 bits less than `bits` (table 4.57).
+void PutFill(size_t bits, BitWriter* out) {
+  constexpr uint32_t kHeadBits = 7;
+  constexpr uint32_t kLongCount = 15;  // A byte that goes on with the count follows.
+  constexpr size_t kMaxBytes = kLongCount + 255;
+  while (bits >= kHeadBits) {
+    size_t bytes = std::min((bits - kHeadBits) / 8, kMaxBytes);
+    bits -= kHeadBits + 8 * bytes;
+    out->Put(kFill, 3);
+    out->Put(static_cast<uint32_t>(std::min<size_t>(bytes, kLongCount)), 4);
+    if (bytes >= kLongCount) {
+      --bytes;  // The place of the byte that goes on.
+      out->Put(static_cast<uint32_t>(bytes + 1 - kLongCount), 8);
+    }
+    for (size_t i = 0; i < bytes; ++i) out->Put(i == 0 ? 0x10 : 0xA5, 8);  // Table 4.104.
+  }
+}
+
+}  // namespace
+
+std::vector<uint8_t> SilentAacFrame(uint32_t channel_count) {
+  const std::vector<Element> elements = ElementsOf(channel_count);
+  if (elements.empty()) return {};
+  BitWriter out;
+  PutChannels(elements, &out);
+  out.Put(kEnd, 3);
+  return out.Take();
+}
+
+std::vector<uint8_t> SilentAacFrame(uint32_t channel_count, size_t size) {
+  const size_t shortest = SilentAacFrame(channel_count).size();
+  if (shortest == 0 || size < shortest) return {};
+  BitWriter out;
+  PutChannels(ElementsOf(channel_count), &out);
+  PutFill(8 * size - out.bits() - 3, &out);
   out.Put(kEnd, 3);
   return out.Take();
 }

@@ -54,6 +54,22 @@ TEST_F(AacExaminerTest, KnowsSilenceOfEachObjectType) {
   EXPECT_FALSE(examiner.Begin(kAacLowComplexity, 7));
 }
 
+TEST_F(AacExaminerTest, KnowsSilenceOfEachLengthAndMissesItsEnd) {
+  for (const uint32_t channels : {1u, 2u, 6u}) {
+    AacExaminer examiner;
+    ASSERT_TRUE(examiner.Begin(kAacLowComplexity, channels));
+    const auto shortest = static_cast<uint32_t>(SilentAacFrame(channels).size());
+    for (uint32_t size = shortest; size < 600; ++size) {
+      const std::vector<uint8_t> frame = SilentAacFrame(channels, size);
+      ASSERT_TRUE(examiner.Decodes(frame.data(), size)) << channels << " " << size;
+      if (size % 50 != 0) continue;
+      EXPECT_FALSE(examiner.Decodes(frame.data(), size - 2)) << channels << " " << size;
+    }
+    const std::vector<uint8_t> longest = SilentAacFrame(channels, kMaxAacFrameSize);
+    EXPECT_TRUE(examiner.Decodes(longest.data(), kMaxAacFrameSize));
+  }
+}
+
 struct DamagedCase {
   const char* name;
   std::string frame;
@@ -85,6 +101,7 @@ INSTANTIATE_TEST_SUITE_P(
                       DamagedCase{"Zeros", std::string(300, '\0')},
                       DamagedCase{"Ones", std::string(300, '\xFF')},
                       DamagedCase{"EndOnly", std::string("\xE0")},
+                      DamagedCase{"EndsOnly", std::string(300, '\xE0')},
                       DamagedCase{"TooLarge", Silence(2) + std::string(kMaxAacFrameSize, '\0')}),
     [](const auto& param) { return std::string(param.param.name); });
 

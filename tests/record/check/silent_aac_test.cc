@@ -23,5 +23,20 @@ TEST(SilentAacFrameTest, ExistsForEachChannelCountOfAac) {
   }
 }
 
+// Table 4.57: fill elements of 14, 15 and 269 bytes have counts of different shape.
+TEST(SilentAacFrameTest, IsAsLongAsAsked) {
+  for (const uint32_t channels : {1u, 2u, 6u}) {
+    const size_t shortest = SilentAacFrame(channels).size();
+    EXPECT_EQ(SilentAacFrame(channels, shortest), SilentAacFrame(channels));
+    EXPECT_TRUE(SilentAacFrame(channels, shortest - 1).empty());
+    for (size_t size = shortest; size < 2 * 270 + 20; ++size) {
+      ASSERT_EQ(SilentAacFrame(channels, size).size(), size) << channels;
+    }
+    EXPECT_EQ(SilentAacFrame(channels, kMaxAacFrameSize).size(), kMaxAacFrameSize);
+  }
+  EXPECT_TRUE(SilentAacFrame(7, 100).empty());
+  EXPECT_THAT(SilentAacFrame(1, 7), ElementsAre(0x00, 0x00, 0x00, 0x06, 0x21, 0x0A, 0x5E));
+}
+
 }  // namespace
 }  // namespace kxrtc_host
