@@ -14,8 +14,12 @@ namespace {
 class SoundCheck {
  public:
   SoundCheck(RecordFiles* files, SoundExaminer* examiner, const AudioFraming& framing,
-             FindingList* findings)
-      : files_(files), examiner_(examiner), framing_(framing), findings_(findings) {}
+             FindingList* findings, DamagedSound* damaged)
+      : files_(files),
+        examiner_(examiner),
+        framing_(framing),
+        findings_(findings),
+        damaged_(damaged) {}
 
   void Run() {
     IndexWalker walker(&files_->index);
@@ -50,7 +54,9 @@ class SoundCheck {
     const bool is_good = IsGood(record);
     if (is_good) EndRun();
     has_good_ = has_good_ || is_good;
-    if (!is_good && run_length_++ == 0) first_ = record;
+    if (is_good) return;
+    if (run_length_++ == 0) first_ = record;
+    if (damaged_ != nullptr) damaged_->Add(record.data);
   }
 
   void EndRun() {
@@ -72,6 +78,7 @@ class SoundCheck {
   SoundExaminer* const examiner_;
   const AudioFraming framing_;
   FindingList* const findings_;
+  DamagedSound* const damaged_;
   IndexRecord first_;  // Of the run.
   uint64_t run_length_ = 0;
   bool has_good_ = false;
@@ -79,7 +86,8 @@ class SoundCheck {
 
 }  // namespace
 
-void CheckSound(RecordFiles* files, SoundExaminer* examiner, RecordSummary* summary) {
+void CheckSound(RecordFiles* files, SoundExaminer* examiner, RecordSummary* summary,
+                DamagedSound* damaged) {
   const AudioFormat& audio = summary->audio;
   if (audio.is_known) {
     if (!AudioRefusal(*summary).empty()) return;
@@ -88,7 +96,7 @@ void CheckSound(RecordFiles* files, SoundExaminer* examiner, RecordSummary* summ
     framing.channels = audio.channels;
     const uint32_t channels = RecordedChannels(*summary);
     if (!examiner->Begin(audio.object_type, channels)) return;
-    SoundCheck(files, examiner, framing, &summary->findings).Run();
+    SoundCheck(files, examiner, framing, &summary->findings, damaged).Run();
   }
   summary->sound_examined = true;
 }

@@ -3,6 +3,7 @@
 #ifndef RECORD_CHECK_SOUND_CHECK_H_
 #define RECORD_CHECK_SOUND_CHECK_H_
 
+#include "record/check/damaged_sound.h"
 #include "record/check/record_summary.h"
 #include "record/check/sound_examiner.h"
 #include "record/index/record_files.h"
@@ -10,8 +11,9 @@
 namespace kxrtc_host {
 
 // Call when `summary` is complete but for this: it needs the audio format and the descriptor. Adds
-// a finding for each run of frames that do not decode.
-void CheckSound(RecordFiles* files, SoundExaminer* examiner, RecordSummary* summary);
+// a finding for each run of frames that do not decode. `damaged`, if not null, gets these frames.
+void CheckSound(RecordFiles* files, SoundExaminer* examiner, RecordSummary* summary,
+                DamagedSound* damaged);
 
 }  // namespace kxrtc_host
 

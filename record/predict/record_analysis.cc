@@ -263,7 +263,9 @@ RecordSummary AnalyseRecord(const std::string& folder, const AnalysisOptions& op
   if (summary.descriptor.parsed) {
     summary.estimate_bytes = EstimateMp4Bytes(files.descriptor).value_or(0);
   }
-  if (options.sound_examiner != nullptr) CheckSound(&files, options.sound_examiner, &summary);
+  if (options.sound_examiner != nullptr) {
+    CheckSound(&files, options.sound_examiner, &summary, options.damaged_sound);
+  }
   if (facts.obstacle.empty()) facts.obstacle = ReadErrorOf(files);
   JudgeOutcome(files, facts, options, analysis.file(), &summary);
   return summary;

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "record/check/damaged_sound.h"
 #include "record/check/parameter_set_examiner.h"
 #include "record/check/record_summary.h"
 #include "record/check/sound_examiner.h"
@@ -19,6 +20,7 @@ struct AnalysisOptions {
   SoundExaminer* sound_examiner = nullptr;
   ParameterSetExaminer* parameter_set_examiner = nullptr;
   KeyFrameChoice* key_frames = nullptr;  // Gets the key frames of the MP4.
+  DamagedSound* damaged_sound = nullptr;  // Gets the frames that the sound examiner refuses.
 };
 
 // `folder` with or without its trailing separator. Never fails: what cannot be read is a finding.
