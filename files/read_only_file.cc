@@ -85,6 +85,12 @@ uint64_t ReadOnlyFile::NextData(uint64_t position) const {
   return errno == ENXIO ? size_ : position;
 }
 
+uint64_t ReadOnlyFile::NextHole(uint64_t position) const {
+  if (position >= size_) return size_;
+  const off_t hole = ::lseek(descriptor_, static_cast<off_t>(position), SEEK_HOLE);
+  return hole >= 0 ? std::min<uint64_t>(size_, static_cast<uint64_t>(hole)) : size_;
+}
+
 // False when there are fewer than `size` bytes.
 bool ReadOnlyFile::MoveWindow(uint64_t position, size_t size) {
   if (size > kWindowSize || position > size_ || size > size_ - position) return false;

@@ -51,6 +51,9 @@ class ReadOnlyFile {
   // none.
   [[nodiscard]] uint64_t NextData(uint64_t position) const;
 
+  // The first position from `position` on that is in a hole of the file; size() if there is none.
+  [[nodiscard]] uint64_t NextHole(uint64_t position) const;
+
   State state() const { return state_; }
   bool is_open() const { return state_ == State::kOpen; }
   const std::string& path() const { return path_; }

@@ -87,4 +87,13 @@ std::optional<StreamFrame> AdtsScanner::Find(uint64_t position, uint64_t end) {
   return std::nullopt;
 }
 
+std::optional<StreamFrame> AdtsScanner::FindHeader(uint64_t position) {
+  if (!format_) return std::nullopt;
+  const uint64_t end = file_->size();
+  for (auto start = FindSync(position, end); start; start = FindSync(*start + 1, end)) {
+    if (const auto header = HeaderAt(*start)) return StreamFrame{*start, header->frame_size};
+  }
+  return std::nullopt;
+}
+
 }  // namespace kxrtc_host

@@ -35,6 +35,9 @@ class AdtsScanner {
   // there is no frame, or the work is not wanted any more.
   [[nodiscard]] std::optional<StreamFrame> Find(uint64_t position, uint64_t end);
 
+  // The next header of the format from `position` on, whatever follows it.
+  [[nodiscard]] std::optional<StreamFrame> FindHeader(uint64_t position);
+
  private:
   std::optional<AdtsHeader> HeaderAt(uint64_t position);
   bool IsFollowed(uint64_t end);

@@ -128,12 +128,12 @@ FileRoles::Role FileRoles::ContentOf(ReadOnlyFile* file, const std::function<boo
 
 void FileRoles::Recognise(const std::function<bool()>& is_wanted, RepairChanges* changes) {
   if (IsAsRecorded(index(), *video(), *audio(), is_wanted)) return;
-  Contents contents{};
-  for (int i = 0; i < kRoleCount; ++i) contents[i] = ContentOf(roles_[i], is_wanted);
-  Assign(contents, changes);
+  for (int i = 0; i < kRoleCount; ++i) contents_[i] = ContentOf(roles_[i], is_wanted);
+  Assign(changes);
 }
 
-void FileRoles::Assign(const Contents& contents, RepairChanges* changes) {
+void FileRoles::Assign(RepairChanges* changes) {
+  const std::array<Role, kRoleCount>& contents = contents_;
   const std::array<ReadOnlyFile*, kRoleCount> files = roles_;
   std::array<bool, kRoleCount> is_used{};
   std::array<bool, kRoleCount> is_filled{};

@@ -14,6 +14,8 @@ namespace kxrtc_host {
 // What each file of a record is taken for.
 class FileRoles {
  public:
+  enum Role { kIndex, kVideo, kAudio, kDescriptor, kRoleCount, kUnknown = kRoleCount };
+
   // Takes each file for what its name says. `files` is borrowed.
   explicit FileRoles(RecordFiles* files)
       : roles_{&files->index, &files->video, &files->audio, &files->descriptor} {}
@@ -22,18 +24,19 @@ class FileRoles {
   // are not what their names say. A second file of one kind is left out. Adds the changes.
   void Recognise(const std::function<bool()>& is_wanted, RepairChanges* changes);
 
+  // What the file with the name of a role has in it.
+  Role content(Role name) const { return contents_[name]; }
+
   ReadOnlyFile* index() const { return roles_[kIndex]; }
   ReadOnlyFile* video() const { return roles_[kVideo]; }
   ReadOnlyFile* audio() const { return roles_[kAudio]; }
   ReadOnlyFile* descriptor() const { return roles_[kDescriptor]; }
 
  private:
-  enum Role { kIndex, kVideo, kAudio, kDescriptor, kRoleCount, kUnknown = kRoleCount };
-  using Contents = std::array<Role, kRoleCount>;
-
   static Role ContentOf(ReadOnlyFile* file, const std::function<bool()>& is_wanted);
-  void Assign(const Contents& contents, RepairChanges* changes);
+  void Assign(RepairChanges* changes);
 
+  std::array<Role, kRoleCount> contents_{kIndex, kVideo, kAudio, kDescriptor};
   std::array<ReadOnlyFile*, kRoleCount> roles_;
   ReadOnlyFile nothing_;  // In a role that no file has.
 };

@@ -39,8 +39,7 @@ TimelineReader::Step TimelineReader::Next() {
 
 // Up to the length of a line. Null at the end, and where reading fails.
 const uint8_t* TimelineReader::ViewAhead(size_t* size) {
-  const uint64_t end = std::min(file_.size(), kMaxFileBytes);
-  *size = std::min<uint64_t>(kMaxTimelineLineBytes, end - position_);
+  *size = std::min<uint64_t>(kMaxTimelineLineBytes, end() - position_);
   if (*size == 0) return nullptr;
   const uint8_t* const bytes = file_.View(position_, *size);
   if (bytes == nullptr) problem_ = file_.path() + ": " + file_.ReadFailureText();

@@ -3,6 +3,7 @@
 #ifndef RECORD_SPEAKERS_TIMELINE_READER_H_
 #define RECORD_SPEAKERS_TIMELINE_READER_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -38,6 +39,10 @@ class TimelineReader {
   const TimelineHeader& header() const { return header_; }
   const TimelineEntry& entry() const { return entry_; }  // After kEntry.
   std::string_view line() const { return line_; }        // Of the latest step, with its newline.
+
+  // Where the next line begins, and where the file ends.
+  uint64_t position() const { return position_; }
+  uint64_t end() const { return std::min(file_.size(), kMaxFileBytes); }
 
  private:
   const uint8_t* ViewAhead(size_t* size);

@@ -45,6 +45,18 @@ class ElementReader {
 
   bool ok() const { return ok_; }
 
+  // So many bytes of the RBSP decide the result. The element that failed, if one did, is among
+  // them.
+  uint32_t ReadBytes() {
+    constexpr uint32_t kLongestPrefix = 5;  // 32 zero bits from anywhere in a byte make no number.
+    uint32_t bytes = 0;
+    uint32_t bits = 0;
+    buffer_.GetCurrentOffset(&bytes, &bits);
+    if (bits > 0) ++bytes;
+    if (!ok_) bytes += kLongestPrefix;
+    return std::min(bytes, static_cast<uint32_t>(rbsp_.size()));
+  }
+
  private:
   const std::vector<uint8_t> rbsp_;
   kx_utility::BitBuffer buffer_;

@@ -11,7 +11,6 @@ namespace {
 using kx_utility::BitBuffer;
 
 constexpr uint32_t kFrameTicks = 2;
-constexpr uint32_t kPictureTimingMessage = 1;                        // Payload type, clause D.1.1.
 constexpr uint32_t kStructureTicks[] = {2, 1, 1, 2, 2, 3, 3, 4, 6};  // By pic_struct, table E-6.
 
 // Rates beyond these are mistakes.

@@ -12,6 +12,11 @@
 
 namespace kxrtc_host {
 
+// Of the picture timing message: its payload type (clause D.1.1), and so many bytes of it, delays
+// and structure, give a picture its duration.
+inline constexpr uint32_t kPictureTimingMessage = 1;
+inline constexpr uint32_t kPictureTimingBytes = 9;
+
 class PictureTiming {
  public:
   // Parses `size` bytes of NAL payload of an SPS up to its VUI. The pictures that follow have its

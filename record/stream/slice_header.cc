@@ -92,19 +92,15 @@ void ReadRest(SliceContext* context, ElementReader* reader, SliceHeader* header)
   if (header->is_reference) header->resets_order = ReadRefPicMarking(header->is_idr, reader);
 }
 
-}  // namespace
-
-SliceHeader ReadSliceHeader(const NalUnit& unit, const PictureParameterSets& sets) {
-  ElementReader reader(unit, kMaxSliceHeaderBytes);
-  SliceHeader header;
-  header.is_idr = unit.type() == H264::kNaluTypeIdr;
-  header.is_reference = H264::ParseNalRefIdc(unit.data[0]) != 0;
+void ReadHeader(const PictureParameterSets& sets, ElementReader* in, SliceHeader* out) {
+  ElementReader& reader = *in;
+  SliceHeader& header = *out;
   header.first_mb_in_slice = reader.Ue();
   const uint32_t slice_type = reader.Ue(kMaxSliceType) % 5;
   header.pps_id = reader.Ue(kMaxPictureId);
   const PictureParameters* pps = reader.ok() ? sets.Picture(header.pps_id) : nullptr;
   const SequenceParameters* sps = pps != nullptr ? sets.Sequence(*pps) : nullptr;
-  if (sps == nullptr) return header;
+  if (sps == nullptr) return;
   // SI slices have no lists, as I slices.
   SliceContext context = {*sps, *pps, slice_type > kSp ? uint32_t{kI} : slice_type,
                           pps->num_ref_idx_active};
@@ -113,11 +109,22 @@ SliceHeader ReadSliceHeader(const NalUnit& unit, const PictureParameterSets& set
   if (!sps->frame_mbs_only) header.is_field = reader.Flag();
   if (header.is_field) header.is_bottom_field = reader.Flag();
   if (header.is_idr) header.idr_pic_id = reader.Ue();
-  ReadPicOrderCnt(context, &reader, &header);
+  ReadPicOrderCnt(context, in, out);
   if (pps->redundant_pic_cnt_present) header.redundant_pic_cnt = reader.Ue();
   header.is_identified = reader.ok();
-  ReadRest(&context, &reader, &header);
+  ReadRest(&context, in, out);
   header.is_complete = reader.ok();
+}
+
+}  // namespace
+
+SliceHeader ReadSliceHeader(const NalUnit& unit, const PictureParameterSets& sets) {
+  ElementReader reader(unit, kMaxSliceHeaderBytes);
+  SliceHeader header;
+  header.is_idr = unit.type() == H264::kNaluTypeIdr;
+  header.is_reference = H264::ParseNalRefIdc(unit.data[0]) != 0;
+  ReadHeader(sets, &reader, &header);
+  header.rbsp_bytes = reader.ReadBytes();
   return header;
 }
 

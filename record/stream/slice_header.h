@@ -27,6 +27,7 @@ struct SliceHeader {
   std::array<int32_t, 2> delta_pic_order_cnt = {};  // With type 0, the first is that of the bottom.
   uint32_t redundant_pic_cnt = 0;
   bool resets_order = false;  // memory_management_control_operation 5.
+  uint32_t rbsp_bytes = 0;    // So many bytes of the RBSP decide all this.
 };
 
 // Enough bytes of a slice for any header.
