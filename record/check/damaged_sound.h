@@ -17,6 +17,10 @@ class DamagedSound {
   // Memory stays bounded: with more parts than this, the next frames are not noted.
   static constexpr size_t kMaxParts = 1000000;
 
+  DamagedSound() = default;
+  DamagedSound(const DamagedSound&) = delete;
+  DamagedSound& operator=(const DamagedSound&) = delete;
+
   void Add(const kxrtc::MediaDataRecord& frame) {
     const uint64_t end = frame.start_position + frame.size;
     if (latest_ != parts_.end() && latest_->second == frame.start_position) {

@@ -141,6 +141,21 @@ TEST_F(SoundCheckTest, SaysWhetherTheSoundWasExamined) {
   EXPECT_FALSE(AnalyseRecord(dir_.path(), options).sound_examined);
 }
 
+TEST_F(SoundCheckTest, NotesTheFramesThatDoNotDecode) {
+  for (const char* frame : {"one", "bad", "bad", "two", "bad"}) Audio(WithAdts(frame));
+  Analyse();
+  DamagedSound damaged;
+  AnalysisOptions options;
+  options.sound_examiner = &examiner_;
+  options.damaged_sound = &damaged;
+  (void)AnalyseRecord(dir_.path(), options);
+  const std::vector<bool> expected = {false, true, true, false, true, false};
+  for (uint64_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(damaged.Contains(i * 10), expected[i]) << i;
+    EXPECT_EQ(damaged.Contains(i * 10 + 9), expected[i]) << i;
+  }
+}
+
 TEST_F(SoundCheckTest, AsksNothingAboutSoundThatIsRefused) {
   Audio(WithAdts("one", 2, 4));
   EXPECT_FALSE(Analyse().sound_examined);

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <set>
@@ -11,6 +12,7 @@
 #include "record/check/video_check.h"
 #include "record/predict/record_analysis.h"
 #include "tests/testing/bit_string.h"
+#include "tests/testing/bundled_record.h"
 #include "tests/testing/h264_builder.h"
 #include "tests/testing/record_samples.h"
 
@@ -513,6 +515,10 @@ TEST_P(FindingCodeTest, IsReportedForARecordWithThatFault) {
   const TempDir dir;
   const FindingList findings = GetParam().make(dir);
   EXPECT_GT(findings.count(GetParam().code), 0u);
+  const std::filesystem::directory_iterator files(dir.path());
+  const bool is_packed_whole = std::all_of(
+      begin(files), end(files), [](const auto& entry) { return entry.is_regular_file(); });
+  if (is_packed_whole) kx_testing::ExpectBundleTellsTheSame(dir.path());
 }
 
 INSTANTIATE_TEST_SUITE_P(Codes, FindingCodeTest, testing::ValuesIn(AllCases()),

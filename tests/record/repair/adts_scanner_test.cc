@@ -78,6 +78,23 @@ TEST(AdtsScannerFitsTest, TakesNoPlaceButTheOneOfAFrame) {
   EXPECT_FALSE(scanner.Fits({UINT64_MAX, 17}));
 }
 
+TEST(AdtsScannerHeaderTest, FindsEachHeaderOfTheFormatWhateverFollows) {
+  const TempDir dir;
+  kx_testing::WriteFile(dir.File("audio"), kFrames + "noise" + kFrames.substr(0, 12));
+  ReadOnlyFile file;
+  file.Open(dir.File("audio"));
+  AdtsScanner scanner(&file);
+  EXPECT_FALSE(scanner.FindHeader(0));  // The format is not known yet.
+  ASSERT_TRUE(scanner.FindFormat());
+  EXPECT_EQ(scanner.FindHeader(0)->position, 0u);
+  EXPECT_EQ(scanner.FindHeader(1)->position, 17u);
+  const auto cut = scanner.FindHeader(45);
+  ASSERT_TRUE(cut);
+  EXPECT_EQ(cut->position, kFrames.size() + 5);
+  EXPECT_EQ(cut->size, 17u);
+  EXPECT_FALSE(scanner.FindHeader(cut->position + 1));
+}
+
 TEST(AdtsScannerStopTest, EndsWhenItIsNotWanted) {
   const TempDir dir;
   kx_testing::WriteFile(dir.File("audio"), std::string(1000000, '\xFF'));

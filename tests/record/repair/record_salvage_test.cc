@@ -10,6 +10,7 @@
 
 #include "record/predict/record_analysis.h"
 #include "record/repair/record_repair.h"
+#include "tests/testing/bundled_record.h"
 #include "tests/testing/record_dump.h"
 #include "tests/testing/record_samples.h"
 
@@ -112,6 +113,7 @@ TEST_P(RecordSalvageTest, KeepsEachWholeFrameAndNamesTheRest) {
   EXPECT_EQ(after.findings.count(FindingCode::kDataHole), 0u);
   EXPECT_EQ(after.findings.count(FindingCode::kDataStaleTail), 0u);
   EXPECT_EQ(after.findings.count(FindingCode::kVideoNoKeyAfterSwitch), 0u);
+  kx_testing::ExpectBundleTellsTheSame(dir.path());
 }
 
 std::vector<SalvageCase> Cases() {

@@ -8,6 +8,7 @@
 
 #include "record/predict/record_analysis.h"
 #include "record/repair/record_repair.h"
+#include "tests/testing/bundled_record.h"
 #include "tests/testing/record_samples.h"
 
 namespace kxrtc_host {
@@ -111,6 +112,7 @@ TEST_P(RepairPreviewTest, SaysWhatTheRepairKeeps) {
   EXPECT_EQ(again.kept.recorded_us, again.recorded_us);
   EXPECT_EQ(again.recorded_us, repair.kept.recorded_us);
   EXPECT_THAT(again.changes.kept, IsEmpty());
+  kx_testing::ExpectBundleTellsTheSame(dir.path());
 }
 
 INSTANTIATE_TEST_SUITE_P(
