@@ -6,6 +6,7 @@ if(RTC_TRANSCODER_BUILD_HOST OR RTC_TRANSCODER_BUILD_TOOLS)
   find_package(PkgConfig REQUIRED)
   pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswscale
                     libswresample)
+  pkg_check_modules(LIBARCHIVE REQUIRED IMPORTED_TARGET libarchive)
 endif()
 if(RTC_TRANSCODER_BUILD_TOOLS)
   find_package(CLI11 REQUIRED)

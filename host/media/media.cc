@@ -1,8 +1,10 @@
 #include "host/media/media.h"
 
+#include "host/bundle/tar_gz_archive.h"
 #include "host/conference/conference.h"
 #include "host/ffmpeg/aac_examiner.h"
 #include "host/ffmpeg/ffmpeg_log.h"
+#include "host/ffmpeg/ffmpeg_version.h"
 #include "host/ffmpeg/h264_format_reader.h"
 #include "host/ffmpeg/jpeg_thumbnail_maker.h"
 #include "host/mp4/media_component_factory_imp.h"
@@ -55,6 +57,14 @@ class MediaOnFFmpeg final : public Media {
                                                 const ConferenceOptions& options,
                                                 ConferenceObserver* observer) const override {
     return std::make_unique<Conference>(scenario, options, observer);
+  }
+
+  std::unique_ptr<ArchiveSink> MakeArchive(OutputFile* output) const override {
+    return std::make_unique<TarGzArchive>(output);
+  }
+
+  std::map<std::string, std::string> LibraryVersions() const override {
+    return {{"FFmpeg", FFmpegVersion()}, {"libarchive", ArchiveLibraryVersion()}};
   }
 };
 

@@ -1,15 +1,20 @@
-// Everything of the host that needs FFmpeg, behind one interface. It is a module, kxrtc_media, so
-// that a program loads FFmpeg's libraries when it needs them and not at its start. Threads: any.
+// Everything of the host that needs many libraries, FFmpeg's or that of archives, behind one
+// interface. It is a module, kxrtc_media, so that a program loads them when it needs them and not
+// at its start. Threads: any.
 #ifndef HOST_MEDIA_MEDIA_H_
 #define HOST_MEDIA_MEDIA_H_
 
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
 
+#include "files/output_file.h"
 #include "host/conference/conference_run.h"
 #include "host/mp4/mp4_factory.h"
 #include "host/mp4/writer_options.h"
 #include "host/scenario/scenario.h"
+#include "record/bundle/archive_sink.h"
 #include "record/check/parameter_set_examiner.h"
 #include "record/check/sound_examiner.h"
 #include "record/predict/record_outline.h"
@@ -34,6 +39,12 @@ class Media {
   virtual std::unique_ptr<ConferenceRun> MakeConference(const Scenario& scenario,
                                                         const ConferenceOptions& options,
                                                         ConferenceObserver* observer) const = 0;
+
+  // `output` outlives the result; see TarGzArchive.
+  virtual std::unique_ptr<ArchiveSink> MakeArchive(OutputFile* output) const = 0;
+
+  // The versions of the libraries in use, by their names.
+  virtual std::map<std::string, std::string> LibraryVersions() const = 0;
 
  protected:
   ~Media() = default;

@@ -42,7 +42,7 @@ EXPECTED = {
         ["librtc-transcoder-speaker-timeline0", "librtc-transcoder-dev"]),
     "kxrtc": (
         [r"/usr/bin/kxrtc", r"/usr/lib/kxrtc/kxrtc_media\.so"],
-        ["librtc-transcoder0", "libavformat59", "libc6"]),
+        ["librtc-transcoder0", "libarchive13", "libavformat59", "libc6"]),
 }
 
 

@@ -29,6 +29,7 @@ COMMANDS = {
     "dump": (["--json"], None),
     "repair": (["OUT"], "repaired"),
     "report": (["OUT"], "page.html"),
+    "bundle": (["OUT"], "out.tar.gz"),
     "transcode copy": (["OUT", "--video", "copy", "--quiet"], "out.mp4"),
     "transcode encode": (["OUT", "--preset", "veryslow", "--no-hardware", "--quiet"], "out.mp4"),
     "h264": (["--rewrite-vui", "OUT"], "copy.264"),

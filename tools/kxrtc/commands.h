@@ -8,6 +8,7 @@ namespace kxrtc_tool {
 
 // Each adds its subcommand, and its file options to `paths`. When the subcommand runs, it stores
 // its ExitStatus in `exit_status`. Both outlive `app`.
+void AddBundleCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddDumpCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddEstimateCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddH264Command(CLI::App& app, PathOptions* paths, int* exit_status);

@@ -69,13 +69,11 @@ class ParameterSetExaminerOnDemand final : public kxrtc_host::ParameterSetExamin
 
 bool ExamineRecord(const std::string& folder, SoundExamination sound,
                    kxrtc_host::RecordSummary* summary, std::string* error,
-                   kxrtc_host::KeyFrameChoice* key_frames) {
+                   kxrtc_host::AnalysisOptions options) {
   MediaOnDemand media;
   SoundExaminerOnDemand sound_examiner(&media);
   ParameterSetExaminerOnDemand parameter_set_examiner(&media);
-  kxrtc_host::AnalysisOptions options;
   options.parameter_set_examiner = &parameter_set_examiner;
-  options.key_frames = key_frames;
   if (sound == SoundExamination::kEveryFrame) options.sound_examiner = &sound_examiner;
   *summary = kxrtc_host::AnalyseRecord(folder, options);
   *error = media.error();

@@ -5,17 +5,17 @@
 #include <string>
 
 #include "record/check/record_summary.h"
-#include "record/predict/key_frame_choice.h"
+#include "record/predict/record_analysis.h"
 
 namespace kxrtc_tool {
 
 enum class SoundExamination { kEveryFrame, kNone };
 
 // Loads FFmpeg only for a record that needs it. On false `*error` says why that is not possible.
-// `key_frames`, if not null, gets the key frames of the MP4.
+// `options`: what else is wanted; its examiners are replaced.
 [[nodiscard]] bool ExamineRecord(const std::string& folder, SoundExamination sound,
                                  kxrtc_host::RecordSummary* summary, std::string* error,
-                                 kxrtc_host::KeyFrameChoice* key_frames = nullptr);
+                                 kxrtc_host::AnalysisOptions options = {});
 
 }  // namespace kxrtc_tool
 

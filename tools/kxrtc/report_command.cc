@@ -68,8 +68,10 @@ ExitStatus Report(const ReportOptions& options) {
   }
   kxrtc_host::RecordSummary summary;
   kxrtc_host::KeyFrameChoice key_frames;
+  kxrtc_host::AnalysisOptions analysis;
+  analysis.key_frames = &key_frames;
   if (!ExamineRecord(options.record_dir, SoundExamination::kEveryFrame, &summary, &error,
-                     &key_frames)) {
+                     analysis)) {
     return Fail(kExitFailure, error);
   }
   if (summary.index_records == 0) {

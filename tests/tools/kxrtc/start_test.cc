@@ -66,6 +66,7 @@ TEST(StartTest, LoadsFewLibrariesWhereFFmpegIsNotNeeded) {
         "repair " + record + " " + Quoted(outputs.File("repaired")),
         "h264 " + Quoted(dir.path() + "SpeakeRecord.264"),
         "transcode " + Quoted(outputs.path()) + " " + Quoted(outputs.File("none.mp4")),
+        "bundle " + Quoted(outputs.path()) + " " + Quoted(outputs.File("none.tar.gz")),
         "record " + Quoted(outputs.File("none.json")) + " " + Quoted(outputs.path())}) {
     const std::vector<std::string> objects = ObjectsLoadedBy(arguments);
     EXPECT_THAT(objects, Contains(HasSubstr("librtc_transcoder.so"))) << arguments;
