@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "kxrtc/media/video/h264/nal_unit.h"
 #include "record/bundle/sei_mask.h"
@@ -52,46 +53,45 @@ void VideoMask::ReadPiece() {
     found_.push_back({position_, {}, data - position_});
     position_ = zeros_from_ = data;
   }
-  buffer_.resize(kPieceSize);
-  const size_t size = video_->Read(position_, buffer_.data(), buffer_.size());
-  if (size <= H264::kStartCodeSize || (is_wanted_ && !is_wanted_())) return EndAt(size);
-  const auto length = static_cast<uint32_t>(size);
-  const uint64_t begin = position_;
+  piece_begin_ = position_;
+  piece_.resize(kPieceSize);
+  piece_.resize(video_->Read(position_, piece_.data(), kPieceSize));
+  if (piece_.size() <= H264::kStartCodeSize || (is_wanted_ && !is_wanted_())) return End();
+  const auto length = static_cast<uint32_t>(piece_.size());
   for (uint32_t from = 0;;) {
-    const uint32_t found = H264::FindStartCode(buffer_.data(), length, from);
+    const uint32_t found = H264::FindStartCode(piece_.data(), length, from);
     if (found >= length) break;
-    OnStartCode(begin + found);
+    OnStartCode(piece_begin_ + found);
     from = found + H264::kStartCodeSize;
-    position_ = begin + from;
+    position_ = piece_begin_ + from;
   }
   // A start code may begin in this piece and end in the next one.
-  position_ = std::max(position_, begin + size - H264::kStartCodeSize);
+  position_ = std::max(position_, piece_begin_ + length - H264::kStartCodeSize);
+  zeros_from_ = ZerosBefore(position_);
 }
 
-// `size` bytes are left.
-void VideoMask::EndAt(size_t size) {
+void VideoMask::End() {
   constexpr std::array<uint8_t, H264::kStartCodeSize> kStartCode = {0, 0, 1};
   is_at_end_ = true;
   // One without a NAL header begins no unit, but a frame may be looked for there.
-  if (size == kStartCode.size() &&
-      std::equal(kStartCode.begin(), kStartCode.end(), buffer_.begin())) {
-    return OnStartCode(position_);
+  if (piece_.size() == kStartCode.size() &&
+      std::equal(kStartCode.begin(), kStartCode.end(), piece_.begin())) {
+    return OnStartCode(piece_begin_);
   }
-  KeepZeros(position_ + size);
+  KeepZeros(piece_begin_ + piece_.size());
 }
 
-// Keeps the zero bytes directly before `end`.
-void VideoMask::KeepZeros(uint64_t end) {
-  std::array<uint8_t, 4096> bytes;
+// Where the zero bytes directly before `end` begin, which is in the piece or right before it.
+uint64_t VideoMask::ZerosBefore(uint64_t end) const {
   uint64_t begin = end;
-  for (size_t size = 16; begin > zeros_from_; size = bytes.size()) {
-    size = static_cast<size_t>(std::min<uint64_t>(size, begin - zeros_from_));
-    if (video_->Read(begin - size, bytes.data(), size) != size) break;
-    size_t zeros = 0;
-    while (zeros < size && bytes[size - 1 - zeros] == 0) ++zeros;
-    begin -= zeros;
-    if (zeros < size) break;
+  while (begin > std::max(piece_begin_, zeros_from_) && piece_[begin - 1 - piece_begin_] == 0) {
+    --begin;
   }
+  return begin > piece_begin_ ? begin : std::min(begin, zeros_from_);
+}
+
+void VideoMask::KeepZeros(uint64_t end) {
+  const uint64_t begin = ZerosBefore(end);
   if (begin < end) found_.push_back({begin, {}, end - begin});
 }
 

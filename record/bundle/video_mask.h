@@ -32,21 +32,24 @@ class VideoMask final : public FileMask {
 
  private:
   void ReadPiece();
-  void EndAt(size_t size);
-  void OnStartCode(uint64_t position);
+  void End();
+  uint64_t ZerosBefore(uint64_t end) const;
   void KeepZeros(uint64_t end);
+  void OnStartCode(uint64_t position);
   std::vector<uint8_t> ReadUnit(uint64_t position);
   void MaskUnit(std::vector<uint8_t>* unit);
 
   const ReadOnlyFile* video_;
   const bool is_video_;
   IsWanted is_wanted_;
-  uint64_t position_ = 0;    // Start codes before this are known.
-  uint64_t zeros_from_ = 0;  // Zero bytes before this are kept or belong to nothing.
+  uint64_t position_ = 0;  // Start codes before this are known.
+  // From here to the piece, all bytes are zero. Within the piece: behind the latest NAL header.
+  uint64_t zeros_from_ = 0;
   bool is_at_end_ = false;
   PictureParameterSets sets_;
   std::deque<MaskStretch> found_;
-  std::vector<uint8_t> buffer_;
+  std::vector<uint8_t> piece_;
+  uint64_t piece_begin_ = 0;
 };
 
 }  // namespace kxrtc_host

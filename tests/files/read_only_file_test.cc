@@ -89,6 +89,23 @@ TEST(ReadOnlyFileTest, TellsWhichPositionsAreInReach) {
   EXPECT_FALSE(file.CanSeekTo(uint64_t{1} << 63));
 }
 
+TEST(ReadOnlyFileTest, KnowsDataFromHoles) {
+  constexpr uint64_t kBlock = 1 << 20;
+  const TempDir dir;
+  const std::string block(kBlock, 'd');
+  kx_testing::WriteFile(dir.File("data"), block);
+  std::filesystem::resize_file(dir.File("data"), 2 * kBlock);
+  kx_testing::AppendToFile(dir.File("data"), block);
+  ReadOnlyFile file;
+  ASSERT_EQ(file.Open(dir.File("data")), ReadOnlyFile::State::kOpen);
+  EXPECT_EQ(file.NextData(0), 0u);
+  EXPECT_EQ(file.NextHole(0), kBlock);
+  EXPECT_EQ(file.NextHole(kBlock + 1), kBlock + 1);
+  EXPECT_EQ(file.NextData(kBlock), 2 * kBlock);
+  EXPECT_EQ(file.NextHole(2 * kBlock), 3 * kBlock);
+  EXPECT_EQ(file.NextHole(3 * kBlock), 3 * kBlock);
+}
+
 TEST(ReadOnlyFileTest, FollowsALinkToARegularFile) {
   const TempDir dir;
   kx_testing::WriteFile(dir.File("data"), "0123");

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <random>
 #include <string>
 
 #include "tests/testing/masked_content.h"
@@ -85,6 +86,42 @@ TEST_F(VideoMaskTest, FindsStartCodesAcrossPiecesAndAtTheEnd) {
   EXPECT_EQ(MaskedVideo(kStart), kStart);
   EXPECT_EQ(MaskedVideo("sss"), Masked(3));
   EXPECT_EQ(MaskedVideo(std::string(2, '\0')), std::string(2, '\0'));
+}
+
+// What stays of a stream of delimiters, found byte by byte.
+std::string MaskedByteByByte(const std::string& video) {
+  std::string masked = Masked(video.size());
+  const auto keep_zeros_before = [&](size_t end) {
+    while (end > 0 && video[end - 1] == 0) masked[--end] = 0;
+  };
+  for (size_t at = video.find(kStart); at != video.npos; at = video.find(kStart, at + 1)) {
+    keep_zeros_before(at);
+    masked.replace(at, 4, video.substr(at, 4));
+  }
+  keep_zeros_before(video.size());
+  return masked;
+}
+
+TEST_F(VideoMaskTest, AgreesWithASearchByteByByte) {
+  std::mt19937 random(5);
+  for (int run = 0; run < 60; ++run) {
+    std::string video;
+    const size_t longest = size_t{1} << (random() % 19);
+    while (video.size() < 700000 && video.size() < longest * 40) {
+      const size_t length = random() % longest + 1;
+      switch (random() % 3) {
+        case 0:
+          video += std::string(length, '\0');
+          break;
+        case 1:
+          video += std::string(length, 's');
+          break;
+        default:
+          video += kStart + "\x09";
+      }
+    }
+    ASSERT_TRUE(MaskedVideo(video) == MaskedByteByByte(video)) << run;
+  }
 }
 
 TEST_F(VideoMaskTest, HidesWhatIsTooLongForAParameterSet) {
