@@ -50,7 +50,7 @@ uint64_t CountReplayedPictures(RecordFiles* files) {
     const bool is_video = record.header.type == kxrtc::kVideoData;
     const bool is_key =
         is_video && replay.needs_key_frame() && IsKey(record.data, files->video, &frame);
-    replay.OnRecord(record, is_key);
+    replay.OnRecord(record, state.FaultOf(record), is_key);
     state.Take(record);
   }
   return pictures.count();
