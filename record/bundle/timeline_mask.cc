@@ -4,6 +4,7 @@
 #include <cinttypes>
 
 #include "record/index/record_text.h"
+#include "record/speakers/person_names.h"
 #include "record/speakers/speaker_timeline.h"
 
 namespace kxrtc_host {
@@ -43,7 +44,7 @@ uint32_t TimelineMask::NumberOf(uint32_t user_id) {
 
 std::string TimelineMask::EntryLine(TimelineEntry entry) {
   entry.user_id = NumberOf(entry.user_id);
-  if (!entry.name.empty()) entry.name = "Speaker " + std::to_string(entry.user_id);
+  if (!entry.name.empty()) entry.name = AnonymousPerson(entry.user_id);
   return TimelineLine(entry);
 }
 

@@ -2,6 +2,9 @@
 
 #include <json/value.h>
 
+#include <cstdint>
+
+#include "record/speakers/person_names.h"
 #include "record/speakers/timeline_format.h"
 
 namespace kxrtc_host {
@@ -30,9 +33,9 @@ void RemoveNames(Json::Value* people) {
   if (people->isMember("problem")) {
     (*people)["problem"] = std::string(kSpeakerTimelineFileName) + " cannot be read";
   }
-  unsigned number = 0;
+  uint64_t number = 0;
   for (Json::Value& person : (*people)["people"]) {
-    person["name"] = "Speaker " + std::to_string(++number);
+    person["name"] = AnonymousPerson(++number);
   }
 }
 

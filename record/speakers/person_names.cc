@@ -6,6 +6,8 @@ namespace kxrtc_host {
 
 std::string UnnamedPerson(uint32_t user_id) { return "user " + std::to_string(user_id); }
 
+std::string AnonymousPerson(uint64_t number) { return "Speaker " + std::to_string(number); }
+
 PersonNames::PersonNames(const std::vector<Person>& people) {
   for (const Person& person : people) names_[person.user_id] = OneLine(person.name);
 }

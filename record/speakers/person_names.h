@@ -15,6 +15,9 @@ namespace kxrtc_host {
 // The name of a person whom nobody named: "user 7".
 std::string UnnamedPerson(uint32_t user_id);
 
+// The name that stands for the one of a person who shall not be known: "Speaker 1" for the first.
+std::string AnonymousPerson(uint64_t number);
+
 class PersonNames {
  public:
   explicit PersonNames(const std::vector<Person>& people);

@@ -114,6 +114,7 @@ TEST(ReportCommandTest, AnonymousShowsNeitherNamesNorPicturesNorPaths) {
   const TempDir target;
   WriteTalk(dir);
   const std::string page = target.File("page.html");
+  std::filesystem::remove(dir.File("SpeakeRecord.desc"));  // Named by the findings.
   const ShellResult result =
       RunKxrtc("report --anonymous " + Quoted(dir.path()) + " " + Quoted(page));
   EXPECT_EQ(result.exit_status, 0) << result.errors;
@@ -124,6 +125,7 @@ TEST(ReportCommandTest, AnonymousShowsNeitherNamesNorPicturesNorPaths) {
   const Json::Value data = DataOf(page);
   EXPECT_EQ(data["speakers"]["people"][0]["name"].asString(), "Speaker 1");
   EXPECT_EQ(data["filmstrip"].size(), 0u);
+  EXPECT_THAT(html, HasSubstr("\"SpeakeRecord.desc: "));
 }
 
 TEST(ReportCommandTest, AVideoIsNotAnonymous) {
