@@ -42,7 +42,7 @@ TEST(RecordReportTest, TheTimelineHasEachSpanMarkAndBucket) {
   const TempDir dir;
   kx_testing::TwoSessions(dir).Write();
   const RecordSummary summary = AnalyseRecord(dir.path());
-  const std::string page = RenderReport(summary, {"{{data}}", "", ""}, "");
+  const std::string page = RenderReport(summary, {}, {"{{data}}", "", ""});
   Json::Value data;
   ASSERT_TRUE(Json::Reader().parse(page, data)) << page;
   const Json::Value& timeline = data["timeline"];
