@@ -19,7 +19,7 @@ namespace kxrtc_host {
 struct AnalysisOptions {
   SoundExaminer* sound_examiner = nullptr;
   ParameterSetExaminer* parameter_set_examiner = nullptr;
-  KeyFrameChoice* key_frames = nullptr;  // Gets the key frames of the MP4.
+  KeyFrameChoice* key_frames = nullptr;   // Gets the key frames of the MP4.
   DamagedSound* damaged_sound = nullptr;  // Gets the frames that the sound examiner refuses.
 };
 
