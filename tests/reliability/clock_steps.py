@@ -4,8 +4,8 @@
 usage: clock_steps.py RECORDING_LOAD KXRTC TEST_CLOCK.so
 
 For a step of an hour forwards, one of an hour backwards and one each way: the record holds jumps of
-that size, an independent reader reads it whole, `kxrtc verify` names each step with its time, and it
-transcodes into a file that ffmpeg decodes without a message and whose pictures and sound are equally
+that size, an independent reader reads it whole, `kxrtc verify` names each step with its time and has
+nothing against the speaker timeline, and it transcodes into a file that ffmpeg decodes without a message and whose pictures and sound are equally
 long.
 """
 
@@ -34,6 +34,9 @@ def check_steps(folder, steps, kxrtc):
         yield f"unreadable: {record['problems']}"
     times = [time for _, time, _, _ in record["frames"]]
     verified = json.loads(run(kxrtc, "verify", folder, "--json").stdout)
+    for finding in verified["findings"]:
+        if finding["code"].startswith("timeline."):
+            yield f"the timeline differs from the index: {finding}"
     for step_us in steps:
         jumps = [later for earlier, later in zip(times, times[1:])
                  if abs(later - earlier - step_us) < NEAR_US]
