@@ -92,7 +92,9 @@ void PutChannels(const std::vector<Element>& elements, BitWriter* writer) {
 void PutFill(size_t bits, BitWriter* out) {
   constexpr uint32_t kHeadBits = 7;
   constexpr uint32_t kLongCount = 15;  // A byte that goes on with the count follows.
-  constexpr size_t kMaxBytes = kLongCount + 255;
+  // Up to 255 would be possible; then the head could look like that of an ADTS frame.
+  constexpr uint32_t kMaxMore = 127;
+  constexpr size_t kMaxBytes = kLongCount + kMaxMore;
   while (bits >= kHeadBits) {
     size_t bytes = std::min((bits - kHeadBits) / 8, kMaxBytes);
     bits -= kHeadBits + 8 * bytes;
