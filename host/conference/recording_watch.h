@@ -33,7 +33,7 @@ struct RecordCounts {
   uint64_t video_bytes = 0;
   uint64_t audio_bytes = 0;
   uint64_t index_bytes = 0;
-  ByteDigest index_digest;    // Of these bytes.
+  ByteDigest index_digest;     // Of these bytes.
   uint64_t failed_writes = 0;  // Frames and index records that are missing.
   int64_t stop_us = 0;         // Recorder time of the last stop; 0: none.
 };
