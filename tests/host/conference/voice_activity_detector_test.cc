@@ -67,6 +67,9 @@ TEST(VoiceActivityDetectorTest, TakesTheThresholdItselfAsVoice) {
   EXPECT_TRUE(detector.Update(Block(-39.99).data(), kTenMilliseconds));
   VoiceActivityDetector other(config);
   EXPECT_FALSE(other.Update(Block(-40.01).data(), kTenMilliseconds));
+  config.threshold_dbfs = 0;
+  VoiceActivityDetector exact(config);
+  EXPECT_TRUE(exact.Update(Block(0).data(), kTenMilliseconds));
 }
 
 }  // namespace

@@ -102,7 +102,8 @@ TEST_F(Mp4SinkWriterImpTest, RefusesWhatItCannotWrite) {
         Case{[&] { video_.width = 0; }, kRange}, Case{[&] { video_.width = 65; }, kRange},
         Case{[&] { video_.height = 16386; }, kRange}, Case{[&] { video_.frame_rate = 0; }, kRange},
         Case{[&] { video_.frame_rate = 1001; }, kRange},
-        Case{[&] { video_.bit_rate_kbps = 0; }, kRange}}) {
+        Case{[&] { video_.bit_rate_kbps = 0; }, kRange},
+        Case{[&] { video_.bit_rate_kbps = 1000001; }, kRange}}) {
     video_ = video;
     audio_ = audio;
     test.change();
@@ -111,6 +112,22 @@ TEST_F(Mp4SinkWriterImpTest, RefusesWhatItCannotWrite) {
     EXPECT_EQ(writer_->status().failure, WriterFailure::kRefused);
     EXPECT_FALSE(Audio(0, SilentAudio()));
     EXPECT_THAT(Names(), IsEmpty());
+  }
+}
+
+TEST_F(CopyTest, TakesTheSmallestAndTheLargestConfiguration) {
+  struct Case {
+    uint32_t size;
+    uint32_t frame_rate;
+    uint32_t bit_rate_kbps;
+  };
+  for (const Case& test : {Case{2, 1, 1}, Case{16384, 1000, 1000000}}) {
+    video_.width = video_.height = test.size;
+    video_.frame_rate = test.frame_rate;
+    video_.bit_rate_kbps = test.bit_rate_kbps;
+    EXPECT_TRUE(Start()) << writer_->status().failure_text;
+    writer_->Discard();
+    EXPECT_FALSE(Stop().file_written);
   }
 }
 

@@ -330,6 +330,21 @@ TEST(NamedBytesTest, FramesOfAnIndexThatNamesEachByteOnceAreNotMoved) {
   EXPECT_THAT(texts, ElementsAre(HasSubstr("7 bytes of the index")));
 }
 
+// Between a hole of the file and the next frame, and between two holes.
+TEST(RawSoundTest, InNoKnownFormatEachFrameStaysWhereTheIndexHasIt) {
+  const TempDir dir;
+  const TempDir target;
+  RecordBuilder builder(dir);
+  builder.Start(0).Audio(21333, "first").RawAudio("hole").Audio(42666, "second");
+  builder.Audio(63999, "third").RawAudio("hole").Audio(85332, "fourth").RawAudio("hole");
+  builder.Audio(106665, "fifth").Stop(110000).Write();
+  const RepairResult result = RepairRecord(dir.path(), target.File("new"), {});
+  ASSERT_TRUE(result.repaired) << result.error;
+  EXPECT_EQ(result.lost_audio_frames, 0u);
+  EXPECT_EQ(kx_testing::ReadFile(target.File("new/SpeakeRecord.aac")),
+            "firstsecondthirdfourthfifth");
+}
+
 // As large as the pictures before, but of another channel.
 TEST(FoundPictureTest, OfANewChannelGetsAttributes) {
   const TempDir dir;
