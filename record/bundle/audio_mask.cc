@@ -71,12 +71,14 @@ void AudioMask::MaskFrame(uint64_t position, bool is_named, MaskStretch* stretch
   const size_t read = audio_->Read(position, stretch->bytes.data(), stretch->bytes.size());
   const bool is_adts = read == kAdtsHeaderSize && ReadAdtsHeader(stretch->bytes.data(), &header);
   if (!is_adts) stretch->bytes.clear();
+  const bool hits_header = !is_adts && position < header_to_;  // It stands where the index is off.
+  if (is_adts) header_to_ = position + kAdtsHeaderSize;
   const uint64_t size = is_adts ? header.frame_size : is_named ? named_.top().size : 0;
   const bool is_frame = is_named ? Names(position, size) : is_adts;
   const bool decodes = sound_.damaged == nullptr || !sound_.damaged->Contains(position);
   // What the index names counts more, so that is not stopped by anything else.
   uint64_t* const silent_to = is_named ? &named_to_ : &unnamed_to_;
-  if (!is_frame || position < named_to_ || position < *silent_to || !decodes ||
+  if (!is_frame || hits_header || position < named_to_ || position < *silent_to || !decodes ||
       is_adts != sound_.is_adts || size > kMaxAacFrameSize || size > audio_->size() - position) {
     return;
   }

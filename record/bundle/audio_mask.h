@@ -54,6 +54,7 @@ class AudioMask final : public FileMask {
   AdtsScanner scanner_;
   std::optional<StreamFrame> header_;  // The next one of the format.
   uint64_t position_ = 0;              // Frames before this are done.
+  uint64_t header_to_ = 0;             // The end of the latest header.
   uint64_t named_to_ = 0;    // Ends of the latest frames that are silent now: one that the
   uint64_t unnamed_to_ = 0;  // index names, and another.
 };

@@ -99,7 +99,7 @@ class Bundle {
       case FileRoles::kVideo:
         return std::make_unique<VideoMask>(file, is_content, is_wanted_);
       case FileRoles::kAudio:
-        return std::make_unique<AudioMask>(roles_.index(), file, SoundOfRecord(is_content),
+        return std::make_unique<AudioMask>(roles_.index(), file, SoundOf(file, is_content),
                                            is_wanted_);
       default:
         return std::make_unique<DescriptorMask>(file);
@@ -117,12 +117,14 @@ class Bundle {
     }
   }
 
-  AudioMask::Sound SoundOfRecord(bool is_content) const {
+  // What is known of the sound was found under its name. Elsewhere it is recognised by headers.
+  AudioMask::Sound SoundOf(const ReadOnlyFile* file, bool is_content) const {
     const RecordSummary& summary = *input_.summary;
+    const bool is_examined = file == &files_.audio;
     AudioMask::Sound sound;
-    sound.is_adts = summary.audio.is_adts;
+    sound.is_adts = summary.audio.is_adts || !is_examined;
     sound.channels = is_content ? RecordedChannels(summary) : 0;
-    sound.damaged = input_.damaged_sound;
+    sound.damaged = is_examined ? input_.damaged_sound : nullptr;
     return sound;
   }
 

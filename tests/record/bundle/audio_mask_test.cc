@@ -95,6 +95,12 @@ TEST_F(AudioMaskTest, MasksRawFramesByTheIndexInAnyOrder) {
   EXPECT_EQ(MaskedSound(builder_, kRaw), Silence(60) + Masked(1) + Silence(40) + Masked(6));
 }
 
+TEST_F(AudioMaskTest, LeavesHeadersWholeWhereTheIndexIsOff) {
+  builder_.RawAudio(Sound(50) + Sound(60) + Sound(70));
+  builder_.Start(0).DataRecord(kAudioRecord, 1, 1, 57).DataRecord(kAudioRecord, 2, 58, 60).Stop(3);
+  EXPECT_EQ(MaskedSound(builder_, kRaw), HiddenSound(50) + HiddenSound(60) + HiddenSound(70));
+}
+
 TEST_F(AudioMaskTest, MasksFramesThatOverlapOnce) {
   builder_.RawAudio(std::string(100, 's'));
   builder_.Start(0).DataRecord(kAudioRecord, 1, 0, 60).DataRecord(kAudioRecord, 2, 30, 60).Stop(3);
