@@ -117,8 +117,8 @@ def private_runs(video, audio):
 
 
 def check_private(folder, private):
-    words = [*(name.encode() for name in NAMES), *(str(user).encode() for user in USERS),
-             socket.gethostname().encode(), str(Path(tempfile.gettempdir())).encode()]
+    people = [*(name.encode() for name in NAMES), *(str(user).encode() for user in USERS)]
+    machine = [socket.gethostname().encode(), tempfile.gettempdir().encode()]
     for path in sorted(folder.rglob("*")):
         if not path.is_file() or path.stat().st_size > 1 << 26:
             continue
@@ -126,7 +126,9 @@ def check_private(folder, private):
         is_media = path.suffix in (".264", ".aac")  # Elsewhere are numbers, equal by chance.
         if is_media and private and (found := private & windows(content)):
             yield f"{path.name}: {len(found)} private runs, as {next(iter(found)).hex()}"
-        yield from (f"{path.name} names {word}" for word in words if word in content)
+        words = people + (machine if path.suffix == ".json" else [])
+        yield from (f"{path.name} names {word}" for word in words
+                    if re.search(rb"(?<!\w)" + re.escape(word) + rb"(?!\w)", content))
 
 
 def check(kxrtc, folder, parent, private, may_fail):
