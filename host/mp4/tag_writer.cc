@@ -44,7 +44,7 @@ bool AddMetadata(const Mp4Tags& tags, AVFormatContext* format) {
   if (!tags.title.empty() && av_dict_set(&format->metadata, "title", tags.title.c_str(), 0) < 0) {
     return false;
   }
-  return !tags.created_us ||
+  return !tags.created_us || !IsMp4Time(*tags.created_us) ||
          av_dict_set(&format->metadata, "creation_time", UtcText(*tags.created_us).c_str(), 0) >= 0;
 }
 

@@ -62,7 +62,9 @@ kxrtc_host::Mp4Tags SpeakerOutputs::Tags() const {
   const kxrtc_host::SpeakerTimeline& timeline = turns_.timeline;
   if (options_.metadata) {
     tags.title = timeline.title;
-    if (!timeline.sessions.empty()) tags.created_us = timeline.sessions.front().utc_us;
+    if (!timeline.sessions.empty() && kxrtc_host::IsMp4Time(timeline.sessions.front().utc_us)) {
+      tags.created_us = timeline.sessions.front().utc_us;
+    }
   }
   if (options_.chapters) {
     tags.chapters = kxrtc_host::ChaptersOf(turns_.seen, PersonNames(timeline.people),

@@ -50,6 +50,19 @@ TEST_F(TagWriterTest, WritesTitleAndTime) {
   EXPECT_TRUE(Contains(std::string("mvhd\0\0\0\0\x7C\x25\xB0\x81", 12)));
 }
 
+TEST_F(TagWriterTest, LeavesOutATimeThatAnMp4CannotHold) {
+  constexpr int64_t kEndUs = 2212122496000000;  // 2040-02-06T06:28:16Z.
+  options_.replace_existing = true;
+  for (const int64_t created_us : {int64_t{-1}, kEndUs, kEndUs * 100}) {
+    options_.tags.created_us = created_us;
+    Write(100, 0);
+    EXPECT_TRUE(Contains(std::string("mvhd\0\0\0\0\0\0\0\0", 12))) << created_us;
+  }
+  options_.tags.created_us = kEndUs - 1;
+  Write(100, 0);
+  EXPECT_TRUE(Contains(std::string("mvhd\0\0\0\0\xFF\xFF\xFF\xFF", 12)));
+}
+
 TEST_F(TagWriterTest, WritesChaptersAsTrackAndList) {
   const Mp4Track track = Write(100, 3).Track("text");
   ASSERT_EQ(track.durations.size(), 3u);

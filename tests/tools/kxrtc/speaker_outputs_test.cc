@@ -110,6 +110,15 @@ TEST_F(SpeakerOutputsTest, LeavesOutWhatIsNotWanted) {
   EXPECT_EQ(Done("--chapter-min 24:00:00")["chapters"].asInt(), 1);
 }
 
+TEST_F(SpeakerOutputsTest, NoTimeIsToldThatTheMp4CannotHold) {
+  WriteFile(Timeline(),
+            "{\"speaker_timeline\":1,\"title\":\"Weekly\"}\n"
+            "{\"event\":\"start\",\"us\":30000000,\"utc\":\"2040-02-06T06:28:16.000000Z\"}\n");
+  const Json::Value done = Done("");
+  EXPECT_FALSE(done.isMember("creation_time"));
+  EXPECT_EQ(done["title"].asString(), "Weekly");
+}
+
 TEST_F(SpeakerOutputsTest, ARecordWithoutATimelineIsAsBefore) {
   const Json::Value done = Done("");
   EXPECT_EQ(done["chapters"].asInt(), 0);
