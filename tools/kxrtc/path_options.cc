@@ -1,9 +1,9 @@
 #include "tools/kxrtc/path_options.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "files/link_target.h"
@@ -44,7 +44,9 @@ CLI::Validator FileNameValidator() {
 }
 
 std::string HintAtForce(const std::string& path, bool force) {
-  return !force && ::access(path.c_str(), F_OK) == 0 ? "; --force replaces it" : "";
+  std::error_code ignored;
+  const bool is_replaceable = std::filesystem::is_regular_file(path, ignored);
+  return !force && is_replaceable ? "; --force replaces it" : "";
 }
 
 std::string ConflictWithRecord(const std::string& folder, const std::string& path) {

@@ -72,6 +72,15 @@ TEST_F(TranscodeFailuresTest, AnExistingFileIsKeptUnlessForced) {
   EXPECT_THAT(Left(), ElementsAre("out.mp4"));
 }
 
+TEST_F(TranscodeFailuresTest, NothingButAFileIsReplacedByForce) {
+  Second().Stop(2000000).Write();
+  std::filesystem::create_directory(mp4_);
+  EXPECT_EQ(Transcode().errors, "kxrtc: " + mp4_ + " is a folder\n");
+  std::filesystem::remove(mp4_);
+  std::filesystem::create_symlink("/dev/null", mp4_);
+  EXPECT_EQ(Transcode().errors, "kxrtc: " + mp4_ + " is not a regular file\n");
+}
+
 TEST_F(TranscodeFailuresTest, ALogThatIsLostIsTold) {
   Second().Stop(2000000).Write();
   const std::string message = "kxrtc: the log in /dev/full is incomplete: cannot write it\n";
