@@ -19,7 +19,8 @@ struct Mp4Tags {
                                       // file are left out.
 };
 
-// True for a time that an MP4 can hold, which counts seconds in 32 bits: from 1970 to February 2040.
+// True for a time that an MP4 can hold, which counts seconds in 32 bits: from 1970 to February
+// 2040.
 constexpr bool IsMp4Time(int64_t utc_us) {
   constexpr int64_t kEndUs = ((int64_t{1} << 32) - 2082844800) * 1000000;  // It counts from 1904.
   return utc_us >= 0 && utc_us < kEndUs;

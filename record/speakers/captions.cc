@@ -1,12 +1,15 @@
 #include "record/speakers/captions.h"
 
 #include <cinttypes>
+#include <string_view>
 
+#include "files/read_only_file.h"
 #include "record/index/record_text.h"
 
 namespace kxrtc_host {
 namespace {
 
+constexpr std::string_view kSignature = "WEBVTT";
 constexpr int64_t kUsPerMs = 1000;
 
 // Two digits at least of hours, all others exactly.
@@ -42,8 +45,15 @@ bool IsCaption(const SpeakerTurn& turn) {
   return turn.end_us / kUsPerMs > turn.start_us / kUsPerMs;
 }
 
+bool IsWebVttFile(const std::string& path) {
+  ReadOnlyFile file;
+  std::string head(kSignature.size(), '\0');
+  return file.Open(path) == ReadOnlyFile::State::kOpen &&
+         file.Read(0, head.data(), head.size()) == head.size() && head == kSignature;
+}
+
 std::string WebVttCaptions(const std::vector<SpeakerTurn>& heard, const PersonNames& names) {
-  std::string text = "WEBVTT\n";
+  std::string text = std::string(kSignature) + "\n";
   for (const SpeakerTurn& turn : heard) {
     const std::string name = Escaped(names.NameOf(turn.user_id));
     text += "\n" + Timestamp(turn.start_us / kUsPerMs) + " --> " +

@@ -14,6 +14,9 @@ namespace kxrtc_host {
 // True for a turn that lasts long enough for a cue: from one millisecond to another.
 bool IsCaption(const SpeakerTurn& turn);
 
+// True for a file that begins as every WebVTT file does.
+bool IsWebVttFile(const std::string& path);
+
 // A whole file with one cue for each of these turns. A voice tag names the person, and so does the
 // text. `heard`: by their start, in the time of the MP4. Several people who speak at once have cues
 // that overlap.

@@ -1,8 +1,8 @@
 #include "tools/kxrtc/speaker_outputs.h"
 
-#include <unistd.h>
-
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "files/link_target.h"
@@ -26,18 +26,25 @@ void SpeakerOutputs::Read(const std::string& folder) {
   }
 }
 
-bool SpeakerOutputs::LacksCaptions() const {
-  return !options_.captions.empty() && ::access(options_.captions.c_str(), F_OK) != 0;
+// Captions come after their MP4: older ones are those of an MP4 that was there before.
+bool SpeakerOutputs::LacksCaptions(const std::string& output) const {
+  if (options_.captions.empty()) return false;
+  std::error_code ignored;
+  return !kxrtc_host::IsWebVttFile(options_.captions) ||
+         std::filesystem::last_write_time(options_.captions, ignored) <
+             std::filesystem::last_write_time(output, ignored);
 }
 
 std::string SpeakerOutputs::OpenCaptions(const std::string& folder, const std::string& output,
-                                         bool replace, kxrtc_host::IsWanted is_wanted) {
+                                         Replace what, kxrtc_host::IsWanted is_wanted) {
   if (options_.captions.empty()) return "";
   const std::string conflict = ConflictWithRecord(folder, options_.captions);
   if (!conflict.empty()) return options_.captions + conflict;
   if (kxrtc_host::LeadToSameFile(options_.captions, output)) {
     return options_.captions + " is also given as OUT.mp4";
   }
+  const bool replace = what == Replace::kAnything ||
+                       (what == Replace::kCaptions && kxrtc_host::IsWebVttFile(options_.captions));
   captions_.set_is_wanted(std::move(is_wanted));
   if (captions_.Open(options_.captions, replace)) return "";
   return captions_.error_text() + HintAtForce(options_.captions, replace);

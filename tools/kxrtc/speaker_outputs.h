@@ -30,12 +30,15 @@ class SpeakerOutputs {
   // Reads the timeline of the record in `folder`, if an output needs it. Call once, first.
   void Read(const std::string& folder);
 
-  // Captions are wanted, and there is no file of that name.
-  bool LacksCaptions() const;
+  // Captions are wanted, and there are none that were written after the MP4 `output`.
+  bool LacksCaptions(const std::string& output) const;
+
+  // Which file the captions may replace.
+  enum class Replace { kNothing, kCaptions, kAnything };
 
   // Why the captions of the MP4 `output` cannot be begun, in one line with the file; empty: they
-  // can, or nobody wants any. `folder`: of the record. `replace`: the file may exist.
-  std::string OpenCaptions(const std::string& folder, const std::string& output, bool replace,
+  // can, or nobody wants any. `folder`: of the record.
+  std::string OpenCaptions(const std::string& folder, const std::string& output, Replace what,
                            kxrtc_host::IsWanted is_wanted);
 
   // Writes the captions of an MP4 that starts at `start_us` of output time. False: see

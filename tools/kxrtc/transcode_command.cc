@@ -123,7 +123,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     origin_ = kxrtc_host::RecordOrigin(facts_.folder, OptionsOfOrigin(options_));
     signals_.emplace();
     if (const auto status = Claim()) return *status;
-    std::string error = speakers_.OpenCaptions(facts_.folder, options_.output, MayReplace(),
+    std::string error = speakers_.OpenCaptions(facts_.folder, options_.output, CaptionsToReplace(),
                                                [this] { return !signals_->IsStopped(); });
     if (!error.empty()) return TellFailure(kExitOutputRefused, error);
     const kxrtc_host::Media* const media = LoadMedia(&error);
@@ -162,7 +162,8 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   std::optional<ExitStatus> Claim() {
     OutputClaim::When when = OutputClaim::When::kAlways;
     if (options_.if_needed) {
-      when = speakers_.LacksCaptions() ? OutputClaim::When::kIfOurs : OutputClaim::When::kIfNeeded;
+      when = speakers_.LacksCaptions(options_.output) ? OutputClaim::When::kIfOurs
+                                                      : OutputClaim::When::kIfNeeded;
     }
     switch (claim_.Take(options_.output, origin_, when)) {
       case OutputClaim::Kind::kMake:
@@ -179,6 +180,12 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   }
 
   bool MayReplace() const { return options_.writer.replace_existing || claim_.replaces(); }
+
+  SpeakerOutputs::Replace CaptionsToReplace() const {
+    if (options_.writer.replace_existing) return SpeakerOutputs::Replace::kAnything;
+    return options_.if_needed ? SpeakerOutputs::Replace::kCaptions
+                              : SpeakerOutputs::Replace::kNothing;
+  }
 
   uint64_t CountPicturesOfRecord() const {
     kxrtc_host::RecordFiles files;

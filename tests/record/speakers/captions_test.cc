@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/testing/temp_dir.h"
+
 namespace kxrtc_host {
 namespace {
 
@@ -22,6 +24,19 @@ TEST(CaptionsTest, HasACueForEachTurn) {
             "\n00:00:01.234 --> 00:01:01.000\n<v user 2>user 2</v>\n"
             "\n01:00:00.000 --> 100:00:59.999\n<v Ada>Ada</v>\n");
   EXPECT_EQ(Captions({}, "Ada"), "WEBVTT\n");
+}
+
+TEST(CaptionsTest, AreKnownByTheirBegin) {
+  kx_testing::TempDir dir;
+  const std::string path = dir.File("out.vtt");
+  EXPECT_FALSE(IsWebVttFile(path));
+  for (const char* text : {"", "WEBVT", "webvtt\n", " WEBVTT\n"}) {
+    kx_testing::WriteFile(path, text);
+    EXPECT_FALSE(IsWebVttFile(path)) << text;
+  }
+  kx_testing::WriteFile(path, Captions({}, "Ada"));
+  EXPECT_TRUE(IsWebVttFile(path));
+  EXPECT_FALSE(IsWebVttFile(dir.path()));
 }
 
 TEST(CaptionsTest, KeepsNamesInTheirPlace) {

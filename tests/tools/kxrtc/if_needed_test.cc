@@ -121,6 +121,33 @@ TEST_F(IfNeededTest, MissingCaptionsAreMade) {
   EXPECT_EQ(ReadFile(captions), "WEBVTT\n");
 }
 
+TEST_F(IfNeededTest, CaptionsOfAnEarlierMp4AreMadeAgain) {
+  kx_testing::TimelineLines().Write(record_);
+  const std::string captions = out_.File("out.vtt");
+  ExpectMade("--captions " + Quoted(captions));
+  kx_testing::TimelineLines().Join(1, 1, "Ada").Write(record_);
+  ExpectMade();
+  std::filesystem::last_write_time(
+      captions, std::filesystem::last_write_time(mp4_) - std::chrono::milliseconds(1));
+  ExpectMade("--captions " + Quoted(captions));
+  ExpectUpToDate("--captions " + Quoted(captions));
+  std::filesystem::remove(mp4_);
+  ExpectMade("--captions " + Quoted(captions));
+}
+
+TEST_F(IfNeededTest, OnlyCaptionsAreReplacedByCaptions) {
+  kx_testing::TimelineLines().Write(record_);
+  ExpectMade();
+  const std::string notes = out_.File("notes.txt");
+  WriteFile(notes, "WEB");
+  const ShellResult result = Transcode("--captions " + Quoted(notes));
+  EXPECT_EQ(result.exit_status, kRefused);
+  EXPECT_EQ(result.errors, "kxrtc: " + notes + " already exists; --force replaces it\n");
+  EXPECT_EQ(ReadFile(notes), "WEB");
+  ExpectUpToDate();
+  ExpectMade("--force --captions " + Quoted(notes));
+}
+
 TEST_F(IfNeededTest, ARecordThatEndsEarlyKeepsItsStatus) {
   const std::string index = record_.File("SpeakeRecord.index");
   std::filesystem::resize_file(index, std::filesystem::file_size(index) - 12);
