@@ -51,6 +51,7 @@ class SpeakerOutputs {
   // What the user must know of the timeline.
   std::vector<std::string> Warnings() const;
 
+  const std::string& captions_path() const { return options_.captions; }
   std::optional<size_t> cues() const { return cues_; }  // Of the captions that were written.
 
  private:

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <map>
 #include <memory>
 #include <optional>
@@ -16,22 +15,19 @@
 #include "host/mp4/writer_options.h"
 #include "host/result/record_origin.h"
 #include "record/index/record_files.h"
-#include "record/index/record_text.h"
 #include "record/predict/replayed_pictures.h"
 #include "record/predict/transcode_outcome.h"
-#include "record/speakers/timeline_entry.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
-#include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/output_claim.h"
 #include "tools/kxrtc/progress_report.h"
 #include "tools/kxrtc/speaker_outputs.h"
 #include "tools/kxrtc/stop_signals.h"
-#include "tools/kxrtc/terminal_text.h"
 #include "tools/kxrtc/time_option.h"
 #include "tools/kxrtc/tool_log.h"
+#include "tools/kxrtc/transcode_messages.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -113,6 +109,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
  public:
   explicit TranscodeRun(const TranscodeOptions& options)
       : options_(options),
+        messages_(options.output, options.quiet, options.json),
         speakers_(options.speakers),
         progress_(ChooseProgressStyle(options.quiet, options.json)) {}
 
@@ -125,9 +122,9 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     if (const auto status = Claim()) return *status;
     std::string error = speakers_.OpenCaptions(facts_.folder, options_.output, CaptionsToReplace(),
                                                [this] { return !signals_->IsStopped(); });
-    if (!error.empty()) return TellFailure(kExitOutputRefused, error);
+    if (!error.empty()) return messages_.Failure(kExitOutputRefused, error);
     const kxrtc_host::Media* const media = LoadMedia(&error);
-    if (media == nullptr) return TellFailure(kExitFailure, error);
+    if (media == nullptr) return messages_.Failure(kExitFailure, error);
     return Tell(Transcode(*media));
   }
 
@@ -171,12 +168,12 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       case OutputClaim::Kind::kUpToDate:
         return TellUpToDate();
       case OutputClaim::Kind::kBusy:
-        return TellFailure(kExitOutputBusy, claim_.text());
+        return messages_.Failure(kExitOutputBusy, claim_.text());
       case OutputClaim::Kind::kForeign:
         break;
     }
     if (options_.writer.replace_existing) return std::nullopt;
-    return TellFailure(kExitOutputRefused, claim_.text());
+    return messages_.Failure(kExitOutputRefused, claim_.text());
   }
 
   bool MayReplace() const { return options_.writer.replace_existing || claim_.replaces(); }
@@ -293,19 +290,19 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     const Mp4WriterStatus& writer = writer_;
     // Warnings matter for a written file, or if they explain why it would be empty.
     if (writer.file_written || writer.failure == kxrtc_host::WriterFailure::kNothing) {
-      for (const std::string& warning : writer.warnings) Warn(warning);
+      for (const std::string& warning : writer.warnings) messages_.Warning(warning);
     }
     if (writer.file_written) {
-      if (!outcome.text().empty()) Warn(outcome.text());
-      for (const std::string& warning : speakers_.Warnings()) Warn(warning);
+      if (!outcome.text().empty()) messages_.Warning(outcome.text());
+      for (const std::string& warning : speakers_.Warnings()) messages_.Warning(warning);
       if (!speakers_.WriteCaptions(writer.start_us, writer.duration_us, options_.writer.sync)) {
         return TellWithoutCaptions();
       }
-      TellDone(status);
+      messages_.Done(status, writer, speakers_, ElapsedUs());
     } else {
       const bool may_exist = outcome.kind() == TranscodeOutcome::Kind::kOutputRefused &&
                              facts_.output_conflict.empty();
-      return TellFailure(
+      return messages_.Failure(
           status,
           outcome.text() +
               (may_exist ? HintAtForce(options_.output, options_.writer.replace_existing) : ""));
@@ -313,27 +310,11 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     return status;
   }
 
-  ExitStatus TellFailure(ExitStatus status, const std::string& message) const {
-    if (!options_.json) return Fail(status, message);
-    Json::Value line = Event("error");
-    line["message"] = message;
-    line["exit_status"] = status;
-    PrintJsonLine(line);
-    return status;
-  }
-
   // What is up to date was complete, or was all that there is.
   ExitStatus TellUpToDate() const {
     const ExitStatus status =
         StatusOf(TranscodeOutcome::Predict(facts_, {WriterEnd::Kind::kWritten, ""}).kind());
-    if (options_.json) {
-      Json::Value line = Event("up_to_date");
-      line["output"] = options_.output;
-      line["exit_status"] = status;
-      PrintJsonLine(line);
-    } else if (!options_.quiet) {
-      std::printf("%s\n", TerminalText(claim_.text()).c_str());
-    }
+    messages_.UpToDate(status, claim_.text());
     return status;
   }
 
@@ -341,76 +322,13 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     const bool stopped = signals_->signal_number() != 0;
     const std::string complete = options_.output + " is complete";
     if (stopped) {
-      return TellFailure(signals_->exit_status(), "stopped before the captions; " + complete);
+      return messages_.Failure(signals_->exit_status(), "stopped before the captions; " + complete);
     }
-    return TellFailure(kExitOutputFailed, speakers_.error_text() + "; " + complete);
-  }
-
-  static Json::Value Event(const char* name) {
-    Json::Value line;
-    line["event"] = name;
-    return line;
-  }
-
-  void Warn(const std::string& text) const {
-    if (options_.json) {
-      Json::Value line = Event("warning");
-      line["message"] = text;
-      PrintJsonLine(line);
-    } else {
-      kxrtc_tool::Warn(text);
-    }
-  }
-
-  void TellDone(ExitStatus status) const {
-    const Mp4WriterStatus& writer = writer_;
-    const double seconds = static_cast<double>(ElapsedUs()) / 1e6;
-    const std::string& encoder = writer.video_encoder;
-    if (options_.json) {
-      Json::Value line = Event("done");
-      line["output"] = options_.output;
-      line["duration_us"] = Json::Int64{writer.duration_us};
-      line["bytes"] = Json::UInt64{writer.file_size};
-      line["video"] = encoder.empty() ? "copied" : encoder;
-      line["video_samples"] = Json::UInt64{writer.video_samples_written};
-      line["audio_frames"] = Json::UInt64{writer.audio_frames_written};
-      line["audio_frames_silenced"] = Json::UInt64{writer.audio_frames_silenced};
-      line["sound_examined"] = writer.sound_examined;
-      AddSpeakers(&line);
-      line["seconds"] = seconds;
-      line["exit_status"] = status;
-      PrintJsonLine(line);
-    } else if (!options_.quiet) {
-      const std::string chapters =
-          writer.chapters_written == 0
-              ? ""
-              : ", " + kxrtc_host::CountText(writer.chapters_written, "chapter");
-      std::printf(
-          "%s: %s, %.1f MB, video %s%s%s, in %.1f s\n", TerminalText(options_.output).c_str(),
-          kxrtc_host::ClockText(writer.duration_us, 3).c_str(),
-          static_cast<double>(writer.file_size) / 1e6,
-          encoder.empty() ? "copied" : ("encoded by " + encoder).c_str(),
-          writer.sound_examined || writer.audio_frames_written == 0 ? "" : ", sound not examined",
-          chapters.c_str(), seconds);
-      if (speakers_.cues()) {
-        std::printf("%s: %s\n", TerminalText(options_.speakers.captions).c_str(),
-                    kxrtc_host::CountText(*speakers_.cues(), "caption").c_str());
-      }
-    }
-  }
-
-  // What the timeline gave the MP4, and the captions.
-  void AddSpeakers(Json::Value* line) const {
-    const kxrtc_host::Mp4Tags tags = speakers_.Tags();
-    (*line)["chapters"] = Json::UInt64{writer_.chapters_written};
-    if (!tags.title.empty()) (*line)["title"] = tags.title;
-    if (tags.created_us) (*line)["creation_time"] = kxrtc_host::UtcText(*tags.created_us);
-    if (!speakers_.cues()) return;
-    (*line)["captions"]["output"] = options_.speakers.captions;
-    (*line)["captions"]["cues"] = Json::UInt64{*speakers_.cues()};
+    return messages_.Failure(kExitOutputFailed, speakers_.error_text() + "; " + complete);
   }
 
   const TranscodeOptions options_;
+  const TranscodeMessages messages_;
   SpeakerOutputs speakers_;
   std::string origin_;
   OutputClaim claim_;
