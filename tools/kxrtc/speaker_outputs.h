@@ -45,6 +45,8 @@ class SpeakerOutputs {
   // error_text().
   [[nodiscard]] bool WriteCaptions(int64_t start_us, int64_t duration_us, bool sync);
   const std::string& error_text() const { return captions_.error_text(); }
+  // Captions that were written may still be lost, and why; empty: they are safe.
+  const std::string& warning_text() const { return captions_.warning_text(); }
 
   kxrtc_host::Mp4Tags Tags() const;
 

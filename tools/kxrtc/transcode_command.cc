@@ -298,6 +298,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       if (!speakers_.WriteCaptions(writer.start_us, writer.duration_us, options_.writer.sync)) {
         return TellWithoutCaptions();
       }
+      if (!speakers_.warning_text().empty()) messages_.Warning(speakers_.warning_text());
       messages_.Done(status, writer, speakers_, ElapsedUs());
     } else {
       const bool may_exist = outcome.kind() == TranscodeOutcome::Kind::kOutputRefused &&

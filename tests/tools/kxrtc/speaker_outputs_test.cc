@@ -1,13 +1,17 @@
 // kxrtc transcode of a record with a speaker timeline beside it: tags, chapters and captions.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <json/reader.h>
 #include <json/value.h>
+#include <sys/syscall.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <sstream>
 #include <string>
 
 #include "tests/testing/conference_record.h"
+#include "tests/testing/failing_disk.h"
 #include "tests/testing/kxrtc_program.h"
 #include "tests/testing/mp4_tables.h"
 #include "tests/testing/temp_dir.h"
@@ -174,6 +178,20 @@ TEST_F(SpeakerOutputsTest, RefusesCaptionsThatWouldReplaceSomething) {
   EXPECT_THAT(kept.errors, HasSubstr("; --force replaces it\n"));
   EXPECT_EQ(ReadFile(captions_), "mine");
   EXPECT_FALSE(std::filesystem::exists(mp4_));
+}
+
+TEST_F(SpeakerOutputsTest, WarnsOfCaptionsThatMayStillBeLost) {
+  WriteTimeline();
+  ShellResult result;
+  if (!kx_testing::RunWithFailingCall({SYS_openat, EIO, 2, O_DIRECTORY}, [&] {
+        result = Transcode("--captions " + Quoted(captions_));
+      })) {
+    GTEST_SKIP() << "this system lets no call fail";
+  }
+  EXPECT_EQ(result.exit_status, 0) << result.errors;
+  const std::string warning = " is complete, but a power failure may still remove it";
+  EXPECT_THAT(result.errors, AllOf(HasSubstr(mp4_ + warning), HasSubstr(captions_ + warning)));
+  EXPECT_THAT(Transcode("--captions " + Quoted(captions_)).errors, Not(HasSubstr(warning)));
 }
 
 TEST_F(SpeakerOutputsTest, WithoutAnMp4ThereAreNoCaptions) {
