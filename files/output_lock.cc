@@ -23,6 +23,14 @@ std::string LockPath(const std::string& output) {
   return target.substr(0, name) + "." + target.substr(name, TemporaryEntry::kMaxNamePart) + ".lock";
 }
 
+// A lock of another user may be one that can only be read. That is enough to lock it, where the
+// file system is not a network's.
+int OpenLock(const std::string& path) {
+  constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const int file = ::open(path.c_str(), O_RDWR | O_CREAT | kFlags, kFileMode);
+  return file < 0 && errno == EACCES ? ::open(path.c_str(), O_RDONLY | kFlags) : file;
+}
+
 }  // namespace
 
 OutputLock::Result OutputLock::Lock(const std::string& output) {
@@ -45,8 +53,7 @@ void OutputLock::Unlock() {
 }
 
 OutputLock::Try OutputLock::TryOnce() {
-  const int file =
-      ::open(path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kFileMode);
+  const int file = OpenLock(path_);
   if (file < 0) return Try::kNone;
   struct stat opened {};
   struct stat named {};

@@ -1,17 +1,21 @@
 #include "files/output_lock.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/testing/failing_disk.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kxrtc_host {
@@ -60,6 +64,28 @@ TEST(OutputLockTest, ThereMayBeNone) {
   EXPECT_EQ(lock.Lock(dir.File(std::string(250, 'x'))), Result::kLocked);
 }
 
+TEST(OutputLockTest, OneThatCanOnlyBeReadIsOneToo) {
+  const TempDir dir;
+  OutputLock one;
+  OutputLock other;
+  ASSERT_EQ(one.Lock(dir.File("out.mp4")), Result::kLocked);
+  Result taken = Result::kNone;
+  Result left_over = Result::kNone;
+  Result missing = Result::kLocked;
+  const auto body = [&] {
+    taken = other.Lock(dir.File("out.mp4"));
+    kx_testing::WriteFile(dir.File(".left.mp4.lock"), "");
+    left_over = other.Lock(dir.File("left.mp4"));
+    missing = other.Lock(dir.File("missing.mp4"));
+  };
+  if (!kx_testing::RunWithFailingCall({SYS_openat, EACCES, 2, O_RDWR}, body)) {
+    GTEST_SKIP() << "this system lets no call fail";
+  }
+  EXPECT_EQ(taken, Result::kTaken);
+  EXPECT_EQ(left_over, Result::kLocked);
+  EXPECT_EQ(missing, Result::kNone);
+}
+
 TEST(OutputLockTest, TheDeathOfTheHolderFreesIt) {
   const TempDir dir;
   int ready[2];
@@ -89,19 +115,24 @@ TEST(OutputLockTest, TheDeathOfTheHolderFreesIt) {
 }
 
 TEST(OutputLockTest, NeverHasTwoHolders) {
+  constexpr int kThreads = 4;
+  constexpr int kTurns = 20;
   const TempDir dir;
   std::atomic<int> holders{0};
   std::atomic<int> most{0};
-  std::atomic<int> taken{0};
+  std::atomic<int> turns{0};
   std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
+  for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
-      for (int turn = 0; turn < 200; ++turn) {
+      Result result = Result::kTaken;
+      for (int turn = 0; turn < kTurns && result != Result::kNone;) {
         OutputLock lock;
-        if (lock.Lock(dir.File("out.mp4")) != Result::kLocked) continue;
+        result = lock.Lock(dir.File("out.mp4"));
+        if (result != Result::kLocked) continue;
         const int now = holders.fetch_add(1) + 1;
         if (now > most.load()) most = now;
-        ++taken;
+        ++turn;
+        ++turns;
         std::this_thread::yield();
         holders.fetch_sub(1);
       }
@@ -109,7 +140,7 @@ TEST(OutputLockTest, NeverHasTwoHolders) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(most.load(), 1);
-  EXPECT_GE(taken.load(), 200);
+  EXPECT_EQ(turns.load(), kThreads * kTurns);
   EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
 }
 
