@@ -21,6 +21,24 @@ constexpr mode_t kFileMode = 0666;  // The umask of the user applies.
 constexpr int kNameAttempts = 100;
 constexpr uint64_t kPiece = 1 << 20;
 
+// Where a file of this path really is.
+struct Place {
+  explicit Place(const std::string& path) : target(LinkTarget(path)) {
+    const size_t slash = target.rfind('/');
+    folder = slash == std::string::npos ? "./" : target.substr(0, slash + 1);
+    name = slash == std::string::npos ? target : target.substr(slash + 1);
+  }
+  TemporaryEntry Hidden() const {
+    return {folder, "." + name.substr(0, TemporaryEntry::kMaxNamePart) + ".", ".part"};
+  }
+
+  std::string target;
+  std::string folder;
+  std::string name;
+};
+
+void RemoveFile(const std::string& path) { (void)unlink(path.c_str()); }
+
 std::string SystemText(int error_number) { return std::generic_category().message(error_number); }
 
 }  // namespace
@@ -70,18 +88,19 @@ bool OutputFile::Open(const std::string& path, bool replace_existing) {
   reserved_ = false;
   path_ = path;
   replace_existing_ = replace_existing;
-  target_ = LinkTarget(path);
-  const size_t slash = target_.rfind('/');
-  folder_ = slash == std::string::npos ? "./" : target_.substr(0, slash + 1);
-  const std::string name = slash == std::string::npos ? target_ : target_.substr(slash + 1);
-  if (name.empty()) return FailWith("\"" + path + "\" is not a file name", 0);
-  return CheckTarget() && CreateHidden(name);
+  const Place place(path);
+  target_ = place.target;
+  folder_ = place.folder;
+  if (place.name.empty()) return FailWith("\"" + path + "\" is not a file name", 0);
+  return CheckTarget() && CreateHidden(place.Hidden());
 }
 
-bool OutputFile::CreateHidden(const std::string& name) {
-  const TemporaryEntry hidden = {folder_, "." + name.substr(0, TemporaryEntry::kMaxNamePart) + ".",
-                                 ".part"};
-  hidden.RemoveAbandoned([](const std::string& path) { (void)unlink(path.c_str()); });
+void OutputFile::RemoveAbandoned(const std::string& path) {
+  Place(path).Hidden().RemoveAbandoned(RemoveFile);
+}
+
+bool OutputFile::CreateHidden(const TemporaryEntry& hidden) {
+  hidden.RemoveAbandoned(RemoveFile);
   for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
     temporary_path_ = hidden.NewPath();
     fd_ = open(temporary_path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);

@@ -13,6 +13,8 @@
 
 namespace kxrtc_host {
 
+struct TemporaryEntry;
+
 // Writes into a hidden file beside the target. Commit() renames it; without Commit() no file stays.
 // What a killed program left is removed when the same target is opened again.
 class OutputFile {
@@ -47,6 +49,9 @@ class OutputFile {
   // error_text(). On true the target is complete; see warning_text().
   [[nodiscard]] bool Commit(bool sync);
 
+  // Removes what killed programs left of the target `path`. Open() does it too.
+  static void RemoveAbandoned(const std::string& path);
+
   // Removes the hidden file. Harmless when there is none.
   void Discard();
 
@@ -61,7 +66,7 @@ class OutputFile {
   bool FailWith(const std::string& what, int error_number);
   bool CheckWanted();
   bool CheckTarget();
-  bool CreateHidden(const std::string& name);
+  bool CreateHidden(const TemporaryEntry& hidden);
   bool Sync();
   bool CloseAndRename();
   bool Rename();

@@ -44,6 +44,10 @@ OutputLock::Result OutputLock::Lock(const std::string& output) {
   return result == Try::kTaken ? Result::kTaken : Result::kNone;
 }
 
+OutputLock::Result OutputLock::LockLeftOver(const std::string& output) {
+  return ::access(LockPath(output).c_str(), F_OK) == 0 ? Lock(output) : Result::kNone;
+}
+
 void OutputLock::Unlock() {
   if (descriptor_ < 0) return;
   // Removed while it is locked, so that nobody can have locked it in between.

@@ -26,6 +26,8 @@ class OutputLock {
 
   // Does not wait. Follows symbolic links, so that all names of an output have one lock.
   [[nodiscard]] Result Lock(const std::string& output);
+  // The same, but makes no lock where none is: what a killed process left is taken over.
+  [[nodiscard]] Result LockLeftOver(const std::string& output);
   void Unlock();
 
   // "process 4711" or, when the system does not tell it, "another process".

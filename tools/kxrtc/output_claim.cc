@@ -1,5 +1,6 @@
 #include "tools/kxrtc/output_claim.h"
 
+#include "files/output_file.h"
 #include "host/result/mp4_mark.h"
 
 namespace kxrtc_tool {
@@ -31,7 +32,13 @@ OutputClaim::Kind OutputClaim::Look(const std::string& output, const std::string
 OutputClaim::Kind OutputClaim::Take(const std::string& output, const std::string& origin,
                                     When when) {
   const Kind kind = Look(output, origin, when);
-  if (kind == Kind::kUpToDate) return kind;
+  if (kind == Kind::kUpToDate) {
+    // A run that was killed leaves its lock, and perhaps a part of a file.
+    if (lock_.LockLeftOver(output) == OutputLock::Result::kLocked) {
+      kxrtc_host::OutputFile::RemoveAbandoned(output);
+    }
+    return kind;
+  }
   if (lock_.Lock(output) == OutputLock::Result::kTaken) {
     text_ = output + " is being made by " + lock_.holder();
     return Kind::kBusy;

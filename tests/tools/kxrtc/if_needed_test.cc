@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 
+#include "files/output_file.h"
 #include "files/output_lock.h"
 #include "tests/testing/conference_record.h"
 #include "tests/testing/kxrtc_program.h"
@@ -98,6 +99,27 @@ TEST_F(IfNeededTest, MakesItAgainWhereSomethingChanged) {
   AppendToFile(record_.File("SpeakeRecord.aac"), "more");
   ExpectMade();
   ExpectUpToDate();
+}
+
+TEST_F(IfNeededTest, RemovesWhatAKilledRunLeftBesideIt) {
+  ExpectMade();
+  const std::string lock = out_.File(".out.mp4.lock");
+  std::string part;
+  {
+    kxrtc_host::OutputFile killed;
+    ASSERT_TRUE(killed.Open(mp4_, true));
+    for (const auto& entry : std::filesystem::directory_iterator(out_.path())) {
+      if (entry.path().extension() == ".part") part = entry.path();
+    }
+    WriteFile(lock, "");
+    ExpectUpToDate();
+    EXPECT_FALSE(std::filesystem::exists(lock));
+    EXPECT_TRUE(std::filesystem::exists(part));  // Somebody still writes it.
+  }
+  WriteFile(lock, "");
+  WriteFile(part, "left");
+  ExpectUpToDate();
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(out_.path()), {}), 1);
 }
 
 TEST_F(IfNeededTest, NeverReplacesWhatIsNotOurs) {
