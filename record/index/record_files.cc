@@ -21,6 +21,16 @@ std::string RecordFolderPath(const std::string& folder) {
   return folder.empty() || folder.back() == '/' ? folder : folder + "/";
 }
 
+bool IsRecordFileName(const std::string& name) {
+  constexpr size_t kPrefixSize = sizeof(kxrtc::kSpeakerRecordFilePrefix) - 1;
+  if (name.compare(0, kPrefixSize, kxrtc::kSpeakerRecordFilePrefix) != 0) return false;
+  for (const char* extension : {kxrtc::kIndexFileExtension, kxrtc::kVideoFileExtension,
+                                kxrtc::kAudioFileExtension, kxrtc::kDescriptorFileExtension}) {
+    if (name.compare(kPrefixSize, std::string::npos, extension) == 0) return true;
+  }
+  return false;
+}
+
 void RecordFiles::Open(const std::string& folder) {
   const std::string path = RecordFolderPath(folder);
   index.Open(kxrtc::SpeakerRecordFilePath(path, kxrtc::kIndexFileExtension));

@@ -12,6 +12,9 @@ namespace kxrtc_host {
 // The path of a record's folder as the library expects it: with a trailing separator.
 std::string RecordFolderPath(const std::string& folder);
 
+// True for the names of the four files in their folder.
+bool IsRecordFileName(const std::string& name);
+
 // The four files of a record.
 struct RecordFiles {
   ReadOnlyFile index;
