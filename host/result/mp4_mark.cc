@@ -67,7 +67,7 @@ bool MakeMp4Mark(const Mp4Reader& read, uint64_t size, const std::string& origin
   return true;
 }
 
-Mp4MarkState ReadMp4Mark(const std::string& path, std::string* origin) {
+Mp4MarkState ReadMp4Mark(const std::string& path, std::string* origin, Mp4MarkCheck check) {
   ReadOnlyFile file;
   if (file.Open(path) != ReadOnlyFile::State::kOpen) return Mp4MarkState::kNoFile;
   const Mp4Reader read = [&file](uint64_t position, void* buffer, uint64_t size) {
@@ -85,7 +85,8 @@ Mp4MarkState ReadMp4Mark(const std::string& path, std::string* origin) {
   *origin = mark.substr(kOriginAt);
   const bool is_intact =
       box.end == file.size() && NumberAt(mark, kHeaderBytes + kTypeBytes) == start &&
-      IndexDigest(read, start) == NumberAt(mark, kHeaderBytes + kTypeBytes + kNumberBytes);
+      (check == Mp4MarkCheck::kSize ||
+       IndexDigest(read, start) == NumberAt(mark, kHeaderBytes + kTypeBytes + kNumberBytes));
   return is_intact ? Mp4MarkState::kIntact : Mp4MarkState::kChanged;
 }
 

@@ -22,9 +22,14 @@ enum class Mp4MarkState {
   kIntact,   // As it was written, as far as size and index tell: the samples are not read.
 };
 
-// `*origin` is that of the mark unless the state is kNoFile or kNone. Reads the index of the file
-// once, and no sample.
-Mp4MarkState ReadMp4Mark(const std::string& path, std::string* origin);
+enum class Mp4MarkCheck {
+  kIndex,  // Reads the index of the file once, and no sample.
+  kSize,   // Reads the mark only: another index is not noticed.
+};
+
+// `*origin` is that of the mark unless the state is kNoFile or kNone.
+Mp4MarkState ReadMp4Mark(const std::string& path, std::string* origin,
+                         Mp4MarkCheck check = Mp4MarkCheck::kIndex);
 
 }  // namespace kxrtc_host
 

@@ -1,8 +1,12 @@
 #include "host/result/record_origin.h"
 
+#include <json/reader.h>
 #include <json/writer.h>
 
 #include <algorithm>
+#include <memory>
+#include <optional>
+#include <utility>
 
 #include "files/byte_digest.h"
 #include "files/read_only_file.h"
@@ -34,6 +38,24 @@ Json::Value SizeAndDigest(ReadOnlyFile* file) {
   return value;
 }
 
+// A text that is not JSON is no value.
+Json::Value Parsed(const std::string& text) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value value;
+  try {
+    if (!reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) return {};
+  } catch (const Json::Exception&) {  // Nested too deep.
+    return {};
+  }
+  return value;
+}
+
+const Json::Value& Member(const Json::Value& object, const char* name) {
+  return object.isObject() ? object[name] : Json::Value::nullSingleton();
+}
+
 }  // namespace
 
 std::string RecordOrigin(const std::string& folder, const Json::Value& options) {
@@ -53,6 +75,21 @@ std::string RecordOrigin(const std::string& folder, const Json::Value& options) 
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   return Json::writeString(builder, origin);
+}
+
+bool IsOriginOfSizes(const std::string& text, const GlancedSizes& sizes) {
+  const Json::Value origin = Parsed(text);
+  if (Member(origin, "output_format") != Json::Value(kMp4OutputFormat)) return false;
+  const Json::Value& record = Member(origin, "record");
+  using NamedSize = std::pair<const char*, std::optional<uint64_t>>;
+  for (const auto& [name, size] :
+       {NamedSize{"index", sizes.index}, NamedSize{"descriptor", sizes.descriptor},
+        NamedSize{"timeline", sizes.timeline}, NamedSize{"video", sizes.video},
+        NamedSize{"audio", sizes.audio}}) {
+    const Json::Value& bytes = Member(Member(record, name), "bytes");
+    if (size ? !bytes.isUInt64() || bytes.asUInt64() != *size : !bytes.isNull()) return false;
+  }
+  return true;
 }
 
 }  // namespace kxrtc_host

@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "record/archive/record_glance.h"
+
 namespace kxrtc_host {
 
 // To be raised with each change after which the same record and options give another MP4.
@@ -16,6 +18,10 @@ inline constexpr int kMp4OutputFormat = 1;
 // descriptor and speaker timeline, and the sizes of its data files. `folder` ends in its separator.
 // A file that is missing has no member.
 std::string RecordOrigin(const std::string& folder, const Json::Value& options);
+
+// True when `origin` is one of RecordOrigin() of this version, for a record whose files had these
+// sizes; options and digests do not count.
+bool IsOriginOfSizes(const std::string& origin, const GlancedSizes& sizes);
 
 }  // namespace kxrtc_host
 

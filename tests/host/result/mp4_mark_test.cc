@@ -91,6 +91,17 @@ INSTANTIATE_TEST_SUITE_P(
         MarkCase{"Longer", Box("free", "") + Mp4() + Mark(Mp4()), Mp4MarkState::kChanged}),
     [](const auto& test) { return test.param.name; });
 
+TEST(Mp4MarkTest, TheSizeAloneTellsNothingOfTheIndex) {
+  const TempDir dir;
+  const std::string path = dir.File("a.mp4");
+  std::string origin;
+  WriteFile(path, Replaced(Mp4(), "index", "Index") + Mark(Mp4()));
+  EXPECT_EQ(ReadMp4Mark(path, &origin, Mp4MarkCheck::kSize), Mp4MarkState::kIntact);
+  EXPECT_EQ(origin, kOrigin);
+  WriteFile(path, Mp4() + Mark(Mp4()) + "x");
+  EXPECT_EQ(ReadMp4Mark(path, &origin, Mp4MarkCheck::kSize), Mp4MarkState::kChanged);
+}
+
 TEST(Mp4MarkTest, NeedsAFileAndAnIndex) {
   const TempDir dir;
   std::string origin;

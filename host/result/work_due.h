@@ -1,0 +1,18 @@
+// Whether the MP4 of a record still has to be made.
+// Threads: any; blocks while it reads.
+#ifndef HOST_RESULT_WORK_DUE_H_
+#define HOST_RESULT_WORK_DUE_H_
+
+#include <string>
+
+#include "record/archive/record_glance.h"
+
+namespace kxrtc_host {
+
+// False for a record without media, and for one whose MP4 in `output` is whole and was made of
+// files of the same sizes. The options that it was made with do not count.
+bool IsWorkDue(const RecordGlance& glance, const std::string& output);
+
+}  // namespace kxrtc_host
+
+#endif  // HOST_RESULT_WORK_DUE_H_
