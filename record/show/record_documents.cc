@@ -14,13 +14,6 @@ using kxrtc::PeerConnectionConductor;
 Json::Value U64(uint64_t value) { return Json::Value(Json::Value::UInt64{value}); }
 Json::Value I64(int64_t value) { return Json::Value(Json::Value::Int64{value}); }
 
-Json::Value Document(const char* name) {
-  Json::Value document;
-  document["document"] = name;
-  document["version"] = kDocumentVersion;
-  return document;
-}
-
 Json::Value FilesValue(const FileSizes& sizes) {
   Json::Value value;
   value["index"] = U64(sizes.index);
@@ -273,6 +266,13 @@ Json::Value PayloadValue(const IndexRecord& record) {
 }
 
 }  // namespace
+
+Json::Value Document(const char* name) {
+  Json::Value document;
+  document["document"] = name;
+  document["version"] = kDocumentVersion;
+  return document;
+}
 
 Json::Value InfoDocument(const RecordSummary& summary) {
   Json::Value document = Document("kxrtc.info");

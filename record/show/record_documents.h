@@ -20,6 +20,9 @@ namespace kxrtc_host {
 // Increases when a member changes its meaning or is removed.
 inline constexpr int kDocumentVersion = 1;
 
+// The members that every document has.
+Json::Value Document(const char* name);
+
 Json::Value InfoDocument(const RecordSummary& summary);
 // Adds the member "speaker_timeline", unless there is none beside the record.
 void AddSpeakerTimeline(const SpeakerTimeline& timeline, Json::Value* document);

@@ -13,6 +13,7 @@ void AddDumpCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddEstimateCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddH264Command(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddInfoCommand(CLI::App& app, PathOptions* paths, int* exit_status);
+void AddListCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddRecordCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddRepairCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddReportCommand(CLI::App& app, PathOptions* paths, int* exit_status);

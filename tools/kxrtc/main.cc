@@ -25,6 +25,7 @@ constexpr char kFooter[] =
     "  kxrtc repair ~/records/monday new-folder      repair a damaged record\n"
     "  kxrtc report ~/records/monday monday.html     make an HTML page about it\n"
     "  kxrtc bundle ~/records/monday monday.tar.gz   pack it for support, without private content\n"
+    "  kxrtc list ~/records                          find all records below a folder\n"
     "  kxrtc h264 ~/records/monday/SpeakeRecord.264  list the NAL units of a stream\n";
 
 constexpr char kLogFooter[] =
@@ -84,7 +85,7 @@ int Run(int argc, char** argv) {
        {kxrtc_tool::AddRecordCommand, kxrtc_tool::AddTranscodeCommand,
         kxrtc_tool::AddEstimateCommand, kxrtc_tool::AddInfoCommand, kxrtc_tool::AddDumpCommand,
         kxrtc_tool::AddVerifyCommand, kxrtc_tool::AddRepairCommand, kxrtc_tool::AddReportCommand,
-        kxrtc_tool::AddBundleCommand, kxrtc_tool::AddH264Command}) {
+        kxrtc_tool::AddBundleCommand, kxrtc_tool::AddListCommand, kxrtc_tool::AddH264Command}) {
     add(app, &paths, &exit_status);
   }
   AddLogOptions(app, paths, &log_file);

@@ -67,6 +67,14 @@ CLI::Option* PathOptions::AddRecord(CLI::App* command, const char* name, std::st
   return Add(Kind::kRecord, command, name, path, description);
 }
 
+CLI::Option* PathOptions::AddArchives(CLI::App* command, const char* name,
+                                      std::vector<std::string>* paths, const char* description) {
+  CLI::Option* option = command->add_option(name, *paths, description)->required();
+  option->check(FileNameValidator());
+  archives_.push_back(option);
+  return option;
+}
+
 CLI::Option* PathOptions::AddFile(CLI::App* command, const char* name, std::string* path,
                                   const char* description) {
   return Add(Kind::kFile, command, name, path, description);
@@ -100,6 +108,13 @@ std::string PathOptions::ConflictOfLog(const std::string& log) const {
     if (given.kind == Kind::kScenario && IsPlayed(*given.path, log)) {
       return " is played by " + *given.path;
     }
+  }
+  const std::string target = kxrtc_host::LinkTarget(log);
+  const std::string name = target.substr(target.rfind('/') + 1);
+  const bool is_record_name =
+      kxrtc_host::IsRecordFileName(name) || name == kxrtc_host::kSpeakerTimelineFileName;
+  for (const CLI::Option* archive : archives_) {
+    if (!archive->empty() && is_record_name) return " has the name of a file of a record";
   }
   return "";
 }

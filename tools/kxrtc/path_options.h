@@ -35,8 +35,13 @@ class PathOptions {
   CLI::Option* AddScenario(CLI::App* command, const char* name, std::string* path,
                            const char* description);
 
+  // The same for folders with records anywhere below them; at least one is required.
+  CLI::Option* AddArchives(CLI::App* command, const char* name, std::vector<std::string>* paths,
+                           const char* description);
+
   // Why the log must not be written to the file `log`, as text after its name: it is a file of a
-  // record, another file of the given options, or a medium of the scenario. Empty: it may.
+  // record, another file of the given options, or a medium of the scenario; or it has the name of a
+  // file of a record, where records of an archive are read. Empty: it may.
   std::string ConflictOfLog(const std::string& log) const;
 
  private:
@@ -51,6 +56,7 @@ class PathOptions {
                    const char* description);
 
   std::vector<PathOption> options_;
+  std::vector<const CLI::Option*> archives_;
 };
 
 }  // namespace kxrtc_tool

@@ -118,6 +118,8 @@ INSTANTIATE_TEST_SUITE_P(
         NameCase{"VerifyTorn", "verify TORN", 13},
         NameCase{"VerifyTornJson", "verify TORN --json", 13},
         NameCase{"VerifyWithoutRecord", "verify HOSTILE", 13},
+        NameCase{"List", "list DIR --out HOSTILE", 0}, NameCase{"ListJson", "list DIR --json", 0},
+        NameCase{"ListWithoutFolder", "list HOSTILE/no", 3},
         NameCase{"Estimate", "estimate RECORD", 0}, NameCase{"EstimateTorn", "estimate TORN", 3},
         NameCase{"EstimateWithoutRecord", "estimate HOSTILE", 3},
         NameCase{"Repair", "repair TORN HOSTILE --channels 2", 0},

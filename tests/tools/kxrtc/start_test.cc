@@ -60,7 +60,7 @@ TEST(StartTest, LoadsFewLibrariesWhereFFmpegIsNotNeeded) {
   for (const std::string& arguments :
        {std::string("--version"), std::string("--help"), std::string("transcode --help"),
         std::string(), std::string("play"), std::string("record --duration x"), "info " + record,
-        "dump " + record, "estimate " + record, "verify --quick " + record,
+        "dump " + record, "list " + record, "estimate " + record, "verify --quick " + record,
         "verify " + Quoted(silent.path()),
         "report --anonymous " + Quoted(silent.path()) + " " + Quoted(outputs.File("silent.html")),
         "repair " + record + " " + Quoted(outputs.File("repaired")),
