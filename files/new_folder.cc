@@ -18,6 +18,7 @@ constexpr size_t kBufferSize = 256 * 1024;
 constexpr mode_t kFileMode = 0666;
 constexpr mode_t kFolderMode = 0777;
 constexpr int kNameAttempts = 100;
+constexpr char kPrefixEnd[] = ".partial-";
 
 std::string ParentOf(const std::string& path) {
   const size_t slash = path.rfind('/');
@@ -73,11 +74,15 @@ bool NewFolder::Create(const std::string& path, const std::vector<std::string>& 
   return CreateTemporary(names);
 }
 
+bool NewFolder::IsTemporaryName(const std::string& name) {
+  return TemporaryEntry::IsNameOf(name, kPrefixEnd);
+}
+
 bool NewFolder::CreateTemporary(const std::vector<std::string>& names) {
   const size_t name_begin = path_.rfind('/') + 1;  // 0 without a slash.
-  const TemporaryEntry entry = {
-      path_.substr(0, name_begin),
-      path_.substr(name_begin, TemporaryEntry::kMaxNamePart) + ".partial-", ""};
+  const TemporaryEntry entry = {path_.substr(0, name_begin),
+                                path_.substr(name_begin, TemporaryEntry::kMaxNamePart) + kPrefixEnd,
+                                ""};
   entry.RemoveAbandoned([&names](const std::string& left) { RemoveFolder(left, names); });
   for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
     const std::string name = entry.NewPath();

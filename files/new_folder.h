@@ -21,6 +21,9 @@ class NewFolder {
   NewFolder(const NewFolder&) = delete;
   NewFolder& operator=(const NewFolder&) = delete;
 
+  // True for the name of a temporary folder: one that is being made, or was never completed.
+  static bool IsTemporaryName(const std::string& name);
+
   // Makes the temporary folder. False when `path` already exists in any form, is not a
   // valid name, or its parent does not exist. The folder that a killed program left for the same
   // `path` is removed, unless it has files other than `names`.

@@ -66,6 +66,15 @@ std::string TemporaryEntry::NewPath() const {
   return folder + prefix + MarkOfThisMachine() + "-" + Hex(random()) + suffix;
 }
 
+bool TemporaryEntry::IsNameOf(const std::string& name, const std::string& end_of_prefix) {
+  constexpr size_t kAdded = 2 * kHexDigits + 1;
+  const size_t end = end_of_prefix.size() + kAdded;
+  if (name.size() < end || name[name.size() - kHexDigits - 1] != '-') return false;
+  const size_t mark = name.size() - kAdded;
+  return name.compare(name.size() - end, end_of_prefix.size(), end_of_prefix) == 0 &&
+         IsHex(name.substr(mark, kHexDigits)) && IsHex(name.substr(mark + kHexDigits + 1));
+}
+
 void TemporaryEntry::RemoveAbandoned(
     const std::function<void(const std::string& path)>& remove) const {
   const std::string begin = prefix + MarkOfThisMachine() + "-";

@@ -23,6 +23,10 @@ struct TemporaryEntry {
   // A path of this kind, with a new random part.
   std::string NewPath() const;
 
+  // True when the last name of an entry, from any output and machine, may be `name`: something,
+  // then `end_of_prefix`, and what NewPath() adds to it.
+  static bool IsNameOf(const std::string& name, const std::string& end_of_prefix);
+
   // Calls `remove` for each entry of this kind that a program left that has ended without removing
   // it: made by this user on this machine, and nobody holds its lock. Where the file system has no
   // locks, there are none.

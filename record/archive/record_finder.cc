@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "files/new_folder.h"
 #include "record/index/record_files.h"
 
 namespace kxrtc_host {
@@ -74,7 +75,8 @@ Listing List(const Folder& folder) {
     const std::string name = entry->d_name;
     const unsigned char type = TypeOf(folder.descriptor(), *entry);
     if (type == DT_REG) listing.is_record |= IsRecordFileName(name);
-    if (type == DT_DIR && name != "." && name != "..") listing.folders.push_back(name);
+    const bool is_inner = name != "." && name != ".." && !NewFolder::IsTemporaryName(name);
+    if (type == DT_DIR && is_inner) listing.folders.push_back(name);
     errno = 0;
   }
   if (errno != 0 && errno != ENOENT) listing.error = std::strerror(errno);

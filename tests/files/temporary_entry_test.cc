@@ -82,6 +82,20 @@ TEST_F(TemporaryEntryTest, OtherFilesAreNotTouched) {
   EXPECT_THAT(Abandoned(), ElementsAre(path)) << "the name that all others differ from";
 }
 
+TEST_F(TemporaryEntryTest, KnowsItsNames) {
+  const std::string path = TemporaryEntry{"", "out.part-", ""}.NewPath();
+  EXPECT_TRUE(TemporaryEntry::IsNameOf(path, ".part-"));
+  for (const char* name : {"a.part-01234567-89abcdef", ".part-01234567-89abcdef"}) {
+    EXPECT_TRUE(TemporaryEntry::IsNameOf(name, ".part-")) << name;
+  }
+  for (const char* name :
+       {"", ".part-", "01234567-89abcdef", "a.part-0123456-89abcdef", "a.part-01234567-89abcdeg",
+        "a.part-01234567x89abcdef", "a.part-0123456g-89abcdef", "a.port-01234567-89abcdef",
+        "a.part-01234567-89abcdef.mp4"}) {
+    EXPECT_FALSE(TemporaryEntry::IsNameOf(name, ".part-")) << name;
+  }
+}
+
 TEST_F(TemporaryEntryTest, AFolderThatIsMissingHasNone) {
   entry_.folder = dir_.File("missing/");
   EXPECT_THAT(Abandoned(), IsEmpty());

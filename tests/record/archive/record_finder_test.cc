@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "files/new_folder.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kxrtc_host {
@@ -100,6 +101,19 @@ TEST_F(RecordFinderTest, FollowsNoLinkButTheRoot) {
   fs::create_directory_symlink(outside.path(), dir_.File("root"));
   Find(dir_.File("root"));
   EXPECT_THAT(found_, ElementsAre("a", ""));
+}
+
+TEST_F(RecordFinderTest, PassesOverFoldersThatAreBeingMade) {
+  NewFolder folder;
+  ASSERT_TRUE(folder.Create(dir_.File("repaired")));
+  ASSERT_TRUE(folder.BeginFile("SpeakeRecord.index"));
+  Put("a.partial-0123456-89abcdef");
+  Find();
+  EXPECT_THAT(found_, ElementsAre("a.partial-0123456-89abcdef"));
+  ASSERT_TRUE(folder.Commit()) << folder.error();
+  found_.clear();
+  Find();
+  EXPECT_THAT(found_, ElementsAre("a.partial-0123456-89abcdef", "repaired"));
 }
 
 TEST_F(RecordFinderTest, FindsNamesOfAnyBytes) {
