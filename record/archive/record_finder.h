@@ -19,8 +19,9 @@ struct RecordSearch {
 
 // A folder comes before those below it, and those of one folder in the order of their bytes.
 // Follows no symbolic link but `root` itself, also while somebody changes the tree. What disappears
-// meanwhile is left out, and so are folders under the temporary name of NewFolder. Folders whose path is too long for a file of a record count as unreadable.
-// Keeps the names of the folders beside the path to the current one, and few descriptors.
+// meanwhile is left out, and so are folders under the temporary name of NewFolder. Folders whose
+// path is too long for a file of a record count as unreadable. Keeps the names of the folders
+// beside the path to the current one, and few descriptors.
 void FindRecords(const std::string& root, const RecordSearch& search);
 
 }  // namespace kxrtc_host
