@@ -53,7 +53,12 @@ std::vector<SpeakerTurn> WithoutShort(const std::vector<SpeakerTurn>& turns, int
 
 std::vector<Chapter> ChaptersOf(const std::vector<SpeakerTurn>& seen, const PersonNames& names,
                                 int64_t shortest_us) {
-  std::vector<SpeakerTurn> turns = Joined(WithoutShort(Joined(seen), shortest_us));
+  const std::vector<SpeakerTurn> all = Joined(seen);
+  std::vector<SpeakerTurn> turns = Joined(WithoutShort(all, shortest_us));
+  while (turns.size() > kMaxChapters) {
+    shortest_us = std::max(2 * shortest_us, kDefaultShortestChapterUs);
+    turns = Joined(WithoutShort(all, shortest_us));
+  }
   if (turns.empty()) {
     // All are short. Whoever comes first gives the name.
     const auto first = std::find_if(seen.begin(), seen.end(),

@@ -15,10 +15,14 @@ namespace kxrtc_host {
 // A person who is seen for less is no chapter, unless the user asks for another limit.
 inline constexpr int64_t kDefaultShortestChapterUs = 3000000;
 
+// No player shows more, and no meeting has as many.
+inline constexpr size_t kMaxChapters = 10000;
+
 // The chapters of `seen`, whose turns follow one another. What lasts less than `shortest_us`
 // belongs to the chapter before it, at the beginning to the one after it. The first chapter starts
 // at 0. A camera is titled with the name of its person, a desktop share "NAME (desktop share)",
-// nobody "No video". Empty when nobody is ever seen.
+// nobody "No video". Empty when nobody is ever seen. Where there would be more than kMaxChapters,
+// the limit is doubled until there are no more.
 std::vector<Chapter> ChaptersOf(const std::vector<SpeakerTurn>& seen, const PersonNames& names,
                                 int64_t shortest_us);
 

@@ -71,6 +71,17 @@ INSTANTIATE_TEST_SUITE_P(
                      {{0, "Ben (desktop share)"}}}),
     [](const auto& test) { return test.param.name; });
 
+TEST(ChapterCountTest, HasALimit) {
+  std::vector<SpeakerTurn> seen;
+  for (uint32_t i = 0; i <= kMaxChapters; ++i) {
+    seen.push_back({i * int64_t{1000}, (i + 1) * int64_t{1000}, 1 + i % 2, kCamera});
+  }
+  // All are short by the next limit, so they are one.
+  EXPECT_EQ(ChaptersOf(seen, Names(), 0).size(), 1u);
+  seen.pop_back();
+  EXPECT_EQ(ChaptersOf(seen, Names(), 0).size(), kMaxChapters);
+}
+
 TEST(ChapterTitleTest, HasALimitAndIsText) {
   std::vector<Person> people(1);
   people[0].user_id = 1;
