@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 
+#include "files/byte_digest.h"
 #include "files/link_target.h"
 #include "files/lock_holder.h"
 #include "files/temporary_entry.h"
@@ -17,10 +19,18 @@ namespace {
 constexpr mode_t kFileMode = 0666;  // The umask of the user applies.
 constexpr int kAttempts = 100;
 
+// A name that leaves no room is cut, and a digest tells it from others that begin like it.
 std::string LockPath(const std::string& output) {
   const std::string target = LinkTarget(output);
-  const size_t name = target.rfind('/') + 1;  // 0 without a folder.
-  return target.substr(0, name) + "." + target.substr(name, TemporaryEntry::kMaxNamePart) + ".lock";
+  const size_t at = target.rfind('/') + 1;  // 0 without a folder.
+  std::string name = target.substr(at);
+  if (name.size() > TemporaryEntry::kMaxNamePart) {
+    ByteDigest digest;
+    digest.Add(reinterpret_cast<const uint8_t*>(name.data()), name.size());
+    name.resize(TemporaryEntry::kMaxNamePart);
+    name += "-" + std::to_string(digest.value());
+  }
+  return target.substr(0, at) + "." + name + ".lock";
 }
 
 // A lock of another user may be one that can only be read. That is enough to lock it, where the

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "files/temporary_entry.h"
 #include "tests/testing/failing_disk.h"
 #include "tests/testing/temp_dir.h"
 
@@ -47,6 +48,17 @@ TEST(OutputLockTest, AllNamesOfAnOutputHaveOneLock) {
   ASSERT_EQ(one.Lock(dir.File("link.mp4")), Result::kLocked);
   EXPECT_EQ(other.Lock(dir.File("out.mp4")), Result::kTaken);
   EXPECT_EQ(other.Lock(dir.path() + "./out.mp4"), Result::kTaken);
+}
+
+TEST(OutputLockTest, LongNamesThatBeginAlikeHaveTheirOwn) {
+  const TempDir dir;
+  const std::string begin(TemporaryEntry::kMaxNamePart, 'x');
+  OutputLock one;
+  OutputLock other;
+  EXPECT_EQ(one.Lock(dir.File(begin + std::string(55, 'a'))), Result::kLocked);
+  EXPECT_EQ(other.Lock(dir.File(begin + std::string(55, 'b'))), Result::kLocked);
+  EXPECT_EQ(other.Lock(dir.File(begin + std::string(55, 'a'))), Result::kTaken);
+  EXPECT_EQ(other.Lock(dir.File(begin)), Result::kLocked);
 }
 
 TEST(OutputLockTest, ThereMayBeNone) {
