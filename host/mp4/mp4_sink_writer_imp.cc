@@ -222,7 +222,10 @@ bool Mp4SinkWriterImp::SetChapters() {
   std::vector<Chapter> chapters;
   for (const Chapter& chapter : options_.tags.chapters) {
     const int64_t start_us = FileTimeOf(chapter.start_us, report_.status.start_us);
-    if (start_us < report_.status.duration_us) chapters.push_back({start_us, chapter.title});
+    if (start_us >= report_.status.duration_us) break;
+    // Of those before the start of the file, the last one goes on in it.
+    if (!chapters.empty() && chapters.back().start_us == start_us) chapters.pop_back();
+    chapters.push_back({start_us, chapter.title});
   }
   return muxer_->SetChapters(chapters, report_.status.duration_us);
 }

@@ -87,6 +87,19 @@ TEST_F(TagWriterTest, LeavesOutWhatComesAfterTheEnd) {
   EXPECT_EQ(writer_->status().chapters_written, 3u);
 }
 
+TEST_F(TagWriterTest, OfChaptersBeforeTheStartTheLastOneIsThere) {
+  options_.video_mode = VideoMode::kCopy;
+  options_.tags.chapters = {{0, "Ada"}, {2000000, "Ben"}, {6000000, "Cleo"}};
+  ASSERT_TRUE(Start());
+  Silence(240, 340);  // The file starts at 5.12 s of output time.
+  const Mp4Track track = Finished().Track("text");
+  EXPECT_EQ(writer_->status().start_us, 240 * kFrameUs);
+  ASSERT_EQ(track.durations.size(), 2u);
+  EXPECT_NEAR(track.TimeOfSampleUs(1), 6000000 - 240 * kFrameUs, 20);
+  EXPECT_FALSE(Contains("Ada"));
+  EXPECT_TRUE(Contains("Ben"));
+}
+
 TEST_F(TagWriterTest, ChaptersFitIntoTheReservedIndex) {
   options_.bounds = {1, 1300, uint64_t{3} << 20};
   const Mp4File file = Write(1300, 200);
