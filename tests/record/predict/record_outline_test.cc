@@ -16,14 +16,20 @@ using kx_testing::kCamera;
 using kx_testing::RecordBuilder;
 using kx_testing::TempDir;
 
-RecordOutline Outline(const std::function<void(RecordBuilder&)>& build) {
+// What `read` tells of the files of a record.
+template <typename Read>
+auto OfRecord(const std::function<void(RecordBuilder&)>& build, const Read& read) {
   TempDir dir;
   RecordBuilder builder(dir);
   build(builder);
   builder.Write();
   RecordFiles files;
   files.Open(dir.path());
-  return ReadRecordOutline(&files);
+  return read(&files);
+}
+
+RecordOutline Outline(const std::function<void(RecordBuilder&)>& build) {
+  return OfRecord(build, [](RecordFiles* files) { return ReadRecordOutline(files); });
 }
 
 TEST(RecordOutlineTest, CountsWhatAWholeRecordHolds) {
@@ -111,13 +117,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& param) { return std::string(param.param.name); });
 
 bool HasReplayedAudio(const std::function<void(RecordBuilder&)>& build) {
-  TempDir dir;
-  RecordBuilder builder(dir);
-  build(builder);
-  builder.Write();
-  RecordFiles files;
-  files.Open(dir.path());
-  return ReplaysAudio(&files);
+  return OfRecord(build, ReplaysAudio);
 }
 
 TEST(RecordOutlineTest, TellsWhetherAReplayComesToAudio) {
