@@ -1,6 +1,7 @@
 // One-line reporting: the caller's place is taken by default arguments, so no macro is needed.
 //
-//   if (!OpenSpeakerRecord(folder)) return FailedIn("OpenSpeakerRecord");
+//   #include "kx_utility/file.h"
+//   if (!File::Open("SpeakeRecord.index").IsOpen()) return FailedIn("Open");
 //
 // Threads: any.
 #ifndef KX_UTILITY_FAILURE_LOG_H_

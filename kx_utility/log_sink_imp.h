@@ -2,9 +2,9 @@
 // never waits for the disk.
 //
 //   LogSinkImp sink;
-//   if (!sink.Initialize("client.log", LS_INFO)) ...
+//   if (!sink.Initialize("client.log", LS_INFO)) return false;
 //   LogMessage::AddLogSink(&sink);
-//   ...
+//   // The program runs.
 //   LogMessage::AddLogSink(nullptr);
 //   sink.Finalize();
 //

@@ -1,6 +1,6 @@
 // The streaming log statement of the library and the interface of a log sink.
 //
-//   LogMessage(__FILE__, __func__, __LINE__, LS_INFO) << "count = " << count;
+//   LogMessage(__FILE__, __func__, __LINE__, LS_INFO) << "count = " << 3;
 //
 // A statement goes to standard error (gated by a process-wide threshold) and to at most one
 // registered LogSink (never gated here: the sink applies its own threshold).

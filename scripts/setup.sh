@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Installs the missing packages of scripts/packages.txt. Prints nothing when none is missing.
-# usage: scripts/setup.sh [checks] [peers] [browser]
+# usage: scripts/setup.sh [checks] [peers] [browser] [docs]
 #   checks   also the tools with which .ci/run checks the sources
 #   peers    also the programs that the benchmarks compare with (-DKXRTC_BENCHMARK_PEERS=ON)
 #   browser  also a browser that plays the MP4. Without it the tests that need it are skipped, so a
 #            failure to install it is only a message.
+#   docs     also what makes the reference pages (scripts/docs.sh)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -19,16 +20,13 @@ installed() {
 
 # Names of the packages of one group ("" for those everybody needs) that are not installed.
 missing_of_group() {
-  local name reason
+  local name group
   while IFS= read -r line; do
     [[ "$line" =~ ^([a-z0-9.+-]+)[[:space:]]+\#[[:space:]](.*)$ ]] || continue
     name=${BASH_REMATCH[1]}
-    reason=${BASH_REMATCH[2]}
-    case "$reason" in
-      "checks: "*) [ "$1" = checks ] || continue ;;
-      "browser: "*) [ "$1" = browser ] || continue ;;
-      *) [ -z "$1" ] || continue ;;
-    esac
+    group=
+    [[ "${BASH_REMATCH[2]}" =~ ^(checks|peers|browser|docs):\  ]] && group=${BASH_REMATCH[1]}
+    [ "$group" = "$1" ] || continue
     installed "$name" || echo "$name"
   done < scripts/packages.txt
 }
@@ -77,6 +75,7 @@ for group in "$@"; do
   case "$group" in
     checks) install_group checks ;;
     peers) install_group peers ;;
+    docs) install_group docs ;;
     browser)
       { install_group browser && install_node_packages; } ||
         echo "setup: no browser to play the result in; the browser tests will be skipped" >&2

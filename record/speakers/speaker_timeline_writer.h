@@ -1,8 +1,11 @@
 // Writes the speaker timeline while a recorder records: the host tells it the people, the recorder
 // the rest. A host passes it to SpeakerRecorder::SetListener().
 //
+//   #include "kxrtc/recording/speaker_recorder.h"
 //   SpeakerTimelineWriter timeline(nullptr);
-//   timeline.Create(folder, "Weekly", &error);
+//   SpeakerRecorder recorder;
+//   std::string error;
+//   if (!timeline.Create("monday/", "Weekly", &error)) return false;
 //   recorder.SetListener(&timeline);
 //
 // Threads: all functions may be called from any. No call waits for the recorder.
