@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Installs the missing packages of scripts/packages.txt. Prints nothing when none is missing.
-# usage: scripts/setup.sh [checks] [peers] [browser] [docs]
+# usage: scripts/setup.sh [checks] [peers] [browser] [docs] [packages]
 #   checks   also the tools with which .ci/run checks the sources
 #   peers    also the programs that the benchmarks compare with (-DKXRTC_BENCHMARK_PEERS=ON)
 #   browser  also a browser that plays the MP4. Without it the tests that need it are skipped, so a
 #            failure to install it is only a message.
 #   docs     also what makes the reference pages (scripts/docs.sh)
+#   packages also what makes a clean system to try the Debian packages in (scripts/package_test.sh)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -25,7 +26,7 @@ missing_of_group() {
     [[ "$line" =~ ^([a-z0-9.+-]+)[[:space:]]+\#[[:space:]](.*)$ ]] || continue
     name=${BASH_REMATCH[1]}
     group=
-    [[ "${BASH_REMATCH[2]}" =~ ^(checks|peers|browser|docs):\  ]] && group=${BASH_REMATCH[1]}
+    [[ "${BASH_REMATCH[2]}" =~ ^(checks|peers|browser|docs|packages):\  ]] && group=${BASH_REMATCH[1]}
     [ "$group" = "$1" ] || continue
     installed "$name" || echo "$name"
   done < scripts/packages.txt
@@ -75,7 +76,7 @@ for group in "$@"; do
   case "$group" in
     checks) install_group checks ;;
     peers) install_group peers ;;
-    docs) install_group docs ;;
+    docs | packages) install_group "$group" ;;
     browser)
       { install_group browser && install_node_packages; } ||
         echo "setup: no browser to play the result in; the browser tests will be skipped" >&2

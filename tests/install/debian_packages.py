@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Packs the Debian packages and checks what each holds and needs."""
+"""Packs the Debian packages twice and checks what each holds and needs, by lintian too where it is."""
 
 import argparse
+import os
 import re
 import shutil
 import subprocess
@@ -56,6 +57,8 @@ def check(package, problems):
         problems.append(f"unexpected package {name}")
         return name
     patterns, needs = EXPECTED[name]
+    patterns = patterns + [rf"/usr/share/doc/{name}/(changelog\.gz|copyright)",
+                           rf"/usr/share/lintian/overrides/{name}"]
     files = [re.sub(r" -> .*", "", line.split(None, 5)[5]).lstrip(".")
              for line in output("dpkg-deb", "--contents", package).splitlines()]
     files = [file for file in files if not file.endswith("/")]
@@ -72,6 +75,24 @@ def check(package, problems):
     return name
 
 
+def pack(cpack, config, folder):
+    """The bytes of each package."""
+    shutil.rmtree(folder, ignore_errors=True)
+    subprocess.run([cpack, "--config", config, "-B", str(folder)], check=True,
+                   env=dict(os.environ, SOURCE_DATE_EPOCH="1700000000"))
+    return {package.name: package.read_bytes() for package in folder.glob("*.deb")}
+
+
+def what_lintian_says(packages):
+    """Its errors and warnings, as far as packaging/lintian_overrides does not explain them."""
+    if shutil.which("lintian") is None:
+        return []
+    allow_root = ["--allow-root"] if os.geteuid() == 0 else []
+    result = subprocess.run(["lintian", *allow_root, "--tag-display-limit", "0", *packages],
+                            stdout=subprocess.PIPE, text=True, check=False)
+    return result.stdout.splitlines()
+
+
 def main():
     parser = argparse.ArgumentParser()
     for option in ("--cpack", "--config", "--folder"):
@@ -79,12 +100,14 @@ def main():
     parser.add_argument("packages", nargs="+", help="the names of those that are to be made")
     options = parser.parse_args()
     folder = Path(options.folder)
-    shutil.rmtree(folder, ignore_errors=True)
-    subprocess.run([options.cpack, "--config", options.config, "-B", str(folder)], check=True)
-    problems = []
+    first = pack(options.cpack, options.config, folder)
+    second = pack(options.cpack, options.config, folder)
+    problems = [f"{name} is another one when packed again" for name in sorted(first.keys() | second.keys())
+                if first.get(name) != second.get(name)]
     found = {check(str(package), problems) for package in folder.glob("*.deb")}
     if found != set(options.packages):
         problems.append(f"made {sorted(found)}")
+    problems += what_lintian_says([str(package) for package in folder.glob("*.deb")])
     for problem in problems:
         print(problem)
     return 1 if problems else 0
