@@ -11,6 +11,7 @@ if [ "$(id -u)" -ne 0 ]; then
   exit 2
 fi
 scripts/setup.sh packages
+[ -d build/demo/record ] || scripts/demo.sh  # A record of real media.
 mapfile -t packages < <(scripts/package.sh | grep '\.deb$')
 
 step() { printf '== %s\n' "$1"; }
@@ -61,8 +62,9 @@ done
 
 install /packages/librtc-transcoder-{mp4-writer,speaker-timeline}{0,-dev}.deb
 build tests/install/examples
-mkdir "$root/record"
-inside /build/tests/install/examples/record_conference /record 4
+mkdir "$root/recorded"
+inside /build/tests/install/examples/record_conference /recorded 4
+cp -r build/demo/record "$root/"
 inside /build/tests/install/examples/transcode_record /record/ /example.mp4
 
 install /packages/kxrtc.deb
