@@ -1,14 +1,18 @@
 #!/usr/bin/env bash
 # Installs the missing packages of scripts/packages.txt. Prints nothing when none is missing.
-# usage: scripts/setup.sh [checks] [peers] [browser] [docs] [packages]
-#   checks   also the tools with which .ci/run checks the sources
-#   peers    also the programs that the benchmarks compare with (-DKXRTC_BENCHMARK_PEERS=ON)
-#   browser  also a browser that plays the MP4. Without it the tests that need it are skipped, so a
-#            failure to install it is only a message.
-#   docs     also what makes the reference pages (scripts/docs.sh)
-#   packages also what makes a clean system to try the Debian packages in (scripts/package_test.sh)
+# usage: scripts/setup.sh [GROUP...]
+#   arm64     also what builds and runs programs for 64-bit ARM (scripts/arm64.sh)
+#   browser   also a browser that plays the MP4. Without it the tests that need it are skipped, so a
+#             failure to install it is only a message.
+#   checks    also the tools with which .ci/run checks the sources
+#   coverage  also what sums up the lines that the tests reach (scripts/coverage.sh)
+#   docs      also what makes the reference pages (scripts/docs.sh)
+#   packages  also what makes a clean system to try the Debian packages in (scripts/package_test.sh)
+#   peers     also the programs that the benchmarks compare with (-DKXRTC_BENCHMARK_PEERS=ON)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+groups='arm64|browser|checks|coverage|docs|packages|peers'
 
 # For the tests in a browser: what controls Debian's chromium, which installs no browser itself, and
 # a validator of captions.
@@ -23,10 +27,10 @@ installed() {
 missing_of_group() {
   local name group
   while IFS= read -r line; do
-    [[ "$line" =~ ^([a-z0-9.+-]+)[[:space:]]+\#[[:space:]](.*)$ ]] || continue
+    [[ "$line" =~ ^([a-z0-9.+:-]+)[[:space:]]+\#[[:space:]](.*)$ ]] || continue
     name=${BASH_REMATCH[1]}
     group=
-    [[ "${BASH_REMATCH[2]}" =~ ^(checks|peers|browser|docs|packages):\  ]] && group=${BASH_REMATCH[1]}
+    [[ "${BASH_REMATCH[2]}" =~ ^($groups):\  ]] && group=${BASH_REMATCH[1]}
     [ "$group" = "$1" ] || continue
     installed "$name" || echo "$name"
   done < scripts/packages.txt
@@ -73,17 +77,16 @@ install_node_packages() {
 
 install_group ""
 for group in "$@"; do
-  case "$group" in
-    checks) install_group checks ;;
-    peers) install_group peers ;;
-    docs | packages) install_group "$group" ;;
-    browser)
-      { install_group browser && install_node_packages; } ||
-        echo "setup: no browser to play the result in; the browser tests will be skipped" >&2
-      ;;
-    *)
-      echo "setup: no such group: $group" >&2
-      exit 2
-      ;;
-  esac
+  if [[ ! "$group" =~ ^($groups)$ ]]; then
+    echo "setup: no such group: $group; there are ${groups//|/, }" >&2
+    exit 2
+  elif [ "$group" = arm64 ] && [[ "$(dpkg --print-foreign-architectures)" != *arm64* ]]; then
+    dpkg --add-architecture arm64
+  fi
+  if [ "$group" = browser ]; then
+    { install_group browser && install_node_packages; } ||
+      echo "setup: no browser to play the result in; the browser tests will be skipped" >&2
+  else
+    install_group "$group"
+  fi
 done
