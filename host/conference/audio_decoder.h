@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/conference/ffmpeg_input_handles.h"
+#include "host/ffmpeg/ffmpeg_input_handles.h"
 
 namespace kxrtc_host {
 

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <string>
 
-#include "host/conference/ffmpeg_input_handles.h"
 #include "host/conference/local_input.h"
+#include "host/ffmpeg/ffmpeg_input_handles.h"
 #include "host/scenario/scenario.h"
 #include "host/scenario/source_access.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/conference/ffmpeg_input_handles.h"
+#include "host/ffmpeg/ffmpeg_input_handles.h"
 #include "host/h264/parameter_sets.h"
 
 namespace kxrtc_host {

@@ -1,109 +1,21 @@
 #include "host/ffmpeg/jpeg_thumbnail_maker.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <utility>
-
-#include "host/ffmpeg/ffmpeg_handles.h"
+#include "host/ffmpeg/jpeg_picture.h"
 #include "host/ffmpeg/picture_layout.h"
 
 namespace kxrtc_host {
-namespace {
-
-// More than a 5K screen has. Larger pictures would take more memory than all the rest of a report.
-constexpr int64_t kMaxPixels = int64_t{4096} * 4096;
-
-constexpr int kQuality = 4;  // Of 1, the best, to 31.
-
-// Null: it cannot be decoded, or not without damage.
-FrameHandle DecodeKeyFrame(const uint8_t* data, uint32_t size) {
-  const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_H264);
-  const CodecContextHandle context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
-  const PacketHandle packet(av_packet_alloc());
-  FrameHandle picture(av_frame_alloc());
-  if (context == nullptr || packet == nullptr || picture == nullptr) return nullptr;
-  context->thread_count = 1;
-  context->max_pixels = kMaxPixels;
-  context->skip_loop_filter = AVDISCARD_ALL;  // Nobody sees it at that size.
-  if (size == 0 || size > INT32_MAX - AV_INPUT_BUFFER_PADDING_SIZE ||
-      avcodec_open2(context.get(), codec, nullptr) < 0 ||
-      av_new_packet(packet.get(), static_cast<int>(size)) < 0) {
-    return nullptr;
-  }
-  std::copy(data, data + size, packet->data);
-  if (avcodec_send_packet(context.get(), packet.get()) < 0 ||
-      avcodec_send_packet(context.get(), nullptr) < 0 ||
-      avcodec_receive_frame(context.get(), picture.get()) < 0) {
-    return nullptr;
-  }
-  const bool is_damaged =
-      picture->decode_error_flags != 0 || (picture->flags & AV_FRAME_FLAG_CORRUPT) != 0;
-  return is_damaged ? nullptr : std::move(picture);
-}
-
-// The size of a thumbnail without black bars around the picture.
-PictureRect ThumbnailSize(const AVFrame& picture, int32_t rotation) {
-  double ratio = static_cast<double>(picture.width) / picture.height;
-  const AVRational aspect = picture.sample_aspect_ratio;
-  if (aspect.num > 0 && aspect.den > 0) ratio *= av_q2d(aspect);
-  const bool sideways = rotation == 90 || rotation == 270;
-  return FitIntoCanvas(kThumbnailWidth, kThumbnailHeight, sideways ? 1 / ratio : ratio);
-}
-
-// JPEG files have the full range of brightness.
-FrameHandle WithFullRange(const AVFrame& picture) {
-  FrameHandle full(av_frame_alloc());
-  if (full == nullptr) return nullptr;
-  full->width = picture.width;
-  full->height = picture.height;
-  full->format = AV_PIX_FMT_YUVJ420P;
-  full->color_range = AVCOL_RANGE_JPEG;
-  full->quality = FF_QP2LAMBDA * kQuality;
-  const ScalerHandle scaler(sws_getContext(picture.width, picture.height, AV_PIX_FMT_YUV420P,
-                                           picture.width, picture.height, AV_PIX_FMT_YUVJ420P,
-                                           SWS_BICUBIC, nullptr, nullptr, nullptr));
-  if (scaler == nullptr || av_frame_get_buffer(full.get(), 0) < 0 ||
-      sws_scale(scaler.get(), picture.data, picture.linesize, 0, picture.height, full->data,
-                full->linesize) <= 0) {
-    return nullptr;
-  }
-  return full;
-}
-
-std::string EncodeJpeg(const AVFrame& picture) {
-  const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_MJPEG);
-  const CodecContextHandle context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
-  const PacketHandle packet(av_packet_alloc());
-  if (context == nullptr || packet == nullptr) return "";
-  context->width = picture.width;
-  context->height = picture.height;
-  context->pix_fmt = AV_PIX_FMT_YUVJ420P;
-  context->color_range = AVCOL_RANGE_JPEG;
-  context->time_base = {1, 1};
-  context->thread_count = 1;
-  context->global_quality = picture.quality;
-  // Without the name of the program that made it.
-  context->flags |= AV_CODEC_FLAG_QSCALE | AV_CODEC_FLAG_BITEXACT;
-  if (avcodec_open2(context.get(), codec, nullptr) < 0 ||
-      avcodec_send_frame(context.get(), &picture) < 0 ||
-      avcodec_receive_packet(context.get(), packet.get()) < 0) {
-    return "";
-  }
-  return {packet->data, packet->data + packet->size};
-}
-
-}  // namespace
 
 std::string JpegThumbnailMaker::Make(const uint8_t* data, uint32_t size, int32_t rotation) {
-  const FrameHandle picture = DecodeKeyFrame(data, size);
+  const FrameHandle picture = DecodeKeyFrame(data, size, Deblocking::kOff);
   const FrameHandle canvas(av_frame_alloc());
   if (picture == nullptr || canvas == nullptr) return "";
   const int32_t turn = NormalRotation(rotation);
-  const PictureRect place = ThumbnailSize(*picture, turn);
+  // Without black bars around the picture.
+  const PictureRect place =
+      FitIntoCanvas(kThumbnailWidth, kThumbnailHeight, UprightRatio(*picture, turn));
   PictureLayout layout(place.width, place.height);
   if (!layout.Draw(*picture, turn, canvas.get())) return "";
-  const FrameHandle full = WithFullRange(*canvas);
-  return full == nullptr ? "" : EncodeJpeg(*full);
+  return EncodeJpeg(*canvas, place.width, place.height);
 }
 
 }  // namespace kxrtc_host

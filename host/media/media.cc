@@ -6,7 +6,9 @@
 #include "host/ffmpeg/ffmpeg_log.h"
 #include "host/ffmpeg/ffmpeg_version.h"
 #include "host/ffmpeg/h264_format_reader.h"
+#include "host/ffmpeg/jpeg_storyboard_painter.h"
 #include "host/ffmpeg/jpeg_thumbnail_maker.h"
+#include "host/ffmpeg/mp4_key_frames.h"
 #include "host/mp4/media_component_factory_imp.h"
 #include "host/mp4/sample_bounds.h"
 #include "kx_utility/export.h"
@@ -45,6 +47,18 @@ class MediaOnFFmpeg final : public Media {
 
   std::unique_ptr<ThumbnailMaker> MakeThumbnailMaker() const override {
     return std::make_unique<JpegThumbnailMaker>();
+  }
+
+  std::unique_ptr<StoryboardPainter> MakeStoryboardPainter(const ImageSize& tile,
+                                                           const ImageSize& sheet) const override {
+    return std::make_unique<JpegStoryboardPainter>(tile, sheet);
+  }
+
+  std::unique_ptr<KeyFrameSource> OpenMp4KeyFrames(const std::string& path,
+                                                   std::string* error) const override {
+    auto frames = std::make_unique<Mp4KeyFrames>();
+    if (!frames->Open(path, error)) return nullptr;
+    return frames;
   }
 
   std::unique_ptr<Mp4Factory> MakeMp4Factory(

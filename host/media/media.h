@@ -18,6 +18,8 @@
 #include "record/check/parameter_set_examiner.h"
 #include "record/check/sound_examiner.h"
 #include "record/predict/record_outline.h"
+#include "record/show/key_frame_source.h"
+#include "record/show/storyboard_painter.h"
 #include "record/show/thumbnail_maker.h"
 
 namespace kxrtc_host {
@@ -29,6 +31,14 @@ class Media {
   virtual std::unique_ptr<SoundExaminer> MakeSoundExaminer() const = 0;
   virtual std::unique_ptr<ParameterSetExaminer> MakeParameterSetExaminer() const = 0;
   virtual std::unique_ptr<ThumbnailMaker> MakeThumbnailMaker() const = 0;
+
+  // All sides are even.
+  virtual std::unique_ptr<StoryboardPainter> MakeStoryboardPainter(
+      const ImageSize& tile, const ImageSize& sheet) const = 0;
+
+  // The key frames of an MP4 file. Null: `*error` says why, with the path.
+  virtual std::unique_ptr<KeyFrameSource> OpenMp4KeyFrames(const std::string& path,
+                                                           std::string* error) const = 0;
 
   // A factory of MP4 writers. `outline` gives the bounds of the samples; without one, those of
   // `options` count.

@@ -18,6 +18,15 @@ struct KeyFramePlace {
   int32_t rotation = 0;  // Degrees clockwise, as recorded.
 };
 
+// At most one for each of `count` equal slices of `duration_us`: the one of the sorted `times_us`
+// that is nearest to the middle of its slice. Returns their places in `times_us`, sorted.
+std::vector<size_t> SpreadOver(const std::vector<int64_t>& times_us, size_t count,
+                               int64_t duration_us);
+
+// The slice of SpreadOver() that has `time_us`, and where a slice starts.
+size_t SliceOf(int64_t time_us, size_t count, int64_t duration_us);
+int64_t SliceStart(size_t slice, size_t count, int64_t duration_us);
+
 // Takes all key frames in the order of the MP4 and keeps a bounded number of them.
 class KeyFrameChoice {
  public:
@@ -28,9 +37,11 @@ class KeyFrameChoice {
 
   void Add(int64_t output_us, const kxrtc::VideoDataRecord& data);
 
-  // At most one for each of `count` equal slices of `duration_us`, by time: the one nearest to the
-  // middle of its slice.
+  // Those of SpreadOver().
   std::vector<KeyFramePlace> Spread(size_t count, int64_t duration_us) const;
+
+  // All that were kept, by time.
+  const std::vector<KeyFramePlace>& kept() const { return kept_; }
 
  private:
   void Thin();

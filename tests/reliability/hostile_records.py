@@ -45,9 +45,9 @@ NUMBERS = {**SIZES, "2^63-1": 2**63 - 1, "2^63": 2**63, "2^64-1": 2**64 - 1}
 # the output lead to.
 STATUSES = {"info": {0, 3}, "dump": {0, 3, 7}, "verify": {0, 3, 12, 13}, "repair": {0, 1, 3},
             "report": {0, 3}, "transcode": {0, 3, 4, 6, 7, 8}, "encode": {0, 3, 4, 6, 7, 8},
-            "estimate": {0, 3, 6}, "bundle": {0, 3}, "list": {0}}
+            "estimate": {0, 3, 6}, "bundle": {0, 3}, "thumbnails": {0, 3, 8}, "list": {0}}
 OUTPUTS = {"repair": ("repaired", {0}), "report": ("page.html", {0}),
-           "bundle": ("out.tar.gz", {0}), "transcode": ("out.mp4", {0, 7}), "encode": ("out.mp4", {0, 7})}
+           "bundle": ("out.tar.gz", {0}), "thumbnails": ("pictures", {0}), "transcode": ("out.mp4", {0, 7}), "encode": ("out.mp4", {0, 7})}
 # "transcode" copies the pictures.
 TRANSCODE = {"transcode": ("--video", "copy", "--quiet"),
              "encode": ("--preset", "ultrafast", "--no-hardware", "--no-sync", "--quiet")}

@@ -17,6 +17,7 @@ void AddListCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddRecordCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddRepairCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddReportCommand(CLI::App& app, PathOptions* paths, int* exit_status);
+void AddThumbnailsCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddVerifyCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 

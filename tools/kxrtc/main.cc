@@ -24,6 +24,7 @@ constexpr char kFooter[] =
     "  kxrtc verify ~/records/monday                 what is wrong with it\n"
     "  kxrtc repair ~/records/monday new-folder      repair a damaged record\n"
     "  kxrtc report ~/records/monday monday.html     make an HTML page about it\n"
+    "  kxrtc thumbnails ~/records/monday pictures    make a poster and a storyboard for players\n"
     "  kxrtc bundle ~/records/monday monday.tar.gz   pack it for support, without private content\n"
     "  kxrtc list ~/records                          find all records below a folder\n"
     "  kxrtc h264 ~/records/monday/SpeakeRecord.264  list the NAL units of a stream\n";
@@ -85,7 +86,8 @@ int Run(int argc, char** argv) {
        {kxrtc_tool::AddRecordCommand, kxrtc_tool::AddTranscodeCommand,
         kxrtc_tool::AddEstimateCommand, kxrtc_tool::AddInfoCommand, kxrtc_tool::AddDumpCommand,
         kxrtc_tool::AddVerifyCommand, kxrtc_tool::AddRepairCommand, kxrtc_tool::AddReportCommand,
-        kxrtc_tool::AddBundleCommand, kxrtc_tool::AddListCommand, kxrtc_tool::AddH264Command}) {
+        kxrtc_tool::AddThumbnailsCommand, kxrtc_tool::AddBundleCommand, kxrtc_tool::AddListCommand,
+        kxrtc_tool::AddH264Command}) {
     add(app, &paths, &exit_status);
   }
   AddLogOptions(app, paths, &log_file);

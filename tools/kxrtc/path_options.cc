@@ -100,7 +100,6 @@ std::string PathOptions::ConflictOfLog(const std::string& log) const {
       if (std::string conflict = ConflictWithRecord(*given.path, log); !conflict.empty()) {
         return conflict;
       }
-      continue;
     }
     if (kxrtc_host::LeadToSameFile(*given.path, log)) {
       return " is also given as " + given.option->get_name();

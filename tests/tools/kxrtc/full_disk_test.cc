@@ -165,6 +165,8 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{"TranscodeEncode", "transcode --quiet --no-hardware --preset ultrafast %r %o",
                     "out.mp4", nullptr, 0.02},
         CommandCase{"Report", "report %r %o", "page.html", "older"},
+        CommandCase{"Thumbnails", "thumbnails --size 640x360 --interval 0.1 %r %o", "pictures",
+                    nullptr},
         CommandCase{"Repair", "repair %r %o", "repaired", nullptr},
         CommandCase{"H264Copy", "h264 %rSpeakeRecord.264 --rewrite-vui %o", "out.264", nullptr}),
     [](const auto& param_info) { return param_info.param.name; });

@@ -64,6 +64,7 @@ TEST(StartTest, LoadsFewLibrariesWhereFFmpegIsNotNeeded) {
         "verify " + Quoted(silent.path()),
         "report --anonymous " + Quoted(silent.path()) + " " + Quoted(outputs.File("silent.html")),
         "repair " + record + " " + Quoted(outputs.File("repaired")),
+        "thumbnails " + Quoted(outputs.path()) + " " + Quoted(outputs.File("none")),
         "h264 " + Quoted(dir.path() + "SpeakeRecord.264"),
         "transcode " + Quoted(outputs.path()) + " " + Quoted(outputs.File("none.mp4")),
         "bundle " + Quoted(outputs.path()) + " " + Quoted(outputs.File("none.tar.gz")),
@@ -85,6 +86,7 @@ TEST(StartTest, LoadsFFmpegWhereItIsNeeded) {
   for (const std::string& arguments :
        {"verify " + record, "report " + record + " " + Quoted(outputs.File("page.html")),
         "report " + Quoted(silent.path()) + " " + Quoted(outputs.File("silent.html")),
+        "thumbnails " + Quoted(silent.path()) + " " + Quoted(outputs.File("pictures")),
         "transcode --video copy " + record + " " + Quoted(outputs.File("out.mp4"))}) {
     EXPECT_THAT(ObjectsLoadedBy(arguments), Contains(HasSubstr("libavcodec.so"))) << arguments;
   }

@@ -1,6 +1,6 @@
 // Owning handles for the FFmpeg objects that only reading media needs.
-#ifndef HOST_CONFERENCE_FFMPEG_INPUT_HANDLES_H_
-#define HOST_CONFERENCE_FFMPEG_INPUT_HANDLES_H_
+#ifndef HOST_FFMPEG_FFMPEG_INPUT_HANDLES_H_
+#define HOST_FFMPEG_FFMPEG_INPUT_HANDLES_H_
 
 extern "C" {
 #include <libavcodec/bsf.h>
@@ -49,4 +49,4 @@ class DictionaryHandle {
 
 }  // namespace kxrtc_host
 
-#endif  // HOST_CONFERENCE_FFMPEG_INPUT_HANDLES_H_
+#endif  // HOST_FFMPEG_FFMPEG_INPUT_HANDLES_H_
