@@ -1,6 +1,3 @@
-#include <json/value.h>
-#include <json/version.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
@@ -15,9 +12,11 @@
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/examine_record.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/path_options.h"
 #include "tools/kxrtc/stop_signals.h"
+#include "tools/kxrtc/versions.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -39,17 +38,6 @@ struct BundleOptions {
   std::string output;
   bool force = false;
 };
-
-std::string VersionsDocument(const kxrtc_host::Media& media) {
-  Json::Value document;
-  document["document"] = "kxrtc.versions";
-  document["kxrtc"] = KXRTC_VERSION;
-  Json::Value& libraries = document["libraries"];
-  for (const auto& [name, version] : media.LibraryVersions()) libraries[name] = version;
-  libraries["CLI11"] = CLI11_VERSION;
-  libraries["jsoncpp"] = JSONCPP_VERSION_STRING;
-  return kxrtc_host::JsonText(document) + '\n';
-}
 
 void PrintPacked(const std::string& path, uint64_t bytes, const kxrtc_host::BundleResult& result) {
   for (const kxrtc_host::PackedFile& file : result.files) {
@@ -105,7 +93,7 @@ ExitStatus MakeBundle(const BundleOptions& options) {
   input.summary = &summary;
   input.damaged_sound = &damaged;
   if (MayHelpRepair(summary)) input.preview = kxrtc_host::PreviewRepair(options.record_dir, {});
-  input.versions = VersionsDocument(*media);
+  input.versions = JsonLine(VersionsDocument(media));
   return Pack(options, input, *media);
 }
 
@@ -117,7 +105,7 @@ void AddBundleCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       app.add_subcommand("bundle", "Pack a record for support, without its private content");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
   paths->AddFile(command, "OUT.tar.gz", &options->output, "Archive to write");
-  command->add_flag("--force", options->force, "Replace OUT.tar.gz if it exists");
+  command->add_flag("-f,--force", options->force, "Replace OUT.tar.gz if it exists");
   command->footer(kBundleFooter);
   command->callback([options, exit_status] { *exit_status = MakeBundle(*options); });
 }

@@ -20,6 +20,7 @@ void AddReportCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddThumbnailsCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddVerifyCommand(CLI::App& app, PathOptions* paths, int* exit_status);
+void AddVersionCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 
 }  // namespace kxrtc_tool
 

@@ -9,6 +9,7 @@
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/terminal_text.h"
 #include "tools/kxrtc/time_option.h"
+#include "tools/kxrtc/usage_errors.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -29,7 +30,8 @@ ExitStatus Dump(const DumpCommandOptions& options) {
   }
   if (!options.to.empty() && !kxrtc_host::ParseTime(options.to, &dump.to_us)) return kExitUsage;
   if (dump.from_us > dump.to_us) {
-    return Fail(kExitUsage, "--from " + options.from + " is later than --to " + options.to);
+    return RefuseUsage("dump", "--from " + options.from + " is later than --to " + options.to,
+                       options.json);
   }
   const kxrtc_host::DumpResult result = DumpRecord(options.record_dir, dump, stdout);
   if (!result.readable) return Fail(kExitRecordUnreadable, result.error);
@@ -46,7 +48,7 @@ void AddDumpCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
   command->add_option("--from", options->from, "First recorder time shown")->check(TimeValidator());
   command->add_option("--to", options->to, "Last recorder time shown")->check(TimeValidator());
-  command->add_flag("--json", options->json, "Print a JSON document");
+  command->add_flag("-j,--json", options->json, "Print a JSON document");
   command->footer("Example:\n  kxrtc dump ~/records/monday --from 12.5 --to 14\n");
   command->callback([options, exit_status] { *exit_status = Dump(*options); });
 }

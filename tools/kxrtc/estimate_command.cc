@@ -47,7 +47,7 @@ void AddEstimateCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   CLI::App* command =
       app.add_subcommand("estimate", "Estimate the size of the MP4 of a record in encode mode");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
-  command->add_flag("--json", options->json, "Print one line of JSON");
+  command->add_flag("-j,--json", options->json, "Print one line of JSON");
   command->footer("Example:\n  kxrtc estimate ~/records/monday\n");
   command->callback([options, exit_status] { *exit_status = Estimate(*options); });
 }

@@ -227,11 +227,12 @@ void AddH264Command(CLI::App& app, PathOptions* paths, int* exit_status) {
   CLI::App* command =
       app.add_subcommand("h264", "List the NAL units, parameter sets and key frames of a stream");
   paths->AddFile(command, "FILE", &options->inspection.input, "H.264 byte stream");
-  command->add_flag("--json", options->json, "Print one line of JSON for each unit");
+  command->add_flag("-j,--json", options->json, "Print one line of JSON for each unit");
   CLI::Option* copy = paths->AddFile(command, "--rewrite-vui", &options->inspection.copy,
                                      "Write a copy that a decoder can show without delay");
   command
-      ->add_flag("--force", options->inspection.replace_existing, "Replace the copy if it exists")
+      ->add_flag("-f,--force", options->inspection.replace_existing,
+                 "Replace the copy if it exists")
       ->needs(copy);
   command->footer(kH264Footer);
   command->callback([options, exit_status] { *exit_status = Inspect(*options); });

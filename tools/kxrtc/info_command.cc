@@ -49,7 +49,7 @@ void AddInfoCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<InfoOptions>();
   CLI::App* command = app.add_subcommand("info", "Show what a record contains");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
-  command->add_flag("--json", options->json, "Print a JSON document");
+  command->add_flag("-j,--json", options->json, "Print a JSON document");
   command->footer("Example:\n  kxrtc info ~/records/monday\n");
   command->callback([options, exit_status] { *exit_status = Info(*options); });
 }

@@ -13,4 +13,12 @@ void PrintJsonLine(const Json::Value& value) {
   std::fflush(stdout);
 }
 
+void PrintErrorLine(int exit_status, const std::string& message) {
+  Json::Value line;
+  line["event"] = "error";
+  line["message"] = message;
+  line["exit_status"] = exit_status;
+  PrintJsonLine(line);
+}
+
 }  // namespace kxrtc_tool

@@ -14,6 +14,9 @@ std::string JsonLine(const Json::Value& value);
 // Prints that on standard output and flushes, so that a reader sees it at once.
 void PrintJsonLine(const Json::Value& value);
 
+// Prints a line with the event "error": why the program ends with `exit_status`.
+void PrintErrorLine(int exit_status, const std::string& message);
+
 }  // namespace kxrtc_tool
 
 #endif  // TOOLS_KXRTC_JSON_LINE_H_

@@ -21,6 +21,7 @@
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/terminal_text.h"
+#include "tools/kxrtc/usage_errors.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -152,7 +153,7 @@ class Lister {
 
 ExitStatus List(const ListOptions& options) {
   if (const std::string conflict = ConflictOfRoots(options.roots); !conflict.empty()) {
-    return Fail(kExitUsage, conflict);
+    return RefuseUsage("list", conflict, options.json);
   }
   return Lister(options).Run();
 }
@@ -163,15 +164,16 @@ void AddListCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<ListOptions>();
   CLI::App* command = app.add_subcommand("list", "Find the records below folders");
   paths->AddArchives(command, "ROOT", &options->roots, "Folders that contain records");
-  CLI::Option* out = paths->AddFile(command, "--out", &options->out,
+  CLI::Option* out = paths->AddFile(command, "-o,--out", &options->out,
                                     "Folder of the MP4s: also tell the MP4 of each record, and "
                                     "whether it is due");
   command
       ->add_flag("--pending", options->pending,
                  "Only records whose MP4 is missing or was made of another state of the record")
       ->needs(out);
-  CLI::Option* json = command->add_flag("--json", options->json, "Print one line of JSON a record");
-  command->add_flag("--print0", options->print0, "Print folders only, a zero byte behind each")
+  CLI::Option* json =
+      command->add_flag("-j,--json", options->json, "Print one line of JSON a record");
+  command->add_flag("-0,--print0", options->print0, "Print folders only, a zero byte behind each")
       ->excludes(json);
   command->footer(
       "Reads both ends of each index only. A record that was made into an MP4 with other options "

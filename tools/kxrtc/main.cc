@@ -1,17 +1,23 @@
 // kxrtc, the command-line tool: makes, inspects and transcodes speaker records (docs/tool.md).
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <map>
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
+#include "tools/kxrtc/help_text.h"
 #include "tools/kxrtc/log_file.h"
+#include "tools/kxrtc/named_values.h"
 #include "tools/kxrtc/path_options.h"
 #include "tools/kxrtc/standard_output.h"
+#include "tools/kxrtc/usage_errors.h"
 
 namespace {
 
@@ -50,7 +56,7 @@ void AddLogOptions(CLI::App& app, const kxrtc_tool::PathOptions& paths,
       app.add_option("--log-file", *path, "Write the log of the library to this file");
   file_option->check(kxrtc_tool::FileNameValidator());
   app.add_option("--log-level", *level, "Lowest level of the messages to write (default info)")
-      ->transform(CLI::CheckedTransformer(kLogLevels).description("verbose|info|warning|error"))
+      ->transform(kxrtc_tool::NamedValues(kLogLevels))
       ->needs(file_option);
   app.parse_complete_callback([&paths, path, level, log_file] {
     if (path->empty()) return;
@@ -65,19 +71,14 @@ void AddLogOptions(CLI::App& app, const kxrtc_tool::PathOptions& paths,
   }
 }
 
-// Prints why the command line is not accepted.
-kxrtc_tool::ExitStatus RefuseUsage(const std::string& why) {
-  const kxrtc_tool::ExitStatus status = Fail(kxrtc_tool::kExitUsage, why);
-  std::fputs("Run with --help for more information.\n", stderr);
-  return status;
-}
-
 int Run(int argc, char** argv) {
   int exit_status = kxrtc_tool::kExitOk;
   kxrtc_tool::LogFile log_file;
   kxrtc_tool::PathOptions paths;
   CLI::App app("Makes, inspects and transcodes speaker records.", "kxrtc");
-  app.set_version_flag("--version", "kxrtc " KXRTC_VERSION);
+  app.formatter(kxrtc_tool::MakeHelpFormatter());
+  app.set_version_flag("-V,--version", "kxrtc " KXRTC_VERSION,
+                       "Print the version and exit; kxrtc version tells more");
   app.require_subcommand(1);
   app.fallthrough();
   app.footer(kFooter);
@@ -87,22 +88,27 @@ int Run(int argc, char** argv) {
         kxrtc_tool::AddEstimateCommand, kxrtc_tool::AddInfoCommand, kxrtc_tool::AddDumpCommand,
         kxrtc_tool::AddVerifyCommand, kxrtc_tool::AddRepairCommand, kxrtc_tool::AddReportCommand,
         kxrtc_tool::AddThumbnailsCommand, kxrtc_tool::AddBundleCommand, kxrtc_tool::AddListCommand,
-        kxrtc_tool::AddH264Command}) {
+        kxrtc_tool::AddH264Command, kxrtc_tool::AddVersionCommand}) {
     add(app, &paths, &exit_status);
   }
+  kxrtc_tool::AddHelpCommand(app);
   AddLogOptions(app, paths, &log_file);
 
-  const std::string first = argc > 1 ? argv[1] : "-";
-  if (first[0] != '-' &&
-      app.get_subcommands([&](CLI::App* command) { return command->get_name() == first; })
-          .empty()) {
-    return RefuseUsage("there is no subcommand " + first);
+  std::vector<std::string> arguments = kxrtc_tool::AsHelpOption({argv + 1, argv + argc});
+  const bool json = kxrtc_tool::AsksForJson(arguments);
+  const std::string first = arguments.empty() ? "-" : arguments.front();
+  if (first[0] != '-' && !kxrtc_tool::IsSubcommand(app, first)) {
+    return kxrtc_tool::RefuseUsage("", kxrtc_tool::NoSubcommandText(app, first), json);
   }
   try {
-    app.parse(argc, argv);
+    std::reverse(arguments.begin(), arguments.end());  // As CLI11 takes them.
+    app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
     const bool is_failure = error.get_exit_code() != 0;  // Not the request for a help text.
-    if (is_failure) return RefuseUsage(error.what());
+    if (is_failure) {
+      return kxrtc_tool::RefuseUsage(kxrtc_tool::SubcommandOf(app),
+                                     kxrtc_tool::UsageErrorText(app, error), json);
+    }
     (void)app.exit(error);  // Prints that text.
   }
   if (!log_file.Close()) {

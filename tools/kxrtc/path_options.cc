@@ -75,6 +75,14 @@ CLI::Option* PathOptions::AddArchives(CLI::App* command, const char* name,
   return option;
 }
 
+CLI::Option* PathOptions::AddPathList(CLI::App* command, const char* name, std::string* path,
+                                      const char* description) {
+  CLI::Option* option = command->add_option(name, *path, description);
+  options_.push_back({Kind::kFile, option, path});
+  archives_.push_back(option);
+  return option;
+}
+
 CLI::Option* PathOptions::AddFile(CLI::App* command, const char* name, std::string* path,
                                   const char* description) {
   return Add(Kind::kFile, command, name, path, description);

@@ -39,6 +39,10 @@ class PathOptions {
   CLI::Option* AddArchives(CLI::App* command, const char* name, std::vector<std::string>* paths,
                            const char* description);
 
+  // The same for a file, or "-", that lists such folders.
+  CLI::Option* AddPathList(CLI::App* command, const char* name, std::string* path,
+                           const char* description);
+
   // Why the log must not be written to the file `log`, as text after its name: it is a file of a
   // record, another file of the given options, or a medium of the scenario; or it has the name of a
   // file of a record, where records of an archive are read. Empty: it may.

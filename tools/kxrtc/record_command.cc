@@ -161,9 +161,9 @@ void AddRecordCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                    "Folder of the record; created if missing");
   command->add_option("--duration", options->duration, "Stop after this time")
       ->check(TimeValidator(kMinDurationUs, kMaxDurationUs));
-  command->add_flag("--force", options->force, "Replace a record that is in the folder");
-  command->add_flag("--quiet", options->quiet, "Print errors only");
-  command->add_flag("--json", options->json, "Print events as lines of JSON");
+  command->add_flag("-f,--force", options->force, "Replace a record that is in the folder");
+  command->add_flag("-q,--quiet", options->quiet, "Print errors only");
+  command->add_flag("-j,--json", options->json, "Print events as lines of JSON");
   command->footer(
       "Example, with a camera that ffmpeg makes (docs/scenario.md has more):\n"
       "  ffmpeg -f lavfi -i testsrc2=size=640x360:rate=24 -f lavfi -i sine -t 3 -bf 0 ada.mp4\n"

@@ -66,7 +66,7 @@ void AddRepairCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
             return is_count ? "" : text + ": AAC cannot have this number of channels";
           },
           "1-6|8"));
-  command->add_flag("--json", options->json, "Print a JSON document");
+  command->add_flag("-j,--json", options->json, "Print a JSON document");
   command->footer("Example:\n  kxrtc repair ~/records/monday ~/records/monday-repaired\n");
   command->callback([options, exit_status] { *exit_status = Repair(*options); });
 }

@@ -14,6 +14,7 @@
 #include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/report_assets.h"
 #include "tools/kxrtc/stop_signals.h"
+#include "tools/kxrtc/usage_errors.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -64,7 +65,7 @@ ExitStatus Report(const ReportOptions& options) {
   std::string error;
   if (!options.video.empty() &&
       !kxrtc_host::VideoUrl(options.video, options.output, &contents.video_url, &error)) {
-    return Fail(kExitUsage, error);
+    return RefuseUsage("report", error, false);
   }
   kxrtc_host::RecordSummary summary;
   kxrtc_host::KeyFrameChoice key_frames;

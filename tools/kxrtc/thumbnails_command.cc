@@ -23,6 +23,7 @@
 #include "tools/kxrtc/stop_signals.h"
 #include "tools/kxrtc/thumbnail_files.h"
 #include "tools/kxrtc/time_option.h"
+#include "tools/kxrtc/usage_errors.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -61,6 +62,18 @@ bool ParseSize(const std::string& text, ImageSize* size) {
   char end = '\0';
   return text.find_first_not_of("0123456789x") == std::string::npos &&
          std::sscanf(text.c_str(), "%4ux%4u%c", &size->width, &size->height, &end) == 2;
+}
+
+CLI::Validator CountValidator() {
+  const std::string range = kxrtc_host::Text("1-%zu", kxrtc_host::kMaxStoryboardPictures);
+  return CLI::Validator(
+      [range](const std::string& text) -> std::string {
+        size_t count = 0;
+        const bool is_count = CLI::detail::lexical_cast(text, count) && text[0] != '-' &&
+                              count >= 1 && count <= kxrtc_host::kMaxStoryboardPictures;
+        return is_count ? "" : text + " is not a number of pictures, " + range;
+      },
+      range);
 }
 
 CLI::Validator TileSizeValidator() {
@@ -138,11 +151,13 @@ class ThumbnailsRun {
     constexpr int64_t kSecondUs = 1000000;
     const int64_t most = kxrtc_host::kMaxStoryboardPictures;
     const int64_t seconds = (source_->duration_us() / most + kSecondUs) / kSecondUs;
-    return Fail(kExitUsage,
-                kxrtc_host::Text("--interval %s makes more than %lld pictures; the shortest for "
-                                 "this one is --interval %lld",
-                                 SecondsText(*options_.interval_us).c_str(),
-                                 static_cast<long long>(most), static_cast<long long>(seconds)));
+    return RefuseUsage(
+        "thumbnails",
+        kxrtc_host::Text("--interval %s makes more than %lld pictures; the shortest for "
+                         "this one is --interval %lld",
+                         SecondsText(*options_.interval_us).c_str(), static_cast<long long>(most),
+                         static_cast<long long>(seconds)),
+        options_.json);
   }
 
   ExitStatus MakeFiles(const kxrtc_host::Media& media) {
@@ -249,7 +264,7 @@ void AddThumbnailsCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       command
           ->add_option("--count", options->count,
                        "Most pictures of the storyboard (default 200, at least 2 s apart)")
-          ->check(CLI::Range(size_t{1}, kxrtc_host::kMaxStoryboardPictures));
+          ->check(CountValidator());
   command
       ->add_option_function<std::string>(
           "--interval",
@@ -266,8 +281,8 @@ void AddThumbnailsCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
           "--size", [options](const std::string& text) { (void)ParseSize(text, &options->tile); },
           "Size of each picture of the storyboard (default 160x90)")
       ->check(TileSizeValidator());
-  command->add_flag("--force", options->force, "Replace files of OUT_DIR that exist");
-  command->add_flag("--json", options->json, "Print a JSON document");
+  command->add_flag("-f,--force", options->force, "Replace files of OUT_DIR that exist");
+  command->add_flag("-j,--json", options->json, "Print a JSON document");
   command->footer(
       "OUT_DIR gets poster.jpg, storyboard.vtt and its pictures, storyboard-001.jpg and so on.\n"
       "Example:\n  kxrtc thumbnails ~/records/monday monday-pictures\n");

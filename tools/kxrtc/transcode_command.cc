@@ -21,6 +21,7 @@
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/media_loader.h"
+#include "tools/kxrtc/named_values.h"
 #include "tools/kxrtc/output_claim.h"
 #include "tools/kxrtc/progress_report.h"
 #include "tools/kxrtc/speaker_outputs.h"
@@ -356,18 +357,18 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       ->add_option("--video", options->writer.video_mode,
                    "encode: pictures of one size, playable everywhere (default)\n"
                    "copy: the recorded pictures unchanged, many times faster")
-      ->transform(CLI::CheckedTransformer(kVideoModes).description("encode|copy"));
+      ->transform(NamedValues(kVideoModes));
   command
       ->add_option("--still-share", options->writer.still_share,
                    "Shown while a desktop share stands still for more than 5 s:\n"
                    "picture: its last picture (default); icon: that of no camera.\n"
                    "Copied video always shows the icon")
-      ->transform(CLI::CheckedTransformer(kStillShares).description("picture|icon"));
+      ->transform(NamedValues(kStillShares));
   command
       ->add_option("--preset", options->writer.preset,
                    "Preset of the encoder libx264 (default veryfast)")
-      ->check(CLI::IsMember({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium",
-                             "slow", "slower", "veryslow"}));
+      ->check(OneOf({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow",
+                     "slower", "veryslow"}));
   command->add_flag("--check-sound", options->writer.check_sound,
                     "With --video copy: try each audio frame with a decoder, as\n"
                     "--video encode does, and replace a damaged one by silence");
@@ -387,15 +388,15 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                     "No title and creation time from the speaker timeline");
   paths->AddFile(command, "--captions", &options->speakers.captions,
                  "Also write captions (WebVTT) that tell who speaks");
-  command->add_flag("--force", options->writer.replace_existing,
+  command->add_flag("-f,--force", options->writer.replace_existing,
                     "Replace OUT.mp4, and the captions, if they exist");
   command->add_flag("--if-needed", options->if_needed,
                     "Do nothing where OUT.mp4 was made of this record with these\n"
                     "options; replace it where it was made of another one");
   command->add_flag("--accept-cut", options->accept_cut,
                     "Status 0 instead of 7 for a record that ends early");
-  command->add_flag("--quiet", options->quiet, "Show warnings and errors only");
-  command->add_flag("--json", options->json, "Report in lines of JSON on standard output");
+  command->add_flag("-q,--quiet", options->quiet, "Show warnings and errors only");
+  command->add_flag("-j,--json", options->json, "Report in lines of JSON on standard output");
   command->add_flag("!--no-hardware", options->prefer_hardware, "Do not try hardware encoders");
   command->add_flag("!--no-sync", options->writer.sync,
                     "Do not wait until the file is on the disk");

@@ -44,10 +44,7 @@ void TranscodeMessages::Warning(const std::string& text) const {
 
 ExitStatus TranscodeMessages::Failure(ExitStatus status, const std::string& message) const {
   if (!json_) return Fail(status, message);
-  Json::Value line = Event("error");
-  line["message"] = message;
-  line["exit_status"] = status;
-  PrintJsonLine(line);
+  PrintErrorLine(status, message);
   return status;
 }
 

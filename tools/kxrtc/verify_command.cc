@@ -1,6 +1,7 @@
 #include <json/value.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -13,7 +14,10 @@
 #include "tools/kxrtc/examine_record.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/path_list.h"
 #include "tools/kxrtc/record_tables.h"
+#include "tools/kxrtc/terminal_text.h"
+#include "tools/kxrtc/usage_errors.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -23,6 +27,8 @@ using kxrtc_host::Severity;
 
 struct VerifyOptions {
   std::string record_dir;
+  std::string list;  // Of folders; empty: there is only record_dir.
+  bool zero_bytes = false;
   bool json = false;
   bool quick = false;
 };
@@ -32,14 +38,14 @@ ExitStatus StatusOf(Severity verdict) {
   return verdict == Severity::kWarning ? kExitWarningsFound : kExitOk;
 }
 
-ExitStatus Verify(const VerifyOptions& options) {
+ExitStatus VerifyOne(const VerifyOptions& options, const std::string& record_dir) {
   const auto sound = options.quick ? SoundExamination::kNone : SoundExamination::kEveryFrame;
   kxrtc_host::RecordSummary summary;
   std::string error;
-  if (!ExamineRecord(options.record_dir, sound, &summary, &error)) return Fail(kExitFailure, error);
+  if (!ExamineRecord(record_dir, sound, &summary, &error)) return Fail(kExitFailure, error);
   const kxrtc_host::FindingList& findings = summary.findings;
   std::optional<kxrtc_host::RepairResult> preview;
-  if (MayHelpRepair(summary)) preview = kxrtc_host::PreviewRepair(options.record_dir, {});
+  if (MayHelpRepair(summary)) preview = kxrtc_host::PreviewRepair(record_dir, {});
   if (options.json) {
     PrintJsonLine(kxrtc_host::VerifyDocument(summary, preview));
   } else {
@@ -53,18 +59,60 @@ ExitStatus Verify(const VerifyOptions& options) {
   return StatusOf(findings.Verdict());
 }
 
+// The worst status of all. Ends early where no further record can be verified.
+ExitStatus VerifyList(const VerifyOptions& options) {
+  PathList list;
+  if (!list.Open(options.list,
+                 options.zero_bytes ? PathList::End::kZeroByte : PathList::End::kLine)) {
+    return Fail(kExitFailure, list.error());
+  }
+  ExitStatus worst = kExitOk;
+  std::string record_dir;
+  bool is_first = true;
+  while (list.Next(&record_dir)) {
+    if (!options.json) {
+      std::printf("%s%s:\n", is_first ? "" : "\n", TerminalText(record_dir).c_str());
+    }
+    is_first = false;
+    const ExitStatus status = VerifyOne(options, record_dir);
+    if (status == kExitFailure || std::ferror(stdout) != 0) return status;
+    worst = std::max(worst, status);
+  }
+  return list.error().empty() ? worst : Fail(kExitFailure, list.error());
+}
+
+ExitStatus Verify(const VerifyOptions& options) {
+  if (!options.list.empty()) return VerifyList(options);
+  if (!options.record_dir.empty()) return VerifyOne(options, options.record_dir);
+  return RefuseUsage("verify", "RECORD_DIR is required, or --files-from", options.json);
+}
+
 }  // namespace
 
 void AddVerifyCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<VerifyOptions>();
   CLI::App* command =
       app.add_subcommand("verify", "Check a record and predict the MP4 made from it");
-  paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
-  command->add_flag("--json", options->json, "Print a JSON document");
+  CLI::Option* const record =
+      paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record")
+          ->required(false);
+  CLI::Option* const list =
+      paths
+          ->AddPathList(command, "--files-from", &options->list,
+                        "Verify all records whose folders this file lists, one a line; - is "
+                        "standard input")
+          ->excludes(record);
+  command
+      ->add_flag("-0,--null", options->zero_bytes,
+                 "A zero byte ends each folder of --files-from, not a new line")
+      ->needs(list);
+  command->add_flag("-j,--json", options->json, "Print a JSON document");
   command->add_flag("--quick", options->quick, "Do not try the sound with a decoder");
   command->footer(
       "Exit status: 0 clean, 12 warnings, 13 errors. docs/tool_records.md explains each finding.\n"
-      "Example:\n  kxrtc verify ~/records/monday\n");
+      "Examples:\n"
+      "  kxrtc verify ~/records/monday\n"
+      "  kxrtc list ~/records --print0 | kxrtc verify --files-from - --null\n");
   command->callback([options, exit_status] { *exit_status = Verify(*options); });
 }
 

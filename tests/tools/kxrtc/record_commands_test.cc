@@ -89,7 +89,9 @@ TEST(RecordCommandsTest, DumpRefusesTimesThatContradictEachOther) {
   const ShellResult result = Kxrtc("dump --from 5 --to 1 " + Quoted(dir.path()));
   EXPECT_EQ(result.exit_status, 2);
   EXPECT_EQ(result.output, "");
-  EXPECT_EQ(result.errors, "kxrtc: --from 5 is later than --to 1\n");
+  EXPECT_EQ(result.errors,
+            "kxrtc: --from 5 is later than --to 1\n"
+            "Run kxrtc dump --help for more information.\n");
   EXPECT_EQ(Kxrtc("dump --from 2 --to 2 " + Quoted(dir.path())).exit_status, 0);
   EXPECT_EQ(Kxrtc("dump --from '' " + Quoted(dir.path())).exit_status, 2);
 }

@@ -58,9 +58,18 @@ TEST(StartTest, LoadsFewLibrariesWhereFFmpegIsNotNeeded) {
   WriteRecordWithoutSound(silent);
   const std::string record = Quoted(dir.path());
   for (const std::string& arguments :
-       {std::string("--version"), std::string("--help"), std::string("transcode --help"),
-        std::string(), std::string("play"), std::string("record --duration x"), "info " + record,
-        "dump " + record, "list " + record, "estimate " + record, "verify --quick " + record,
+       {std::string("--version"),
+        std::string("--help"),
+        std::string("transcode --help"),
+        std::string("help verify"),
+        std::string(),
+        std::string("play"),
+        std::string("record --duration x"),
+        "info " + record,
+        "dump " + record,
+        "list " + record,
+        "estimate " + record,
+        "verify --quick " + record,
         "verify " + Quoted(silent.path()),
         "report --anonymous " + Quoted(silent.path()) + " " + Quoted(outputs.File("silent.html")),
         "repair " + record + " " + Quoted(outputs.File("repaired")),
