@@ -20,6 +20,7 @@
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/terminal_colour.h"
 #include "tools/kxrtc/terminal_text.h"
 #include "tools/kxrtc/usage_errors.h"
 
@@ -28,6 +29,7 @@ namespace {
 
 using kxrtc_host::ArchivedRecord;
 using kxrtc_host::RecordFolderPath;
+using kxrtc_host::RecordState;
 
 struct ListOptions {
   std::vector<std::string> roots;
@@ -65,6 +67,13 @@ std::string ConflictOfRoots(const std::vector<std::string>& roots) {
     }
   }
   return "";
+}
+
+// In a column of its own.
+std::string ShownState(RecordState state) {
+  const std::string column = kxrtc_host::Text("%-8s", kxrtc_host::RecordStateName(state));
+  if (state == RecordState::kDamaged) return Coloured(Colour::kRed, column);
+  return state == RecordState::kTorn ? Coloured(Colour::kYellow, column) : column;
 }
 
 class Lister {
@@ -127,7 +136,7 @@ class Lister {
     const uint64_t bytes = record.glance.sizes.Sum();
     std::string names = TerminalText(record.folder);
     if (!record.output.empty()) names += " -> " + TerminalText(record.output);
-    std::printf("%-8s  %9s  %9s  %-3s  %s\n", kxrtc_host::RecordStateName(record.glance.state),
+    std::printf("%s  %9s  %9s  %-3s  %s\n", ShownState(record.glance.state).c_str(),
                 kxrtc_host::ClockText(record.glance.length_us, 0).c_str(),
                 kxrtc_host::BytesText(bytes).c_str(),
                 record.output.empty() ? "-" : (record.is_due ? "yes" : "no"), names.c_str());

@@ -10,6 +10,7 @@
 #include "record/speakers/talk_share.h"
 #include "record/speakers/timeline_entry.h"
 #include "record/timing/time_text.h"
+#include "tools/kxrtc/terminal_colour.h"
 #include "tools/kxrtc/terminal_text.h"
 
 namespace kxrtc_tool {
@@ -20,6 +21,14 @@ using kxrtc_host::CountText;
 using kxrtc_host::SecondsText;
 
 constexpr size_t kMaxRows = 50;  // Of one table; --json has the rest.
+
+// In a column of its own.
+std::string ShownSeverity(kxrtc_host::FindingCode code) {
+  const kxrtc_host::Severity severity = kxrtc_host::FindingCodeSeverity(code);
+  const std::string column = kxrtc_host::Text("%-7s", SeverityName(severity));
+  if (severity == kxrtc_host::Severity::kError) return Coloured(Colour::kRed, column);
+  return severity == kxrtc_host::Severity::kWarning ? Coloured(Colour::kYellow, column) : column;
+}
 
 void PrintRest(uint64_t count) {
   if (count > kMaxRows) std::printf("  ... and %" PRIu64 " more\n", count - kMaxRows);
@@ -220,8 +229,7 @@ void PrintSpeakerTimeline(const kxrtc_host::SpeakerTimeline& timeline) {
 
 void PrintFindings(const kxrtc_host::FindingList& findings) {
   for (const kxrtc_host::Finding& finding : findings.Sorted()) {
-    std::printf("%-7s  %-28s  %18s  %s\n",
-                SeverityName(kxrtc_host::FindingCodeSeverity(finding.code)),
+    std::printf("%s  %-28s  %18s  %s\n", ShownSeverity(finding.code).c_str(),
                 FindingCodeName(finding.code),
                 finding.time_us ? SecondsText(*finding.time_us).c_str() : "-",
                 TerminalText(finding.text).c_str());
@@ -229,9 +237,8 @@ void PrintFindings(const kxrtc_host::FindingList& findings) {
   for (size_t i = 0; i < kxrtc_host::kFindingCodeCount; ++i) {
     const auto code = static_cast<kxrtc_host::FindingCode>(i);
     if (findings.count(code) <= kxrtc_host::FindingList::kKeptPerCode) continue;
-    std::printf("%-7s  %-28s  %18s  %" PRIu64 " in all\n",
-                SeverityName(kxrtc_host::FindingCodeSeverity(code)), FindingCodeName(code), "...",
-                findings.count(code));
+    std::printf("%s  %-28s  %18s  %" PRIu64 " in all\n", ShownSeverity(code).c_str(),
+                FindingCodeName(code), "...", findings.count(code));
   }
 }
 
