@@ -16,8 +16,9 @@ extern "C" {
 namespace kxrtc_host {
 namespace {
 
-// A small file may say that its index is huge. This is enough for eleven million samples.
-constexpr size_t kMaxAllocation = 256 * 1024 * 1024;
+// A small file may say that its index is huge. This is enough for five million samples a track:
+// more than a day of sound.
+constexpr size_t kMaxAllocation = 128 * 1024 * 1024;
 
 constexpr int kBufferBytes = 32 * 1024;
 constexpr AVRational kMicroseconds = {1, static_cast<int>(kMicrosecondsPerSecond)};

@@ -203,6 +203,21 @@ TEST_F(ThumbnailsCommandTest, RecordAndBothKindsOfMp4Agree) {
   EXPECT_EQ(Colours(encoded).front(), "red");
 }
 
+TEST_F(ThumbnailsCommandTest, TurnsThePicturesOfAnMp4LikeItsTrack) {
+  const std::string picture = Picture("red");
+  ColourRecord(record_).Second(picture, 320, 180, 90).Second(picture, 320, 180, 90).Write();
+  const std::string mp4 = folder_.File("copy.mp4");
+  ASSERT_EQ(RunKxrtc("transcode --quiet --video copy " + Quoted(record_.path()) + " " + Quoted(mp4))
+                .exit_status,
+            0);
+  const ShellResult result = RunKxrtc("thumbnails --json " + Quoted(mp4) + " " + Quoted(out_));
+  ASSERT_EQ(result.exit_status, 0) << result.errors;
+  Json::Value document;
+  std::istringstream(result.output) >> document;
+  EXPECT_EQ(document["poster"]["width"].asInt(), 180);
+  EXPECT_EQ(document["poster"]["height"].asInt(), 320);
+}
+
 TEST_F(ThumbnailsCommandTest, ThePosterIsNotTheIcon) {
   ColourRecord(record_).Sound(2).Second(Picture("red")).Second(Picture("red")).Write();
   const std::string mp4 = folder_.File("copy.mp4");
