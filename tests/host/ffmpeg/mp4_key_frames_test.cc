@@ -79,6 +79,27 @@ TEST_F(Mp4KeyFramesTest, SaysWhatItCannotUse) {
   EXPECT_THAT(Refusal(), HasSubstr("not a regular file"));
 }
 
+void PutBigEndian(std::string* bytes, size_t at, uint32_t value) {
+  for (size_t i = 0; i < 4; ++i) (*bytes)[at + i] = static_cast<char>(value >> (24 - 8 * i));
+}
+
+TEST_F(Mp4KeyFramesTest, ASmallFileCannotAskForAHugeIndex) {
+  constexpr uint32_t kSamples = 6000000;  // Of 24 bytes each in memory.
+  MakeMp4();
+  std::string bytes = ReadFile(path_);
+  size_t tables = 0;
+  for (size_t at = 0; (at = bytes.find("stsz", at)) != std::string::npos; at += 4, ++tables) {
+    PutBigEndian(&bytes, at + 8, 7);  // The size of all samples.
+    PutBigEndian(&bytes, at + 12, kSamples);
+  }
+  for (size_t at = 0; (at = bytes.find("stsc", at)) != std::string::npos; at += 4) {
+    PutBigEndian(&bytes, at + 16, kSamples);  // In a chunk.
+  }
+  EXPECT_EQ(tables, 2u);
+  WriteFile(path_, bytes);
+  EXPECT_EQ(Refusal(), path_ + " has no picture");
+}
+
 TEST_F(Mp4KeyFramesTest, NoDamageOfTheFileDoesHarm) {
   MakeMp4();
   const std::string whole = ReadFile(path_);
