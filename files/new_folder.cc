@@ -18,7 +18,6 @@ constexpr size_t kBufferSize = 256 * 1024;
 constexpr mode_t kFileMode = 0666;
 constexpr mode_t kFolderMode = 0777;
 constexpr int kNameAttempts = 100;
-constexpr char kPrefixEnd[] = ".partial-";
 
 std::string ParentOf(const std::string& path) {
   const size_t slash = path.rfind('/');
@@ -75,14 +74,14 @@ bool NewFolder::Create(const std::string& path, const std::vector<std::string>& 
 }
 
 bool NewFolder::IsTemporaryName(const std::string& name) {
-  return TemporaryEntry::IsNameOf(name, kPrefixEnd);
+  return TemporaryEntry::IsNameOf(name, kTemporaryMark);
 }
 
 bool NewFolder::CreateTemporary(const std::vector<std::string>& names) {
   const size_t name_begin = path_.rfind('/') + 1;  // 0 without a slash.
-  const TemporaryEntry entry = {path_.substr(0, name_begin),
-                                path_.substr(name_begin, TemporaryEntry::kMaxNamePart) + kPrefixEnd,
-                                ""};
+  const TemporaryEntry entry = {
+      path_.substr(0, name_begin),
+      path_.substr(name_begin, TemporaryEntry::kMaxNamePart) + kTemporaryMark, ""};
   entry.RemoveAbandoned([&names](const std::string& left) { RemoveFolder(left, names); });
   for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
     const std::string name = entry.NewPath();

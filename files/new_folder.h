@@ -16,6 +16,9 @@ namespace kxrtc_host {
 
 class NewFolder {
  public:
+  // In temporary names, what stands before that of TemporaryEntry.
+  static constexpr char kTemporaryMark[] = ".partial-";
+
   NewFolder() = default;
   ~NewFolder();  // Discards what was not committed.
   NewFolder(const NewFolder&) = delete;

@@ -55,7 +55,11 @@ OutputLock::Result OutputLock::Lock(const std::string& output) {
 }
 
 OutputLock::Result OutputLock::LockLeftOver(const std::string& output) {
-  return ::access(LockPath(output).c_str(), F_OK) == 0 ? Lock(output) : Result::kNone;
+  return IsThere(output) ? Lock(output) : Result::kNone;
+}
+
+bool OutputLock::IsThere(const std::string& output) {
+  return ::access(LockPath(output).c_str(), F_OK) == 0;
 }
 
 void OutputLock::Unlock() {

@@ -30,6 +30,9 @@ class OutputLock {
   [[nodiscard]] Result LockLeftOver(const std::string& output);
   void Unlock();
 
+  // Somebody has the lock of this output, or was killed with it.
+  static bool IsThere(const std::string& output);
+
   // "process 4711" or, when the system does not tell it, "another process".
   const std::string& holder() const { return holder_; }
 

@@ -81,6 +81,8 @@ H.264, AAC, an index and a description. This tool checks such records,
 repairs them, makes MP4 files and reports of them, and packs them for
 support.")
   set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+  # The engines of kxrtc-batch. The rest of the tool does without them.
+  set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS "parallel")
   set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS
       "librtc-transcoder${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
 endif()

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Runs the long tests of docs/reliability.md. Builds what they need.
-# usage: scripts/soak.sh [crashes [RUNS [SEED]] | signals [RUNS [SEED]] | day [RATE] |
-#                        damage [RUNS] | drift [SECONDS] | sanitizers]
+# usage: scripts/soak.sh [crashes [RUNS [SEED]] | archive [KILLS [SEED]] | signals [RUNS [SEED]] |
+#                        day [RATE] | damage [RUNS] | drift [SECONDS] | sanitizers]
 #   crashes     kills a recording process (500 times)
+#   archive     kills kxrtc-batch and its jobs (50 times)
 #   signals     sends each signal that ends a program to kxrtc record (20 times)
 #   day         records a day with a clock that runs RATE times as fast (300), and transcodes it
 #   damage      plays the MP4s of 300 damaged records in a browser (RUNS)
@@ -28,6 +29,11 @@ case "$mode" in
   crashes)
     build_programs
     python3 tests/reliability/crash_sweep.py "${programs[@]}" "${@:-500}"
+    ;;
+  archive)
+    build dev kxrtc
+    python3 tests/reliability/batch_kills.py build/dev/tools/kxrtc/kxrtc-batch \
+      --kills "${1:-50}" --seed "${2:-1}"
     ;;
   signals)
     build_programs
@@ -55,10 +61,10 @@ case "$mode" in
     done
     ;;
   all)
-    for proof in crashes signals day damage drift sanitizers; do scripts/soak.sh "$proof"; done
+    for proof in crashes archive signals day damage drift sanitizers; do scripts/soak.sh "$proof"; done
     ;;
   *)
-    sed -n '3,11s/^# //p' "${BASH_SOURCE[0]}" >&2
+    sed -n '3,12s/^# //p' "${BASH_SOURCE[0]}" >&2
     exit 2
     ;;
 esac

@@ -1,15 +1,14 @@
 #include "host/result/record_origin.h"
 
-#include <json/reader.h>
 #include <json/writer.h>
 
 #include <algorithm>
-#include <memory>
 #include <optional>
 #include <utility>
 
 #include "files/byte_digest.h"
 #include "files/read_only_file.h"
+#include "host/result/parsed_json.h"
 #include "record/index/record_files.h"
 #include "record/index/record_text.h"
 #include "record/speakers/timeline_format.h"
@@ -35,20 +34,6 @@ Json::Value SizeAndDigest(ReadOnlyFile* file) {
   }
   Json::Value value = Sizes(*file);
   value["digest"] = Text("%016llx", static_cast<unsigned long long>(digest.value()));
-  return value;
-}
-
-// A text that is not JSON is no value.
-Json::Value Parsed(const std::string& text) {
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  Json::Value value;
-  try {
-    if (!reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) return {};
-  } catch (const Json::Exception&) {  // Nested too deep.
-    return {};
-  }
   return value;
 }
 
@@ -78,7 +63,7 @@ std::string RecordOrigin(const std::string& folder, const Json::Value& options) 
 }
 
 bool IsOriginOfSizes(const std::string& text, const GlancedSizes& sizes) {
-  const Json::Value origin = Parsed(text);
+  const Json::Value origin = ParsedJson(text);
   if (Member(origin, "output_format") != Json::Value(kMp4OutputFormat)) return false;
   const Json::Value& record = Member(origin, "record");
   using NamedSize = std::pair<const char*, std::optional<uint64_t>>;

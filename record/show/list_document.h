@@ -1,4 +1,4 @@
-// The JSON document of a record of an archive (docs/archive.md).
+// The JSON document of a record of an archive (docs/tool_list.md).
 // Threads: any.
 #ifndef RECORD_SHOW_LIST_DOCUMENT_H_
 #define RECORD_SHOW_LIST_DOCUMENT_H_

@@ -31,6 +31,8 @@ TEST(OutputLockTest, KeepsAnOutputForOneHolderAndLeavesNothing) {
   OutputLock other;
   EXPECT_EQ(one.Lock(dir.File("out.mp4")), Result::kLocked);
   EXPECT_TRUE(std::filesystem::exists(dir.File(".out.mp4.lock")));
+  EXPECT_TRUE(OutputLock::IsThere(dir.File("out.mp4")));
+  EXPECT_FALSE(OutputLock::IsThere(dir.File("other.mp4")));
   EXPECT_EQ(other.Lock(dir.File("out.mp4")), Result::kTaken);
   EXPECT_EQ(other.holder(), "process " + std::to_string(getpid()));
   EXPECT_EQ(other.Lock(dir.File("other.mp4")), Result::kLocked);

@@ -42,7 +42,8 @@ EXPECTED = {
          r"/usr/include/record/speakers/(speaker_timeline(_writer)?|timeline_format)\.h"],
         ["librtc-transcoder-speaker-timeline0", "librtc-transcoder-dev"]),
     "kxrtc": (
-        [r"/usr/bin/kxrtc", r"/usr/lib/kxrtc/kxrtc_media\.so"],
+        [r"/usr/bin/kxrtc", r"/usr/bin/kxrtc-batch", r"/usr/lib/kxrtc/kxrtc_media\.so",
+         r"/usr/lib/kxrtc-batch/(engine_\w+|job|telling)\.sh"],
         ["librtc-transcoder0", "libarchive13", "libavformat59", "libc6"]),
 }
 

@@ -25,6 +25,7 @@ enum ExitStatus : int {
   kExitSourceRefused = 11,     // A participant's video is not H.264.
   kExitWarningsFound = 12,     // Done, with warnings about the record or the stream.
   kExitErrorsFound = 13,       // kxrtc verify: errors.
+  kExitHookFailed = 14,        // The MP4 is complete, the command of --on-done failed.
   kExitOutputBusy = 75,        // Another process makes the output: later is another matter.
 };
 

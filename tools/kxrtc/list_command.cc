@@ -5,10 +5,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "host/result/manifest.h"
 #include "host/result/work_due.h"
 #include "record/archive/output_name.h"
 #include "record/archive/record_finder.h"
@@ -34,10 +36,15 @@ using kxrtc_host::RecordState;
 struct ListOptions {
   std::vector<std::string> roots;
   std::string out;
+  std::string manifest;
   bool pending = false;
   bool json = false;
   bool print0 = false;
+  std::vector<std::string> columns;
 };
+
+// What --columns may name: the members of the document that are one text or number.
+const std::vector<std::string> kColumns = {"bytes", "due", "length_us", "output", "state"};
 
 // The folder itself without links; `path` where there is none.
 std::filesystem::path RealFolder(const std::string& path) {
@@ -81,6 +88,13 @@ class Lister {
   explicit Lister(const ListOptions& options) : options_(options) {}
 
   ExitStatus Run() {
+    if (!options_.manifest.empty()) {
+      manifest_.emplace();
+      if (!manifest_->Open(options_.manifest, kxrtc_host::SharedLines::Access::kReadOnly) ||
+          !manifest_->ReadAll()) {
+        return Fail(kExitRecordUnreadable, manifest_->error_text());
+      }
+    }
     for (const std::string& root : options_.roots) List(root);
     if (!options_.json && !options_.print0) PrintEnd();
     return status_;
@@ -117,16 +131,27 @@ class Lister {
         return;
       }
       record->output = RecordFolderPath(options_.out) + name;
-      record->is_due = kxrtc_host::IsWorkDue(record->glance, record->output);
+      record->is_due =
+          kxrtc_host::IsWorkDue(record->glance, record->output, manifest_ ? &*manifest_ : nullptr);
     }
     if (options_.pending && !record->is_due) return;
     if (options_.print0) {
-      (void)std::fwrite(record->folder.c_str(), 1, record->folder.size() + 1, stdout);
+      PrintZeroEnded(*record);
     } else if (options_.json) {
       std::printf("%s", JsonLine(kxrtc_host::ListDocument(*record)).c_str());
     } else {
       PrintRow(*record);
     }
+  }
+
+  // The columns, a tab behind each, then the folder, which may have any byte but zero.
+  void PrintZeroEnded(const ArchivedRecord& record) const {
+    const Json::Value document =
+        options_.columns.empty() ? Json::Value() : kxrtc_host::ListDocument(record);
+    std::string text;
+    for (const std::string& column : options_.columns) text += document[column].asString() + "\t";
+    text += record.folder;
+    (void)std::fwrite(text.c_str(), 1, text.size() + 1, stdout);
   }
 
   void PrintRow(const ArchivedRecord& record) {
@@ -154,6 +179,7 @@ class Lister {
 
   const ListOptions& options_;
   kxrtc_host::OutputNames names_;
+  std::optional<kxrtc_host::Manifest> manifest_;
   ExitStatus status_ = kExitOk;
   uint64_t records_ = 0;
   uint64_t due_ = 0;
@@ -180,10 +206,25 @@ void AddListCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       ->add_flag("--pending", options->pending,
                  "Only records whose MP4 is missing or was made of another state of the record")
       ->needs(out);
+  paths
+      ->AddFile(command, "--manifest", &options->manifest,
+                "What kxrtc transcode --manifest wrote: an MP4 that it does not tell of, or whose\n"
+                "command failed, is due too")
+      ->needs(out);
   CLI::Option* json =
       command->add_flag("-j,--json", options->json, "Print one line of JSON a record");
-  command->add_flag("-0,--print0", options->print0, "Print folders only, a zero byte behind each")
-      ->excludes(json);
+  CLI::Option* print0 =
+      command
+          ->add_flag("-0,--print0", options->print0, "Print folders only, a zero byte behind each")
+          ->excludes(json);
+  command
+      ->add_option("--columns", options->columns,
+                   "With --print0: members of the JSON document before each\n"
+                   "folder, a tab behind each")
+      ->allow_extra_args(false)
+      ->delimiter(',')
+      ->needs(print0)
+      ->check(OneOf(kColumns));
   command->footer(
       "Reads both ends of each index only. A record that was made into an MP4 with other options "
       "of\n"

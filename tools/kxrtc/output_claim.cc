@@ -2,6 +2,7 @@
 
 #include "files/output_file.h"
 #include "host/result/mp4_mark.h"
+#include "record/repair/repaired_copy.h"
 
 namespace kxrtc_tool {
 
@@ -29,17 +30,17 @@ OutputClaim::Kind OutputClaim::Look(const std::string& output, const std::string
   return Kind::kMake;
 }
 
-OutputClaim::Kind OutputClaim::Take(const std::string& output, const std::string& origin,
-                                    When when) {
+OutputClaim::Kind OutputClaim::Take(const std::string& output, const std::string& origin, When when,
+                                    bool keeps_up_to_date) {
   const Kind kind = Look(output, origin, when);
-  if (kind == Kind::kUpToDate) {
-    // A run that was killed leaves its lock, and perhaps a part of a file.
-    if (lock_.LockLeftOver(output) == OutputLock::Result::kLocked) {
-      kxrtc_host::OutputFile::RemoveAbandoned(output);
-    }
-    return kind;
+  // A run that was killed leaves its lock, and perhaps a part of a file or a repaired copy.
+  const bool is_left_over = lock_.LockLeftOver(output) == OutputLock::Result::kLocked;
+  if (is_left_over) {
+    kxrtc_host::OutputFile::RemoveAbandoned(output);
+    kxrtc_host::RepairedCopy::RemoveAbandoned(output);
   }
-  if (lock_.Lock(output) == OutputLock::Result::kTaken) {
+  if (kind == Kind::kUpToDate && !keeps_up_to_date) return kind;
+  if (!is_left_over && lock_.Lock(output) == OutputLock::Result::kTaken) {
     text_ = output + " is being made by " + lock_.holder();
     return Kind::kBusy;
   }

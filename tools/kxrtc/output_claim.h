@@ -24,8 +24,10 @@ class OutputClaim {
     kIfOurs,    // One of any origin may be replaced.
   };
 
-  // `origin`: what the output is to be made of, RecordOrigin(). Call once.
-  Kind Take(const std::string& output, const std::string& origin, When when);
+  // `origin`: what the output is to be made of, RecordOrigin(). Removes what a killed run left.
+  // With `keeps_up_to_date` nobody else has to do with an output that is up to date either, until
+  // the end of this object. Call once.
+  Kind Take(const std::string& output, const std::string& origin, When when, bool keeps_up_to_date);
 
   // Why it is not made, in one line with the file.
   const std::string& text() const { return text_; }

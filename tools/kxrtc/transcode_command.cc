@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <json/value.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -14,14 +16,17 @@
 #include "host/mp4/transcoder_handle.h"
 #include "host/mp4/writer_options.h"
 #include "host/result/record_origin.h"
+#include "record/archive/record_glance.h"
 #include "record/index/record_files.h"
 #include "record/predict/replayed_pictures.h"
 #include "record/predict/transcode_outcome.h"
+#include "record/repair/repaired_copy.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/named_values.h"
+#include "tools/kxrtc/outcome_journal.h"
 #include "tools/kxrtc/output_claim.h"
 #include "tools/kxrtc/progress_report.h"
 #include "tools/kxrtc/speaker_outputs.h"
@@ -62,6 +67,9 @@ std::string NameOf(const std::map<std::string, Value>& names, Value value) {
       ->first;
 }
 
+// Of the options in the origin, where the MP4 is made of a repaired copy.
+constexpr char kRepairMember[] = "repair";
+
 constexpr std::chrono::milliseconds kRedrawInterval(200);
 
 constexpr int64_t kLongestChapterMinUs = int64_t{86400} * 1000000;
@@ -88,6 +96,8 @@ struct TranscodeOptions {
   bool prefer_hardware = true;
   bool if_needed = false;
   bool accept_cut = false;
+  bool repair = false;
+  JournalOptions journal;
 };
 
 // All that decides which MP4 a record gives.
@@ -111,22 +121,17 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   explicit TranscodeRun(const TranscodeOptions& options)
       : options_(options),
         messages_(options.output, options.quiet, options.json),
+        journal_(options.journal, options.record_dir, options.output),
         speakers_(options.speakers),
         progress_(ChooseProgressStyle(options.quiet, options.json)) {}
 
   // Blocks until the file is finished, a failure occurs, or Ctrl-C.
   ExitStatus Run() {
-    LookIntoFiles();
-    if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return Tell(*outcome);
-    origin_ = kxrtc_host::RecordOrigin(facts_.folder, OptionsOfOrigin(options_));
-    signals_.emplace();
-    if (const auto status = Claim()) return *status;
-    std::string error = speakers_.OpenCaptions(facts_.folder, options_.output, CaptionsToReplace(),
-                                               [this] { return !signals_->IsStopped(); });
-    if (!error.empty()) return messages_.Failure(kExitOutputRefused, error);
-    const kxrtc_host::Media* const media = LoadMedia(&error);
-    if (media == nullptr) return messages_.Failure(kExitFailure, error);
-    return Tell(Transcode(*media));
+    if (const std::string error = journal_.Open(); !error.empty()) {
+      return messages_.Failure(kExitOutputRefused, error);
+    }
+    const ExitStatus status = Make();
+    return journal_.is_kept() ? Note(status) : status;
   }
 
   void OnTranscodeProgress(uint32_t progress, uint32_t /*position*/) override {
@@ -146,14 +151,67 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   }
 
  private:
+  ExitStatus Make() {
+    LookIntoFiles();
+    const bool repairs = options_.repair && NeedsRepair();
+    origin_options_ = OptionsOfOrigin(options_);
+    if (repairs) origin_options_[kRepairMember] = true;
+    if (!repairs || !facts_.output_conflict.empty()) {
+      if (const auto outcome = TranscodeOutcome::BeforeStart(facts_)) return Tell(*outcome);
+    }
+    origin_ = kxrtc_host::RecordOrigin(facts_.folder, origin_options_);
+    signals_.emplace();
+    if (const auto status = Claim()) return *status;
+    if (repairs) {
+      if (const auto status = Repair()) return *status;
+    }
+    speakers_.Read(facts_.folder);
+    std::string error = speakers_.OpenCaptions(facts_.folder, options_.output, CaptionsToReplace(),
+                                               [this] { return !signals_->IsStopped(); });
+    if (!error.empty()) return messages_.Failure(kExitOutputRefused, error);
+    const kxrtc_host::Media* const media = LoadMedia(&error);
+    if (media == nullptr) return messages_.Failure(kExitFailure, error);
+    return Tell(Transcode(*media));
+  }
+
   void LookIntoFiles() {
-    facts_.folder = kxrtc_host::RecordFolderPath(options_.record_dir);
+    facts_.folder =
+        is_repaired_ ? copy_.folder() : kxrtc_host::RecordFolderPath(options_.record_dir);
     facts_.output = options_.output;
     facts_.output_conflict = ConflictWithRecord(facts_.folder, options_.output);
     kxrtc_host::RecordFiles files;
     files.Open(facts_.folder);
     LookIntoRecord(&files, &facts_);
-    speakers_.Read(facts_.folder);
+  }
+
+  bool NeedsRepair() const {
+    const int folder = ::open(facts_.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0) return false;
+    const kxrtc_host::RecordState state = kxrtc_host::GlanceAtRecord(folder).state;
+    ::close(folder);
+    return state == kxrtc_host::RecordState::kTorn || state == kxrtc_host::RecordState::kDamaged;
+  }
+
+  // From here on a repaired copy is the record. Where it cannot be repaired, the record itself has
+  // to do. The status if the run ends here.
+  std::optional<ExitStatus> Repair() {
+    const kxrtc_host::RepairResult result =
+        copy_.Make(options_.record_dir, options_.output, [this] { return !signals_->IsStopped(); });
+    if (signals_->signal_number() != 0) {
+      return messages_.Failure(signals_->exit_status(), "stopped; no MP4 was made");
+    }
+    if (result.target_failed) return messages_.Failure(kExitOutputFailed, result.error);
+    if (result.target_refused) return messages_.Failure(kExitOutputRefused, result.error);
+    if (!result.warning.empty()) messages_.Warning(result.warning);
+    is_repaired_ = result.repaired;
+    if (is_repaired_) {
+      LookIntoFiles();
+    } else {
+      messages_.Warning(options_.record_dir + " cannot be repaired: " + result.error);
+    }
+    const auto outcome = TranscodeOutcome::BeforeStart(facts_);
+    if (outcome) return Tell(*outcome);
+    return std::nullopt;
   }
 
   // The status if the output is not to be made, or not here.
@@ -163,7 +221,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       when = speakers_.LacksCaptions(options_.output) ? OutputClaim::When::kIfOurs
                                                       : OutputClaim::When::kIfNeeded;
     }
-    switch (claim_.Take(options_.output, origin_, when)) {
+    switch (claim_.Take(options_.output, origin_, when, journal_.is_kept())) {
       case OutputClaim::Kind::kMake:
         return std::nullopt;
       case OutputClaim::Kind::kUpToDate:
@@ -175,6 +233,23 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     }
     if (options_.writer.replace_existing) return std::nullopt;
     return messages_.Failure(kExitOutputRefused, claim_.text());
+  }
+
+  // Notes how the run ended. A run that was stopped, or found another one at work, ended nothing.
+  ExitStatus Note(ExitStatus status) {
+    if (status == kExitOutputBusy || (signals_ && signals_->signal_number() != 0)) return status;
+    JournalEntry entry;
+    entry.status = status;
+    entry.options = origin_options_;
+    entry.is_repaired = is_repaired_;
+    const bool is_done = status == kExitOk || status == kExitRecordIncomplete;
+    if (is_done) {
+      entry.outcome = writer_.file_written ? kxrtc_host::ManifestOutcome::kMade
+                                           : kxrtc_host::ManifestOutcome::kFound;
+      entry.origin = origin_;
+    }
+    if (!signals_) signals_.emplace();
+    return journal_.Tell(entry, &messages_, &*signals_);
   }
 
   bool MayReplace() const { return options_.writer.replace_existing || claim_.replaces(); }
@@ -312,15 +387,17 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     return status;
   }
 
-  // What is up to date was complete, or was all that there is.
-  ExitStatus TellUpToDate() const {
+  // What is up to date was complete, or was all that there is. A repaired record is complete.
+  ExitStatus TellUpToDate() {
     const ExitStatus status =
-        StatusOf(TranscodeOutcome::Predict(facts_, {WriterEnd::Kind::kWritten, ""}).kind());
+        origin_options_.isMember(kRepairMember)
+            ? kExitOk
+            : StatusOf(TranscodeOutcome::Predict(facts_, {WriterEnd::Kind::kWritten, ""}).kind());
     messages_.UpToDate(status, claim_.text());
     return status;
   }
 
-  ExitStatus TellWithoutCaptions() const {
+  ExitStatus TellWithoutCaptions() {
     const bool stopped = signals_->signal_number() != 0;
     const std::string complete = options_.output + " is complete";
     if (stopped) {
@@ -330,10 +407,14 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   }
 
   const TranscodeOptions options_;
-  const TranscodeMessages messages_;
+  TranscodeMessages messages_;
+  OutcomeJournal journal_;
   SpeakerOutputs speakers_;
+  Json::Value origin_options_;
   std::string origin_;
   OutputClaim claim_;
+  kxrtc_host::RepairedCopy copy_;
+  bool is_repaired_ = false;
   // From the start of the first thread on. Until then a signal may end the program.
   std::optional<StopSignals> signals_;
   ToolLog log_;
@@ -395,6 +476,16 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                     "options; replace it where it was made of another one");
   command->add_flag("--accept-cut", options->accept_cut,
                     "Status 0 instead of 7 for a record that ends early");
+  command->add_flag("--repair", options->repair,
+                    "Repair a torn or damaged record before, in a copy beside OUT.mp4\n"
+                    "that is removed afterwards");
+  CLI::Option* manifest = paths->AddFile(command, "--manifest", &options->journal.manifest,
+                                         "Add a line of JSON about the outcome to this file");
+  command
+      ->add_option("--on-done", options->journal.on_done,
+                   "Run this shell command for a complete MP4, unless the manifest\n"
+                   "tells that it was run")
+      ->needs(manifest);
   command->add_flag("-q,--quiet", options->quiet, "Show warnings and errors only");
   command->add_flag("-j,--json", options->json, "Report in lines of JSON on standard output");
   command->add_flag("!--no-hardware", options->prefer_hardware, "Do not try hardware encoders");

@@ -35,14 +35,16 @@ void AddSpeakers(const Mp4WriterStatus& writer, const SpeakerOutputs& speakers, 
 
 }  // namespace
 
-void TranscodeMessages::Warning(const std::string& text) const {
+void TranscodeMessages::Warning(const std::string& text) {
+  told_["warnings"].append(text);
   if (!json_) return Warn(text);
   Json::Value line = Event("warning");
   line["message"] = text;
   PrintJsonLine(line);
 }
 
-ExitStatus TranscodeMessages::Failure(ExitStatus status, const std::string& message) const {
+ExitStatus TranscodeMessages::Failure(ExitStatus status, const std::string& message) {
+  told_["message"] = message;
   if (!json_) return Fail(status, message);
   PrintErrorLine(status, message);
   return status;
@@ -60,11 +62,9 @@ void TranscodeMessages::UpToDate(ExitStatus status, const std::string& text) con
 }
 
 void TranscodeMessages::Done(ExitStatus status, const Mp4WriterStatus& writer,
-                             const SpeakerOutputs& speakers, int64_t elapsed_us) const {
+                             const SpeakerOutputs& speakers, int64_t elapsed_us) {
   const double seconds = static_cast<double>(elapsed_us) / 1e6;
-  if (!json_) return PrintDone(writer, speakers, seconds);
-  Json::Value line = Event("done");
-  line["output"] = output_;
+  Json::Value line = told_;
   line["duration_us"] = Json::Int64{writer.duration_us};
   line["bytes"] = Json::UInt64{writer.file_size};
   line["video"] = writer.video_encoder.empty() ? "copied" : writer.video_encoder;
@@ -74,6 +74,11 @@ void TranscodeMessages::Done(ExitStatus status, const Mp4WriterStatus& writer,
   line["sound_examined"] = writer.sound_examined;
   AddSpeakers(writer, speakers, &line);
   line["seconds"] = seconds;
+  told_ = line;
+  if (!json_) return PrintDone(writer, speakers, seconds);
+  line.removeMember("warnings");
+  line["event"] = "done";
+  line["output"] = output_;
   line["exit_status"] = status;
   PrintJsonLine(line);
 }

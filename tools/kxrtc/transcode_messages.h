@@ -2,6 +2,8 @@
 #ifndef TOOLS_KXRTC_TRANSCODE_MESSAGES_H_
 #define TOOLS_KXRTC_TRANSCODE_MESSAGES_H_
 
+#include <json/value.h>
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -19,16 +21,20 @@ class TranscodeMessages {
   TranscodeMessages(std::string output, bool quiet, bool json)
       : output_(std::move(output)), quiet_(quiet), json_(json) {}
 
-  void Warning(const std::string& text) const;
+  void Warning(const std::string& text);
 
   // Answers `status`.
-  ExitStatus Failure(ExitStatus status, const std::string& message) const;
+  ExitStatus Failure(ExitStatus status, const std::string& message);
 
   void UpToDate(ExitStatus status, const std::string& text) const;
 
   // The MP4 is complete, and the captions, if they were asked for.
   void Done(ExitStatus status, const kxrtc_host::Mp4WriterStatus& writer,
-            const SpeakerOutputs& speakers, int64_t elapsed_us) const;
+            const SpeakerOutputs& speakers, int64_t elapsed_us);
+
+  // All that was told: "warnings", the "message" of a failure, and the members of the line of JSON
+  // about a complete MP4 that are about the MP4.
+  const Json::Value& told() const { return told_; }
 
  private:
   void PrintDone(const kxrtc_host::Mp4WriterStatus& writer, const SpeakerOutputs& speakers,
@@ -37,6 +43,7 @@ class TranscodeMessages {
   const std::string output_;
   const bool quiet_;
   const bool json_;
+  Json::Value told_{Json::objectValue};
 };
 
 }  // namespace kxrtc_tool

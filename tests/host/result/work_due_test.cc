@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 
+#include "host/result/manifest.h"
 #include "host/result/mp4_mark.h"
 #include "host/result/record_origin.h"
 #include "tests/testing/record_samples.h"
@@ -41,9 +42,9 @@ class WorkDueTest : public testing::Test {
     WriteFile(mp4_, content + mark);
   }
 
-  bool IsDue() const {
+  bool IsDue(const Manifest* manifest = nullptr) const {
     const int folder = ::open(dir_.path().c_str(), O_RDONLY | O_DIRECTORY);
-    const bool is_due = IsWorkDue(GlanceAtRecord(folder), mp4_);
+    const bool is_due = IsWorkDue(GlanceAtRecord(folder), mp4_, manifest);
     ::close(folder);
     return is_due;
   }
@@ -54,6 +55,20 @@ class WorkDueTest : public testing::Test {
 };
 
 TEST_F(WorkDueTest, NothingIsDueWhereTheMp4WasMadeOfTheRecord) { EXPECT_FALSE(IsDue()); }
+
+TEST_F(WorkDueTest, AnMp4ThatTheManifestDoesNotTellOfIsDue) {
+  Manifest manifest;
+  ASSERT_TRUE(manifest.Open(out_.File("manifest"), SharedLines::Access::kAppend));
+  EXPECT_TRUE(IsDue(&manifest));
+  Json::Value line;
+  line["outcome"] = ManifestOutcomeName(ManifestOutcome::kMade);
+  line["made_of"] = OriginName(RecordOrigin(dir_.path(), Json::Value("any options")));
+  ASSERT_TRUE(manifest.Append(mp4_, line, {}) && manifest.ReadAll());
+  EXPECT_FALSE(IsDue(&manifest));
+  WriteFile(out_.File(".a.mp4.lock"), "");
+  EXPECT_TRUE(IsDue(&manifest));
+  EXPECT_FALSE(IsDue());
+}
 
 TEST_F(WorkDueTest, AMissingOrForeignMp4IsDue) {
   std::filesystem::remove(mp4_);

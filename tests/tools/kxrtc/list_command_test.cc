@@ -119,6 +119,42 @@ TEST_F(ListCommandTest, PrintsNamesOfAnyBytesForXargs) {
   EXPECT_EQ(result.output, "2\n") << result.errors;
 }
 
+TEST_F(ListCommandTest, PrintsColumnsBeforeNamesOfAnyBytes) {
+  const std::string one = Put("a\nb\tc");
+  const std::string columns = " --print0 --columns due,state,output,length_us,bytes";
+  EXPECT_EQ(ListDue(columns.substr(0, columns.rfind(",length_us"))).output,
+            "true\tcomplete\t" + out_.path() + "a_b_c-b20526ccdfd1d268.mp4\t" + one + '\0');
+  const std::string line = Pieces(List("--print0 --columns output,bytes").output, '\0').at(0);
+  EXPECT_THAT(line, ::testing::MatchesRegex("\t[0-9]+\t/.*"));
+  for (const char* wrong : {"--columns bytes", "--print0 --columns folder"}) {
+    EXPECT_EQ(List(wrong).exit_status, kUsage) << wrong;
+  }
+}
+
+TEST_F(ListCommandTest, WhatTheManifestDoesNotTellIsDue) {
+  const std::string record = Put("monday");
+  const std::string manifest = "--manifest " + Quoted(out_.File("manifest"));
+  const std::string due = manifest + " --pending --print0";
+  const auto transcode = [&](const std::string& options) {
+    return RunKxrtc("transcode --if-needed --video copy " + Quoted(record) + " " +
+                    Quoted(out_.File("monday.mp4")) + " " + options)
+        .exit_status;
+  };
+  ASSERT_EQ(transcode(""), kOk);
+  EXPECT_EQ(ListDue("--pending --print0").output, "");
+  EXPECT_THAT(Pieces(ListDue(due).output, '\0'), ElementsAre(record));
+  EXPECT_FALSE(fs::exists(out_.File("manifest")));
+  EXPECT_NE(transcode(manifest + " --on-done false"), kOk);
+  EXPECT_THAT(Pieces(ListDue(due).output, '\0'), ElementsAre(record));
+  EXPECT_EQ(transcode(manifest + " --on-done true"), kOk);
+  EXPECT_EQ(ListDue(due).output, "");
+  // A killed run left it, and the next one removes it.
+  kx_testing::WriteFile(out_.File(".monday.mp4.lock"), "");
+  EXPECT_THAT(Pieces(ListDue(due).output, '\0'), ElementsAre(record));
+  EXPECT_EQ(transcode(manifest), kOk);
+  EXPECT_EQ(ListDue(due).output, "");
+}
+
 TEST_F(ListCommandTest, GivesTheRecordsOfEachRootAFolder) {
   Put("one/a");
   Put("two/a");

@@ -1,0 +1,162 @@
+#!/usr/bin/env python3
+"""kxrtc-batch as its user sees it.
+
+usage: kxrtc_batch_test.py KXRTC_BATCH [TEST...]
+"""
+
+import random
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "reliability"))
+import batch  # noqa: E402  Needs the path above.
+
+RECORDS = 6
+COPY = ("--", "--video", "copy", "--no-sync")
+STOPPED = 143
+
+
+class KxrtcBatchTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.sample = tempfile.TemporaryDirectory()
+        batch.make_archive(Path(cls.sample.name) / "records", RECORDS, random.Random(1))
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.sample.cleanup()
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.root = Path(self.folder.name) / "records"
+        self.out = Path(self.folder.name) / "films"
+        shutil.copytree(Path(self.sample.name) / "records", self.root)
+
+    def run_batch(self, *options, status=0):
+        result = subprocess.run([KXRTC_BATCH, self.root, self.out, "--jobs", "2", *options],
+                                stdin=subprocess.DEVNULL, capture_output=True, text=True)
+        self.assertEqual(result.returncode, status, result.stdout + result.stderr)
+        return result
+
+    def outcomes(self):
+        return sorted(line["outcome"] for line in batch.manifest_of(self.out))
+
+    def mp4s(self):
+        return {path: path.stat().st_mtime_ns for path in self.out.rglob("*.mp4")}
+
+    def test_makes_what_is_due_and_only_that(self):
+        first = self.run_batch("--repair", *COPY)
+        self.assertRegex(first.stdout, r"^6 of 6 records done, in 0:\d\d:\d\d\n$")
+        self.assertEqual(first.stderr, "")
+        self.assertEqual(self.outcomes(), ["made"] * RECORDS)
+        made = self.mp4s()
+        self.assertEqual(len(made), RECORDS)
+        self.assertEqual(self.run_batch("--repair", *COPY).stdout, "nothing is due\n")
+        self.assertEqual(self.mp4s(), made)
+        # Other options make other MP4s.
+        self.run_batch("--repair", *COPY, "--check-sound")
+        self.assertFalse(set(self.mp4s().items()) & set(made.items()))
+        self.assertEqual(self.run_batch("--repair", *COPY, "--check-sound").stdout,
+                         "nothing is due\n")
+
+    def test_leaves_the_records_as_they_are(self):
+        before = {name: (self.root / name).read_bytes() for name in batch.files_below(self.root)}
+        self.run_batch("--repair", *COPY)
+        after = {name: (self.root / name).read_bytes() for name in batch.files_below(self.root)}
+        self.assertEqual(before, after)
+
+    def test_tells_what_failed_and_goes_on(self):
+        result = self.run_batch(*COPY, status=1)  # One record lacks its descriptor.
+        self.assertIn("5 of 6 records done, 1 failed, in ", result.stdout)
+        self.assertIn("SpeakeRecord.desc", result.stderr)
+        self.assertIn("manifest.ndjson tells why\n", result.stderr)
+        self.assertEqual(self.outcomes(), ["failed"] + ["made"] * 5)
+        self.run_batch(*COPY, "--check-sound", status=1)
+        # With these options, only what failed is due.
+        self.assertIn("0 of 1 records", self.run_batch(*COPY, "--check-sound", status=1).stdout)
+        self.run_batch("--repair", *COPY)
+        self.assertEqual(self.outcomes(), ["failed"] * 3 + ["made"] * (5 + 5 + 6))
+
+    def test_a_command_that_failed_is_run_again_alone(self):
+        self.run_batch("--repair", "--on-done", "exit 7", *COPY, status=14)
+        self.assertEqual(self.outcomes(), ["hook_failed"] * RECORDS)
+        made = self.mp4s()
+        told = self.out / "told"
+        self.run_batch("--repair", "--on-done", f'echo "$KXRTC_OUTCOME" >> {told}', *COPY)
+        self.assertEqual(told.read_text(), "found\n" * RECORDS)
+        self.assertEqual(self.mp4s(), made)
+        self.assertEqual(self.run_batch("--on-done", "exit 7", "--repair", *COPY).stdout,
+                         "nothing is due\n")
+
+    def test_a_dry_run_leaves_nothing(self):
+        result = self.run_batch("--dry-run", *COPY)
+        self.assertRegex(result.stdout, r"^6 records are due\nparallel ")
+        self.assertFalse(self.out.exists())
+
+    def test_a_signal_stops_all_and_the_next_run_goes_on(self):
+        process = batch.start(KXRTC_BATCH, self.root, self.out, "--jobs", "2", "--repair", "--on-done",
+                              "sleep 30", *COPY)
+        end = time.monotonic() + batch.DEADLINE_S
+        while not self.mp4s():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
+        other = self.run_batch(*COPY, status=75)
+        self.assertIn("another run works on", other.stderr)
+        process.terminate()
+        output = process.communicate()[0]
+        self.assertEqual(process.returncode, STOPPED)
+        self.assertIn("stopped after 0 of 6; the same command goes on", output)
+        self.assertFalse(batch.processes_of(process.pid))
+        self.assertEqual({name for name in batch.files_below(self.out) if not name.endswith(".mp4")},
+                         batch.KEPT)
+        self.assertIn("6 of 6 records done", self.run_batch("--repair", *COPY).stdout)
+
+    def test_writes_metrics(self):
+        metrics = Path(self.folder.name) / "kxrtc.prom"
+        self.run_batch("--metrics", metrics, *COPY, status=1)
+        text = metrics.read_text()
+        for state, count in (("done", 5), ("failed", 1), ("hook_failed", 0), ("pending", 0),
+                             ("empty", 1)):
+            self.assertRegex(text, rf'kxrtc_batch_records{{archive="[^"]+",state="{state}"}} {count}\n')
+        for line in text.splitlines():
+            self.assertRegex(line, r'^(# (HELP|TYPE) kxrtc_batch_\w+ .+|kxrtc_batch_\w+{.*} \d+)$')
+        self.assertEqual(re.findall(r"^# TYPE (\w+)", text, re.MULTILINE),
+                         re.findall(r"^# HELP (\w+)", text, re.MULTILINE))
+        self.assertEqual([path.name for path in metrics.parent.glob("kxrtc.prom*")], [metrics.name])
+        if shutil.which("promtool"):
+            subprocess.run(["promtool", "check", "metrics"], input=text, text=True, check=True)
+
+    def test_refuses_what_makes_no_sense(self):
+        for options, why in (
+                (("--engine", "make"), "it is parallel or slurm"),
+                (("--jobs", "0"), "it is a number from 1 to 999999"),
+                (("--jobs",), "--jobs needs a value"),
+                (("--fast",), "unknown option --fast"),
+                (("third",), "give two folders"),
+                (("--", "--force"), "--force is not for many records at once"),
+                (("--", "--captions=x.vtt"), "is not for many records at once"),
+                (("--", "--repair"), "leave it out behind --"),
+                (("--", "--preset", "quick"), "kxrtc transcode does not take these options"),
+                (("--", "name"), "kxrtc transcode does not take these options")):
+            self.assertIn(why, self.run_batch(*options, status=2).stderr)
+        self.assertFalse(self.out.exists())
+        shutil.rmtree(self.root)
+        self.assertIn("is no folder", self.run_batch(status=3).stderr)
+
+    def test_says_what_it_is(self):
+        for option, begin in (("--help", "Make an MP4 of each record"), ("--version", "kxrtc 0.")):
+            result = subprocess.run([KXRTC_BATCH, option], capture_output=True, text=True)
+            self.assertEqual(result.returncode, 0)
+            self.assertTrue(result.stdout.startswith(begin), result.stdout)
+
+
+if __name__ == "__main__":
+    KXRTC_BATCH = str(Path(sys.argv.pop(1)).resolve())
+    unittest.main()
