@@ -9,10 +9,12 @@
 #   docs      also what makes the reference pages (scripts/docs.sh)
 #   packages  also what makes a clean system to try the Debian packages in (scripts/package_test.sh)
 #   peers     also the programs that the benchmarks compare with (-DKXRTC_BENCHMARK_PEERS=ON)
+#   slurm     also a Slurm cluster of one node, which a test starts for itself. Without it that test is
+#             skipped. Debian starts no daemon of Slurm that has no configuration.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-groups='arm64|browser|checks|coverage|docs|packages|peers'
+groups='arm64|browser|checks|coverage|docs|packages|peers|slurm'
 
 # For the tests in a browser: what controls Debian's chromium, which installs no browser itself, and
 # a validator of captions.
