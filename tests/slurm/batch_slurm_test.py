@@ -187,6 +187,18 @@ def killed_front(_, long, out):
     yield from long.complaints(out)
 
 
+def drained_node(short, _, out):
+    """The run says why nothing goes on, and goes on when it can."""
+    must_run("scontrol", "update", "nodename=node", "state=drain", "reason=test")
+    process = short.start(out)
+    line = process.stdout.readline()
+    must_run("scontrol", "update", "nodename=node", "state=resume")
+    if "jobs wait in the cluster: " not in line:
+        yield f"said: {line}"
+    yield from finish(process)
+    yield from short.complaints(out)
+
+
 def killed_node_daemon(_, long, out):
     process = long.start(out)
     wait_for("an encoder", encoders)
@@ -209,8 +221,8 @@ def stopped_front(_, long, out):
     yield from long.complaints(out)
 
 
-CASES = (dry_run, arrays_under_a_throttle, requeue, killed_job, killed_node_daemon, stopped_front,
-         killed_front, two_runs_at_once)
+CASES = (dry_run, arrays_under_a_throttle, drained_node, requeue, killed_job, killed_node_daemon,
+         stopped_front, killed_front, two_runs_at_once)
 
 
 def main():

@@ -38,12 +38,14 @@ slurm_tasks_of_array() {
 # Megabytes and minutes for the longest and the largest record of the numbers in the file "todo". A
 # record of an hour has 22 MB of tables (docs/benchmarks/transcode.md); the rest is for the largest
 # pictures. An encoder on one slow processor takes about as long as the conference did, and a slow
-# disk reads 5 MB a second. Each round doubles the time, for the jobs which that was not enough for.
+# disk reads 5 MB a second. Each round doubles the time, for the jobs which that was not enough for. A
+# damaged record may claim any length: none counts for more than 100 hours.
 slurm_needs() {
   awk -v round="$2" '
     NR == FNR { wanted[$1]; next }
     $1 in wanted { if ($3 > length_us) length_us = $3; if ($4 > bytes) bytes = $4 }
     END {
+      if (length_us > 100 * 3600e6) length_us = 100 * 3600e6
       print 1024 + int(32 * length_us / 3600e6), \
             int((15 + length_us / 60e6 + bytes / 300e6) * 2 ^ (round - 1))
     }' "$1" "$work/weights"
@@ -137,6 +139,16 @@ slurm_await() {
   slurm_show_output "$folder" all
 }
 
+# Says how many jobs of the array the cluster has ended, and why; none where all ended by themselves.
+slurm_tell_ends() {
+  local count state
+  { squeue --noheader --array --jobs="$1" --states=TIMEOUT,OUT_OF_MEMORY,NODE_FAIL --format=%T \
+    2> /dev/null || true; } | sort | uniq -c |
+    while read -r count state; do
+      say "the cluster ended jobs: $count with the state $state"
+    done
+}
+
 # Whether any job of the array has left a result.
 slurm_has_results() {
   local number
@@ -147,18 +159,20 @@ slurm_has_results() {
 }
 
 engine_run() {
-  local round=1 folder
+  local round=1 folder id
   # Runs when sbatch has ended: no array is submitted later.
   trap exit TERM
   cd -- "$work" || return
+  engine_check || return
   while compgen -G "slurm/$round.*" > /dev/null; do round=$((round + 1)); done
   slurm_make_arrays "$1" "$round"
   for folder in "$work/slurm/$round".*; do
-    if ! sbatch "$folder/script" > /dev/null; then
+    if ! id=$(sbatch --parsable "$folder/script"); then
       say "the cluster has not taken the jobs"
       return
     fi
     slurm_await "$folder"
+    slurm_tell_ends "${id%%;*}"  # In a federation the name of the cluster follows.
     slurm_has_results "$folder/todo" ||
       say "no job has left a result: do the nodes have $out_dir and $job at the same paths?"
   done
