@@ -114,7 +114,7 @@ slurm_queue() { squeue --noheader --name="$(slurm_name)" --format='%T %r'; }
 
 # Waits for the end of the array, and tells once what keeps all its tasks waiting.
 slurm_await() {
-  local folder=$1 queue reason told="" pause=1
+  local folder=$1 queue reason told="" begin=$SECONDS pause
   while true; do
     if ! queue=$(slurm_queue 2> "$folder/error"); then
       queue="UNKNOWN the cluster does not answer: $(head -n 1 "$folder/error")"
@@ -131,10 +131,11 @@ slurm_await() {
         told=$reason
         ;;
     esac
-    # A signal ends the wait, and not the sleep.
+    # The controller is asked less and less often. A signal ends the wait, and not the sleep.
+    pause=$(((SECONDS - begin) / 10 + 1))
+    [ "$pause" -le 10 ] || pause=10
     sleep "$pause" &
     wait "$!"
-    [ "$pause" -ge 10 ] || pause=$((pause + 1))
   done
   slurm_show_output "$folder" all
 }
