@@ -9,16 +9,17 @@
 #   docs      also what makes the reference pages (scripts/docs.sh)
 #   packages  also what makes a clean system to try the Debian packages in (scripts/package_test.sh)
 #   peers     also the programs that the benchmarks compare with (-DKXRTC_BENCHMARK_PEERS=ON)
+#   players   also the players of docs/players.md that are not in the group browser
 #   slurm     also a Slurm cluster of one node, which a test starts for itself. Without it that test is
 #             skipped. Debian starts no daemon of Slurm that has no configuration.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-groups='arm64|browser|checks|coverage|docs|packages|peers|slurm'
+groups='arm64|browser|checks|coverage|docs|packages|peers|players|slurm'
 
-# For the tests in a browser: what controls Debian's chromium, which installs no browser itself, and
-# a validator of captions.
-node_packages=(playwright-core@1.65.1 webvtt-parser@2.2.0)
+# For the tests in a browser: what controls Debian's chromium, which installs no browser itself, a
+# validator of captions, and a reader of MP4 files.
+node_packages=(playwright-core@1.65.1 webvtt-parser@2.2.0 mp4box@2.4.1)
 node_folder=build/node
 
 installed() {
@@ -38,22 +39,22 @@ missing_of_group() {
   done < scripts/packages.txt
 }
 
+# In front of what only root may do.
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+
 apt_install() {
-  local become=()
   if ! command -v apt-get >/dev/null; then
     echo "setup: this is no Debian system; install these yourself: $*" >&2
     return 1
   fi
-  if [ "$(id -u)" -ne 0 ]; then
-    if ! command -v sudo >/dev/null; then
-      echo "setup: neither root nor sudo; ask for these packages: $*" >&2
-      return 1
-    fi
-    become=(sudo)
+  if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
+    echo "setup: neither root nor sudo; ask for these packages: $*" >&2
+    return 1
   fi
   echo "setup: installing $*" >&2
-  "${become[@]}" apt-get update -qq </dev/null >&2 &&
-    "${become[@]}" env DEBIAN_FRONTEND=noninteractive \
+  "${as_root[@]}" apt-get update -qq </dev/null >&2 &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
       apt-get install -y -qq --no-install-recommends "$@" </dev/null >&2
 }
 
@@ -83,7 +84,7 @@ for group in "$@"; do
     echo "setup: no such group: $group; there are ${groups//|/, }" >&2
     exit 2
   elif [ "$group" = arm64 ] && [[ "$(dpkg --print-foreign-architectures)" != *arm64* ]]; then
-    dpkg --add-architecture arm64
+    "${as_root[@]}" dpkg --add-architecture arm64
   fi
   if [ "$group" = browser ]; then
     { install_group browser && install_node_packages; } ||
