@@ -230,7 +230,7 @@ def main():
         os.environ["CLUSTER_MAX_ARRAY_SIZE"] = str(ARRAY_TASKS + 1)
         os.execv(CLUSTER, [CLUSTER, sys.executable, *sys.argv])
     failures = 0
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory(dir=os.environ["CLUSTER_FOLDER"]) as folder:
         kxrtc, folder = Path(sys.argv[1]).resolve(), Path(folder)
         short = Archive(kxrtc, folder / "short", [SHORT_SESSIONS] * 12, COPY)
         long = Archive(kxrtc, folder / "long", [LONG_SESSIONS, SHORT_SESSIONS, SHORT_SESSIONS], ENCODE)
