@@ -55,7 +55,7 @@ constexpr CodeRow kCodes[] = {
     {FindingCode::kReplayFillerWaiting, "replay.filler-waiting", Severity::kWarning},
     {FindingCode::kReplayNothing, "replay.nothing", Severity::kWarning},
     {FindingCode::kReplayOffset, "replay.offset", Severity::kWarning},
-    {FindingCode::kReplayReadOnly, "replay.read-only", Severity::kWarning},
+    {FindingCode::kReplayReadOnly, "replay.read-only", Severity::kInfo},
     {FindingCode::kReplayRefused, "replay.refused", Severity::kError},
     {FindingCode::kReplayStillShare, "replay.still-share", Severity::kInfo},
     {FindingCode::kTimelineDamagedLine, "timeline.damaged-line", Severity::kWarning},

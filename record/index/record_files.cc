@@ -57,9 +57,6 @@ std::string ReplayObstacle(const RecordFiles& files) {
       return file->path() + ": " + file->error() +
              (is_missing ? "; kxrtc repair makes a record of the other files" : "");
     }
-    if (!IsWritable(*file)) {
-      return file->path() + ": no permission to write, but transcoding needs it; copy the record";
-    }
   }
   return "";
 }

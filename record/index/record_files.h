@@ -26,12 +26,12 @@ struct RecordFiles {
   void Open(const std::string& folder);
 };
 
-// Why the library's replay cannot open a record, in one line with the file: the file is missing, is
-// not a regular file, or is not writable. The library opens all four for writing too, although a
-// replay writes nothing. Empty when it can.
+// Why no replay can open a record, in one line with the file: the file is missing or is not a
+// regular file. Empty when one can.
 std::string ReplayObstacle(const RecordFiles& files);
 
-// True when missing permission to write is the only obstacle.
+// True when there is no such obstacle, but no permission to write either. The library opens all
+// four for writing too, although its replay writes nothing: it cannot open this record.
 bool IsReadOnly(const RecordFiles& files);
 
 // Why a folder without any file of a record contains none; empty when there is one.

@@ -230,8 +230,12 @@ void JudgeOutcome(const RecordFiles& files, const TranscodeFacts& facts,
   replay.encode = PredictMode(facts, file->encoded(), replay.refusal);
   replay.copy = PredictMode(facts, file->copied(), replay.refusal);
   if (IsReadOnly(files)) {
-    summary->findings.Add(FindingCode::kReplayReadOnly, std::nullopt, facts.obstacle);
-  } else if (!facts.obstacle.empty()) {
+    summary->findings.Add(
+        FindingCode::kReplayReadOnly, std::nullopt,
+        "no permission to write: kxrtc transcode does not need it; a program that "
+        "uses the library's transcoder needs a copy of the record");
+  }
+  if (!facts.obstacle.empty()) {
     replay.completes = false;
     replay.failure = facts.obstacle;
     replay.failure_time_us.reset();

@@ -1,25 +1,14 @@
 #include "record/predict/size_estimate.h"
 
-#include <unistd.h>
-
-#include <string>
-#include <utility>
-
-#include "kx_utility/file.h"
-#include "kx_utility/text_file.h"
 #include "kxrtc/recording/replay_rules.h"
-#include "kxrtc/recording/speaker_record_descriptor.h"
+#include "record/index/descriptor_loading.h"
 
 namespace kxrtc_host {
 
 std::optional<uint64_t> EstimateMp4Bytes(const ReadOnlyFile& descriptor) {
-  if (!descriptor.is_open()) return std::nullopt;
-  kx_utility::File file(::dup(descriptor.descriptor()));
-  std::string text;
-  if (!file.Seek(0) || !kx_utility::ReadText(&file, descriptor.size(), &text)) return std::nullopt;
   kxrtc::SpeakerRecordDescReader reader;
   kxrtc::SpeakerRecordOverall overall;
-  if (!reader.InitializeFromText(std::move(text)) || !reader.GetSpeakerRecordOverall(&overall)) {
+  if (!LoadDescriptor(descriptor, &reader) || !reader.GetSpeakerRecordOverall(&overall)) {
     return std::nullopt;
   }
   uint64_t audio_frames = 0;

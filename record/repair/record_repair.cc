@@ -341,7 +341,7 @@ bool MayHelpRepair(const RecordSummary& summary) {
     case TranscodeKind::kRecordDamaged:
       return true;
     case TranscodeKind::kRecordUnreadable:
-      return summary.findings.count(FindingCode::kReplayReadOnly) == 0 && has_data;
+      return has_data;
     case TranscodeKind::kNothingToPlay:  // An index that names nothing of what is there.
       return summary.findings.Verdict() == Severity::kError && has_data;
     default:

@@ -114,16 +114,24 @@ class ReplayEndObserver final : public kxrtc::SpeakerRecordTranscoderObserver {
 };
 
 // Replays the record in `folder`, with its trailing separator.
-inline ReplayCalls RunReplay(const std::string& folder) {
+inline ReplayCalls RunReplay(kxrtc::SpeakerRecordTranscoder* transcoder,
+                             const std::string& folder) {
   ReplayCalls result;
   ReplayCallWriter writer(&result.calls);
   ReplayCallFactory factory(&writer);
   ReplayEndObserver observer;
-  void* handle = nullptr;
-  CreateSpeakerRecordTranscoder(&handle);
-  auto* transcoder = static_cast<kxrtc::SpeakerRecordTranscoder*>(handle);
   (void)transcoder->StartTranscoding(folder.c_str(), "", &observer, &factory);
   result.completes = observer.Wait();
+  (void)transcoder->StopTranscoding();
+  return result;
+}
+
+// The same with the library's transcoder.
+inline ReplayCalls RunReplay(const std::string& folder) {
+  void* handle = nullptr;
+  CreateSpeakerRecordTranscoder(&handle);
+  const ReplayCalls result =
+      RunReplay(static_cast<kxrtc::SpeakerRecordTranscoder*>(handle), folder);
   ReleaseSpeakerRecordTranscoder(handle);
   return result;
 }

@@ -150,9 +150,6 @@ std::string NextStep(const kxrtc_host::RecordSummary& summary,
   if (summary.replay.encode.kind == kxrtc_host::TranscodeKind::kWritten) {
     return "kxrtc transcode " + summary.folder + " OUT.mp4";
   }
-  if (summary.findings.count(kxrtc_host::FindingCode::kReplayReadOnly) > 0) {
-    return "cp -r " + summary.folder + " NEW_DIR, then kxrtc transcode NEW_DIR OUT.mp4";
-  }
   return "";
 }
 

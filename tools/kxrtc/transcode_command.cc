@@ -13,8 +13,8 @@
 #include <thread>
 
 #include "host/mp4/mp4_factory.h"
-#include "host/mp4/transcoder_handle.h"
 #include "host/mp4/writer_options.h"
+#include "host/replay/transcoder_choice.h"
 #include "host/result/record_origin.h"
 #include "record/archive/record_glance.h"
 #include "record/index/record_files.h"
@@ -273,7 +273,9 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     writer_options.origin = origin_;
     writer_options.replace_existing = MayReplace();
     const auto factory = media.MakeMp4Factory(writer_options, facts_.outline);
-    const kxrtc_host::TranscoderHandle transcoder = kxrtc_host::MakeTranscoder();
+    kxrtc_host::RecordFiles files;
+    files.Open(facts_.folder);
+    const auto transcoder = kxrtc_host::MakeTranscoderFor(files);
     transcoder->SetPreferHW(options_.prefer_hardware);
     if (transcoder->StartTranscoding(facts_.folder.c_str(), facts_.output.c_str(), this,
                                      factory.get())) {

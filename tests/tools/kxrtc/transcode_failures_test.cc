@@ -179,24 +179,6 @@ TEST_F(TranscodeFailuresTest, ARecordThatCannotBeOpenedIsToldWithTheCause) {
   EXPECT_THAT(Left(), IsEmpty());
 }
 
-TEST_F(TranscodeFailuresTest, ARecordOnAReadOnlyDiskIsToBeCopied) {
-  Second().Stop(2000000).Write();
-  const std::string folder = Quoted(record_.path());
-  const std::string kxrtc = Quoted(KXRTC_PROGRAM);
-  const std::string script = "mount --bind " + folder + " " + folder +
-                             " && mount -o remount,bind,ro " + folder + " || exit 99; " + kxrtc +
-                             " transcode --quiet " + folder + " " + Quoted(mp4_) + "; echo $?; " +
-                             kxrtc + " verify " + folder + " > /dev/null; echo $?; " + kxrtc +
-                             " estimate " + folder + " > /dev/null; echo $?";
-  const ShellResult run = RunShell("unshare --map-root-user --mount sh -c " + Quoted(script));
-  if (run.exit_status != 0) GTEST_SKIP() << "this system mounts nothing for tests: " << run.errors;
-  EXPECT_EQ(run.output, "3\n12\n0\n");
-  EXPECT_EQ(run.errors, "kxrtc: cannot open the record in " + record_.path() + ": " +
-                            record_.File("SpeakeRecord.index") +
-                            ": no permission to write, but transcoding needs it; "
-                            "copy the record\n");
-}
-
 TEST_F(TranscodeFailuresTest, LinesOfJsonAreValidWhateverThePathHolds) {
   const ShellResult run = RunKxrtc("transcode --json /nowhere\xFF\xC3\xA4 " + mp4_);
   EXPECT_EQ(run.exit_status, 3);
