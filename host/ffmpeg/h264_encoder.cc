@@ -29,9 +29,11 @@ CodecContextHandle MakeContext(const AVCodec* codec, const EncoderSettings& sett
   context->framerate = {static_cast<int>(settings.frame_rate), 1};
   context->sample_aspect_ratio = {1, 1};
   context->gop_size = static_cast<int>(settings.frame_rate) * kSecondsBetweenKeyFrames;
-  context->bit_rate = int64_t{settings.bit_rate_kbps} * 1000;
-  context->rc_max_rate = context->bit_rate * 2;
-  context->rc_buffer_size = static_cast<int>(std::min<int64_t>(context->bit_rate * 4, INT32_MAX));
+  if (settings.quality == 0) {
+    context->bit_rate = int64_t{settings.bit_rate_kbps} * 1000;
+    context->rc_max_rate = context->bit_rate * 2;
+    context->rc_buffer_size = static_cast<int>(std::min<int64_t>(context->bit_rate * 4, INT32_MAX));
+  }
   context->thread_count = settings.threads;
   context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   return context;
@@ -54,6 +56,7 @@ bool H264Encoder::Open(const std::vector<std::string>& names, const EncoderSetti
     context_ = MakeContext(codec, settings);
     AVDictionary* options = nullptr;
     if (name == "libx264") av_dict_set(&options, "preset", settings.preset.c_str(), 0);
+    if (settings.quality != 0) av_dict_set_int(&options, "crf", settings.quality, 0);
     const int result =
         context_ != nullptr ? avcodec_open2(context_.get(), codec, &options) : AVERROR(ENOMEM);
     av_dict_free(&options);

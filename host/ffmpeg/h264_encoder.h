@@ -16,8 +16,9 @@ struct EncoderSettings {
   uint32_t height = 0;
   uint32_t frame_rate = 0;  // Frames a second.
   uint32_t bit_rate_kbps = 0;
-  std::string preset;  // Of libx264; other encoders have their own default.
-  int threads = 0;     // 0: as many as there are processors.
+  uint32_t quality = 0;  // If not 0, instead of the bit rate: 1, the best, to 51.
+  std::string preset;    // Of libx264; other encoders have their own default.
+  int threads = 0;       // 0: as many as there are processors.
 };
 
 class H264Encoder {

@@ -2,6 +2,7 @@
 
 #include "host/ffmpeg/jpeg_picture.h"
 #include "host/ffmpeg/picture_layout.h"
+#include "record/timing/rotation.h"
 
 namespace kxrtc_host {
 

@@ -8,6 +8,8 @@ extern "C" {
 #include <algorithm>
 #include <cstring>
 
+#include "record/timing/rotation.h"
+
 namespace kxrtc_host {
 namespace {
 
@@ -97,7 +99,7 @@ bool PictureLayout::Prepare(const AVFrame& picture, int32_t rotation) {
   if (picture.width <= 0 || picture.height <= 0) return false;
   double ratio = static_cast<double>(picture.width) / picture.height;
   if (aspect.num > 0 && aspect.den > 0) ratio *= av_q2d(aspect);
-  const bool sideways = rotation == 90 || rotation == 270;
+  const bool sideways = IsSideways(rotation);
   place_ = FitIntoCanvas(canvas_width_, canvas_height_, sideways ? 1 / ratio : ratio);
   const uint32_t width = sideways ? place_.height : place_.width;
   const uint32_t height = sideways ? place_.width : place_.height;

@@ -10,11 +10,6 @@
 
 namespace kxrtc_host {
 
-// `rotation` as 0, 90, 180 or 270. Other values count as the next lower multiple of 90.
-constexpr int32_t NormalRotation(int32_t rotation) {
-  return ((rotation % 360 + 360) % 360) / 90 * 90;
-}
-
 // The place of a picture on the canvas, in pixels; all even, since colour has half the resolution.
 struct PictureRect {
   uint32_t x = 0;

@@ -64,7 +64,7 @@ class MediaOnFFmpeg final : public Media {
 
   std::unique_ptr<Mp4Factory> MakeMp4Factory(
       Mp4SinkWriterOptions options, const std::optional<RecordOutline>& outline) const override {
-    if (outline) options.bounds = BoundsOf(*outline, options.video_mode);
+    if (outline) options.bounds = BoundsOf(*outline, options.video_mode, options.picture);
     return std::make_unique<Mp4FactoryOnFFmpeg>(options);
   }
 

@@ -5,10 +5,10 @@
 #include <string>
 #include <utility>
 
-#include "host/ffmpeg/picture_layout.h"
 #include "host/mp4/icon_filter.h"
 #include "record/index/record_text.h"
 #include "record/timing/media_time.h"
+#include "record/timing/rotation.h"
 #include "record/timing/time_text.h"
 
 namespace kxrtc_host {

@@ -9,6 +9,7 @@
 #include "record/index/record_text.h"
 #include "record/timing/encoded_video.h"
 #include "record/timing/media_time.h"
+#include "record/timing/rotation.h"
 
 namespace kxrtc_host {
 namespace {
@@ -59,6 +60,9 @@ bool EncodeVideoTrack::Initialize() {
   info.frame_rate = settings_.frame_rate;
   muxer_->DescribeVideo(info);
   report_->status.video_encoder = encoder_name_;
+  report_->status.video_width = settings_.width;
+  report_->status.video_height = settings_.height;
+  report_->status.video_frame_rate = settings_.frame_rate;
   return true;
 }
 

@@ -10,6 +10,7 @@
 #include "kx_utility/failure_log.h"
 #include "record/index/frame_limit.h"
 #include "record/index/record_text.h"
+#include "record/predict/chosen_video.h"
 #include "record/timing/media_time.h"
 #include "record/timing/time_text.h"
 
@@ -119,11 +120,18 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
   const bool expects_audio = options_.bounds.audio_frames > 0;
   timeline_ = std::make_unique<FileTimeline>(VideoClock::kLongestGapUs, expects_audio);
   if (options_.video_mode == VideoMode::kEncode) {
+    const kxrtc::VideoSettings chosen = ChosenVideo(
+        {video.width, video.height, video.frame_rate, video.bit_rate_kbps}, options_.picture);
+    const bool is_choice = options_.picture.width != 0 || options_.picture.frame_rate != 0;
+    if (const std::string obstacle = VideoObstacle(chosen); is_choice && !obstacle.empty()) {
+      return report_.Fail(WriterFailure::kRefused, obstacle);
+    }
     EncoderSettings settings;
-    settings.width = video.width;
-    settings.height = video.height;
-    settings.frame_rate = video.frame_rate;
-    settings.bit_rate_kbps = video.bit_rate_kbps;
+    settings.width = chosen.width;
+    settings.height = chosen.height;
+    settings.frame_rate = chosen.frame_rate;
+    settings.bit_rate_kbps = chosen.bit_rate_kbps;
+    settings.quality = options_.picture.quality;
     settings.preset = options_.preset;
     settings.threads = options_.encoder_threads;
     if (auto encoder = OpenEncoder(settings)) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kxrtc/recording/replay_rules.h"
+#include "record/predict/chosen_video.h"
 #include "record/timing/media_time.h"
 
 namespace kxrtc_host {
@@ -13,8 +14,8 @@ constexpr uint64_t kSilenceCountedUs = 3600 * kMicrosecondsPerSecond;
 
 }  // namespace
 
-SampleBounds BoundsOf(const RecordOutline& outline, VideoMode mode) {
-  constexpr kxrtc::VideoSettings kLargest = kxrtc::VideoSettingsFor(true);
+SampleBounds BoundsOf(const RecordOutline& outline, VideoMode mode, const PictureChoice& choice) {
+  const kxrtc::VideoSettings largest = ChosenVideo(kxrtc::VideoSettingsFor(true), choice);
   SampleBounds bounds;
   bounds.audio_frames = outline.audio_frames;
   const auto duration_us = static_cast<uint64_t>(MediaDurationUs(outline));
@@ -27,8 +28,8 @@ SampleBounds BoundsOf(const RecordOutline& outline, VideoMode mode) {
     const auto recorded_us =
         std::min(static_cast<uint64_t>(outline.recorded_us), 2 * duration_us + kSilenceCountedUs);
     const uint64_t seconds = std::max(duration_us, recorded_us) / kMicrosecondsPerSecond + 2;
-    bounds.video_samples = seconds * kLargest.frame_rate;
-    bounds.bytes += seconds * kLargest.bit_rate_kbps * 1000 / 8;
+    bounds.video_samples = seconds * largest.frame_rate;
+    bounds.bytes += seconds * largest.bit_rate_kbps * 1000 / 8;
   }
   return bounds;
 }

@@ -9,7 +9,8 @@ namespace kxrtc_host {
 
 // Upper bounds for what the replay of a record pushes, filler clips included, or what the encoder
 // makes of it. Any thread.
-SampleBounds BoundsOf(const RecordOutline& outline, VideoMode mode);
+SampleBounds BoundsOf(const RecordOutline& outline, VideoMode mode,
+                      const PictureChoice& choice = {});
 
 }  // namespace kxrtc_host
 

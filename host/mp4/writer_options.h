@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/mp4/mp4_tags.h"
+#include "record/predict/picture_choice.h"
 
 namespace kxrtc_host {
 
@@ -36,6 +37,7 @@ struct Mp4SinkWriterOptions {
   // the icon is shown. Copied video shows it too.
   StillShare still_share = StillShare::kPicture;
   std::string record_folder;
+  PictureChoice picture;            // In encode mode.
   std::string preset = "veryfast";  // Of libx264: from ultrafast to placebo.
   // Copy mode tries each audio frame with a decoder, as encode mode always does: one that does not
   // decode becomes silence.

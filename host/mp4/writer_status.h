@@ -27,6 +27,9 @@ struct Mp4WriterStatus {
   std::vector<std::string> warnings;  // Likewise, in the order of their discovery.
 
   std::string video_encoder;  // Name of the encoder in use; empty when video is copied.
+  uint32_t video_width = 0;   // Of encoded video, pixels.
+  uint32_t video_height = 0;
+  uint32_t video_frame_rate = 0;  // Likewise, frames a second.
   uint64_t video_samples_received = 0;
   uint64_t video_samples_written = 0;
   uint64_t video_samples_dropped = 0;  // Could not have been decoded from the file.

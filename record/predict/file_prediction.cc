@@ -8,30 +8,6 @@
 #include "record/timing/media_time.h"
 
 namespace kxrtc_host {
-namespace {
-
-constexpr int64_t kFrameRate = kxrtc::VideoSettingsFor(false).frame_rate;
-
-int64_t TickTimeUs(int64_t tick) { return ScaleTime(tick, kMicrosecondsPerSecond, kFrameRate); }
-
-// The first tick that is not before `time_us`.
-int64_t TickAtOrAfter(int64_t time_us) {
-  int64_t tick = ScaleTime(time_us, kFrameRate, kMicrosecondsPerSecond);
-  while (TickTimeUs(tick) < time_us) ++tick;
-  while (tick > 0 && TickTimeUs(tick - 1) >= time_us) --tick;
-  return tick;
-}
-
-constexpr int64_t kHalfTickUs = kMicrosecondsPerSecond / kFrameRate / 2;
-
-// The last tick that is not after `time_us`.
-int64_t TickAtOrBefore(int64_t time_us) {
-  const int64_t tick = TickAtOrAfter(time_us);
-  return tick > 0 && TickTimeUs(tick) > time_us ? tick - 1 : tick;
-}
-
-}  // namespace
-
 int64_t AudioFrames::end_us() const {
   return last_time_ < 0 ? 0 : AudioSamplesToMicroseconds(last_time_ + kSamplesPerAudioFrame);
 }
@@ -139,8 +115,26 @@ void CopiedPictures::Finish(int64_t audio_end_us) {
 // file does not contain.
 void EncodedPictures::OnAudio(int64_t time_us) {
   ShowDueIcons(time_us);
-  if (has_picture_) shown_until_us_ = time_us - kHalfTickUs;
+  if (has_picture_) shown_until_us_ = time_us - HalfTickUs();
   ShowUntil(shown_until_us_);
+}
+
+int64_t EncodedPictures::TickTimeUs(int64_t tick) const {
+  return ScaleTime(tick, kMicrosecondsPerSecond, frame_rate_);
+}
+
+// The first tick that is not before `time_us`.
+int64_t EncodedPictures::TickAtOrAfter(int64_t time_us) const {
+  int64_t tick = ScaleTime(time_us, frame_rate_, kMicrosecondsPerSecond);
+  while (TickTimeUs(tick) < time_us) ++tick;
+  while (tick > 0 && TickTimeUs(tick - 1) >= time_us) --tick;
+  return tick;
+}
+
+// The last tick that is not after `time_us`.
+int64_t EncodedPictures::TickAtOrBefore(int64_t time_us) const {
+  const int64_t tick = TickAtOrAfter(time_us);
+  return tick > 0 && TickTimeUs(tick) > time_us ? tick - 1 : tick;
 }
 
 void EncodedPictures::SetNextTick(int64_t tick) {
@@ -151,7 +145,7 @@ void EncodedPictures::SetNextTick(int64_t tick) {
 void EncodedPictures::ShowUntil(int64_t time_us) {
   if (!has_picture_ || time_us <= next_tick_us_) return;
   const int64_t tick = TickAtOrAfter(time_us);
-  count_ += static_cast<uint64_t>(EncodedTicks(tick - next_tick_, kFrameRate));
+  count_ += static_cast<uint64_t>(EncodedTicks(tick - next_tick_, frame_rate_));
   SetNextTick(tick);
 }
 
@@ -159,7 +153,7 @@ void EncodedPictures::Write(int64_t time_us, const AccessUnitContents& contents)
   last_us_ = std::max(time_us, last_us_ + 1);
   const bool is_decodable = selection_.Choose(contents) == CopySelection::Choice::kWrite;
   if (!is_decodable) return;
-  ShowUntil(last_us_ - kHalfTickUs);
+  ShowUntil(last_us_ - HalfTickUs());
   if (has_picture_) return;
   has_picture_ = true;
   SetNextTick(TickAtOrBefore(last_us_));

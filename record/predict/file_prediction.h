@@ -14,6 +14,7 @@
 #include "record/predict/replay_simulator.h"
 #include "record/timing/file_timeline.h"
 #include "record/timing/icon_hold.h"
+#include "record/timing/media_time.h"
 
 namespace kxrtc_host {
 
@@ -113,7 +114,8 @@ class CopiedPictures final : public PicturesWithoutFlash {
 // looked for.
 class EncodedPictures final : public PicturesWithoutFlash {
  public:
-  EncodedPictures() : PicturesWithoutFlash(ClipPictures::kAll) {}
+  explicit EncodedPictures(int64_t frame_rate)
+      : PicturesWithoutFlash(ClipPictures::kAll), frame_rate_(frame_rate) {}
 
   void OnAudio(int64_t time_us);
   void Finish(int64_t audio_end_us);
@@ -122,12 +124,17 @@ class EncodedPictures final : public PicturesWithoutFlash {
   int64_t end_us() const { return end_us_; }
 
  private:
+  int64_t HalfTickUs() const { return kMicrosecondsPerSecond / frame_rate_ / 2; }
+  int64_t TickTimeUs(int64_t tick) const;
+  int64_t TickAtOrAfter(int64_t time_us) const;
+  int64_t TickAtOrBefore(int64_t time_us) const;
   void ShowUntil(int64_t time_us);
   void SetNextTick(int64_t tick);
 
   void SetAttributes() override {}
   void Write(int64_t time_us, const AccessUnitContents& contents) override;
 
+  const int64_t frame_rate_;
   CopySelection selection_;  // A decoder keeps parameter sets, so it never hears of attributes.
   bool has_picture_ = false;
   int64_t next_tick_ = 0;     // The first that is not counted yet.
@@ -140,9 +147,10 @@ class EncodedPictures final : public PicturesWithoutFlash {
 
 class FilePrediction final : public ReplayEvents {
  public:
-  // `audio` is borrowed. `expects_audio`: the replay pushes audio frames.
-  FilePrediction(ReadOnlyFile* audio, bool expects_audio)
-      : timeline_(VideoClock::kLongestGapUs, expects_audio), audio_(audio) {}
+  // `audio` is borrowed. `expects_audio`: the replay pushes audio frames. `frame_rate`: of encoded
+  // video.
+  FilePrediction(ReadOnlyFile* audio, bool expects_audio, uint32_t frame_rate)
+      : timeline_(VideoClock::kLongestGapUs, expects_audio), audio_(audio), encoded_(frame_rate) {}
 
   // What is in the video frame of the next record.
   void NoteContents(const AccessUnitContents& contents) { contents_ = contents; }

@@ -43,7 +43,7 @@ class Analysis {
         video_(&files->video, options.parameter_set_examiner, summary),
         audio_(&files->audio, summary),
         output_(summary, expects_audio, options.key_frames),
-        file_(&files->audio, expects_audio),
+        file_(&files->audio, expects_audio, options.frame_rate),
         replay_(&state_, &output_),
         file_replay_(&state_, &file_) {}
 

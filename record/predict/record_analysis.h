@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "kxrtc/recording/replay_rules.h"
 #include "record/check/damaged_sound.h"
 #include "record/check/parameter_set_examiner.h"
 #include "record/check/record_summary.h"
@@ -19,7 +20,8 @@ namespace kxrtc_host {
 struct AnalysisOptions {
   SoundExaminer* sound_examiner = nullptr;
   ParameterSetExaminer* parameter_set_examiner = nullptr;
-  KeyFrameChoice* key_frames = nullptr;   // Gets the key frames of the MP4.
+  KeyFrameChoice* key_frames = nullptr;  // Gets the key frames of the MP4.
+  uint32_t frame_rate = kxrtc::VideoSettingsFor(false).frame_rate;  // Of encoded video.
   DamagedSound* damaged_sound = nullptr;  // Gets the frames that the sound examiner refuses.
 };
 

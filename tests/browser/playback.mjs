@@ -1,6 +1,7 @@
 // Plays transcoded MP4 files to their end in headless Chromium, served on localhost as a site would.
 //
 // usage: node playback.mjs PLAYWRIGHT_FOLDER SCREENSHOT_FOLDER FILE.mp4...
+// A name that ends in "-1920x1080.mp4" tells the size that must be shown.
 // Ends with status 77 and a reason where there is no browser to test with. Screenshots are taken at
 // each second that SCREENSHOT_SECONDS lists (default: none).
 import { mkdirSync } from 'node:fs';
@@ -43,6 +44,8 @@ const seek = (second) => new Promise((done) => {
 function faultOf(outcome) {
   if (outcome.error || !outcome.ended) return `FAILED: ${outcome.error || 'did not end'}`;
   if (Math.abs(outcome.time - outcome.duration) >= 0.1) return 'FAILED: stopped before its end';
+  const [, size] = /-(\d+x\d+)\.mp4$/.exec(outcome.name) || [];
+  if (size && !outcome.sizes.includes(size)) return `FAILED: is not shown as ${size}`;
   return outcome.frames > 0 ? '' : 'FAILED: no picture was shown';
 }
 
@@ -54,7 +57,7 @@ try {
     const page = await browser.newPage({ viewport: { width: 960, height: 540 } });
     await page.goto(`http://127.0.0.1:${server.address().port}/`);
     const outcome = await page.evaluate(play, { source: `/${basename(file)}`, limit: LIMIT_MS });
-    const fault = faultOf(outcome);
+    const fault = faultOf({ ...outcome, name: basename(file) });
     if (fault) failures += 1;
     console.log(basename(file), JSON.stringify(outcome), fault);
     for (const second of seconds) {

@@ -21,6 +21,22 @@ TEST(PlaybackMediaTest, IsMade) {
   }
 }
 
+TEST(PlaybackMediaTest, OfAChosenSizeIsMade) {
+  kx_testing::TempDir record;
+  kx_testing::ConferenceRecord(record, kx_testing::MakeAudio(60, 2, true))
+      .Start()
+      .Speaks(kx_testing::kDesktop, {"screen", 3840, 2160, "high", 3, 3})
+      .AudioOnly(900)
+      .Stop()
+      .builder()
+      .Desktop(true)
+      .Write();
+  const kx_testing::ShellResult run = kx_testing::RunKxrtc(
+      "transcode --force --quiet --no-hardware --preset ultrafast --size source --frame-rate 30 " +
+      record.path() + " " + kx_testing::Quoted(PLAYBACK_FOLDER "/source-3840x2160.mp4"));
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+}
+
 TEST(PlaybackMediaTest, WithBPicturesIsMade) {
   kx_testing::TempDir record;
   kx_testing::RecordBuilder builder(record);

@@ -12,23 +12,28 @@
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/picture_options.h"
 
 namespace kxrtc_tool {
 namespace {
 
 struct EstimateOptions {
   std::string record_dir;
+  PictureOptions picture;
   bool json = false;
 };
 
 ExitStatus Estimate(const EstimateOptions& options) {
   kxrtc_host::RecordFiles files;
   files.Open(options.record_dir);
-  const std::optional<uint64_t> size = EstimateMp4Bytes(files.descriptor);
+  std::string warning;
+  const std::optional<uint64_t> size = EstimateMp4Bytes(
+      files.descriptor, ResolvePicture(options.picture, options.record_dir, &warning));
   if (!size) {
     return Fail(kExitRecordUnreadable,
                 options.record_dir + " contains no readable record descriptor");
   }
+  if (!warning.empty()) Warn(warning);
   if (options.json) {
     Json::Value line;
     line["estimated_bytes"] = Json::UInt64{*size};
@@ -47,9 +52,16 @@ void AddEstimateCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   CLI::App* command =
       app.add_subcommand("estimate", "Estimate the size of the MP4 of a record in encode mode");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
+  AddPictureOptions(command, &options->picture);
   command->add_flag("-j,--json", options->json, "Print one line of JSON");
-  command->footer("Example:\n  kxrtc estimate ~/records/monday\n");
-  command->callback([options, exit_status] { *exit_status = Estimate(*options); });
+  command->footer(
+      "The size that kxrtc transcode makes with the same options.\n"
+      "Examples:\n  kxrtc estimate ~/records/monday\n"
+      "  kxrtc estimate ~/records/monday --size 1920x1080\n");
+  command->callback([options, exit_status] {
+    CheckPictureOptions(options->picture);
+    *exit_status = Estimate(*options);
+  });
 }
 
 }  // namespace kxrtc_tool

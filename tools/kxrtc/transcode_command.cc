@@ -28,6 +28,7 @@
 #include "tools/kxrtc/named_values.h"
 #include "tools/kxrtc/outcome_journal.h"
 #include "tools/kxrtc/output_claim.h"
+#include "tools/kxrtc/picture_options.h"
 #include "tools/kxrtc/progress_report.h"
 #include "tools/kxrtc/speaker_outputs.h"
 #include "tools/kxrtc/stop_signals.h"
@@ -50,6 +51,7 @@ constexpr char kTranscodeFooter[] =
     "Examples:\n"
     "  kxrtc transcode ~/records/monday monday.mp4\n"
     "  kxrtc transcode ~/records/monday monday.mp4 --video copy --force\n"
+    "  kxrtc transcode ~/records/monday monday.mp4 --size source --frame-rate 30\n"
     "  kxrtc transcode ~/records/monday monday.mp4 --captions monday.vtt\n"
     "  kxrtc transcode ~/records/monday monday.mp4 --json | jq .percent\n";
 
@@ -90,6 +92,7 @@ struct TranscodeOptions {
   std::string record_dir;
   std::string output;
   kxrtc_host::Mp4SinkWriterOptions writer;  // Without bounds and tags.
+  PictureOptions picture;
   SpeakerOutputOptions speakers;
   bool quiet = false;
   bool json = false;
@@ -111,7 +114,19 @@ Json::Value OptionsOfOrigin(const TranscodeOptions& options) {
   value["chapters"] = options.speakers.chapters;
   value["chapter_min_us"] = Json::Int64{options.speakers.shortest_chapter_us};
   value["metadata"] = options.speakers.metadata;
+  AddToOrigin(options.picture, &value);
   return value;
+}
+
+// Refuses what makes no sense together.
+void CheckOptions(const TranscodeOptions& options) {
+  const std::string picture = options.picture.FirstGiven();
+  if (options.writer.video_mode == kxrtc_host::VideoMode::kCopy && !picture.empty()) {
+    throw CLI::ValidationError(picture,
+                               "copied pictures stay as they are; leave it out, or use "
+                               "--video encode");
+  }
+  CheckPictureOptions(options.picture);
 }
 
 // One transcoding from start to exit status, through the library's exported interface.
@@ -269,6 +284,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   TranscodeOutcome Transcode(const kxrtc_host::Media& media) {
     kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
     writer_options.record_folder = facts_.folder;
+    writer_options.picture = ResolvePicture(options_.picture, facts_.folder, &picture_warning_);
     writer_options.tags = speakers_.Tags();
     writer_options.origin = origin_;
     writer_options.replace_existing = MayReplace();
@@ -371,6 +387,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       for (const std::string& warning : writer.warnings) messages_.Warning(warning);
     }
     if (writer.file_written) {
+      if (!picture_warning_.empty()) messages_.Warning(picture_warning_);
       if (!outcome.text().empty()) messages_.Warning(outcome.text());
       for (const std::string& warning : speakers_.Warnings()) messages_.Warning(warning);
       if (!speakers_.WriteCaptions(writer.start_us, writer.duration_us, options_.writer.sync)) {
@@ -414,6 +431,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   SpeakerOutputs speakers_;
   Json::Value origin_options_;
   std::string origin_;
+  std::string picture_warning_;
   OutputClaim claim_;
   kxrtc_host::RepairedCopy copy_;
   bool is_repaired_ = false;
@@ -452,6 +470,8 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                    "Preset of the encoder libx264 (default veryfast)")
       ->check(OneOf({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow",
                      "slower", "veryslow"}));
+  AddPictureOptions(command, &options->picture);
+  AddQualityOption(command, &options->picture);
   command->add_flag("--check-sound", options->writer.check_sound,
                     "With --video copy: try each audio frame with a decoder, as\n"
                     "--video encode does, and replace a damaged one by silence");
@@ -494,7 +514,10 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   command->add_flag("!--no-sync", options->writer.sync,
                     "Do not wait until the file is on the disk");
   command->footer(kTranscodeFooter);
-  command->callback([options, exit_status] { *exit_status = TranscodeRun(*options).Run(); });
+  command->callback([options, exit_status] {
+    CheckOptions(*options);
+    *exit_status = TranscodeRun(*options).Run();
+  });
 }
 
 }  // namespace kxrtc_tool

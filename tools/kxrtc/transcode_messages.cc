@@ -68,6 +68,11 @@ void TranscodeMessages::Done(ExitStatus status, const Mp4WriterStatus& writer,
   line["duration_us"] = Json::Int64{writer.duration_us};
   line["bytes"] = Json::UInt64{writer.file_size};
   line["video"] = writer.video_encoder.empty() ? "copied" : writer.video_encoder;
+  if (!writer.video_encoder.empty()) {
+    line["width"] = writer.video_width;
+    line["height"] = writer.video_height;
+    line["frame_rate"] = writer.video_frame_rate;
+  }
   line["video_samples"] = Json::UInt64{writer.video_samples_written};
   line["audio_frames"] = Json::UInt64{writer.audio_frames_written};
   line["audio_frames_silenced"] = Json::UInt64{writer.audio_frames_silenced};

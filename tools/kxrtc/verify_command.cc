@@ -15,6 +15,7 @@
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/path_list.h"
+#include "tools/kxrtc/picture_options.h"
 #include "tools/kxrtc/record_tables.h"
 #include "tools/kxrtc/terminal_text.h"
 #include "tools/kxrtc/usage_errors.h"
@@ -31,6 +32,7 @@ struct VerifyOptions {
   bool zero_bytes = false;
   bool json = false;
   bool quick = false;
+  PictureOptions picture;
 };
 
 ExitStatus StatusOf(Severity verdict) {
@@ -42,7 +44,13 @@ ExitStatus VerifyOne(const VerifyOptions& options, const std::string& record_dir
   const auto sound = options.quick ? SoundExamination::kNone : SoundExamination::kEveryFrame;
   kxrtc_host::RecordSummary summary;
   std::string error;
-  if (!ExamineRecord(record_dir, sound, &summary, &error)) return Fail(kExitFailure, error);
+  kxrtc_host::AnalysisOptions analysis;
+  if (options.picture.choice.frame_rate != 0) {
+    analysis.frame_rate = options.picture.choice.frame_rate;
+  }
+  if (!ExamineRecord(record_dir, sound, &summary, &error, analysis)) {
+    return Fail(kExitFailure, error);
+  }
   const kxrtc_host::FindingList& findings = summary.findings;
   std::optional<kxrtc_host::RepairResult> preview;
   if (MayHelpRepair(summary)) preview = kxrtc_host::PreviewRepair(record_dir, {});
@@ -108,6 +116,7 @@ void AddVerifyCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       ->needs(list);
   command->add_flag("-j,--json", options->json, "Print a JSON document");
   command->add_flag("--quick", options->quick, "Do not try the sound with a decoder");
+  AddFrameRateOption(command, &options->picture);
   command->footer(
       "Exit status: 0 clean, 12 warnings, 13 errors. docs/tool_records.md explains each finding.\n"
       "Examples:\n"

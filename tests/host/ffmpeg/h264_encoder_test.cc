@@ -15,6 +15,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 EncoderSettings Settings(uint32_t frame_rate, uint32_t bit_rate_kbps, const char* preset) {
   EncoderSettings settings;
@@ -68,6 +69,15 @@ TEST(H264EncoderTest, TakesTheBitRateAndThePreset) {
   EXPECT_THAT(slow, HasSubstr(" bitrate=5000 "));
   EXPECT_THAT(slow, HasSubstr(" keyint=40 "));
   EXPECT_THAT(slow, HasSubstr(" subme=8 "));
+}
+
+TEST(H264EncoderTest, TakesAQualityInsteadOfTheBitRate) {
+  EncoderSettings settings = Settings(24, 3000, "ultrafast");
+  settings.quality = 31;
+  const std::string stream = Encode(settings);
+  EXPECT_THAT(stream, HasSubstr(" rc=crf "));
+  EXPECT_THAT(stream, HasSubstr(" crf=31.0 "));
+  EXPECT_THAT(stream, Not(HasSubstr(" bitrate=")));
 }
 
 TEST(H264EncoderTest, ABufferOfAnyBitRateIsInRange) {

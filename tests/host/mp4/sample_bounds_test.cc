@@ -24,6 +24,17 @@ TEST(SampleBoundsTest, BoundsCountTheFillerAndTheTicksOfTheEncoder) {
   EXPECT_EQ(encode.bytes, 1000 + uint64_t{10002} * 1200000 / 8);
 }
 
+TEST(SampleBoundsTest, TheTicksFollowTheChosenFrameRate) {
+  RecordOutline outline;
+  outline.audio_frames = 468750;  // 10000 s.
+  PictureChoice choice;
+  choice.frame_rate = 60;
+  choice.bit_rate_kbps = 5000;
+  const SampleBounds encode = BoundsOf(outline, VideoMode::kEncode, choice);
+  EXPECT_EQ(encode.video_samples, 10002 * 60u);
+  EXPECT_EQ(encode.bytes, uint64_t{10002} * 5000000 / 8);
+}
+
 // Up to an hour more than twice the sound.
 TEST(SampleBoundsTest, TheTicksGoOnWithWhatWasRecorded) {
   struct TimeCase {
