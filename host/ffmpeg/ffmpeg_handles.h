@@ -26,6 +26,9 @@ struct FrameFree {
 struct PacketFree {
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };
+struct BufferFree {
+  void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
+};
 struct FormatContextFree {
   void operator()(AVFormatContext* context) const { avformat_free_context(context); }
 };
@@ -33,6 +36,7 @@ struct ScalerFree {
   void operator()(SwsContext* context) const { sws_freeContext(context); }
 };
 using CodecContextHandle = std::unique_ptr<AVCodecContext, CodecContextFree>;
+using BufferHandle = std::unique_ptr<AVBufferRef, BufferFree>;
 using FrameHandle = std::unique_ptr<AVFrame, FrameFree>;
 using PacketHandle = std::unique_ptr<AVPacket, PacketFree>;
 using FormatContextHandle = std::unique_ptr<AVFormatContext, FormatContextFree>;

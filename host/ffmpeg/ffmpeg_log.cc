@@ -7,6 +7,7 @@ extern "C" {
 #include <cstdarg>
 #include <cstring>
 
+#include "host/ffmpeg/ffmpeg_error_capture.h"
 #include "host/ffmpeg/ffmpeg_message_count.h"
 #include "kx_utility/failure_log.h"
 
@@ -29,6 +30,7 @@ void LogFFmpegMessage(void* object, int level, const char* format, va_list argum
   const bool is_full = length + 1 == sizeof(message);
   if (length == 0 || (message[length - 1] != '\n' && !is_full)) return;
   while (length != 0 && message[length - 1] == '\n') message[--length] = '\0';
+  FFmpegErrorCapture::Note(level, message);
   kx_utility::LogFormatted(kx_utility::LS_WARNING, kx_utility::Here(), "FFmpeg: %s", message);
   length = 0;
 }

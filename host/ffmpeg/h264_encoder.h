@@ -1,9 +1,10 @@
-// An H.264 encoder of FFmpeg, in hardware or software.
-// Threads: an object belongs to one thread at a time.
+// An H.264 encoder, in hardware or software, and how one is chosen. FFmpeg's are in
+// ffmpeg_encoder.h; tests have their own.
 #ifndef HOST_FFMPEG_H264_ENCODER_H_
 #define HOST_FFMPEG_H264_ENCODER_H_
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,31 +22,42 @@ struct EncoderSettings {
   int threads = 0;       // 0: as many as there are processors.
 };
 
+// Open from its beginning to its end.
+// Threads: an object belongs to one thread at a time.
 class H264Encoder {
  public:
-  // Opens the first of `names` that works here. Adds the reason why each earlier one does not work
-  // to
-  // `*obstacles`. False: none works.
-  [[nodiscard]] bool Open(const std::vector<std::string>& names, const EncoderSettings& settings,
-                          std::vector<std::string>* obstacles);
+  virtual ~H264Encoder() = default;
 
   // Sends one 4:2:0 picture, null to end; its pts counts frames. Then call Receive() until it
   // returns false. A negative result is FFmpeg's error number.
-  int Send(const AVFrame* picture);
+  virtual int Send(const AVFrame* picture) = 0;
 
   // Stores the next access unit (Annex B; times count frames). False: none yet, or no
   // more.
-  [[nodiscard]] bool Receive(AVPacket* packet);
+  [[nodiscard]] virtual bool Receive(AVPacket* packet) = 0;
 
-  std::string name() const { return context_ != nullptr ? context_->codec->name : ""; }
-
-  // The parameter sets, Annex B.
-  const uint8_t* extradata() const { return context_->extradata; }
-  uint32_t extradata_size() const { return static_cast<uint32_t>(context_->extradata_size); }
-
- private:
-  CodecContextHandle context_;
+  virtual std::string name() const = 0;
+  virtual std::vector<uint8_t> parameter_sets() const = 0;  // Annex B.
 };
+
+// Threads: any.
+class EncoderOpener {
+ public:
+  // Null: `*obstacle` says why that encoder does not work here.
+  virtual std::unique_ptr<H264Encoder> Open(const std::string& name,
+                                            const EncoderSettings& settings,
+                                            std::string* obstacle) const = 0;
+
+ protected:
+  ~EncoderOpener() = default;
+};
+
+// Opens the first of `names` that works here, and adds to `*obstacles` why each earlier one does
+// not. Null: none works.
+std::unique_ptr<H264Encoder> OpenFirstEncoder(const EncoderOpener& opener,
+                                              const std::vector<std::string>& names,
+                                              const EncoderSettings& settings,
+                                              std::vector<std::string>* obstacles);
 
 }  // namespace kxrtc_host
 

@@ -3,12 +3,14 @@
 #include "host/bundle/tar_gz_archive.h"
 #include "host/conference/conference.h"
 #include "host/ffmpeg/aac_examiner.h"
+#include "host/ffmpeg/ffmpeg_encoder.h"
 #include "host/ffmpeg/ffmpeg_log.h"
 #include "host/ffmpeg/ffmpeg_version.h"
 #include "host/ffmpeg/h264_encoder.h"
 #include "host/ffmpeg/h264_format_reader.h"
 #include "host/ffmpeg/jpeg_storyboard_painter.h"
 #include "host/ffmpeg/jpeg_thumbnail_maker.h"
+#include "host/mp4/encoder_list.h"
 #include "host/ffmpeg/mp4_key_frames.h"
 #include "host/mp4/media_component_factory_imp.h"
 #include "host/mp4/sample_bounds.h"
@@ -67,6 +69,8 @@ class MediaOnFFmpeg final : public Media {
     if (outline) options.bounds = BoundsOf(*outline, options.video_mode, options.picture);
     return std::make_unique<Mp4FactoryOnFFmpeg>(options);
   }
+
+  std::vector<EncoderState> ListEncoders() const override { return TryEncoders(FFmpegEncoders()); }
 
   std::unique_ptr<ConferenceRun> MakeConference(const Scenario& scenario,
                                                 const ConferenceOptions& options,

@@ -12,6 +12,7 @@
 
 #include "files/output_file.h"
 #include "host/conference/conference_run.h"
+#include "host/mp4/encoder_choice.h"
 #include "host/mp4/mp4_factory.h"
 #include "host/mp4/writer_options.h"
 #include "host/scenario/scenario.h"
@@ -45,6 +46,9 @@ class Media {
   // `options` count.
   virtual std::unique_ptr<Mp4Factory> MakeMp4Factory(
       Mp4SinkWriterOptions options, const std::optional<RecordOutline>& outline) const = 0;
+
+  // The encoders that can be chosen, each tried.
+  virtual std::vector<EncoderState> ListEncoders() const = 0;
 
   // The arguments outlive the result.
   virtual std::unique_ptr<ConferenceRun> MakeConference(const Scenario& scenario,

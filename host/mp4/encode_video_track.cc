@@ -30,7 +30,7 @@ EncodeVideoTrack::EncodeVideoTrack(std::unique_ptr<H264Encoder> encoder,
                                    const EncoderSettings& settings, IsWanted is_wanted,
                                    Mp4Muxer* muxer, WriterReport* report)
     : encoder_name_(encoder->name()),
-      encoder_extradata_(encoder->extradata(), encoder->extradata() + encoder->extradata_size()),
+      encoder_parameter_sets_(encoder->parameter_sets()),
       encoder_(std::move(encoder)),
       settings_(settings),
       is_wanted_(std::move(is_wanted)),
@@ -45,8 +45,8 @@ bool EncodeVideoTrack::Initialize() {
     return report_->Fail(WriterFailure::kVideo, "this FFmpeg has no H.264 decoder");
   }
   ParameterSets sets;
-  SplitAccessUnit(encoder_extradata_.data(), static_cast<uint32_t>(encoder_extradata_.size()),
-                  &units_);
+  SplitAccessUnit(encoder_parameter_sets_.data(),
+                  static_cast<uint32_t>(encoder_parameter_sets_.size()), &units_);
   for (const NalUnit& unit : units_) sets.Add(unit);
   VideoTrackInfo info;
   info.decoder_configuration = sets.DecoderConfiguration();
@@ -163,8 +163,9 @@ bool EncodeVideoTrack::EmitTick() {
 
 bool EncodeVideoTrack::TakePackets(int result) {
   if (result < 0) {
-    return report_->Fail(WriterFailure::kVideo,
-                         encoder_name_ + " fails: " + FFmpegErrorText(result));
+    return report_->Fail(WriterFailure::kVideo, encoder_name_ +
+                                                    " fails: " + FFmpegErrorText(result) +
+                                                    "; choose another encoder if it fails again");
   }
   for (const PacketHandle& packet : packets_) {
     if (!WritePacket(*packet)) return false;

@@ -65,7 +65,7 @@ class EncodeVideoTrack : public VideoTrack {
   bool WritePacket(const AVPacket& packet);
 
   const std::string encoder_name_;
-  const std::vector<uint8_t> encoder_extradata_;
+  const std::vector<uint8_t> encoder_parameter_sets_;
   EncoderThread encoder_;
   const EncoderSettings settings_;
   const IsWanted is_wanted_;

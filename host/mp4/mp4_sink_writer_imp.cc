@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "host/ffmpeg/ffmpeg_encoder.h"
 #include "host/mp4/copy_video_track.h"
 #include "host/mp4/encode_video_track.h"
 #include "host/result/mp4_mark.h"
@@ -103,17 +104,20 @@ bool Mp4SinkWriterImp::MakeTracks(const kxrtc::VideoConfig& video,
   return MakeVideoTrack(video);
 }
 
-std::unique_ptr<H264Encoder> Mp4SinkWriterImp::OpenEncoder(const EncoderSettings& settings) {
-  auto encoder = std::make_unique<H264Encoder>();
-  std::vector<std::string> obstacles;
-  if (prefer_hardware_ && encoder->Open(options_.hardware_encoders, settings, &obstacles)) {
-    return encoder;
+std::unique_ptr<H264Encoder> Mp4SinkWriterImp::OpenEncoder(const EncoderSettings& settings,
+                                                           std::vector<std::string>* obstacles) {
+  const EncoderOpener& opener =
+      options_.encoder_opener != nullptr ? *options_.encoder_opener : FFmpegEncoders();
+  std::unique_ptr<H264Encoder> encoder;
+  if (prefer_hardware_) {
+    encoder = OpenFirstEncoder(opener, options_.hardware_encoders, settings, obstacles);
+    if (encoder != nullptr) return encoder;
   }
-  const bool in_software = encoder->Open(options_.software_encoders, settings, &obstacles);
-  for (const std::string& obstacle : obstacles) {
+  encoder = OpenFirstEncoder(opener, options_.software_encoders, settings, obstacles);
+  for (const std::string& obstacle : *obstacles) {
     LogFormatted(kx_utility::LS_INFO, Here(), "falling back: %s", obstacle.c_str());
   }
-  return in_software ? std::move(encoder) : nullptr;
+  return encoder;
 }
 
 bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
@@ -134,13 +138,17 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
     settings.quality = options_.picture.quality;
     settings.preset = options_.preset;
     settings.threads = options_.encoder_threads;
-    if (auto encoder = OpenEncoder(settings)) {
+    std::vector<std::string> obstacles;
+    if (auto encoder = OpenEncoder(settings, &obstacles)) {
       auto track = std::make_unique<EncodeVideoTrack>(
           std::move(encoder), settings, [this] { return !IsDiscarded(); }, muxer_.get(), &report_);
       EncodeVideoTrack* const encode_track = track.get();
       video_track_ =
           std::make_unique<IconFilter>(std::move(track), ClipPictures::kAll, FollowShares());
       return encode_track->Initialize();
+    }
+    if (!options_.copies_without_encoder) {
+      return report_.Fail(WriterFailure::kEncoder, obstacles.back());
     }
     report_.Warn("no H.264 encoder of FFmpeg works here, so the video is copied");
   }

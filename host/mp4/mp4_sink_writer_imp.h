@@ -66,7 +66,8 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   bool OpenFile(const char* output_path);
   bool MakeTracks(const kxrtc::VideoConfig& video, const kxrtc::AudioConfig& audio);
   bool MakeVideoTrack(const kxrtc::VideoConfig& video);
-  std::unique_ptr<H264Encoder> OpenEncoder(const EncoderSettings& settings);
+  std::unique_ptr<H264Encoder> OpenEncoder(const EncoderSettings& settings,
+                                           std::vector<std::string>* obstacles);
   std::unique_ptr<ChannelFollower> FollowShares() const;
   bool Finish();
   bool FinishTracks();

@@ -11,6 +11,8 @@
 
 namespace kxrtc_host {
 
+class EncoderOpener;
+
 enum class VideoMode {
   kEncode,  // One uniform picture that plays everywhere, as the VideoConfig asks for.
   kCopy,    // The recorded pictures, bit by bit.
@@ -51,6 +53,8 @@ struct Mp4SinkWriterOptions {
   // In the order in which they are tried; the first list only when hardware is preferred.
   std::vector<std::string> hardware_encoders = {"h264_nvenc", "h264_v4l2m2m"};
   std::vector<std::string> software_encoders = {"libx264", "libopenh264"};
+  bool copies_without_encoder = true;  // Where none of them works. Otherwise there is no file then.
+  const EncoderOpener* encoder_opener = nullptr;  // Null: that of FFmpeg. For tests.
 };
 
 }  // namespace kxrtc_host

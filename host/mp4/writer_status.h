@@ -17,6 +17,7 @@ enum class WriterFailure {
   kAudio,      // The audio is of a kind that cannot be kept.
   kNothing,    // Nothing was pushed that a file could be made of.
   kDiscarded,  // The host asked for it.
+  kEncoder,    // No encoder that may be used works here.
 };
 
 // Threads: belongs to the writer until it is stopped.

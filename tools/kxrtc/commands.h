@@ -10,6 +10,7 @@ namespace kxrtc_tool {
 // its ExitStatus in `exit_status`. Both outlive `app`.
 void AddBundleCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddDumpCommand(CLI::App& app, PathOptions* paths, int* exit_status);
+void AddEncodersCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddEstimateCommand(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddH264Command(CLI::App& app, PathOptions* paths, int* exit_status);
 void AddInfoCommand(CLI::App& app, PathOptions* paths, int* exit_status);

@@ -33,7 +33,8 @@ constexpr char kFooter[] =
     "  kxrtc thumbnails ~/records/monday pictures    make a poster and a storyboard for players\n"
     "  kxrtc bundle ~/records/monday monday.tar.gz   pack it for support, without private content\n"
     "  kxrtc list ~/records                          find all records below a folder\n"
-    "  kxrtc h264 ~/records/monday/SpeakeRecord.264  list the NAL units of a stream\n";
+    "  kxrtc h264 ~/records/monday/SpeakeRecord.264  list the NAL units of a stream\n"
+    "  kxrtc encoders                                which video encoders work on this machine\n";
 
 constexpr char kLogFooter[] =
     "\n"
@@ -88,7 +89,8 @@ int Run(int argc, char** argv) {
         kxrtc_tool::AddEstimateCommand, kxrtc_tool::AddInfoCommand, kxrtc_tool::AddDumpCommand,
         kxrtc_tool::AddVerifyCommand, kxrtc_tool::AddRepairCommand, kxrtc_tool::AddReportCommand,
         kxrtc_tool::AddThumbnailsCommand, kxrtc_tool::AddBundleCommand, kxrtc_tool::AddListCommand,
-        kxrtc_tool::AddH264Command, kxrtc_tool::AddVersionCommand}) {
+        kxrtc_tool::AddH264Command, kxrtc_tool::AddEncodersCommand,
+        kxrtc_tool::AddVersionCommand}) {
     add(app, &paths, &exit_status);
   }
   kxrtc_tool::AddHelpCommand(app);

@@ -11,7 +11,9 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
+#include "host/mp4/encoder_choice.h"
 #include "host/mp4/mp4_factory.h"
 #include "host/mp4/writer_options.h"
 #include "host/replay/transcoder_choice.h"
@@ -93,6 +95,8 @@ struct TranscodeOptions {
   std::string output;
   kxrtc_host::Mp4SinkWriterOptions writer;  // Without bounds and tags.
   PictureOptions picture;
+  std::string encoder;  // Empty: not chosen.
+  bool has_preset = false;
   SpeakerOutputOptions speakers;
   bool quiet = false;
   bool json = false;
@@ -115,7 +119,25 @@ Json::Value OptionsOfOrigin(const TranscodeOptions& options) {
   value["chapter_min_us"] = Json::Int64{options.speakers.shortest_chapter_us};
   value["metadata"] = options.speakers.metadata;
   AddToOrigin(options.picture, &value);
+  if (!options.encoder.empty()) value["encoder"] = options.encoder;
   return value;
+}
+
+void CheckEncoder(const TranscodeOptions& options) {
+  const std::string& encoder = options.encoder;
+  if (encoder.empty()) return;
+  const auto refuse = [](const char* why) { throw CLI::ValidationError("--encoder", why); };
+  if (options.writer.video_mode == kxrtc_host::VideoMode::kCopy) {
+    refuse("copied pictures are not encoded; leave it out, or use --video encode");
+  }
+  if (encoder == kxrtc_host::kSoftwareEncoder) return;
+  if (!options.prefer_hardware) {
+    refuse("--no-hardware leaves libx264 only; leave one of the two out");
+  }
+  if (encoder == kxrtc_host::kAnyEncoder) return;
+  if (options.has_preset) {
+    refuse("--preset is one of libx264; leave it out, or use --encoder libx264");
+  }
 }
 
 // Refuses what makes no sense together.
@@ -127,6 +149,7 @@ void CheckOptions(const TranscodeOptions& options) {
                                "--video encode");
   }
   CheckPictureOptions(options.picture);
+  CheckEncoder(options);
 }
 
 // One transcoding from start to exit status, through the library's exported interface.
@@ -285,6 +308,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     kxrtc_host::Mp4SinkWriterOptions writer_options = options_.writer;
     writer_options.record_folder = facts_.folder;
     writer_options.picture = ResolvePicture(options_.picture, facts_.folder, &picture_warning_);
+    if (!options_.encoder.empty()) ChooseEncoder(options_.encoder, &writer_options);
     writer_options.tags = speakers_.Tags();
     writer_options.origin = origin_;
     writer_options.replace_existing = MayReplace();
@@ -382,6 +406,10 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   ExitStatus Tell(const TranscodeOutcome& outcome) {
     const ExitStatus status = StatusOf(outcome.kind());
     const Mp4WriterStatus& writer = writer_;
+    if (writer.failure == kxrtc_host::WriterFailure::kEncoder) {
+      return messages_.Failure(
+          kExitFailure, writer.failure_text + "; kxrtc encoders lists what works on this machine");
+    }
     // Warnings matter for a written file, or if they explain why it would be empty.
     if (writer.file_written || writer.failure == kxrtc_host::WriterFailure::kNothing) {
       for (const std::string& warning : writer.warnings) messages_.Warning(warning);
@@ -470,6 +498,14 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                    "Preset of the encoder libx264 (default veryfast)")
       ->check(OneOf({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow",
                      "slower", "veryslow"}));
+  std::vector<std::string> encoders = {kxrtc_host::kAnyEncoder};
+  for (const char* name : kxrtc_host::kEncoderNames) encoders.push_back(name);
+  command
+      ->add_option("--encoder", options->encoder,
+                   "The encoder, and no other one; kxrtc encoders lists those that work\n"
+                   "here. auto: one of hardware that works, else libx264. Without this\n"
+                   "option: h264_nvenc or h264_v4l2m2m where they work, else libx264")
+      ->check(OneOf(encoders));
   AddPictureOptions(command, &options->picture);
   AddQualityOption(command, &options->picture);
   command->add_flag("--check-sound", options->writer.check_sound,
@@ -514,7 +550,8 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   command->add_flag("!--no-sync", options->writer.sync,
                     "Do not wait until the file is on the disk");
   command->footer(kTranscodeFooter);
-  command->callback([options, exit_status] {
+  command->callback([options, command, exit_status] {
+    options->has_preset = command->count("--preset") > 0;
     CheckOptions(*options);
     *exit_status = TranscodeRun(*options).Run();
   });

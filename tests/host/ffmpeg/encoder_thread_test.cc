@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "host/ffmpeg/ffmpeg_encoder.h"
+
 namespace kxrtc_host {
 namespace {
 
@@ -30,10 +32,8 @@ class EncoderThreadTest : public ::testing::Test {
     settings.bit_rate_kbps = 100;
     settings.preset = "ultrafast";
     settings.threads = 1;
-    auto encoder = std::make_unique<H264Encoder>();
-    std::vector<std::string> obstacles;
-    EXPECT_TRUE(encoder->Open({"libx264"}, settings, &obstacles));
-    return std::make_unique<EncoderThread>(std::move(encoder));
+    std::string obstacle;
+    return std::make_unique<EncoderThread>(FFmpegEncoders().Open("libx264", settings, &obstacle));
   }
 
   int Send(int64_t time) {
