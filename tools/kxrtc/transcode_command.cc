@@ -11,7 +11,6 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "host/mp4/encoder_choice.h"
 #include "host/mp4/mp4_factory.h"
@@ -25,6 +24,7 @@
 #include "record/repair/repaired_copy.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/commands.h"
+#include "tools/kxrtc/encoder_option.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/named_values.h"
@@ -96,7 +96,6 @@ struct TranscodeOptions {
   kxrtc_host::Mp4SinkWriterOptions writer;  // Without bounds and tags.
   PictureOptions picture;
   std::string encoder;  // Empty: not chosen.
-  bool has_preset = false;
   SpeakerOutputOptions speakers;
   bool quiet = false;
   bool json = false;
@@ -123,25 +122,8 @@ Json::Value OptionsOfOrigin(const TranscodeOptions& options) {
   return value;
 }
 
-void CheckEncoder(const TranscodeOptions& options) {
-  const std::string& encoder = options.encoder;
-  if (encoder.empty()) return;
-  const auto refuse = [](const char* why) { throw CLI::ValidationError("--encoder", why); };
-  if (options.writer.video_mode == kxrtc_host::VideoMode::kCopy) {
-    refuse("copied pictures are not encoded; leave it out, or use --video encode");
-  }
-  if (encoder == kxrtc_host::kSoftwareEncoder) return;
-  if (!options.prefer_hardware) {
-    refuse("--no-hardware leaves libx264 only; leave one of the two out");
-  }
-  if (encoder == kxrtc_host::kAnyEncoder) return;
-  if (options.has_preset) {
-    refuse("--preset is one of libx264; leave it out, or use --encoder libx264");
-  }
-}
-
 // Refuses what makes no sense together.
-void CheckOptions(const TranscodeOptions& options) {
+void CheckOptions(const CLI::App& command, const TranscodeOptions& options) {
   const std::string picture = options.picture.FirstGiven();
   if (options.writer.video_mode == kxrtc_host::VideoMode::kCopy && !picture.empty()) {
     throw CLI::ValidationError(picture,
@@ -149,7 +131,7 @@ void CheckOptions(const TranscodeOptions& options) {
                                "--video encode");
   }
   CheckPictureOptions(options.picture);
-  CheckEncoder(options);
+  CheckEncoderOption(command, options.encoder, options.writer, options.prefer_hardware);
 }
 
 // One transcoding from start to exit status, through the library's exported interface.
@@ -498,14 +480,7 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                    "Preset of the encoder libx264 (default veryfast)")
       ->check(OneOf({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow",
                      "slower", "veryslow"}));
-  std::vector<std::string> encoders = {kxrtc_host::kAnyEncoder};
-  for (const char* name : kxrtc_host::kEncoderNames) encoders.push_back(name);
-  command
-      ->add_option("--encoder", options->encoder,
-                   "The encoder, and no other one; kxrtc encoders lists those that work\n"
-                   "here. auto: one of hardware that works, else libx264. Without this\n"
-                   "option: h264_nvenc or h264_v4l2m2m where they work, else libx264")
-      ->check(OneOf(encoders));
+  AddEncoderOption(command, &options->encoder);
   AddPictureOptions(command, &options->picture);
   AddQualityOption(command, &options->picture);
   command->add_flag("--check-sound", options->writer.check_sound,
@@ -551,8 +526,7 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
                     "Do not wait until the file is on the disk");
   command->footer(kTranscodeFooter);
   command->callback([options, command, exit_status] {
-    options->has_preset = command->count("--preset") > 0;
-    CheckOptions(*options);
+    CheckOptions(*command, *options);
     *exit_status = TranscodeRun(*options).Run();
   });
 }
