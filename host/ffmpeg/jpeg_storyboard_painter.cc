@@ -10,6 +10,7 @@ extern "C" {
 
 #include "host/ffmpeg/jpeg_picture.h"
 #include "kxrtc/recording/icon_frames.h"
+#include "record/timing/rotation.h"
 
 namespace kxrtc_host {
 namespace {

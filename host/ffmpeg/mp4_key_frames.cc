@@ -12,6 +12,7 @@ extern "C" {
 #include "host/ffmpeg/picture_layout.h"
 #include "record/check/video_check.h"
 #include "record/timing/media_time.h"
+#include "record/timing/rotation.h"
 
 namespace kxrtc_host {
 namespace {

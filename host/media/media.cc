@@ -6,7 +6,6 @@
 #include "host/ffmpeg/ffmpeg_encoder.h"
 #include "host/ffmpeg/ffmpeg_log.h"
 #include "host/ffmpeg/ffmpeg_version.h"
-#include "host/ffmpeg/h264_encoder.h"
 #include "host/ffmpeg/h264_format_reader.h"
 #include "host/ffmpeg/jpeg_storyboard_painter.h"
 #include "host/ffmpeg/jpeg_thumbnail_maker.h"
@@ -80,19 +79,6 @@ class MediaOnFFmpeg final : public Media {
 
   std::unique_ptr<ArchiveSink> MakeArchive(OutputFile* output) const override {
     return std::make_unique<TarGzArchive>(output);
-  }
-
-  std::vector<std::string> EncodersThatOpen() const override {
-    const Mp4SinkWriterOptions options;
-    std::vector<std::string> names = options.hardware_encoders;
-    names.insert(names.end(), options.software_encoders.begin(), options.software_encoders.end());
-    std::vector<std::string> open;
-    for (const std::string& name : names) {
-      std::vector<std::string> obstacles;
-      const EncoderSettings settings = {640, 360, 24, 400, options.preset, 1};
-      if (H264Encoder().Open({name}, settings, &obstacles)) open.push_back(name);
-    }
-    return open;
   }
 
   std::map<std::string, std::string> LibraryVersions() const override {

@@ -58,9 +58,6 @@ class Media {
   // `output` outlives the result; see TarGzArchive.
   virtual std::unique_ptr<ArchiveSink> MakeArchive(OutputFile* output) const = 0;
 
-  // The H.264 encoders of Mp4SinkWriterOptions that can be opened on this machine.
-  virtual std::vector<std::string> EncodersThatOpen() const = 0;
-
   // The versions of the libraries in use, by their names.
   virtual std::map<std::string, std::string> LibraryVersions() const = 0;
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/mp4/encoder_choice.h"
+#include "tools/kxrtc/named_values.h"
 
 namespace kxrtc_tool {
 namespace {

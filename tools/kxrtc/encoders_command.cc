@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/mp4/encoder_choice.h"
+#include "record/show/record_documents.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
@@ -46,8 +47,8 @@ void PrintStates(const std::vector<EncoderState>& states) {
               choice.empty() ? "nothing works here" : ("takes " + choice).c_str());
 }
 
-Json::Value Document(const std::vector<EncoderState>& states) {
-  Json::Value document;
+Json::Value EncodersDocument(const std::vector<EncoderState>& states) {
+  Json::Value document = kxrtc_host::Document("kxrtc.encoders");
   document["encoders"] = Json::arrayValue;
   for (const EncoderState& state : states) {
     Json::Value encoder;
@@ -67,7 +68,7 @@ ExitStatus ListEncoders(bool json) {
   if (media == nullptr) return Fail(kExitFailure, error);
   const std::vector<EncoderState> states = media->ListEncoders();
   if (json) {
-    PrintJsonLine(Document(states));
+    PrintJsonLine(EncodersDocument(states));
   } else {
     PrintStates(states);
   }
@@ -80,7 +81,7 @@ void AddEncodersCommand(CLI::App& app, PathOptions* /*paths*/, int* exit_status)
   auto json = std::make_shared<bool>(false);
   CLI::App* command =
       app.add_subcommand("encoders", "List the video encoders, and which work on this machine");
-  command->add_flag("--json", *json, "Print one line of JSON");
+  command->add_flag("-j,--json", *json, "Print one line of JSON");
   command->footer(
       "The names are those of kxrtc transcode --encoder. Each encoder is opened once.\n"
       "Example:\n  kxrtc encoders\n");

@@ -22,6 +22,7 @@
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/named_values.h"
 #include "tools/kxrtc/terminal_colour.h"
 #include "tools/kxrtc/terminal_text.h"
 #include "tools/kxrtc/usage_errors.h"

@@ -27,7 +27,9 @@ Json::Value FullDocument(const kxrtc_host::Media* media) {
   formats["json_documents"] = kxrtc_host::kDocumentVersion;
   Json::Value& encoders = document["encoders"] = Json::arrayValue;
   if (media != nullptr) {
-    for (const std::string& name : media->EncodersThatOpen()) encoders.append(name);
+    for (const kxrtc_host::EncoderState& encoder : media->ListEncoders()) {
+      if (encoder.opens) encoders.append(encoder.name);
+    }
   }
   return document;
 }
