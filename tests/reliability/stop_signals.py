@@ -29,7 +29,7 @@ COMMANDS = {
     "dump": (["--json"], None),
     "repair": (["OUT"], "repaired"),
     "report": (["OUT"], "page.html"),
-    "thumbnails": (["OUT", "--interval", "0.2"], "pictures"),
+    "thumbnails": (["OUT", "--count", "2048"], "pictures"),
     "bundle": (["OUT"], "out.tar.gz"),
     "transcode copy": (["OUT", "--video", "copy", "--quiet"], "out.mp4"),
     "transcode encode": (["OUT", "--preset", "veryslow", "--no-hardware", "--quiet"], "out.mp4"),

@@ -203,11 +203,13 @@ list_records() {
 # --- The rounds ----------------------------------------------------------------------------------
 
 engine_pid=
+timer_pid=
 # shellcheck disable=SC2317  # The traps below call it.
 stop() {
   trap '' INT TERM HUP
   clear_progress
   say "stopping"
+  [ -z "$timer_pid" ] || kill "$timer_pid" 2> /dev/null || true
   [ -z "$engine_pid" ] || engine_stop
   count_results
   write_metrics "$metrics"
@@ -220,12 +222,12 @@ trap 'stop 15' TERM
 
 # Waits for the engine, or for $1 seconds. The trap of a signal comes first.
 wait_at_most() {
-  local timer
   sleep "$1" {run_lock}>&- &
-  timer=$!
-  wait -n $engine_pid "$timer" || true
-  kill "$timer" 2> /dev/null || true
-  wait "$timer" 2> /dev/null || true
+  timer_pid=$!
+  wait -n $engine_pid "$timer_pid" || true
+  kill "$timer_pid" 2> /dev/null || true
+  wait "$timer_pid" 2> /dev/null || true
+  timer_pid=
 }
 
 seconds_to_metrics=15

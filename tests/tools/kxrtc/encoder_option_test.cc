@@ -104,7 +104,7 @@ TEST_F(EncoderOptionTest, WhatMakesNoSenseIsRefusedWithWhatToDo) {
     const char* options;
     const char* text;
   };
-  for (const Case& test : {Case{"--encoder mpeg4", "--encoder: mpeg4 not in "},
+  for (const Case& test : {Case{"--encoder mpeg4", "--encoder: there is no mpeg4; it takes auto, "},
                            Case{"--encoder libx264 --video copy", "use --video encode"},
                            Case{"--encoder auto --no-hardware", "leave one of the two out"},
                            Case{"--encoder h264_qsv --no-hardware", "leave one of the two out"},
