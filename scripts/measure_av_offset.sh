@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Records two participants who flash and beep at the same instants, transcodes the record in both
 # modes and measures the offsets between flashes and beeps in the MP4 files.
-# usage: measure_av_offset.sh KXRTC [SECONDS] [LIMIT_MS]    (default: 150 seconds, 40 ms)
+# usage: measure_av_offset.sh KXRTC [SECONDS] [LIMIT_MS [PARTS...]]    (default: 150 seconds, 40 ms)
+# PARTS are options of kxrtc transcode: with them the offsets of the parts are measured as well. They should
+# begin and end in silence.
 # Prints one line of JSON for each mode. The exit status is 1 when an offset is over the limit.
 set -euo pipefail
 kxrtc=$(realpath "$1")
 seconds=${2:-150}
 limit_ms=${3:-40}
+parts=("${@:4}")
 here=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -32,11 +35,17 @@ cat > "$work/scenario.json" <<END
 END
 "$kxrtc" record "$work/scenario.json" "$work/record" --quiet
 status=0
-for mode in encode copy; do
-  "$kxrtc" transcode "$work/record" "$work/$mode.mp4" --video "$mode" --quiet
-  printf '{"mode": "%s", "offsets": ' "$mode"
-  python3 "$here/measure_av_offset.py" "$work/$mode.mp4" --limit-ms "$limit_ms" | tr -d '\n' ||
+# measure MODE [PARTS...]
+measure() {
+  "$kxrtc" transcode "$work/record" "$work/out.mp4" --force --quiet --video "$@"
+  printf '{"mode": "%s", "offsets": ' "$*"
+  python3 "$here/measure_av_offset.py" "$work/out.mp4" --limit-ms "$limit_ms" | tr -d '\n' ||
     status=1
   printf '}\n'
+}
+
+for mode in encode copy; do
+  measure "$mode"
+  if [ ${#parts[@]} -gt 0 ]; then measure "$mode" "${parts[@]}"; fi
 done
 exit $status

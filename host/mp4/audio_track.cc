@@ -11,12 +11,17 @@
 
 namespace kxrtc_host {
 
-AudioTrack::AudioTrack(uint32_t channel_count, bool examines, Mp4Muxer* muxer, WriterReport* report)
-    : muxer_(muxer), report_(report), channel_count_(channel_count), examines_(examines) {
+AudioTrack::AudioTrack(uint32_t channel_count, bool examines, const KeptParts* parts,
+                       Mp4Muxer* muxer, WriterReport* report)
+    : muxer_(muxer),
+      report_(report),
+      channel_count_(channel_count),
+      examines_(examines),
+      kept_(parts) {
   report_->status.sound_examined = examines_;
 }
 
-int64_t AudioTrack::end_us() const {
+int64_t AudioTrack::whole_end_us() const {
   return last_time_ < 0 ? 0 : AudioSamplesToMicroseconds(last_time_ + kSamplesPerAudioFrame);
 }
 
@@ -26,8 +31,8 @@ bool AudioTrack::Describe(uint32_t object_type, uint32_t channel_count) {
   info.channel_count = channel_count;
   muxer_->DescribeAudio(info);
   is_settled_ = true;
-  if (!examines_) return true;
   silence_ = SilentAacFrame(channel_count);
+  if (!examines_) return true;
   report_->status.sound_examined = examiner_.Begin(object_type, channel_count);
   if (report_->status.sound_examined) {
     thread_ = std::make_unique<JobThread<Frame>>([this](Frame* frame) {
@@ -85,12 +90,15 @@ bool AudioTrack::Push(int64_t timestamp_us, const uint8_t* data, uint32_t size) 
   if (!header_size) return Drop();
   data += *header_size;
   size -= *header_size;
-  return thread_ == nullptr ? Write(timestamp_us, data, size) : Examine(timestamp_us, data, size);
+  last_time_ = report_->Raised(ExactAudioSamples(timestamp_us), last_time_);
+  const std::optional<KeptSound::Place> place = kept_.Next(last_time_);
+  if (!place) return true;
+  return thread_ == nullptr ? Write(*place, data, size) : Examine(*place, data, size);
 }
 
-bool AudioTrack::Examine(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+bool AudioTrack::Examine(const KeptSound::Place& place, const uint8_t* data, uint32_t size) {
   auto frame = std::make_unique<Frame>();
-  frame->timestamp_us = timestamp_us;
+  frame->place = place;
   if (size <= kMaxAacFrameSize) frame->bytes.assign(data, data + size);
   thread_->Queue(std::move(frame));
   return thread_->size() <= kFramesUnderWay || WriteExamined();
@@ -101,22 +109,31 @@ bool AudioTrack::WriteExamined() {
   if (!frame->decodes) {
     frame->bytes = silence_;
     if (report_->status.audio_frames_silenced++ == 0) {
-      first_silenced_us_ = ExactMicroseconds(frame->timestamp_us);
+      first_silenced_us_ = AudioSamplesToMicroseconds(frame->place.time);
     }
   }
-  return Write(frame->timestamp_us, frame->bytes.data(),
-               static_cast<uint32_t>(frame->bytes.size()));
+  return Write(frame->place, frame->bytes.data(), static_cast<uint32_t>(frame->bytes.size()));
 }
 
-bool AudioTrack::Write(int64_t timestamp_us, const uint8_t* data, uint32_t size) {
+bool AudioTrack::Write(KeptSound::Place place, const uint8_t* data, uint32_t size) {
+  for (; place.silent_frames > 0; --place.silent_frames) {
+    if (!WriteFrame(place.time - place.silent_frames * kSamplesPerAudioFrame, kSamplesPerAudioFrame,
+                    silence_.data(), static_cast<uint32_t>(silence_.size()))) {
+      return false;
+    }
+  }
+  return WriteFrame(place.time, place.duration, data, size);
+}
+
+bool AudioTrack::WriteFrame(int64_t time, int64_t duration, const uint8_t* data, uint32_t size) {
   Mp4Sample sample;
-  sample.decode_time = report_->Raised(ExactAudioSamples(timestamp_us), last_time_);
-  sample.presentation_time = sample.decode_time;
-  sample.duration = kSamplesPerAudioFrame;
+  sample.decode_time = time;
+  sample.presentation_time = time;
+  sample.duration = duration;
   sample.is_key = true;
   sample.data = data;
   sample.size = size;
-  last_time_ = sample.decode_time;
+  end_us_ = AudioSamplesToMicroseconds(time + duration);
   return muxer_->WriteAudio(sample);
 }
 
@@ -141,7 +158,6 @@ void AudioTrack::Finish() {
                   " cannot be decoded, the first at " + ClockText(first_silenced_us_, 3) +
                   "; the MP4 is silent there");
   }
-  if (status.audio_frames_received == 0) report_->Warn("the record contains no audio");
 }
 
 }  // namespace kxrtc_host

@@ -12,15 +12,17 @@
 #include "host/mp4/mp4_muxer.h"
 #include "host/mp4/writer_report.h"
 #include "record/check/adts.h"
+#include "record/parts/kept_sound.h"
 
 namespace kxrtc_host {
 
 class AudioTrack {
  public:
   // `channel_count` describes raw frames; an ADTS header overrides it. With `examines` a thread of
-  // its own tries each frame with a decoder, and silence replaces one that does not decode. Both
-  // pointers outlive this.
-  AudioTrack(uint32_t channel_count, bool examines, Mp4Muxer* muxer, WriterReport* report);
+  // its own tries each frame with a decoder, and silence replaces one that does not decode. The
+  // file has the frames of `parts`. The pointers outlive this.
+  AudioTrack(uint32_t channel_count, bool examines, const KeptParts* parts, Mp4Muxer* muxer,
+             WriterReport* report);
 
   // Takes one frame at `timestamp_us` of output time, rebased. The first frame that has an ADTS
   // header, or decodes without one, decides the framing of all; earlier frames and frames with a
@@ -34,7 +36,10 @@ class AudioTrack {
   void Finish();
 
   // The end of the audio, microseconds of the file; 0 without audio. Complete after Flush().
-  int64_t end_us() const;
+  int64_t end_us() const { return end_us_; }
+
+  // The same in the file of the whole record.
+  int64_t whole_end_us() const;
 
  private:
   // So many frames are examined at once, 0.3 s: the order of the samples in the file does not
@@ -42,7 +47,7 @@ class AudioTrack {
   static constexpr size_t kFramesUnderWay = 16;
 
   struct Frame {
-    int64_t timestamp_us = 0;
+    KeptSound::Place place;
     std::vector<uint8_t> bytes;  // Raw; empty if no decoder can take it.
     bool decodes = false;
   };
@@ -52,9 +57,10 @@ class AudioTrack {
   bool SettleRaw(const uint8_t* data, uint32_t size);
   bool Describe(uint32_t object_type, uint32_t channel_count);
   bool Drop();
-  bool Examine(int64_t timestamp_us, const uint8_t* data, uint32_t size);
+  bool Examine(const KeptSound::Place& place, const uint8_t* data, uint32_t size);
   bool WriteExamined();
-  bool Write(int64_t timestamp_us, const uint8_t* data, uint32_t size);
+  bool Write(KeptSound::Place place, const uint8_t* data, uint32_t size);
+  bool WriteFrame(int64_t time, int64_t duration, const uint8_t* data, uint32_t size);
 
   Mp4Muxer* const muxer_;
   WriterReport* const report_;
@@ -66,8 +72,10 @@ class AudioTrack {
   AacExaminer recogniser_;  // Of raw frames, until one of them is AAC.
   uint32_t unrecognised_ = 0;
   int64_t first_silenced_us_ = 0;  // Of the file.
-  int64_t last_time_ = -1;         // Of the last frame, in samples.
-  AacExaminer examiner_;           // Of the thread.
+  int64_t last_time_ = -1;         // Of the last frame in the whole record's file, in samples.
+  KeptSound kept_;
+  int64_t end_us_ = 0;
+  AacExaminer examiner_;  // Of the thread.
   // Null: frames are written as they are. The last member: it uses the rest.
   std::unique_ptr<JobThread<Frame>> thread_;
 };

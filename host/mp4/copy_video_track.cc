@@ -45,9 +45,9 @@ void CopyVideoTrack::AddParameterSets() {
                 sets.end());
 }
 
-void CopyVideoTrack::NoteRotation(int64_t time_us) {
-  if (rotations_.empty() || rotations_.back().rotation != rotation_) {
-    rotations_.push_back({time_us, rotation_});
+void CopyVideoTrack::NoteRotation(int64_t file_us) {
+  if (rotations_.empty() || rotations_.back().rotation != held_rotation_) {
+    rotations_.push_back({file_us, held_rotation_});
   }
 }
 
@@ -90,12 +90,12 @@ bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
   order_.Push(order);
   times_.Add(time_us);
   if (has_held_) {
-    NoteShown(last_duration_us_);
+    NoteShown(time_us);
     if (!PassOn()) return false;
   }
   held_is_icon_ = FindIconFrame(data, size) != nullptr;
   held_size_ = order_reader_.size();
-  if (!held_is_icon_) NoteRotation(time_us);
+  held_rotation_ = rotation_;
   has_held_ = true;
   held_.is_key = contents.idr;
   held_.data = sample;
@@ -104,9 +104,12 @@ bool CopyVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
   return true;
 }
 
-// The last sample was shown for so long.
-void CopyVideoTrack::NoteShown(int64_t duration_us) {
-  if (held_is_icon_) return;
+// The last sample was shown up to here.
+void CopyVideoTrack::NoteShown(int64_t until_us) {
+  const int64_t file_us = parts_->FileTime(held_time_us_);
+  const int64_t duration_us = parts_->FileTime(until_us) - file_us;
+  if (held_is_icon_ || duration_us == 0) return;
+  NoteRotation(file_us);
   if (held_size_.width != 0 && (size_us_.size() < kMaxSizes || size_us_.count(held_size_) > 0)) {
     size_us_[held_size_] += duration_us;
   }
@@ -118,10 +121,13 @@ bool CopyVideoTrack::PassOn() {
   uint64_t picture = 0;
   while (order_.Pop(&picture)) times_.Show(picture);
   has_held_ = false;
-  if (unplaced_ == 0 && times_.Next(&held_)) return muxer_->WriteVideo(held_);
+  if (unplaced_.empty() && times_.Next(&held_)) {
+    return !IsKept(held_.is_key, &held_) || muxer_->WriteVideo(held_);
+  }
   muxer_->HoldVideo(held_);
-  ++unplaced_;
-  if (unplaced_ > kMaxHeldPictures || muxer_->waiting_bytes() > kMaxHeldBytes) order_.Flush();
+  unplaced_.push_back(held_.is_key);
+  if (unplaced_.size() > kMaxHeldPictures || muxer_->waiting_bytes() > kMaxHeldBytes)
+    order_.Flush();
   return Place();
 }
 
@@ -129,9 +135,20 @@ bool CopyVideoTrack::PassOn() {
 bool CopyVideoTrack::Place() {
   uint64_t picture = 0;
   while (order_.Pop(&picture)) times_.Show(picture);
-  for (Mp4SampleTimes times; unplaced_ > 0 && times_.Next(&times); --unplaced_) {
-    if (!muxer_->SetTimes(times)) return false;
+  for (Mp4SampleTimes times; !unplaced_.empty() && times_.Next(&times); unplaced_.pop_front()) {
+    if (!(IsKept(unplaced_.front(), &times) ? muxer_->SetTimes(times) : muxer_->LeaveOut())) {
+      return false;
+    }
   }
+  return true;
+}
+
+// Moves the times of the next picture from the whole record's file to this one.
+bool CopyVideoTrack::IsKept(bool is_key, Mp4SampleTimes* times) {
+  const std::optional<KeptPictures::Times> kept =
+      kept_.Next({times->presentation_time, times->decode_time, times->duration}, is_key);
+  if (!kept) return false;
+  *times = {kept->presentation_us, kept->decode_us, kept->duration_us};
   return true;
 }
 
@@ -151,7 +168,7 @@ void CopyVideoTrack::TellRotation(int32_t main_rotation) {
   size_t count = 0;
   for (size_t i = 0; i < rotations_.size(); ++i) {
     if (rotations_[i].rotation == main_rotation || ++count > kMaxRangesTold) continue;
-    const int64_t until_us = i + 1 < rotations_.size() ? rotations_[i + 1].time_us : end_us_;
+    const int64_t until_us = i + 1 < rotations_.size() ? rotations_[i + 1].time_us : end_us();
     ranges += (ranges.empty() ? "" : ", ") + ClockText(rotations_[i].time_us, 3) + " to " +
               ClockText(until_us, 3) + " by " + std::to_string(rotations_[i].rotation);
   }
@@ -173,13 +190,30 @@ void CopyVideoTrack::TellOrder() {
                 "); copied video shows them as they were recorded; use encode mode");
 }
 
+void CopyVideoTrack::TellParts() {
+  if (kept_.lead_in_us() > 0) {
+    report_->Warn("copied video starts at the key frame " + ClockText(kept_.lead_in_us(), 3) +
+                  " before the part; the file contains these pictures, but players do not show "
+                  "them; a cut removes what must not be in the file");
+  }
+  if (kept_.waits() == 0) return;
+  const KeptPictures::Wait& longest = kept_.longest_wait();
+  report_->Warn("copied video has no new picture until the next key frame in " +
+                CountText(kept_.waits(), "place") + ", the longest for " +
+                ClockText(longest.duration_us, 3) + " at " + ClockText(longest.file_us, 3) +
+                "; use encode mode");
+}
+
 bool CopyVideoTrack::Finish(int64_t end_us) {
   if (has_held_) {
-    end_us_ = held_time_us_ + LastCopiedDurationUs(held_time_us_, last_duration_us_, end_us);
+    const int64_t last_us =
+        held_time_us_ + LastCopiedDurationUs(held_time_us_, last_duration_us_, end_us);
     order_.Flush();
-    times_.Add(end_us_);
-    NoteShown(end_us_ - held_time_us_);
+    times_.Add(last_us);
+    NoteShown(last_us);
     if (!PassOn()) return false;
+    kept_.Finish(parts_->FileTime(std::max(last_us, end_us)));
+    TellParts();
     TellLook();
     TellOrder();
   }

@@ -28,12 +28,13 @@ bool IsDamaged(const AVFrame& picture) {
 
 EncodeVideoTrack::EncodeVideoTrack(std::unique_ptr<H264Encoder> encoder,
                                    const EncoderSettings& settings, IsWanted is_wanted,
-                                   Mp4Muxer* muxer, WriterReport* report)
+                                   const KeptParts* parts, Mp4Muxer* muxer, WriterReport* report)
     : encoder_name_(encoder->name()),
       encoder_parameter_sets_(encoder->parameter_sets()),
       encoder_(std::move(encoder)),
       settings_(settings),
       is_wanted_(std::move(is_wanted)),
+      parts_(parts),
       muxer_(muxer),
       report_(report),
       layout_(settings.width, settings.height),
@@ -74,10 +75,21 @@ int64_t EncodeVideoTrack::TickTimeUs(int64_t tick) const {
   return ScaleTime(tick, kMicrosecondsPerSecond, settings_.frame_rate);
 }
 
-int64_t EncodeVideoTrack::end_us() const { return has_picture_ ? TickTimeUs(next_tick_) : 0; }
+// Where a tick of the whole record's file is in this one.
+int64_t EncodeVideoTrack::FileTick(int64_t tick) const {
+  if (parts_->is_whole()) return tick;
+  return ScaleTime(parts_->FileTime(TickTimeUs(tick)), settings_.frame_rate,
+                   kMicrosecondsPerSecond);
+}
+
+int64_t EncodeVideoTrack::end_us() const {
+  return has_tick_ ? TickTimeUs(FileTick(next_tick_)) : 0;
+}
 
 bool EncodeVideoTrack::Push(int64_t time_us, const uint8_t* data, uint32_t size) {
   last_time_us_ = report_->Raised(time_us, last_time_us_);
+  const bool is_over = has_picture_ && TickTimeUs(next_tick_) >= parts_->end_us();
+  if (is_over) return true;
   if (!decoder_.Send(last_time_us_, data, size)) return NoteUndecodable();
   return TakePictures();
 }
@@ -137,9 +149,9 @@ void EncodeVideoTrack::SkipUntil(int64_t time_us) {
   int64_t last_tick = ScaleTime(time_us, settings_.frame_rate, kMicrosecondsPerSecond);
   while (last_tick > next_tick_ && TickTimeUs(last_tick) >= time_us) --last_tick;
   if (last_tick <= next_tick_) return;
-  skipped_ticks_ += last_tick - next_tick_;
+  skipped_ticks_ += FileTick(last_tick) - FileTick(next_tick_);
   next_tick_ = last_tick;
-  skips_.push_back({next_tick_ - skipped_ticks_, skipped_ticks_});
+  skips_.push_back({FileTick(next_tick_) - skipped_ticks_, skipped_ticks_});
   shown_->pict_type = AV_PICTURE_TYPE_I;
 }
 
@@ -155,7 +167,10 @@ bool EncodeVideoTrack::AdvanceTo(int64_t time_us) {
 }
 
 bool EncodeVideoTrack::EmitTick() {
-  shown_->pts = next_tick_++ - skipped_ticks_;
+  const int64_t tick = next_tick_++;
+  if (!parts_->Keeps(TickTimeUs(tick))) return true;
+  has_tick_ = true;
+  shown_->pts = FileTick(tick) - skipped_ticks_;
   const int result = encoder_.Send(*shown_, &packets_);
   shown_->pict_type = AV_PICTURE_TYPE_NONE;
   return TakePackets(result);

@@ -19,6 +19,7 @@
 #include "host/mp4/picture_decoder.h"
 #include "host/mp4/video_track.h"
 #include "host/mp4/writer_report.h"
+#include "record/parts/kept_parts.h"
 #include "record/stream/annex_b.h"
 
 namespace kxrtc_host {
@@ -33,9 +34,10 @@ class EncodeVideoTrack : public VideoTrack {
   static constexpr uint32_t kMaxUndecodableInARow = 1000;
 
   // `encoder` is open with `settings`; the pointers outlive this. `is_wanted` is asked before each
-  // picture that is encoded.
+  // picture that is encoded. The file has the ticks of `parts`, which start and end at ticks.
   EncodeVideoTrack(std::unique_ptr<H264Encoder> encoder, const EncoderSettings& settings,
-                   IsWanted is_wanted, Mp4Muxer* muxer, WriterReport* report);
+                   IsWanted is_wanted, const KeptParts* parts, Mp4Muxer* muxer,
+                   WriterReport* report);
 
   // Prepares the decoder and describes the track. False: the report says why.
   [[nodiscard]] bool Initialize();
@@ -58,6 +60,7 @@ class EncodeVideoTrack : public VideoTrack {
   bool ShowPicture(int64_t time_us, int32_t rotation);
   bool NoteUndecodable();
   int64_t TickTimeUs(int64_t tick) const;
+  int64_t FileTick(int64_t tick) const;
   bool EmitUntil(int64_t time_us);
   void SkipUntil(int64_t time_us);
   bool EmitTick();
@@ -69,6 +72,7 @@ class EncodeVideoTrack : public VideoTrack {
   EncoderThread encoder_;
   const EncoderSettings settings_;
   const IsWanted is_wanted_;
+  const KeptParts* const parts_;
   Mp4Muxer* const muxer_;
   WriterReport* const report_;
   PictureDecoder decoder_;
@@ -78,8 +82,9 @@ class EncodeVideoTrack : public VideoTrack {
   std::vector<PacketHandle> packets_;  // Encoded, not yet written.
   bool has_picture_ = false;
   int64_t last_time_us_ = -1;  // Of the last sample pushed.
-  int64_t next_tick_ = 0;
-  int64_t skipped_ticks_ = 0;  // The encoder counts the others only.
+  bool has_tick_ = false;      // In the file.
+  int64_t next_tick_ = 0;      // Of the whole record's file.
+  int64_t skipped_ticks_ = 0;  // Of this file. The encoder counts the others only.
   // Those that packets still need; the first is in force.
   std::deque<Skip> skips_{{std::numeric_limits<int64_t>::min(), 0}};
   uint32_t undecodable_in_a_row_ = 0;

@@ -171,18 +171,36 @@ bool Mp4Muxer::Write(Track track, const Mp4Sample& sample) {
 
 void Mp4Muxer::HoldVideo(const Mp4Sample& sample) { KeepWaiting(kVideo, sample, false); }
 
+std::deque<Mp4Muxer::WaitingSample>::iterator Mp4Muxer::FirstHeld() {
+  return std::find_if(waiting_.begin(), waiting_.end(),
+                      [](const WaitingSample& sample) { return !sample.has_times; });
+}
+
 bool Mp4Muxer::SetTimes(const Mp4SampleTimes& times) {
   if (report_->failed()) return false;
-  const auto held = std::find_if(waiting_.begin(), waiting_.end(),
-                                 [](const WaitingSample& sample) { return !sample.has_times; });
+  const auto held = FirstHeld();
   static_cast<Mp4SampleTimes&>(held->sample) = times;
   held->has_times = true;
+  return GoOn();
+}
+
+bool Mp4Muxer::LeaveOut() {
+  if (report_->failed()) return false;
+  const auto held = FirstHeld();
+  waiting_bytes_ -= WaitingBytes(*held);
+  waiting_.erase(held);
+  return GoOn();
+}
+
+// After one that was held is held no longer.
+bool Mp4Muxer::GoOn() {
   if (!begun_) return !HasWaitedEnough() || Begin();
   return WriteWaiting();
 }
 
 bool Mp4Muxer::HasWaitedEnough() const {
-  return (described_[kVideo] && described_[kAudio]) || waiting_bytes_ > kMaxWaitingBytes;
+  return ((described_[kVideo] || !expects_video_) && described_[kAudio]) ||
+         waiting_bytes_ > kMaxWaitingBytes;
 }
 
 // Small samples also need memory for their administration.
@@ -327,7 +345,7 @@ bool Mp4Muxer::Finish() {
   if (!Check("index", av_write_trailer(format_.get()))) return false;
   avio_flush(io_.get());
   return Check("end", output_.Flush() ? 0 : AVERROR(EIO)) &&
-         (streams_[kVideo] == nullptr || WriteSize());
+         (counts_[kVideo].samples == 0 || WriteSize());
 }
 
 }  // namespace kxrtc_host

@@ -63,6 +63,9 @@ class Mp4Muxer {
   void DescribeVideo(const VideoTrackInfo& info);
   void DescribeAudio(const AudioTrackInfo& info);
 
+  // The file has no video track, so the audio does not wait for its description.
+  void ExpectNoVideo() { expects_video_ = false; }
+
   // Room for the bytes of one sample, which are then not copied (GatheredOutput::Room()).
   [[nodiscard]] uint8_t* Room(uint32_t size) { return output_.Room(size); }
 
@@ -71,9 +74,11 @@ class Mp4Muxer {
   [[nodiscard]] bool WriteAudio(const Mp4Sample& sample) { return Write(kAudio, sample); }
 
   // Takes a picture whose times are not known yet. It waits for them in memory, and all samples
-  // that come later wait behind it. SetTimes() gives the times to the first picture without them.
+  // that come later wait behind it. SetTimes() gives the times to the first picture without them,
+  // LeaveOut() drops it.
   void HoldVideo(const Mp4Sample& sample);
   [[nodiscard]] bool SetTimes(const Mp4SampleTimes& times);
+  [[nodiscard]] bool LeaveOut();
   uint64_t waiting_bytes() const { return waiting_bytes_; }
 
   // Players turn the video track clockwise by `rotation` degrees. Call any time before Finish().
@@ -107,6 +112,8 @@ class Mp4Muxer {
   bool WriteNow(Track track, const Mp4Sample& sample);
   bool HasWaitedEnough() const;
   static uint64_t WaitingBytes(const WaitingSample& waiting);
+  std::deque<WaitingSample>::iterator FirstHeld();
+  bool GoOn();
   void KeepWaiting(Track track, const Mp4Sample& sample, bool has_times);
   bool Begin();
   void AddVideoStream();
@@ -130,6 +137,7 @@ class Mp4Muxer {
   VideoTrackInfo video_;
   AudioTrackInfo audio_;
   bool described_[kTrackCount] = {};
+  bool expects_video_ = true;
   bool begun_ = false;
   AVStream* streams_[kTrackCount] = {};  // Null: the file has no such track.
   std::deque<WaitingSample> waiting_;

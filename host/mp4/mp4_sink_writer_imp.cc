@@ -7,10 +7,12 @@
 #include "host/ffmpeg/ffmpeg_encoder.h"
 #include "host/mp4/copy_video_track.h"
 #include "host/mp4/encode_video_track.h"
+#include "host/mp4/no_video_track.h"
 #include "host/result/mp4_mark.h"
 #include "kx_utility/failure_log.h"
 #include "record/index/frame_limit.h"
 #include "record/index/record_text.h"
+#include "record/parts/part_rounding.h"
 #include "record/predict/chosen_video.h"
 #include "record/timing/media_time.h"
 #include "record/timing/time_text.h"
@@ -24,6 +26,9 @@ using kx_utility::LogFormatted;
 constexpr uint32_t kMaxFrameRate = 1000;
 constexpr uint32_t kMaxPictureSize = 16384;
 constexpr uint32_t kMaxBitRateKbps = 1000000;
+
+// Of a chapter, less is not left beside a cut: who cuts it does not see where it ends so exactly.
+constexpr int64_t kShortestRestUs = 100000;
 
 // An empty frame may have a null address. For the decoder that would mean the end of the stream.
 constexpr uint8_t kNoBytes[1] = {0};
@@ -91,17 +96,26 @@ bool Mp4SinkWriterImp::OpenFile(const char* output_path) {
     return report_.Fail(WriterFailure::kRefused, file_.error_text());
   }
   // The size of the encoder's output is not known well enough.
-  if (options_.video_mode == VideoMode::kCopy) file_.Reserve(options_.bounds.bytes);
+  if (options_.video_mode == VideoMode::kCopy && options_.parts.IsWhole()) {
+    file_.Reserve(options_.bounds.bytes);
+  }
   return true;
 }
 
 bool Mp4SinkWriterImp::MakeTracks(const kxrtc::VideoConfig& video,
                                   const kxrtc::AudioConfig& audio) {
-  muxer_ = std::make_unique<Mp4Muxer>(&file_, &report_, options_.bounds, options_.tags);
+  // Nobody knows how much of the samples is in the parts.
+  const SampleBounds bounds = options_.parts.IsWhole() ? options_.bounds : SampleBounds();
+  muxer_ = std::make_unique<Mp4Muxer>(&file_, &report_, bounds, options_.tags);
   audio_track_ = std::make_unique<AudioTrack>(
       audio.channel_count, options_.check_sound || options_.video_mode == VideoMode::kEncode,
-      muxer_.get(), &report_);
+      &parts_, muxer_.get(), &report_);
   return MakeVideoTrack(video);
+}
+
+void Mp4SinkWriterImp::SetParts(const PartRequest& parts) {
+  report_.status.parts = parts;
+  parts_ = KeptParts(parts);
 }
 
 std::unique_ptr<H264Encoder> Mp4SinkWriterImp::OpenEncoder(const EncoderSettings& settings,
@@ -123,6 +137,14 @@ std::unique_ptr<H264Encoder> Mp4SinkWriterImp::OpenEncoder(const EncoderSettings
 bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
   const bool expects_audio = options_.bounds.audio_frames > 0;
   timeline_ = std::make_unique<FileTimeline>(VideoClock::kLongestGapUs, expects_audio);
+  SetParts(AtWholeAudioFrames(options_.parts));
+  if (options_.video_mode == VideoMode::kNone) {
+    report_.status.is_sound_only = true;
+    muxer_->ExpectNoVideo();
+    video_track_ = std::make_unique<IconFilter>(std::make_unique<NoVideoTrack>(),
+                                                ClipPictures::kFirst, nullptr);
+    return true;
+  }
   if (options_.video_mode == VideoMode::kEncode) {
     const kxrtc::VideoSettings chosen = ChosenVideo(
         {video.width, video.height, video.frame_rate, video.bit_rate_kbps}, options_.picture);
@@ -140,8 +162,10 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
     settings.threads = options_.encoder_threads;
     std::vector<std::string> obstacles;
     if (auto encoder = OpenEncoder(settings, &obstacles)) {
+      SetParts(AtTicks(options_.parts, settings.frame_rate));
       auto track = std::make_unique<EncodeVideoTrack>(
-          std::move(encoder), settings, [this] { return !IsDiscarded(); }, muxer_.get(), &report_);
+          std::move(encoder), settings, [this] { return !IsDiscarded(); }, &parts_, muxer_.get(),
+          &report_);
       EncodeVideoTrack* const encode_track = track.get();
       video_track_ =
           std::make_unique<IconFilter>(std::move(track), ClipPictures::kAll, FollowShares());
@@ -153,7 +177,7 @@ bool Mp4SinkWriterImp::MakeVideoTrack(const kxrtc::VideoConfig& video) {
     report_.Warn("no H.264 encoder of FFmpeg works here, so the video is copied");
   }
   video_track_ = std::make_unique<IconFilter>(
-      std::make_unique<CopyVideoTrack>(video.width, video.height, muxer_.get(), &report_),
+      std::make_unique<CopyVideoTrack>(video.width, video.height, &parts_, muxer_.get(), &report_),
       ClipPictures::kFirst, nullptr);
   return true;
 }
@@ -203,7 +227,7 @@ bool Mp4SinkWriterImp::PushAudioSample(int64_t timestamp_us, const uint8_t* data
   }));
 }
 
-void Mp4SinkWriterImp::TellTimestamps() {
+void Mp4SinkWriterImp::TellVideoClock() {
   const VideoClockChanges& changes = timeline_->video_changes();
   if (changes.steps != 0) {
     report_.Warn("the recorder's clock was set forward by " + ClockText(changes.first_step_us, 3) +
@@ -216,6 +240,9 @@ void Mp4SinkWriterImp::TellTimestamps() {
     report_.Warn("the video pauses for longer than the file can represent; " +
                  ClockText(changes.shortened_by_us, 3) + " of it are left out");
   }
+}
+
+void Mp4SinkWriterImp::TellTimestamps() {
   if (report_.status.timestamps_raised != 0) {
     const uint64_t raised = report_.status.timestamps_raised;
     report_.Warn(CountText(raised, "timestamp") + ByCount(raised, " is", " are") +
@@ -224,23 +251,44 @@ void Mp4SinkWriterImp::TellTimestamps() {
   }
 }
 
+void Mp4SinkWriterImp::TellMissing() {
+  const bool is_whole = parts_.is_whole();
+  const std::string lacks = is_whole ? "the record contains no " : "the part contains no ";
+  if (options_.video_mode != VideoMode::kNone && video_track_->end_us() == 0) {
+    report_.Warn(lacks + "video that can be shown");
+  }
+  const bool has_audio =
+      is_whole ? report_.status.audio_frames_received != 0 : audio_track_->end_us() != 0;
+  if (!has_audio) report_.Warn(lacks + "audio");
+}
+
 bool Mp4SinkWriterImp::FinishTracks() {
-  if (!audio_track_->Flush() || !video_track_->Finish(audio_track_->end_us())) return false;
-  if (video_track_->end_us() == 0) report_.Warn("the record contains no video that can be shown");
-  audio_track_->Finish();
-  TellTimestamps();
+  if (!audio_track_->Flush() || !video_track_->Finish(audio_track_->whole_end_us())) return false;
   report_.status.duration_us = std::max(audio_track_->end_us(), video_track_->end_us());
   report_.status.start_us = timeline_->start_us();
+  if (!parts_.is_whole() && report_.status.duration_us == 0) {
+    return report_.Fail(WriterFailure::kNoPart,
+                        "the part that was asked for contains nothing of the record");
+  }
+  TellMissing();
+  audio_track_->Finish();
+  if (video_track_->end_us() != 0) TellVideoClock();
+  TellTimestamps();
   return options_.tags.chapters.empty() || SetChapters();
 }
 
 bool Mp4SinkWriterImp::SetChapters() {
+  const int64_t shortest_us = parts_.is_whole() ? 0 : kShortestRestUs;
   std::vector<Chapter> chapters;
   for (const Chapter& chapter : options_.tags.chapters) {
-    const int64_t start_us = FileTimeOf(chapter.start_us, report_.status.start_us);
-    if (start_us >= report_.status.duration_us) break;
-    // Of those before the start of the file, the last one goes on in it.
-    if (!chapters.empty() && chapters.back().start_us == start_us) chapters.pop_back();
+    const int64_t whole_us = FileTimeOf(chapter.start_us, report_.status.start_us);
+    int64_t start_us = parts_.FileTime(whole_us);
+    if (whole_us >= parts_.end_us() || start_us >= report_.status.duration_us) break;
+    // Of those before the start of a part, the last one goes on in it.
+    if (!chapters.empty() && start_us - chapters.back().start_us <= shortest_us) {
+      start_us = chapters.back().start_us;
+      chapters.pop_back();
+    }
     chapters.push_back({start_us, chapter.title});
   }
   return muxer_->SetChapters(chapters, report_.status.duration_us);

@@ -16,6 +16,7 @@
 #include "host/mp4/writer_options.h"
 #include "host/mp4/writer_report.h"
 #include "kxrtc/recording/mp4_sink_writer.h"
+#include "record/parts/kept_parts.h"
 #include "record/timing/file_timeline.h"
 
 namespace kxrtc_host {
@@ -66,6 +67,7 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   bool OpenFile(const char* output_path);
   bool MakeTracks(const kxrtc::VideoConfig& video, const kxrtc::AudioConfig& audio);
   bool MakeVideoTrack(const kxrtc::VideoConfig& video);
+  void SetParts(const PartRequest& parts);
   std::unique_ptr<H264Encoder> OpenEncoder(const EncoderSettings& settings,
                                            std::vector<std::string>* obstacles);
   std::unique_ptr<ChannelFollower> FollowShares() const;
@@ -73,6 +75,8 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   bool FinishTracks();
   bool SetChapters();
   bool AppendMark();
+  void TellMissing();
+  void TellVideoClock();
   void TellTimestamps();
   bool Settle(bool ok);
 
@@ -85,6 +89,7 @@ class Mp4SinkWriterImp final : public kxrtc::Mp4SinkWriter {
   std::atomic<int64_t> media_time_us_{0};
   std::atomic<uint64_t> video_samples_{0};
   WriterReport report_;
+  KeptParts parts_;
   OutputFile file_;
   std::unique_ptr<Mp4Muxer> muxer_;
   std::unique_ptr<IconFilter> video_track_;

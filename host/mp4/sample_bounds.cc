@@ -21,7 +21,7 @@ SampleBounds BoundsOf(const RecordOutline& outline, VideoMode mode, const Pictur
   const auto duration_us = static_cast<uint64_t>(MediaDurationUs(outline));
   const uint64_t fillers = duration_us / kxrtc::kVideoGapLimitWaitingForKeyFrameUs +
                            outline.sessions + outline.switches_to_audio_only + 1;
-  bounds.video_samples = outline.video_frames + fillers;
+  if (mode != VideoMode::kNone) bounds.video_samples = outline.video_frames + fillers;
   bounds.bytes = outline.media_bytes;
   if (mode == VideoMode::kEncode) {
     // Video may continue after the end of the audio, but a damaged record may have any times.

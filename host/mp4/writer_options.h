@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/mp4/mp4_tags.h"
+#include "record/parts/part_request.h"
 #include "record/predict/picture_choice.h"
 
 namespace kxrtc_host {
@@ -16,6 +17,7 @@ class EncoderOpener;
 enum class VideoMode {
   kEncode,  // One uniform picture that plays everywhere, as the VideoConfig asks for.
   kCopy,    // The recorded pictures, bit by bit.
+  kNone,    // None: the file has the sound only, on the same timeline.
 };
 
 // What is shown while a desktop share stands still, so that no picture comes for more than 5 s.
@@ -41,9 +43,12 @@ struct Mp4SinkWriterOptions {
   std::string record_folder;
   PictureChoice picture;            // In encode mode.
   std::string preset = "veryfast";  // Of libx264: from ultrafast to placebo.
-  // Copy mode tries each audio frame with a decoder, as encode mode always does: one that does not
-  // decode becomes silence.
+  // Tries each audio frame with a decoder, as encode mode always does: one that does not decode
+  // becomes silence.
   bool check_sound = false;
+  // What the file has of the MP4 of the whole record. The ends of parts are moved to where a file
+  // can be cut: see Mp4WriterStatus::parts.
+  PartRequest parts;
   bool replace_existing = false;
   bool sync = true;         // Wait until the content is on the disk before the file gets its name.
   int encoder_threads = 0;  // 0: as many as there are processors.

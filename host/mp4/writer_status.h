@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "record/parts/part_request.h"
+
 namespace kxrtc_host {
 
 // Why there is no file.
@@ -16,6 +18,7 @@ enum class WriterFailure {
   kVideo,      // The pictures cannot be decoded or encoded.
   kAudio,      // The audio is of a kind that cannot be kept.
   kNothing,    // Nothing was pushed that a file could be made of.
+  kNoPart,     // Nothing of it is in the parts that were asked for.
   kDiscarded,  // The host asked for it.
   kEncoder,    // No encoder that may be used works here.
 };
@@ -27,8 +30,9 @@ struct Mp4WriterStatus {
   std::string failure_text;           // One sentence for the user; empty without a failure.
   std::vector<std::string> warnings;  // Likewise, in the order of their discovery.
 
-  std::string video_encoder;  // Name of the encoder in use; empty when video is copied.
-  uint32_t video_width = 0;   // Of encoded video, pixels.
+  std::string video_encoder;   // Name of the encoder in use; empty when no video is encoded.
+  bool is_sound_only = false;  // By the host's choice.
+  uint32_t video_width = 0;    // Of encoded video, pixels.
   uint32_t video_height = 0;
   uint32_t video_frame_rate = 0;  // Likewise, frames a second.
   uint64_t video_samples_received = 0;
@@ -42,7 +46,8 @@ struct Mp4WriterStatus {
   uint64_t audio_frames_silenced = 0;  // Did not decode: silence was written instead.
   bool sound_examined = false;         // Each audio frame was tried with a decoder.
   uint64_t chapters_written = 0;
-  int64_t start_us = 0;  // Output time at the start of the file.
+  PartRequest parts;     // What the file has of the MP4 of the whole record.
+  int64_t start_us = 0;  // Output time at the start of that MP4.
   int64_t duration_us = 0;
   uint64_t file_size = 0;  // Bytes.
 };

@@ -103,6 +103,7 @@ void CopiedPictures::Write(int64_t time_us, const AccessUnitContents& contents) 
   if (count_ > 0) time_us = std::max(time_us, last_us_ + 1);
   if (count_++ > 0) last_duration_us_ = time_us - last_us_;
   last_us_ = time_us;
+  if (contents.idr && time_us <= watched_until_us_) last_key_us_ = time_us;
 }
 
 void CopiedPictures::Finish(int64_t audio_end_us) {

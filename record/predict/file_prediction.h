@@ -5,6 +5,8 @@
 #define RECORD_PREDICT_FILE_PREDICTION_H_
 
 #include <cstdint>
+#include <limits>
+#include <optional>
 #include <vector>
 
 #include "files/read_only_file.h"
@@ -98,6 +100,11 @@ class CopiedPictures final : public PicturesWithoutFlash {
 
   uint64_t count() const { return count_; }
   int64_t end_us() const { return end_us_; }
+  int64_t last_us() const { return last_us_; }  // Of the latest picture.
+
+  // Key frames up to this time count for last_key_us().
+  void WatchKeysUntil(int64_t time_us) { watched_until_us_ = time_us; }
+  std::optional<int64_t> last_key_us() const { return last_key_us_; }
 
  private:
   void SetAttributes() override { selection_.OnAttributes(); }
@@ -108,6 +115,8 @@ class CopiedPictures final : public PicturesWithoutFlash {
   int64_t last_us_ = 0;
   int64_t last_duration_us_ = 0;
   int64_t end_us_ = 0;
+  int64_t watched_until_us_ = std::numeric_limits<int64_t>::min();
+  std::optional<int64_t> last_key_us_;
 };
 
 // The pictures of encode mode: one for each tick of the track. Damage inside a picture is not
@@ -166,6 +175,7 @@ class FilePrediction final : public ReplayEvents {
   void OnFillerPicture(int64_t output_us) override;
 
   AudioFrames* audio() { return &audio_; }
+  CopiedPictures* copied_pictures() { return &copied_; }
 
   // The replay ended, with or without a failure, and the audio frames are final.
   void Finish();

@@ -1,7 +1,10 @@
 #include "record/predict/size_estimate.h"
 
+#include <algorithm>
+
 #include "kxrtc/recording/replay_rules.h"
 #include "record/index/descriptor_loading.h"
+#include "record/parts/kept_parts.h"
 #include "record/predict/chosen_video.h"
 
 namespace kxrtc_host {
@@ -15,10 +18,18 @@ std::optional<uint64_t> BytesAt(uint32_t bit_rate_kbps, uint64_t audio_frames) {
   return millibits / 8000;
 }
 
+// How many of the first `audio_frames` are in `parts`.
+uint64_t FramesIn(const PartRequest& parts, uint64_t audio_frames) {
+  if (parts.IsWhole() || audio_frames > static_cast<uint64_t>(kNoPartEnd)) return audio_frames;
+  constexpr int64_t kFrameUs = kxrtc::kAudioFrameDurationUs;
+  const int64_t frames = std::min(static_cast<int64_t>(audio_frames), kNoPartEnd / kFrameUs);
+  return static_cast<uint64_t>(KeptParts(parts).FileTime(frames * kFrameUs) / kFrameUs);
+}
+
 }  // namespace
 
 std::optional<uint64_t> EstimateMp4Bytes(const ReadOnlyFile& descriptor,
-                                         const PictureChoice& choice) {
+                                         const PictureChoice& choice, const PartRequest& parts) {
   kxrtc::SpeakerRecordDescReader reader;
   kxrtc::SpeakerRecordOverall overall;
   if (!LoadDescriptor(descriptor, &reader) || !reader.GetSpeakerRecordOverall(&overall)) {
@@ -30,6 +41,7 @@ std::optional<uint64_t> EstimateMp4Bytes(const ReadOnlyFile& descriptor,
     if (!reader.GetSpeakerRecordSession(i, &session)) return std::nullopt;
     audio_frames += session.session_audio_frame_count;
   }
+  audio_frames = FramesIn(parts, audio_frames);
   const bool is_desktop = overall.contain_desktop != 0;
   const kxrtc::VideoSettings asked = kxrtc::VideoSettingsFor(is_desktop);
   const uint32_t bit_rate_kbps = ChosenVideo(asked, choice).bit_rate_kbps;

@@ -37,6 +37,20 @@ TEST(PlaybackMediaTest, OfAChosenSizeIsMade) {
   EXPECT_EQ(run.exit_status, 0) << run.errors;
 }
 
+// With a hidden start, and a cut in the middle of a group of pictures.
+TEST(PlaybackMediaTest, OfPartsIsMade) {
+  kx_testing::TempDir record;
+  kx_testing::WriteLongConference(record, false);
+  for (const char* mode : {"copy", "encode"}) {
+    const kx_testing::ShellResult run = kx_testing::RunKxrtc(
+        "transcode --force --quiet --no-hardware --preset ultrafast --from 5.3 --to 13.7 "
+        "--cut 6.7-8.1 --video " +
+        std::string(mode) + " " + record.path() + " " +
+        kx_testing::Quoted(PLAYBACK_FOLDER + ("/parts_" + std::string(mode)) + ".mp4"));
+    EXPECT_EQ(run.exit_status, 0) << run.errors;
+  }
+}
+
 TEST(PlaybackMediaTest, WithBPicturesIsMade) {
   kx_testing::TempDir record;
   kx_testing::RecordBuilder builder(record);

@@ -29,7 +29,7 @@ EXPECTED = {
         [r"/usr/lib/librtc_transcoder_mp4_writer\.so",
          r"/usr/lib/pkgconfig/rtc_transcoder_mp4_writer\.pc",
          r"/usr/lib/cmake/rtc_transcoder/rtc_transcoder_mp4_writer_targets(-\w+)?\.cmake",
-         r"/usr/include/(host/(ffmpeg|mp4)/\w+|record/(predict/picture_choice|speakers/chapter))\.h"],
+         r"/usr/include/(host/(ffmpeg|mp4)/\w+|record/(parts/part_request|predict/picture_choice|speakers/chapter))\.h"],
         ["librtc-transcoder-mp4-writer0", "librtc-transcoder-dev"]),
     "librtc-transcoder-speaker-timeline0": (
         [r"/usr/lib/librtc_transcoder_speaker_timeline\.so\.0",

@@ -12,6 +12,7 @@
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/part_options.h"
 #include "tools/kxrtc/picture_options.h"
 
 namespace kxrtc_tool {
@@ -20,6 +21,7 @@ namespace {
 struct EstimateOptions {
   std::string record_dir;
   PictureOptions picture;
+  kxrtc_host::PartRequest parts;
   bool json = false;
 };
 
@@ -28,7 +30,8 @@ ExitStatus Estimate(const EstimateOptions& options) {
   files.Open(options.record_dir);
   std::string warning;
   const std::optional<uint64_t> size = EstimateMp4Bytes(
-      files.descriptor, ResolvePicture(options.picture, options.record_dir, &warning));
+      files.descriptor, ResolvePicture(options.picture, options.record_dir, &warning),
+      options.parts);
   if (!size) {
     return Fail(kExitRecordUnreadable,
                 options.record_dir + " contains no readable record descriptor");
@@ -53,6 +56,7 @@ void AddEstimateCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       app.add_subcommand("estimate", "Estimate the size of the MP4 of a record in encode mode");
   paths->AddRecord(command, "RECORD_DIR", &options->record_dir, "Folder of the record");
   AddPictureOptions(command, &options->picture);
+  AddPartOptions(command, &options->parts);
   command->add_flag("-j,--json", options->json, "Print one line of JSON");
   command->footer(
       "The size that kxrtc transcode makes with the same options.\n"
@@ -60,6 +64,7 @@ void AddEstimateCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       "  kxrtc estimate ~/records/monday --size 1920x1080\n");
   command->callback([options, exit_status] {
     CheckPictureOptions(options->picture);
+    RefuseEmptyParts(options->parts);
     *exit_status = Estimate(*options);
   });
 }

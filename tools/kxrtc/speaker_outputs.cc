@@ -7,6 +7,7 @@
 
 #include "files/link_target.h"
 #include "record/index/record_text.h"
+#include "record/parts/kept_parts.h"
 #include "record/speakers/captions.h"
 #include "record/speakers/person_names.h"
 #include "record/timing/file_timeline.h"
@@ -50,12 +51,14 @@ std::string SpeakerOutputs::OpenCaptions(const std::string& folder, const std::s
   return captions_.error_text() + HintAtForce(options_.captions, replace);
 }
 
-bool SpeakerOutputs::WriteCaptions(int64_t start_us, int64_t duration_us, bool sync) {
+bool SpeakerOutputs::WriteCaptions(const kxrtc_host::Mp4WriterStatus& writer, bool sync) {
   if (options_.captions.empty()) return true;
+  const kxrtc_host::KeptParts parts(writer.parts);
   std::vector<SpeakerTurn> cues;
   for (SpeakerTurn turn : turns_.heard) {
-    turn.start_us = FileTimeOf(turn.start_us, start_us);
-    turn.end_us = std::min(FileTimeOf(turn.end_us, start_us), duration_us);
+    turn.start_us = parts.FileTime(FileTimeOf(turn.start_us, writer.start_us));
+    turn.end_us =
+        std::min(parts.FileTime(FileTimeOf(turn.end_us, writer.start_us)), writer.duration_us);
     if (kxrtc_host::IsCaption(turn)) cues.push_back(turn);
   }
   const std::string text = kxrtc_host::WebVttCaptions(cues, PersonNames(turns_.timeline.people));

@@ -10,6 +10,7 @@
 
 #include "files/output_file.h"
 #include "host/mp4/mp4_tags.h"
+#include "host/mp4/writer_status.h"
 #include "record/predict/speaker_turns.h"
 #include "record/speakers/chapters.h"
 
@@ -41,9 +42,8 @@ class SpeakerOutputs {
   std::string OpenCaptions(const std::string& folder, const std::string& output, Replace what,
                            kxrtc_host::IsWanted is_wanted);
 
-  // Writes the captions of an MP4 that starts at `start_us` of output time. False: see
-  // error_text().
-  [[nodiscard]] bool WriteCaptions(int64_t start_us, int64_t duration_us, bool sync);
+  // Writes the captions of an MP4 that was written. False: see error_text().
+  [[nodiscard]] bool WriteCaptions(const kxrtc_host::Mp4WriterStatus& writer, bool sync);
   const std::string& error_text() const { return captions_.error_text(); }
   // Captions that were written may still be lost, and why; empty: they are safe.
   const std::string& warning_text() const { return captions_.warning_text(); }

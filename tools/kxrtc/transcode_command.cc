@@ -19,6 +19,7 @@
 #include "host/result/record_origin.h"
 #include "record/archive/record_glance.h"
 #include "record/index/record_files.h"
+#include "record/predict/lead_in.h"
 #include "record/predict/replayed_pictures.h"
 #include "record/predict/transcode_outcome.h"
 #include "record/repair/repaired_copy.h"
@@ -30,6 +31,8 @@
 #include "tools/kxrtc/named_values.h"
 #include "tools/kxrtc/outcome_journal.h"
 #include "tools/kxrtc/output_claim.h"
+#include "tools/kxrtc/part_document.h"
+#include "tools/kxrtc/part_options.h"
 #include "tools/kxrtc/picture_options.h"
 #include "tools/kxrtc/progress_report.h"
 #include "tools/kxrtc/speaker_outputs.h"
@@ -55,10 +58,14 @@ constexpr char kTranscodeFooter[] =
     "  kxrtc transcode ~/records/monday monday.mp4 --video copy --force\n"
     "  kxrtc transcode ~/records/monday monday.mp4 --size source --frame-rate 30\n"
     "  kxrtc transcode ~/records/monday monday.mp4 --captions monday.vtt\n"
+    "  kxrtc transcode ~/records/monday monday.m4a --video none\n"
+    "  kxrtc transcode ~/records/monday monday.mp4 --from 5:00 --cut 1:02:10-1:03:25\n"
     "  kxrtc transcode ~/records/monday monday.mp4 --json | jq .percent\n";
 
 const std::map<std::string, kxrtc_host::VideoMode> kVideoModes = {
-    {"encode", kxrtc_host::VideoMode::kEncode}, {"copy", kxrtc_host::VideoMode::kCopy}};
+    {"encode", kxrtc_host::VideoMode::kEncode},
+    {"copy", kxrtc_host::VideoMode::kCopy},
+    {"none", kxrtc_host::VideoMode::kNone}};
 
 const std::map<std::string, kxrtc_host::StillShare> kStillShares = {
     {"picture", kxrtc_host::StillShare::kPicture}, {"icon", kxrtc_host::StillShare::kIcon}};
@@ -82,6 +89,7 @@ WriterEnd EndOf(const Mp4WriterStatus& status) {
   if (status.file_written) return {WriterEnd::Kind::kWritten, ""};
   switch (status.failure) {
     case kxrtc_host::WriterFailure::kNothing:
+    case kxrtc_host::WriterFailure::kNoPart:
       return {WriterEnd::Kind::kNothing, status.failure_text};
     case kxrtc_host::WriterFailure::kDiscarded:
       return {WriterEnd::Kind::kDiscarded, status.failure_text};
@@ -119,17 +127,31 @@ Json::Value OptionsOfOrigin(const TranscodeOptions& options) {
   value["metadata"] = options.speakers.metadata;
   AddToOrigin(options.picture, &value);
   if (!options.encoder.empty()) value["encoder"] = options.encoder;
+  if (!options.writer.parts.IsWhole()) value["parts"] = PartsDocument(options.writer.parts);
   return value;
 }
 
-// Refuses what makes no sense together.
-void CheckOptions(const CLI::App& command, const TranscodeOptions& options) {
+void RefusePictureOptions(const TranscodeOptions& options, const CLI::App& command) {
   const std::string picture = options.picture.FirstGiven();
   if (options.writer.video_mode == kxrtc_host::VideoMode::kCopy && !picture.empty()) {
     throw CLI::ValidationError(picture,
                                "copied pictures stay as they are; leave it out, or use "
                                "--video encode");
   }
+  if (options.writer.video_mode != kxrtc_host::VideoMode::kNone) return;
+  std::vector<std::string> names = {"--still-share", "--preset", "--no-hardware", "--encoder"};
+  if (!picture.empty()) names.push_back(picture);
+  for (const std::string& name : names) {
+    if (command.count(name) == 0) continue;
+    throw CLI::ValidationError(name,
+                               "is about pictures, and --video none keeps none; leave it out");
+  }
+}
+
+// Refuses what makes no sense together.
+void CheckOptions(const CLI::App& command, const TranscodeOptions& options) {
+  RefuseEmptyParts(options.writer.parts);
+  RefusePictureOptions(options, command);
   CheckPictureOptions(options.picture);
   CheckEncoderOption(command, options.encoder, options.writer, options.prefer_hardware);
 }
@@ -202,6 +224,10 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     kxrtc_host::RecordFiles files;
     files.Open(facts_.folder);
     LookIntoRecord(&files, &facts_);
+    if (options_.writer.video_mode == kxrtc_host::VideoMode::kCopy &&
+        options_.writer.parts.from_us > 0 && facts_.outline) {
+      lead_in_us_ = kxrtc_host::FindLeadIn(&files, options_.writer.parts.from_us);
+    }
   }
 
   bool NeedsRepair() const {
@@ -291,6 +317,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     writer_options.record_folder = facts_.folder;
     writer_options.picture = ResolvePicture(options_.picture, facts_.folder, &picture_warning_);
     if (!options_.encoder.empty()) ChooseEncoder(options_.encoder, &writer_options);
+    writer_options.parts.lead_in_us = lead_in_us_;
     writer_options.tags = speakers_.Tags();
     writer_options.origin = origin_;
     writer_options.replace_existing = MayReplace();
@@ -400,7 +427,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
       if (!picture_warning_.empty()) messages_.Warning(picture_warning_);
       if (!outcome.text().empty()) messages_.Warning(outcome.text());
       for (const std::string& warning : speakers_.Warnings()) messages_.Warning(warning);
-      if (!speakers_.WriteCaptions(writer.start_us, writer.duration_us, options_.writer.sync)) {
+      if (!speakers_.WriteCaptions(writer, options_.writer.sync)) {
         return TellWithoutCaptions();
       }
       if (!speakers_.warning_text().empty()) messages_.Warning(speakers_.warning_text());
@@ -408,9 +435,11 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     } else {
       const bool may_exist = outcome.kind() == TranscodeOutcome::Kind::kOutputRefused &&
                              facts_.output_conflict.empty();
+      const bool lacks_part = outcome.kind() == TranscodeOutcome::Kind::kNothingToPlay &&
+                              writer.failure == kxrtc_host::WriterFailure::kNoPart;
       return messages_.Failure(
           status,
-          outcome.text() +
+          (lacks_part ? writer.failure_text : outcome.text()) +
               (may_exist ? HintAtForce(options_.output, options_.writer.replace_existing) : ""));
     }
     return status;
@@ -451,6 +480,7 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   ProgressReport progress_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   kxrtc_host::TranscodeFacts facts_;
+  std::optional<int64_t> lead_in_us_;
   Mp4WriterStatus writer_;
   std::atomic<uint32_t> percent_{0};
   std::atomic<bool> completed_{false};
@@ -467,7 +497,8 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   command
       ->add_option("--video", options->writer.video_mode,
                    "encode: pictures of one size, playable everywhere (default)\n"
-                   "copy: the recorded pictures unchanged, many times faster")
+                   "copy: the recorded pictures unchanged, many times faster\n"
+                   "none: the sound only, as recorded; OUT.m4a")
       ->transform(NamedValues(kVideoModes));
   command
       ->add_option("--still-share", options->writer.still_share,
@@ -484,8 +515,8 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   AddPictureOptions(command, &options->picture);
   AddQualityOption(command, &options->picture);
   command->add_flag("--check-sound", options->writer.check_sound,
-                    "With --video copy: try each audio frame with a decoder, as\n"
-                    "--video encode does, and replace a damaged one by silence");
+                    "With --video copy or none: try each audio frame with a decoder,\n"
+                    "as --video encode does, and replace a damaged one by silence");
   command->add_flag("!--no-chapters", options->speakers.chapters,
                     "No chapter for each person who is seen; they come from the\n"
                     "speaker timeline beside the record");
@@ -500,6 +531,7 @@ void AddTranscodeCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       ->check(TimeValidator(0, kLongestChapterMinUs));
   command->add_flag("!--no-metadata", options->speakers.metadata,
                     "No title and creation time from the speaker timeline");
+  AddPartOptions(command, &options->writer.parts);
   paths->AddFile(command, "--captions", &options->speakers.captions,
                  "Also write captions (WebVTT) that tell who speaks");
   command->add_flag("-f,--force", options->writer.replace_existing,

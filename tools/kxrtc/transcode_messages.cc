@@ -8,6 +8,7 @@
 #include "record/speakers/timeline_entry.h"
 #include "record/timing/time_text.h"
 #include "tools/kxrtc/json_line.h"
+#include "tools/kxrtc/part_document.h"
 #include "tools/kxrtc/terminal_text.h"
 
 namespace kxrtc_tool {
@@ -67,7 +68,9 @@ void TranscodeMessages::Done(ExitStatus status, const Mp4WriterStatus& writer,
   Json::Value line = told_;
   line["duration_us"] = Json::Int64{writer.duration_us};
   line["bytes"] = Json::UInt64{writer.file_size};
-  line["video"] = writer.video_encoder.empty() ? "copied" : writer.video_encoder;
+  line["video"] = writer.is_sound_only           ? "none"
+                  : writer.video_encoder.empty() ? "copied"
+                                                 : writer.video_encoder;
   if (!writer.video_encoder.empty()) {
     line["width"] = writer.video_width;
     line["height"] = writer.video_height;
@@ -77,6 +80,7 @@ void TranscodeMessages::Done(ExitStatus status, const Mp4WriterStatus& writer,
   line["audio_frames"] = Json::UInt64{writer.audio_frames_written};
   line["audio_frames_silenced"] = Json::UInt64{writer.audio_frames_silenced};
   line["sound_examined"] = writer.sound_examined;
+  if (!writer.parts.IsWhole()) line["parts"] = PartsDocument(writer.parts);
   AddSpeakers(writer, speakers, &line);
   line["seconds"] = seconds;
   told_ = line;
@@ -91,12 +95,14 @@ void TranscodeMessages::Done(ExitStatus status, const Mp4WriterStatus& writer,
 void TranscodeMessages::PrintDone(const Mp4WriterStatus& writer, const SpeakerOutputs& speakers,
                                   double seconds) const {
   if (quiet_) return;
-  const std::string video =
-      writer.video_encoder.empty() ? "copied" : "encoded by " + writer.video_encoder;
+  const std::string video = writer.is_sound_only ? "no video"
+                            : writer.video_encoder.empty()
+                                ? "video copied"
+                                : "video encoded by " + writer.video_encoder;
   const bool tells_sound = !writer.sound_examined && writer.audio_frames_written > 0;
   const std::string chapters =
       writer.chapters_written == 0 ? "" : ", " + CountText(writer.chapters_written, "chapter");
-  std::printf("%s: %s, %.1f MB, video %s%s%s, in %.1f s\n", TerminalText(output_).c_str(),
+  std::printf("%s: %s, %.1f MB, %s%s%s, in %.1f s\n", TerminalText(output_).c_str(),
               kxrtc_host::ClockText(writer.duration_us, 3).c_str(),
               static_cast<double>(writer.file_size) / 1e6, video.c_str(),
               tells_sound ? ", sound not examined" : "", chapters.c_str(), seconds);
