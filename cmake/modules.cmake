@@ -5,6 +5,9 @@ add_library(kx_build_flags INTERFACE)
 target_compile_features(kx_build_flags INTERFACE cxx_std_17)
 target_compile_options(kx_build_flags INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor
                        -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough -Wvla)
+# What is shipped does not depend on the folder of the sources.
+target_compile_options(kx_build_flags INTERFACE
+                       $<$<CONFIG:Release>:-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=>)
 if(RTC_TRANSCODER_WERROR)
   target_compile_options(kx_build_flags INTERFACE -Werror)
 endif()
