@@ -3,7 +3,7 @@ import { createReadStream, statSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { basename, extname } from 'node:path';
 
-const TYPES = { '.jpg': 'image/jpeg', '.mp4': 'video/mp4', '.vtt': 'text/vtt' };
+const TYPES = { '.jpg': 'image/jpeg', '.m4a': 'audio/mp4', '.mp4': 'video/mp4', '.vtt': 'text/vtt' };
 
 // Serves `page` at "/" and each of `files` by its name, ranges included: a player seeks by them.
 export function serveFiles(files, page) {

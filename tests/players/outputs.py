@@ -13,6 +13,7 @@ VIDEO_INTERVAL_US, AUDIO_INTERVAL_US = 41667, 21333
 SHOT_SECONDS = 3
 ENCODE = ("--preset", "ultrafast", "--no-hardware")
 COPY = ("--video", "copy")
+NO_VIDEO = ("--video", "none")
 
 
 @dataclass
@@ -114,5 +115,19 @@ def all_outputs():
                    [camera, share, small, portrait], options),
             Output(f"{mode}, no sound", [camera], options, has_audio=False),
             Output(f"{mode}, nobody is seen", [], options),
+            # The key frames are a second apart, so a copy begins with a lead-in that is not shown.
+            Output(f"{mode}, a part: 1.3 s to 7.6 s", [camera, share, small],
+                   options + ("--from", "1.3", "--to", "7.6")),
+            Output(f"{mode}, without 2.4 s to 4.1 s", [camera, share, small],
+                   options + ("--cut", "2.4-4.1")),
         ]
+    outputs += [
+        Output("encode, of the size of the source, 3840x2160", [Shot("3840x2160")],
+               ENCODE + ("--size", "source")),
+        Output("encode, 1000x500 at 60 frames a second", [camera],
+               ENCODE + ("--size", "1000x500", "--frame-rate", "60")),
+        Output("sound only", [camera, share], NO_VIDEO, name="out.m4a"),
+        Output("sound only, without 2.4 s to 4.1 s", [camera, share], NO_VIDEO + ("--cut", "2.4-4.1"),
+               name="out.m4a"),
+    ]
     return outputs

@@ -143,9 +143,13 @@ def gstreamer(files, _):
         result = run("gst-launch-1.0", "-v", "playbin", f"uri={mp4.as_uri()}",
                      "video-sink=fakesink name=pictures sync=false silent=false",
                      "audio-sink=fakesink name=sound sync=false silent=false", timeout=LIMIT_S)
-        ends = [float(h) * 3600 + float(m) * 60 + float(s) + float(d)
-                for h, m, s, d in re.findall(
-                    r"chain .*?pts: (\d+):(\d\d):(\d\d\.\d+), duration: 0:00:0(\d\.\d+)", result.stdout)]
+        # A hidden beginning has times too: what is shown starts with the segment.
+        starts = dict(re.findall(r"\((\w+):sink\) E \(type: segment.*? start=\(guint64\)(\d+)",
+                                 result.stdout))
+        ends = [float(h) * 3600 + float(m) * 60 + float(s) + float(d) - int(starts[sink]) / 1e9
+                for sink, h, m, s, d in re.findall(
+                    r"chain .*?\((\w+):sink\).*?pts: (\d+):(\d\d):(\d\d\.\d+), "
+                    r"duration: 0:00:0(\d\.\d+)", result.stdout)]
         complaints = "\n".join(re.findall(r"^(?:ERROR|WARNING).*", result.stdout + result.stderr,
                                           re.MULTILINE))
         if not complaints and "Got EOS" not in result.stdout:
