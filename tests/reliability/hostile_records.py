@@ -45,12 +45,16 @@ NUMBERS = {**SIZES, "2^63-1": 2**63 - 1, "2^63": 2**63, "2^64-1": 2**64 - 1}
 # the output lead to.
 STATUSES = {"info": {0, 3}, "dump": {0, 3, 7}, "verify": {0, 3, 12, 13}, "repair": {0, 1, 3},
             "report": {0, 3}, "transcode": {0, 3, 4, 6, 7, 8}, "encode": {0, 3, 4, 6, 7, 8},
-            "estimate": {0, 3, 6}, "bundle": {0, 3}, "thumbnails": {0, 3, 8}, "list": {0}}
+            "parts": {0, 3, 4, 6, 7, 8}, "estimate": {0, 3, 6}, "bundle": {0, 3},
+            "thumbnails": {0, 3, 8}, "list": {0}}
 OUTPUTS = {"repair": ("repaired", {0}), "report": ("page.html", {0}),
-           "bundle": ("out.tar.gz", {0}), "thumbnails": ("pictures", {0}), "transcode": ("out.mp4", {0, 7}), "encode": ("out.mp4", {0, 7})}
-# "transcode" copies the pictures.
+           "bundle": ("out.tar.gz", {0}), "thumbnails": ("pictures", {0}),
+           "transcode": ("out.mp4", {0, 7}), "encode": ("out.mp4", {0, 7}),
+           "parts": ("out.mp4", {0, 7})}
+# "transcode" and "parts" copy the pictures.
 TRANSCODE = {"transcode": ("--video", "copy", "--quiet"),
-             "encode": ("--preset", "ultrafast", "--no-hardware", "--no-sync", "--quiet")}
+             "encode": ("--preset", "ultrafast", "--no-hardware", "--no-sync", "--quiet"),
+             "parts": ("--video", "copy", "--quiet", "--from", "0.7", "--cut", "1-1.2")}
 TOLD_ON_STANDARD_OUTPUT = {"verify": {12, 13}}
 
 
