@@ -12,10 +12,12 @@
 #   players   also the players of docs/players.md that are not in the group browser
 #   slurm     also a Slurm cluster of one node, which a test starts for itself. Without it that test is
 #             skipped. Debian starts no daemon of Slurm that has no configuration.
+#   ssh       also a server of ssh, for the test of jobs on other machines. Without it that test is
+#             skipped. Debian starts the server, on all addresses of the machine.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-groups='arm64|browser|checks|coverage|docs|packages|peers|players|slurm'
+groups='arm64|browser|checks|coverage|docs|packages|peers|players|slurm|ssh'
 
 # For the tests in a browser: what controls Debian's chromium, which installs no browser itself, a
 # validator of captions, and a reader of MP4 files.

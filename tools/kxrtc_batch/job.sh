@@ -9,6 +9,8 @@ work=$1
 number=$2
 # A run that ended has no folder any more, and its jobs end too.
 [ -f "$work/settings" ] || exit 0
+# No more of a full disk in this round.
+[ -f "$work/has_room" ] || exit 0
 # shellcheck disable=SC1091  # Written by kxrtc-batch: declarations of variables.
 . "$work/settings"
 # shellcheck disable=SC2154  # These are declared there.
@@ -39,5 +41,6 @@ result=$status
 if [ "$status" -eq 4 ]; then
   case "$said" in *"No space left on device"* | *"Disk quota exceeded"*) result=full ;; esac
 fi
+[ "$result" != full ] || rm -f -- "$work/has_room"
 : 2> /dev/null > "$work/results/$number.$result"
 exit "$status"

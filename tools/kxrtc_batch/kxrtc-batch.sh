@@ -11,6 +11,8 @@ usage: kxrtc-batch ROOT OUT_DIR [OPTIONS] [-- OPTIONS OF kxrtc transcode]
                            the cluster that this machine submits to
   --jobs N                 jobs at the same time (default: parallel: one for each processor;
                            slurm: as the cluster decides)
+  --sshlogin MACHINES      run the jobs on these machines, which have the same files: names for ssh,
+                           commas between them; ":" is this one
   --repair                 repair torn and damaged records before; ROOT stays as it is
   --metrics FILE           write metrics for Prometheus to this file
   --on-done COMMAND        run this shell command for each MP4 that was made
@@ -34,6 +36,7 @@ EOF
 status_failed=1
 status_usage=2
 status_unreadable=3
+status_not_written=4
 status_output_refused=5
 status_hook_failed=14
 status_left=75
@@ -53,6 +56,7 @@ kxrtc=$here/kxrtc
 
 engine=parallel
 jobs=
+machines=
 repair=
 metrics=
 on_done=
@@ -68,6 +72,7 @@ while [ "$#" -gt 0 ]; do
   case "$1" in
     --engine) needs_value "$#" "$1"; engine=$2; shift ;;
     --jobs) needs_value "$#" "$1"; jobs=$2; shift ;;
+    --sshlogin) needs_value "$#" "$1"; machines=$2; shift ;;
     --metrics) needs_value "$#" "$1"; metrics=$2; shift ;;
     --on-done) needs_value "$#" "$1"; on_done=$2; shift ;;
     --repair) repair=yes ;;
@@ -86,6 +91,8 @@ case "$engine" in
   *) refuse "--engine $engine: it is parallel or slurm" ;;
 esac
 [[ "$jobs" =~ ^([1-9][0-9]{0,5})?$ ]] || refuse "--jobs $jobs: it is a number from 1 to 999999"
+[ -z "$machines" ] || [ "$engine" = parallel ] ||
+  refuse "--sshlogin is for --engine parallel; the cluster has its own machines"
 weighs_bytes=
 for option in "${transcode_options[@]}"; do
   case "$option" in
@@ -128,9 +135,12 @@ $said"
 state_dir=$out_dir/.kxrtc-batch
 run_lock=
 
+cannot_write() { fail "$status_left" "cannot write below $state_dir: is the disk full?"; }
+
 # What the MP4s of this run are made with.
 note_options() {
-  printf '%s\0' "$("$kxrtc" --version)" "$repair" "${transcode_options[@]}" > "$work/options"
+  printf '%s\0' "$("$kxrtc" --version)" "$repair" "${transcode_options[@]}" > "$work/options" ||
+    cannot_write
 }
 
 # A folder of this run, locked as long as it lives; those of runs that were killed are removed. Two
@@ -140,7 +150,7 @@ make_work_folder() {
   mkdir -p -- "$state_dir" || fail "$status_output_refused" "cannot make $state_dir"
   exec {lock}> "$state_dir/lock"
   flock "$lock" || true
-  work=$(mktemp -d -- "$state_dir/run-XXXXXXXX")
+  work=$(mktemp -d -- "$state_dir/run-XXXXXXXX") || cannot_write
   trap 'rm -rf -- "$work"' EXIT
   note_options
   for run in "$state_dir"/run-*; do
@@ -169,7 +179,7 @@ fi
 # shellcheck disable=SC2034  # For the engine.
 job=$pieces/job.sh
 mkdir -- "$work/results"
-declare -p kxrtc out_dir manifest repair on_done transcode_options > "$work/settings"
+declare -p kxrtc out_dir manifest repair on_done transcode_options > "$work/settings" || cannot_write
 
 # The MP4s that are there were made with other ones, or with several.
 options_are_new() {
@@ -184,6 +194,7 @@ list_records() {
   (cd -- "$out_dir" 2> /dev/null || cd -- "$work"
     exec "$kxrtc" list "$root" --out . --manifest "$manifest" --print0 \
       --columns due,length_us,bytes,state,output) > "$work/all" || list_status=$?
+  [ "$list_status" -ne "$status_not_written" ] || cannot_write
   [ "$list_status" -eq 0 ] || [ "$list_status" -eq "$status_unreadable" ] ||
     fail "$status_failed" "kxrtc list failed with status $list_status"
   [ -z "$weighs_bytes" ] || key=2
@@ -193,11 +204,12 @@ list_records() {
     is_due=$'/^[a-z]*\t[0-9-]*\t[0-9]*\tempty\t/d; s/^[a-z]*\t//p'
   fi
   LC_ALL=C sed -z -n "$is_due" < "$work/all" |
-    LC_ALL=C sort -z -t $'\t' -k "$key,${key}nr" > "$work/records"
+    LC_ALL=C sort -z -t $'\t' -k "$key,${key}nr" > "$work/records" || cannot_write
   count=$(tr -dc '\0' < "$work/records" | wc -c)
   # Number, weight, length in us, bytes.
   tr '\n\0' ' \n' < "$work/records" | awk -F '\t' -v key="$key" \
-    '{ printf "%d %.0f %.0f %.0f\n", NR, $key + 1, $1, $2 }' > "$work/weights"
+    '{ printf "%d %.0f %.0f %.0f\n", NR, $key + 1, $1, $2 }' > "$work/weights" ||
+    cannot_write
 }
 
 # --- The rounds ----------------------------------------------------------------------------------
@@ -259,12 +271,15 @@ retry_pauses=(1 2 4 8 16)
 run_all() {
   local pause
   for pause in "${retry_pauses[@]}" ""; do
-    numbers_to_try > "$work/todo"
+    numbers_to_try > "$work/todo" || cannot_write
+    # A job that finds the disk full removes it, and the others of the round do not begin.
+    : > "$work/has_room" || cannot_write
     [ -s "$work/todo" ] || return 0
     while IFS= read -r number; do
       rm -f -- "$work/results/$number".*
     done < "$work/todo"
     run_round
+    [ -e "$work/has_room" ] || say "the disk of $out_dir is full"
     [ -n "$pause" ] && [ -n "$(numbers_to_try)" ] || return 0
     wait_at_most "$pause"
   done

@@ -72,6 +72,43 @@ class KxrtcBatchTest(unittest.TestCase):
         after = {name: (self.root / name).read_bytes() for name in batch.files_below(self.root)}
         self.assertEqual(before, after)
 
+    def test_takes_folders_of_any_name(self):
+        for name in ("my films", "{} 'of' $(touch x){#}\n%", "-\\\"\xe9*"):
+            folder = Path(self.folder.name) / name
+            folder.mkdir()
+            self.root, self.out = self.root.rename(folder / "records"), folder / "films"
+            self.assertIn("6 of 6 records done", self.run_batch("--repair", *COPY).stdout)
+            self.assertEqual(len(self.mp4s()), RECORDS)
+
+    def test_a_full_disk_is_not_tried_with_every_record(self):
+        program = Path(self.folder.name) / "tool" / KXRTC_BATCH.name
+        shutil.copytree(KXRTC_BATCH.parent.parent / "lib", program.parent.parent / "lib",
+                        ignore=shutil.ignore_patterns("*.so"))
+        program.parent.mkdir()
+        shutil.copy(KXRTC_BATCH, program)
+        tries = Path(self.folder.name) / "tries"
+        kxrtc = program.with_name("kxrtc")
+        kxrtc.write_text(f"""#!/bin/sh
+case "$*" in *--if-needed*)
+  echo >> '{tries}'
+  echo "cannot write: No space left on device"
+  exit 4 ;;
+esac
+exec '{KXRTC_BATCH.with_name("kxrtc")}' "$@"
+""")
+        kxrtc.chmod(0o755)
+        process = batch.start(program, self.root, self.out, "--jobs", "2", "--repair", *COPY)
+        said = ""
+        while "the disk of" not in said:
+            line = process.stdout.readline()
+            self.assertTrue(line, said)
+            said += line
+        process.terminate()
+        process.communicate()
+        self.assertIn(len(tries.read_text()), (1, 2), said)
+        # With room again all go on.
+        self.assertIn("6 of 6 records done", self.run_batch("--repair", *COPY).stdout)
+
     def test_tells_what_failed_and_goes_on(self):
         result = self.run_batch(*COPY, status=1)  # One record lacks its descriptor.
         self.assertIn("5 of 6 records done, 1 failed, in ", result.stdout)
@@ -140,6 +177,7 @@ class KxrtcBatchTest(unittest.TestCase):
                 (("--jobs",), "--jobs needs a value"),
                 (("--fast",), "unknown option --fast"),
                 (("third",), "give two folders"),
+                (("--engine", "slurm", "--sshlogin", "one"), "--sshlogin is for --engine parallel"),
                 (("--", "--force"), "--force is not for many records at once"),
                 (("--", "--captions=x.vtt"), "is not for many records at once"),
                 (("--", "--repair"), "leave it out behind --"),
@@ -158,5 +196,5 @@ class KxrtcBatchTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    KXRTC_BATCH = str(Path(sys.argv.pop(1)).resolve())
+    KXRTC_BATCH = Path(sys.argv.pop(1)).resolve()
     unittest.main()
