@@ -135,7 +135,9 @@ slurm_await() {
     pause=$(((SECONDS - begin) / 10 + 1))
     [ "$pause" -le 10 ] || pause=10
     sleep "$pause" &
-    wait "$!"
+    sleeper=$!
+    wait "$sleeper"
+    sleeper=
   done
   slurm_show_output "$folder" all
 }
@@ -160,9 +162,9 @@ slurm_has_results() {
 }
 
 engine_run() {
-  local round=1 folder id
+  local round=1 folder id sleeper=
   # Runs when sbatch has ended: no array is submitted later.
-  trap exit TERM
+  trap '[ -z "$sleeper" ] || end_wait "$sleeper"; exit' TERM
   cd -- "$work" || return
   engine_check || return
   while compgen -G "slurm/$round.*" > /dev/null; do round=$((round + 1)); done

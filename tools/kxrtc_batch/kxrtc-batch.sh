@@ -216,12 +216,18 @@ list_records() {
 
 engine_pid=
 timer_pid=
+# Ends a "sleep" that runs beside.
+end_wait() {
+  kill "$1" 2> /dev/null || true
+  wait "$1" 2> /dev/null || true
+}
+
 # shellcheck disable=SC2317  # The traps below call it.
 stop() {
   trap '' INT TERM HUP
   clear_progress
   say "stopping"
-  [ -z "$timer_pid" ] || kill "$timer_pid" 2> /dev/null || true
+  [ -z "$timer_pid" ] || end_wait "$timer_pid"
   [ -z "$engine_pid" ] || engine_stop
   count_results
   write_metrics "$metrics"
@@ -237,8 +243,7 @@ wait_at_most() {
   sleep "$1" {run_lock}>&- &
   timer_pid=$!
   wait -n $engine_pid "$timer_pid" || true
-  kill "$timer_pid" 2> /dev/null || true
-  wait "$timer_pid" 2> /dev/null || true
+  end_wait "$timer_pid"
   timer_pid=
 }
 

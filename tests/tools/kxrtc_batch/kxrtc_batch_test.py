@@ -4,6 +4,7 @@
 usage: kxrtc_batch_test.py KXRTC_BATCH [TEST...]
 """
 
+import os
 import random
 import re
 import shutil
@@ -154,6 +155,27 @@ exec '{KXRTC_BATCH.with_name("kxrtc")}' "$@"
         self.assertEqual({name for name in batch.files_below(self.out) if not name.endswith(".mp4")},
                          batch.KEPT)
         self.assertIn("6 of 6 records done", self.run_batch("--repair", *COPY).stdout)
+
+    def test_a_signal_leaves_no_process_that_waits_for_the_cluster(self):
+        cluster, submitted = Path(self.folder.name) / "cluster", Path(self.folder.name) / "submitted"
+        cluster.mkdir()
+        for name, does in (("sbatch", f"touch {submitted}; echo 1"), ("scancel", f"rm {submitted}"),
+                           ("scontrol", "echo MaxArraySize = 9"),
+                           ("squeue", f"[ ! -e {submitted} ] || echo RUNNING None")):
+            (cluster / name).write_text(f"#!/bin/sh\n{does}\n")
+            (cluster / name).chmod(0o755)
+        process = batch.start("env", f"PATH={cluster}:{os.environ['PATH']}", KXRTC_BATCH, self.root,
+                              self.out, "--engine", "slurm", *COPY)
+        end = time.monotonic() + batch.DEADLINE_S
+        while not any(words[0] == b"sleep" for words in batch.processes_of(process.pid).values()
+                      if submitted.exists()):
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
+        process.terminate()
+        process.wait()
+        self.assertFalse(batch.processes_of(process.pid))
+        self.assertEqual(process.returncode, STOPPED)
+        process.stdout.close()
 
     def test_writes_metrics(self):
         metrics = Path(self.folder.name) / "kxrtc.prom"
