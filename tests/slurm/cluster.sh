@@ -69,10 +69,10 @@ SchedulerParameters=sched_interval=1,sched_min_interval=1,batch_sched_delay=1,bf
 ReturnToService=2
 KillWait=2
 MinJobAge=600
-# More processors than the machine has.
+# More processors and memory than the machine has.
 SlurmdParameters=config_overrides
 MaxArraySize=${CLUSTER_MAX_ARRAY_SIZE:-1001}
-NodeName=$NODE NodeAddr=$ADDRESS CPUs=${CLUSTER_CPUS:-4} RealMemory=8000
+NodeName=$NODE NodeAddr=$ADDRESS CPUs=${CLUSTER_CPUS:-4} RealMemory=32000
 PartitionName=all Nodes=$NODE Default=YES MaxTime=INFINITE OverSubscribe=NO
 END
 }
