@@ -237,6 +237,10 @@ bool Mp4Muxer::WriteNow(Track track, const Mp4Sample& sample) {
   packet_->duration = sample.duration;
   packet_->flags = sample.is_key ? AV_PKT_FLAG_KEY : 0;
   packet_->stream_index = streams_[track]->index;
+  // For a track of few ticks a second libavformat takes a finer unit.
+  const uint32_t ticks_per_second = track == kVideo ? video_.ticks_per_second : kAudioSampleRate;
+  av_packet_rescale_ts(packet_.get(), {1, static_cast<int>(ticks_per_second)},
+                       streams_[track]->time_base);
   // The order of the calls is right for the file.
   if (!Check("sample", av_write_frame(format_.get(), packet_.get()))) return false;
   TrackCounts& counts = counts_[track];

@@ -3,6 +3,7 @@
 #include <json/reader.h>
 #include <json/value.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -78,6 +79,27 @@ TEST_F(PictureOptionsTest, TheMp4HasTheChosenSizeAndFrameRate) {
   EXPECT_EQ(Video(), "640x360 at 30/1");
   EXPECT_EQ(Transcode("--size source --frame-rate 10").errors, "");
   EXPECT_EQ(Video(), "320x240 at 10/1");
+}
+
+TEST_F(PictureOptionsTest, PicturesOfALowFrameRateHaveTheTimesOfTheSound) {
+  Conference(150)
+      .Start()
+      .Speaks(kx_testing::kCamera, {"Ada", 320, 240, "main", 72, 24})  // For 3 s.
+      .Stop()
+      .builder()
+      .Write();
+  for (const int frame_rate : {1, 9, 10}) {
+    SCOPED_TRACE(frame_rate);
+    const std::string rate = std::to_string(frame_rate);
+    EXPECT_EQ(Transcode("--frame-rate " + rate).errors, "");
+    EXPECT_EQ(Video(), "640x360 at " + rate + "/1");
+    const ShellResult last =
+        RunShell("ffprobe -v error -select_streams v -show_entries packet=pts_time -of csv=p=0 " +
+                 mp4_ + " | sort -n | tail -1");
+    const double last_s = std::atof(last.output.c_str());
+    EXPECT_NEAR(last_s, 3.0 - 0.5 / frame_rate, 0.5 / frame_rate + 0.05);
+    EXPECT_EQ(Pictures(), std::lround(last_s * frame_rate) + 1);
+  }
 }
 
 TEST_F(PictureOptionsTest, TheSourceOfATurnedCameraIsUpright) {
