@@ -21,8 +21,9 @@ void AddEncoderOption(CLI::App* command, std::string* name) {
   command
       ->add_option("--encoder", *name,
                    "The encoder, and no other one; kxrtc encoders lists those that work\n"
-                   "here. auto: one of hardware that works, else libx264. Without this\n"
-                   "option: h264_nvenc or h264_v4l2m2m where they work, else libx264")
+                   "here. auto: one of hardware that works, else libx264.\n"
+                   "Without this option: h264_nvenc or h264_v4l2m2m where they work,\n"
+                   "else libx264")
       ->check(OneOf(names));
 }
 

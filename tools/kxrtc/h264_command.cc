@@ -32,9 +32,10 @@ struct H264Options {
 };
 
 constexpr char kH264Footer[] =
-    "FILE is an elementary stream with start codes, such as the .264 file of a record.\n"
-    "The copy differs from FILE only in its sequence parameter sets: a decoder shows each picture\n"
-    "of the copy at once. The copy appears only when it is complete.\n"
+    "FILE is an elementary stream with start codes, such as the .264 file of a\n"
+    "record. The copy differs from FILE only in its sequence parameter sets: a\n"
+    "decoder shows each picture of the copy at once. The copy appears only when it is\n"
+    "complete.\n"
     "\n"
     "Examples:\n"
     "  kxrtc h264 camera.264\n"

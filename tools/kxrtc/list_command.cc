@@ -227,9 +227,9 @@ void AddListCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       ->needs(print0)
       ->check(OneOf(kColumns));
   command->footer(
-      "Reads both ends of each index only. A record that was made into an MP4 with other options "
-      "of\n"
-      "transcode is not due; kxrtc transcode --if-needed compares them.\n"
+      "Reads both ends of each index only. A record that was made into an MP4 with\n"
+      "other options of transcode is not due; kxrtc transcode --if-needed compares\n"
+      "them.\n"
       "\n"
       "Examples:\n"
       "  kxrtc list ~/records\n"

@@ -166,7 +166,8 @@ void AddRecordCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   command->add_flag("-j,--json", options->json, "Print events as lines of JSON");
   command->footer(
       "Example, with a camera that ffmpeg makes (docs/scenario.md has more):\n"
-      "  ffmpeg -f lavfi -i testsrc2=size=640x360:rate=24 -f lavfi -i sine -t 3 -bf 0 ada.mp4\n"
+      "  ffmpeg -f lavfi -i testsrc2=size=640x360:rate=24 \\\n"
+      "    -f lavfi -i sine -t 3 -bf 0 ada.mp4\n"
       "  echo '{\"participants\": [{\"user_id\": 1, \"camera\": \"ada.mp4\"}]}' > talk.json\n"
       "  kxrtc record talk.json monday --duration 2.5\n");
   command->callback([options, exit_status] { *exit_status = Record(*options); });

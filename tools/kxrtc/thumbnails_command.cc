@@ -284,7 +284,8 @@ void AddThumbnailsCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   command->add_flag("-f,--force", options->force, "Replace files of OUT_DIR that exist");
   command->add_flag("-j,--json", options->json, "Print a JSON document");
   command->footer(
-      "OUT_DIR gets poster.jpg, storyboard.vtt and its pictures, storyboard-001.jpg and so on.\n"
+      "OUT_DIR gets poster.jpg, storyboard.vtt and its pictures, storyboard-001.jpg and\n"
+      "so on.\n"
       "Example:\n  kxrtc thumbnails ~/records/monday monday-pictures\n");
   command->callback([options, exit_status] { *exit_status = ThumbnailsRun(*options).Run(); });
 }

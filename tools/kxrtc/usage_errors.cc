@@ -107,7 +107,13 @@ std::string UsageErrorText(const CLI::App& app, const CLI::ParseError& error) {
   }
   if (exceeds && !rest.empty()) return "there is one argument too many: " + rest.front();
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-    return NameIn(message, ":") + " needs a value";
+    const std::string name = NameIn(message, ":");
+    const CLI::Option* const option = FindOption(app, name);
+    const bool is_repeated = option != nullptr && option->count() > 1;
+    return name + (is_repeated ? " is given twice; leave one of the two out" : " needs a value");
+  }
+  if (dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr) {
+    return message + "; leave one of the two out";
   }
   if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
     return ConversionText(app, message);

@@ -118,7 +118,8 @@ void AddVerifyCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   command->add_flag("--quick", options->quick, "Do not try the sound with a decoder");
   AddFrameRateOption(command, &options->picture);
   command->footer(
-      "Exit status: 0 clean, 12 warnings, 13 errors. docs/tool_records.md explains each finding.\n"
+      "Exit status: 0 clean, 12 warnings, 13 errors. docs/tool_records.md explains each\n"
+      "finding.\n"
       "Examples:\n"
       "  kxrtc verify ~/records/monday\n"
       "  kxrtc list ~/records --print0 | kxrtc verify --files-from - --null\n");

@@ -18,6 +18,7 @@ using kx_testing::ShellResult;
 using kx_testing::TempDir;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::Not;
 using testing::StartsWith;
@@ -37,6 +38,15 @@ std::vector<std::string> Subcommands() {
   return names;
 }
 
+std::vector<std::string> LinesBeyond80(const std::string& text) {
+  std::istringstream lines(text);
+  std::vector<std::string> longer;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.size() > 80) longer.push_back(line);
+  }
+  return longer;
+}
+
 TEST(UsageTest, EverySubcommandAnswersAlike) {
   const std::vector<std::string> names = Subcommands();
   EXPECT_THAT(names,
@@ -47,6 +57,7 @@ TEST(UsageTest, EverySubcommandAnswersAlike) {
     EXPECT_EQ(help.exit_status, 0);
     EXPECT_THAT(help.output, AllOf(HasSubstr("Usage: kxrtc " + name), HasSubstr("\n  -h,--help"),
                                    HasSubstr("--log-file PATH"), Not(HasSubstr("{false}"))));
+    EXPECT_THAT(LinesBeyond80(help.output), IsEmpty());
     EXPECT_EQ(RunKxrtc("help " + name).output, help.output);
     EXPECT_EQ(RunKxrtc(name + " -h").output, help.output);
 
@@ -115,7 +126,9 @@ INSTANTIATE_TEST_SUITE_P(
         UsageCase{"TooFew", "transcode in", "OUT.mp4 is required"},
         UsageCase{"NoRecord", "verify", "RECORD_DIR is required, or --files-from"},
         UsageCase{"RecordAndList", "verify in --files-from list",
-                  "RECORD_DIR excludes --files-from"}),
+                  "RECORD_DIR excludes --files-from; leave one of the two out"},
+        UsageCase{"Twice", "transcode in out.mp4 --preset slow --preset fast",
+                  "--preset is given twice; leave one of the two out"}),
     [](const auto& param) { return std::string(param.param.name); });
 
 TEST(UsageTest, ShortLettersMeanTheSame) {
@@ -132,6 +145,17 @@ TEST(UsageTest, ShortLettersMeanTheSame) {
   const ShellResult quiet = RunKxrtc("transcode -qf --video copy " + record + " " + mp4);
   EXPECT_THAT(quiet.errors + quiet.output, Not(HasSubstr("there is no option")));
   EXPECT_THAT(RunKxrtc("transcode -qj " + record).output, StartsWith("{\"event\":\"error\""));
+}
+
+TEST(UsageTest, HelpHasOneColumnForDescriptions) {
+  EXPECT_THAT(LinesBeyond80(RunKxrtc("--help").output), IsEmpty());
+  const std::string help = RunKxrtc("help transcode").output;
+  EXPECT_THAT(help, HasSubstr("(default)\n"
+                              "                              copy: the recorded pictures"));
+  EXPECT_THAT(
+      help, HasSubstr("\n"
+                      "  --frame-rate FRAMES         Frames a second of encoded pictures, 1 to 60\n"
+                      "                              (default 24)\n"));
 }
 
 TEST(UsageTest, HelpOfNoSubcommandIsThatOfTheProgram) {
