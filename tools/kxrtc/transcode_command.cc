@@ -4,13 +4,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "host/mp4/encoder_choice.h"
 #include "host/mp4/mp4_factory.h"
@@ -40,6 +38,7 @@
 #include "tools/kxrtc/time_option.h"
 #include "tools/kxrtc/tool_log.h"
 #include "tools/kxrtc/transcode_messages.h"
+#include "tools/kxrtc/transcoder_watch.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -80,8 +79,6 @@ std::string NameOf(const std::map<std::string, Value>& names, Value value) {
 
 // Of the options in the origin, where the MP4 is made of a repaired copy.
 constexpr char kRepairMember[] = "repair";
-
-constexpr std::chrono::milliseconds kRedrawInterval(200);
 
 constexpr int64_t kLongestChapterMinUs = int64_t{86400} * 1000000;
 
@@ -157,8 +154,8 @@ void CheckOptions(const CLI::App& command, const TranscodeOptions& options) {
 }
 
 // One transcoding from start to exit status, through the library's exported interface.
-// Threads: the main thread runs it; the transcoder's callbacks come on its worker thread.
-class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
+// Threads: belongs to the main thread.
+class TranscodeRun {
  public:
   explicit TranscodeRun(const TranscodeOptions& options)
       : options_(options),
@@ -174,22 +171,6 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     }
     const ExitStatus status = Make();
     return journal_.is_kept() ? Note(status) : status;
-  }
-
-  void OnTranscodeProgress(uint32_t progress, uint32_t /*position*/) override {
-    percent_.store(progress, std::memory_order_relaxed);
-  }
-
-  void OnTranscodeCompleted() override {
-    completed_.store(true, std::memory_order_release);
-    signals_->Wake();
-  }
-
-  void OnTranscodeError(int32_t error_code) override {
-    // When the writer fails, the replay fails too: the first code is the cause.
-    int32_t none = 0;
-    error_code_.compare_exchange_strong(none, error_code, std::memory_order_acq_rel);
-    signals_->Wake();
   }
 
  private:
@@ -326,48 +307,26 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
     files.Open(facts_.folder);
     const auto transcoder = kxrtc_host::MakeTranscoderFor(files);
     transcoder->SetPreferHW(options_.prefer_hardware);
-    if (transcoder->StartTranscoding(facts_.folder.c_str(), facts_.output.c_str(), this,
+    TranscoderWatch watch(&*signals_);
+    if (transcoder->StartTranscoding(facts_.folder.c_str(), facts_.output.c_str(), &watch,
                                      factory.get())) {
-      WaitForEnd(*factory);
+      watch.WaitForEnd([&] { ShowProgress(watch.percent(), factory->media_time_us()); });
     }
     facts_.stopped = signals_->signal_number() != 0;
-    facts_.error_code = error_code_.load(std::memory_order_acquire);
+    facts_.error_code = watch.error_code();
     facts_.first_error = log_.first_error();
     facts_.media_time_us = factory->media_time_us();
     facts_.lacks_pictures = facts_.error_code == kxrtc::kTranscodeErrorReplay &&
                             factory->video_samples() < CountPicturesOfRecord();
     if (!TranscodeOutcome::KeepsFile(facts_)) factory->Discard();
-    FinishFile(transcoder.get(), factory.get());
+    watch.Finish(transcoder.get(), [&] { factory->Discard(); });
+    facts_.stopped = signals_->signal_number() != 0;
     progress_.End();
-    facts_.error_code = error_code_.load(std::memory_order_acquire);
+    facts_.error_code = watch.error_code();
     facts_.first_error = log_.first_error();
     writer_ = factory->status();
     facts_.writer = EndOf(writer_);
     return TranscodeOutcome::AfterStop(facts_);
-  }
-
-  void WaitForEnd(const kxrtc_host::Mp4Factory& factory) {
-    while (!completed_.load(std::memory_order_acquire) &&
-           error_code_.load(std::memory_order_acquire) == 0 && signals_->signal_number() == 0) {
-      signals_->Wait(kRedrawInterval);
-      ShowProgress(factory.media_time_us());
-    }
-  }
-
-  // A large file takes a while, so this thread goes on waiting for signals.
-  void FinishFile(kxrtc::SpeakerRecordTranscoder* transcoder, kxrtc_host::Mp4Factory* factory) {
-    std::atomic<bool> finished{false};
-    std::thread finisher([&] {
-      transcoder->StopTranscoding();
-      finished.store(true, std::memory_order_release);
-      signals_->Wake();
-    });
-    while (!finished.load(std::memory_order_acquire)) {
-      signals_->Wait(kRedrawInterval);
-      if (signals_->signal_number() != 0) factory->Discard();
-    }
-    finisher.join();
-    facts_.stopped = signals_->signal_number() != 0;
   }
 
   int64_t ElapsedUs() const {
@@ -376,9 +335,9 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
         .count();
   }
 
-  void ShowProgress(int64_t media_us) {
+  void ShowProgress(int percent, int64_t media_us) {
     Progress progress;
-    progress.percent = static_cast<int>(percent_.load(std::memory_order_relaxed));
+    progress.percent = percent;
     progress.media_us = media_us;
     progress.total_us = facts_.outline ? MediaDurationUs(*facts_.outline) : 0;
     // The library counts whole seconds; the written time is more precise.
@@ -482,9 +441,6 @@ class TranscodeRun final : public kxrtc::SpeakerRecordTranscoderObserver {
   kxrtc_host::TranscodeFacts facts_;
   std::optional<int64_t> lead_in_us_;
   Mp4WriterStatus writer_;
-  std::atomic<uint32_t> percent_{0};
-  std::atomic<bool> completed_{false};
-  std::atomic<int32_t> error_code_{0};  // The first one.
 };
 
 }  // namespace
