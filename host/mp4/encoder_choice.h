@@ -19,6 +19,9 @@ inline constexpr const char* kHardwareEncoders[] = {"h264_nvenc", "h264_qsv", "h
 inline constexpr const char* kEncoderNames[] = {kSoftwareEncoder, "h264_vaapi", "h264_qsv",
                                                 "h264_nvenc", "h264_v4l2m2m"};
 
+// It takes a bit rate only.
+inline constexpr char kEncoderWithoutQuality[] = "h264_v4l2m2m";
+
 // Instead of a name: the first hardware encoder that works here, else kSoftwareEncoder.
 inline constexpr char kAnyEncoder[] = "auto";
 

@@ -38,6 +38,9 @@ void CheckEncoderOption(const CLI::App& command, const std::string& name,
     RefuseEncoder("--no-hardware leaves libx264 only; leave one of the two out");
   }
   if (name == kxrtc_host::kAnyEncoder) return;
+  if (name == kxrtc_host::kEncoderWithoutQuality && command.count("--quality") > 0) {
+    RefuseEncoder("h264_v4l2m2m has no constant quality; use --bit-rate instead of --quality");
+  }
   if (command.count("--preset") > 0) {
     RefuseEncoder("--preset is one of libx264; leave it out, or use --encoder libx264");
   }

@@ -108,6 +108,7 @@ TEST_F(EncoderOptionTest, WhatMakesNoSenseIsRefusedWithWhatToDo) {
                            Case{"--encoder libx264 --video copy", "use --video encode"},
                            Case{"--encoder auto --no-hardware", "leave one of the two out"},
                            Case{"--encoder h264_qsv --no-hardware", "leave one of the two out"},
+                           Case{"--encoder h264_v4l2m2m --quality 23", "use --bit-rate instead"},
                            Case{"--encoder h264_qsv --preset fast", "use --encoder libx264"}}) {
     const ShellResult run = Transcode(test.options);
     EXPECT_EQ(run.exit_status, 2) << test.options;
