@@ -7,6 +7,7 @@
 #include "record/index/record_text.h"
 #include "record/predict/chosen_video.h"
 #include "record/predict/source_size.h"
+#include "tools/kxrtc/size_text.h"
 
 namespace kxrtc_tool {
 namespace {
@@ -15,22 +16,6 @@ using kxrtc_host::PictureChoice;
 
 constexpr char kSourceSize[] = "source";
 constexpr uint32_t kUsualFrameRate = kxrtc::VideoSettingsFor(false).frame_rate;
-
-// False: `text` is not a size such as 1920x1080.
-bool ParseSize(const std::string& text, PictureChoice* choice) {
-  constexpr size_t kMostDigits = 5;
-  const size_t x = text.find('x');
-  if (x == std::string::npos || x == 0 || x > kMostDigits || x + 1 == text.size() ||
-      text.size() - x - 1 > kMostDigits) {
-    return false;
-  }
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (i != x && (text[i] < '0' || text[i] > '9')) return false;
-  }
-  choice->width = static_cast<uint32_t>(std::stoul(text.substr(0, x)));
-  choice->height = static_cast<uint32_t>(std::stoul(text.substr(x + 1)));
-  return true;
-}
 
 CLI::Validator WholeNumber(uint32_t least, uint32_t most, const char* name) {
   return CLI::Validator(
@@ -71,14 +56,15 @@ void AddPictureOptions(CLI::App* command, PictureOptions* options) {
           "--size",
           [options](const std::string& text) {
             options->size = text;
-            (void)ParseSize(text, &options->choice);
+            (void)ParseSize(text, &options->choice.width, &options->choice.height);
           },
           "Size of encoded pictures: WIDTHxHEIGHT, or source: that of the largest\n"
           "recorded picture (default 640x360, 1280x720 with a desktop share)")
       ->check(CLI::Validator(
           [](const std::string& text) -> std::string {
-            PictureChoice choice;
-            if (text == kSourceSize || ParseSize(text, &choice)) return "";
+            uint32_t width = 0;
+            uint32_t height = 0;
+            if (text == kSourceSize || ParseSize(text, &width, &height)) return "";
             return text + " is not a size such as 1920x1080, nor source";
           },
           "WxH|source"));

@@ -20,6 +20,7 @@
 #include "tools/kxrtc/json_line.h"
 #include "tools/kxrtc/media_loader.h"
 #include "tools/kxrtc/path_options.h"
+#include "tools/kxrtc/size_text.h"
 #include "tools/kxrtc/stop_signals.h"
 #include "tools/kxrtc/thumbnail_files.h"
 #include "tools/kxrtc/time_option.h"
@@ -57,13 +58,6 @@ struct ThumbnailsOptions {
 
 std::string SheetFile(size_t sheet) { return kxrtc_host::Text("storyboard-%03zu.jpg", sheet + 1); }
 
-// Reads "160x90".
-bool ParseSize(const std::string& text, ImageSize* size) {
-  char end = '\0';
-  return text.find_first_not_of("0123456789x") == std::string::npos &&
-         std::sscanf(text.c_str(), "%4ux%4u%c", &size->width, &size->height, &end) == 2;
-}
-
 CLI::Validator CountValidator() {
   const std::string range = kxrtc_host::Text("1-%zu", kxrtc_host::kMaxStoryboardPictures);
   return CLI::Validator(
@@ -80,7 +74,8 @@ CLI::Validator TileSizeValidator() {
   return CLI::Validator(
       [](const std::string& text) -> std::string {
         ImageSize size;
-        if (!ParseSize(text, &size)) return text + " is not a size such as 160x90";
+        if (!ParseSize(text, &size.width, &size.height))
+          return text + " is not a size such as 160x90";
         const bool fits = std::min(size.width, size.height) >= kSmallestTileSide &&
                           size.width <= kLargestTileWidth && size.height <= kLargestTileHeight;
         if (fits && size.width % 2 == 0 && size.height % 2 == 0) return "";
@@ -278,7 +273,10 @@ void AddThumbnailsCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
       ->excludes(count);
   command
       ->add_option_function<std::string>(
-          "--size", [options](const std::string& text) { (void)ParseSize(text, &options->tile); },
+          "--size",
+          [options](const std::string& text) {
+            (void)ParseSize(text, &options->tile.width, &options->tile.height);
+          },
           "Size of each picture of the storyboard (default 160x90)")
       ->check(TileSizeValidator());
   command->add_flag("-f,--force", options->force, "Replace files of OUT_DIR that exist");
