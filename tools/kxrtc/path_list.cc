@@ -23,10 +23,14 @@ bool PathList::Next(std::string* path) {
   for (int byte; (byte = std::getc(file_)) != EOF;) {
     if (byte == end_ && !path->empty()) return true;
     if (byte == end_) continue;
+    if (byte == '\0') {
+      error_ = name_ + " has a zero byte in a line; its paths end with zero bytes, use --null";
+      return false;
+    }
     path->push_back(static_cast<char>(byte));
     if (path->size() > PATH_MAX) {
       error_ = name_ + " has an entry that is longer than a path can be: " + path->substr(0, 60) +
-               "...; do its paths end with " + (end_ == '\n' ? "zero bytes" : "new lines") + "?";
+               "..." + (end_ == '\0' ? "; do its paths end with new lines?" : "");
       return false;
     }
   }

@@ -62,8 +62,20 @@ TEST_F(FilesFromTest, SaysWhatIsWrongWithTheList) {
   kx_testing::WriteFile(list_, std::string(5000, 'x'));
   const ShellResult result = RunKxrtc("verify --files-from " + Quoted(list_));
   EXPECT_EQ(result.exit_status, 1);
-  EXPECT_THAT(result.errors, AllOf(HasSubstr("longer than a path can be"),
-                                   HasSubstr("do its paths end with zero bytes?")));
+  EXPECT_THAT(result.errors, HasSubstr("longer than a path can be"));
+  EXPECT_THAT(
+      RunKxrtc("verify --null --files-from " + Quoted(list_)).errors,
+      AllOf(HasSubstr("longer than a path can be"), HasSubstr("do its paths end with new lines?")));
+}
+
+TEST_F(FilesFromTest, SaysThatTheListHasZeroBytes) {
+  const ShellResult result = RunShell("printf '%s\\0' " + Quoted(good_.path()) + " | " +
+                                      Quoted(KXRTC_PROGRAM) + " verify --quick --files-from -");
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors,
+            "kxrtc: standard input has a zero byte in a line; its paths end with zero bytes, use "
+            "--null\n");
 }
 
 }  // namespace
