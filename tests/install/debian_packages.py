@@ -43,7 +43,10 @@ EXPECTED = {
         ["librtc-transcoder-speaker-timeline0", "librtc-transcoder-dev"]),
     "kxrtc": (
         [r"/usr/bin/kxrtc", r"/usr/bin/kxrtc-batch", r"/usr/lib/kxrtc/kxrtc_media\.so",
-         r"/usr/lib/kxrtc-batch/(engine_\w+|job|telling)\.sh"],
+         r"/usr/lib/kxrtc-batch/(engine_\w+|job|telling)\.sh",
+         r"/usr/share/man/man1/kxrtc(-[a-z0-9]+)?\.1\.gz",
+         r"/usr/share/bash-completion/completions/kxrtc", r"/usr/share/zsh/vendor-completions/_kxrtc",
+         r"/usr/share/fish/vendor_completions\.d/kxrtc\.fish"],
         ["librtc-transcoder0", "libarchive13", "libavformat59", "libc6"]),
 }
 

@@ -200,9 +200,11 @@ void AddListCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<ListOptions>();
   CLI::App* command = app.add_subcommand("list", "Find the records below folders");
   paths->AddArchives(command, "ROOT", &options->roots, "Folders that contain records");
-  CLI::Option* out = paths->AddFile(command, "-o,--out", &options->out,
-                                    "Folder of the MP4s: also tell the MP4 of each record, and "
-                                    "whether it is due");
+  CLI::Option* out = paths
+                         ->AddFile(command, "-o,--out", &options->out,
+                                   "Folder of the MP4s: also tell the MP4 of each record, and "
+                                   "whether it is due")
+                         ->type_name(kFolderValue);
   command
       ->add_flag("--pending", options->pending,
                  "Only records whose MP4 is missing or was made of another state of the record")

@@ -70,14 +70,14 @@ CLI::Option* PathOptions::AddRecord(CLI::App* command, const char* name, std::st
 CLI::Option* PathOptions::AddArchives(CLI::App* command, const char* name,
                                       std::vector<std::string>* paths, const char* description) {
   CLI::Option* option = command->add_option(name, *paths, description)->required();
-  option->check(FileNameValidator());
+  option->type_name(kFolderValue)->check(FileNameValidator());
   archives_.push_back(option);
   return option;
 }
 
 CLI::Option* PathOptions::AddPathList(CLI::App* command, const char* name, std::string* path,
                                       const char* description) {
-  CLI::Option* option = command->add_option(name, *path, description);
+  CLI::Option* option = command->add_option(name, *path, description)->type_name(kFileValue);
   options_.push_back({Kind::kFile, option, path});
   archives_.push_back(option);
   return option;
@@ -96,7 +96,7 @@ CLI::Option* PathOptions::AddScenario(CLI::App* command, const char* name, std::
 CLI::Option* PathOptions::Add(Kind kind, CLI::App* command, const char* name, std::string* path,
                               const char* description) {
   CLI::Option* option = command->add_option(name, *path, description)->required(name[0] != '-');
-  option->check(FileNameValidator());
+  option->type_name(kind == Kind::kRecord ? kFolderValue : kFileValue)->check(FileNameValidator());
   options_.push_back({kind, option, path});
   return option;
 }

@@ -23,6 +23,10 @@ CLI::Validator FileNameValidator();
 // What to add to the message that the output `path` cannot be created.
 std::string HintAtForce(const std::string& path, bool force);
 
+// What the help calls the value of an option that is a path; completion goes by it.
+inline constexpr char kFileValue[] = "FILE";
+inline constexpr char kFolderValue[] = "FOLDER";
+
 class PathOptions {
  public:
   // Add an option of `command` and remember it: the folder of a record, a file, or a scenario with

@@ -252,9 +252,12 @@ void AddThumbnailsCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   auto options = std::make_shared<ThumbnailsOptions>();
   CLI::App* command = app.add_subcommand(
       "thumbnails", "Make a poster and a storyboard of a record or an MP4, for web players");
-  paths->AddRecord(command, "RECORD_DIR|IN.mp4", &options->input,
-                   "Folder of the record, or an MP4 file");
-  paths->AddFile(command, "OUT_DIR", &options->out_dir, "Folder for the pictures");
+  paths
+      ->AddRecord(command, "RECORD_DIR|IN.mp4", &options->input,
+                  "Folder of the record, or an MP4 file")
+      ->type_name(kFileValue);
+  paths->AddFile(command, "OUT_DIR", &options->out_dir, "Folder for the pictures")
+      ->type_name(kFolderValue);
   CLI::Option* const count =
       command
           ->add_option("--count", options->count,
