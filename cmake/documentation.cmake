@@ -13,5 +13,6 @@ configure_file(${PROJECT_SOURCE_DIR}/docs/site/Doxyfile.in ${KX_SITE}/Doxyfile @
 add_custom_target(documentation
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${KX_SITE}/html
   COMMAND Doxygen::doxygen ${KX_SITE}/Doxyfile
+  COMMAND ${CMAKE_COMMAND} -E copy_directory docs/schema ${KX_SITE}/html/schema
   WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
   VERBATIM)

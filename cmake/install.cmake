@@ -63,6 +63,8 @@ endforeach()
 if(TARGET kxrtc)
   install(TARGETS kxrtc DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
   install(TARGETS kxrtc_media LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/kxrtc COMPONENT tool)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/schema DESTINATION ${CMAKE_INSTALL_DATADIR}/kxrtc
+          COMPONENT tool FILES_MATCHING PATTERN *.json)
   get_target_property(manual_folder kxrtc_manual_pages MANUAL_FOLDER)
   install(DIRECTORY ${manual_folder}/ DESTINATION ${CMAKE_INSTALL_DATADIR} COMPONENT tool)
 endif()

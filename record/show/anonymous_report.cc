@@ -32,6 +32,7 @@ void RemoveNames(Json::Value* people) {
   people->removeMember("started");
   if (people->isMember("problem")) {
     (*people)["problem"] = std::string(kSpeakerTimelineFileName) + " cannot be read";
+    return;
   }
   uint64_t number = 0;
   for (Json::Value& person : (*people)["people"]) {

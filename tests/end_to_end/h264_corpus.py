@@ -16,6 +16,9 @@ import sys
 import tempfile
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "testing"))
+import json_outputs  # noqa: E402  Needs the path above.
+
 SPS, PPS = 7, 8
 FIELD = re.compile(r"^\s*(\d+)\s+(\w+(?:\[\w+\])*)\s+[01]+ = (-?\d+)$")
 UNIT = re.compile(r"nal_unit_type: (\d+)\([^)]*\), nal_ref_idc: (\d)")
@@ -70,6 +73,7 @@ TAILS["tail_hrd"] = x264("322x244", frames=4, tff=1, **HRD)
 
 def run(*command, statuses=(0,)):
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    json_outputs.keep(command, done.stdout)
     if done.returncode not in statuses:
         raise RuntimeError(f"{command[0]} ended with {done.returncode}: {done.stderr.decode()[-500:]}")
     return done

@@ -17,7 +17,8 @@ from pathlib import Path
 
 KXRTC, SOURCE = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
 sys.path[:0] = [str(SOURCE / "tests" / "independent"), str(SOURCE / "tests" / "testing")]
-import read_record  # noqa: E402  Needs the path above.
+import json_outputs  # noqa: E402  Needs the path above.
+import read_record  # noqa: E402  Likewise.
 import speaker_record  # noqa: E402  Likewise.
 from concurrent_tests import run_concurrently  # noqa: E402  Likewise.
 from process_signals import wait_until_blocked  # noqa: E402  Likewise.
@@ -25,12 +26,14 @@ from process_signals import wait_until_blocked  # noqa: E402  Likewise.
 OK, OUTPUT_FAILED, OUTPUT_REFUSED, SCENARIO_INVALID, SOURCE_UNREADABLE, SOURCE_REFUSED = (
     0, 4, 5, 9, 10, 11)
 START_CODE = b"\0\0\1"
+RECORDS = ("kxrtc", "record", "--json")  # What a process that is waited for was started as.
 
 
 def run(*command, check=True, **options):
     options.setdefault("timeout", 120)
     done = subprocess.run([str(word) for word in command], stdout=subprocess.PIPE,
                           stderr=subprocess.PIPE, stdin=subprocess.DEVNULL, **options)
+    json_outputs.keep(command, done.stdout)
     if check and done.returncode != 0:
         raise AssertionError(f"{command} ended with {done.returncode}: {done.stderr.decode()}")
     return done
@@ -270,6 +273,7 @@ class RecordTest(unittest.TestCase):
                 process.send_signal(signal.SIGINT)
                 break
         rest, errors = process.communicate(timeout=30)
+        json_outputs.keep(RECORDS, rest)
         self.assertEqual((process.returncode, errors), (OK, ""))
         end = json.loads(rest.splitlines()[-1])
         self.assertEqual((end["event"], end["reason"]), ("end", "stopped by a signal"))
@@ -293,6 +297,7 @@ class RecordTest(unittest.TestCase):
         limit = 100000
         process = self.start(under=["prlimit", f"--fsize={limit}"])
         output, errors = process.communicate(timeout=60)
+        json_outputs.keep(RECORDS, output)
         self.assertEqual(process.returncode, OUTPUT_FAILED)
         self.assertIn("cannot write the rest of the record", errors)
         self.assertIn("everything before that is recorded", errors)
@@ -349,6 +354,7 @@ class RecordTest(unittest.TestCase):
     def end(self, process, number=signal.SIGINT):
         process.send_signal(number)
         output, errors = process.communicate(timeout=30)
+        json_outputs.keep(RECORDS, output)
         return process.returncode, json.loads(output.splitlines()[-1]), errors
 
     def test_keeps_a_second_recorder_away_until_the_first_one_dies(self):

@@ -17,6 +17,9 @@ import sys
 import unittest
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "testing"))
+import json_outputs  # noqa: E402  Needs the path above.
+
 KXRTC = Path(sys.argv[1]).resolve()
 FOLDER = Path(sys.argv[2]).resolve()
 TITLE = "Weekly & <b>more</b>"
@@ -34,8 +37,10 @@ MODES = {"encode": [], "copy": ["--video", "copy"]}
 
 
 def run(*arguments, **options):
-    return subprocess.run([str(a) for a in arguments], check=True, stdin=subprocess.DEVNULL,
+    done = subprocess.run([str(a) for a in arguments], check=True, stdin=subprocess.DEVNULL,
                           stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
+    json_outputs.keep(arguments, done.stdout)
+    return done
 
 
 def ffmpeg(*arguments):

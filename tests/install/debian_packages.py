@@ -46,7 +46,7 @@ EXPECTED = {
          r"/usr/lib/kxrtc-batch/(engine_\w+|job|telling)\.sh",
          r"/usr/share/man/man1/kxrtc(-[a-z0-9]+)?\.1\.gz",
          r"/usr/share/bash-completion/completions/kxrtc", r"/usr/share/zsh/vendor-completions/_kxrtc",
-         r"/usr/share/fish/vendor_completions\.d/kxrtc\.fish"],
+         r"/usr/share/fish/vendor_completions\.d/kxrtc\.fish", r"/usr/share/kxrtc/schema/kxrtc\.\w+\.json"],
         ["librtc-transcoder0", "libarchive13", "libavformat59", "libc6"]),
 }
 

@@ -21,7 +21,7 @@ import threading
 import time
 from pathlib import Path
 
-from media import make_media, speaker_record  # Finds the next one too.
+from media import json_outputs, make_media, speaker_record  # Finds the next one too.
 from speaker_record import ATTRIBUTES, AUDIO, CHANNEL, FILES, START, STOP, VIDEO, encode
 
 ADDRESS_SPACE = 1 << 30
@@ -287,6 +287,8 @@ def run_limited(command_line, meanwhile=None, keep_output=False):
             beside.join()
         err.seek(0)
         out_bytes = out.seek(0, os.SEEK_END)
+        out.seek(0)
+        json_outputs.keep(command_line, out.read(json_outputs.MOST_BYTES))
         out.seek(0)
         return Result(process.returncode, usage, seconds, over_time.is_set(), out_bytes,
                       " / ".join(err.read(2000).decode(errors="replace").splitlines()),

@@ -8,12 +8,15 @@ TESTS = Path(__file__).resolve().parent.parent
 sys.path[:0] = [str(TESTS / "independent"), str(TESTS / "testing")]
 # For those who import this module:
 from read_record import read_record  # noqa: E402,F401
+import json_outputs  # noqa: E402,F401
 import speaker_record  # noqa: E402,F401
 
 
 def run(*command, **options):
-    return subprocess.run([str(part) for part in command], capture_output=True, text=True,
-                          **options)
+    result = subprocess.run([str(part) for part in command], capture_output=True, text=True,
+                            **options)
+    json_outputs.keep(command, result.stdout)
+    return result
 
 
 def must_run(*command):

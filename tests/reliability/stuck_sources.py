@@ -19,7 +19,7 @@ import unittest
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-from media import must_run, read_record, speaker_record
+from media import json_outputs, must_run, read_record, speaker_record
 from process_signals import wait_until_blocked
 
 KXRTC, STUCK_SYSTEM = sys.argv[1:3]
@@ -98,6 +98,7 @@ class StuckSourcesTest(unittest.TestCase):
         begin = time.monotonic()
         process.send_signal(number)
         output, errors = process.communicate(timeout=60)
+        json_outputs.keep(process.args, output)
         self.assertLess(time.monotonic() - begin, OBEYED_WITHIN_S)
         return process.returncode, output, errors
 
@@ -137,6 +138,7 @@ class StuckSourcesTest(unittest.TestCase):
         self.wait_for_progress(process, 1)
         self.flag.touch()
         output, errors = process.communicate(timeout=60)
+        json_outputs.keep(process.args, output)
         events = [json.loads(line) for line in output.splitlines()]
         self.assertEqual((process.returncode, errors), (OK, ""))
         self.assertEqual([event["text"] for event in events if event["event"] == "warning"],

@@ -4,10 +4,10 @@
 
 #include <cstdio>
 
+#include "tests/testing/json_outputs.h"
 #include "tests/testing/temp_dir.h"
 
 namespace kx_testing {
-
 ShellResult RunShell(const std::string& command) {
   TempDir dir;
   ShellResult result;
@@ -20,6 +20,7 @@ ShellResult RunShell(const std::string& command) {
   const int status = pclose(pipe);
   result.exit_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   result.errors = ReadFile(dir.File("errors"));
+  KeepJsonOutput(command, result.output);
   return result;
 }
 

@@ -12,7 +12,7 @@ struct ShellResult {
   std::string errors;    // Standard error.
 };
 
-// Runs `command` by the shell and waits for it.
+// Runs `command` by the shell and waits for it. Keeps the JSON that kxrtc prints, for its schemas.
 ShellResult RunShell(const std::string& command);
 
 // The same with a pipe without a reader as standard output.

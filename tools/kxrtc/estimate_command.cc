@@ -9,6 +9,7 @@
 #include "record/index/record_files.h"
 #include "record/index/record_text.h"
 #include "record/predict/size_estimate.h"
+#include "record/show/record_documents.h"
 #include "tools/kxrtc/commands.h"
 #include "tools/kxrtc/exit_status.h"
 #include "tools/kxrtc/json_line.h"
@@ -38,7 +39,7 @@ ExitStatus Estimate(const EstimateOptions& options) {
   }
   if (!warning.empty()) Warn(warning);
   if (options.json) {
-    Json::Value line;
+    Json::Value line = kxrtc_host::Document("kxrtc.estimate");
     line["estimated_bytes"] = Json::UInt64{*size};
     PrintJsonLine(line);
   } else {

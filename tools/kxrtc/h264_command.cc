@@ -110,7 +110,7 @@ class TablePrinter : public kxrtc_host::H264InspectorObserver {
 class JsonPrinter : public kxrtc_host::H264InspectorObserver {
  public:
   void OnNalUnit(const NalUnitReport& report) override {
-    Json::Value line;
+    Json::Value line = EventLine("nal_unit");
     line["nal_unit"] = Json::UInt64{report.number};
     line["access_unit"] = Json::UInt64{report.access_unit};
     line["offset"] = Json::UInt64{report.offset};
@@ -128,7 +128,7 @@ class JsonPrinter : public kxrtc_host::H264InspectorObserver {
   }
 
   void OnAccessUnit(const AccessUnitReport& report) override {
-    Json::Value line;
+    Json::Value line = EventLine("access_unit");
     line["access_unit"] = Json::UInt64{report.number};
     line["offset"] = Json::UInt64{report.offset};
     line["size"] = Json::UInt64{report.size};

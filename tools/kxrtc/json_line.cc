@@ -13,9 +13,15 @@ void PrintJsonLine(const Json::Value& value) {
   std::fflush(stdout);
 }
 
-void PrintErrorLine(int exit_status, const std::string& message) {
+Json::Value EventLine(const char* event) {
   Json::Value line;
-  line["event"] = "error";
+  line["event"] = event;
+  line["version"] = kxrtc_host::kDocumentVersion;
+  return line;
+}
+
+void PrintErrorLine(int exit_status, const std::string& message) {
+  Json::Value line = EventLine("error");
   line["message"] = message;
   line["exit_status"] = exit_status;
   PrintJsonLine(line);

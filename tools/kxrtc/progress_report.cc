@@ -83,8 +83,7 @@ void ProgressReport::Show(const Progress& progress) {
   } else if (style_ == ProgressStyle::kLines) {
     std::fprintf(stderr, "%s\n", ProgressText(progress, 0).c_str());
   } else {
-    Json::Value line;
-    line["event"] = "progress";
+    Json::Value line = EventLine("progress");
     line["percent"] = progress.percent;
     line["media_us"] = Json::Int64{progress.media_us};
     line["total_us"] = Json::Int64{progress.total_us};

@@ -49,8 +49,7 @@ int64_t NextMultiple(int64_t time_us, int64_t step) { return (time_us / step + 1
 double Seconds(int64_t time_us) { return static_cast<double>(time_us) / 1e6; }
 
 Json::Value Event(const char* name, int64_t time_us) {
-  Json::Value event;
-  event["event"] = name;
+  Json::Value event = EventLine(name);
   event["time"] = Seconds(time_us);
   return event;
 }

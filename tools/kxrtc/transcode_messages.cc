@@ -17,12 +17,6 @@ namespace {
 using kxrtc_host::CountText;
 using kxrtc_host::Mp4WriterStatus;
 
-Json::Value Event(const char* name) {
-  Json::Value line;
-  line["event"] = name;
-  return line;
-}
-
 // What the timeline gave the MP4, and the captions.
 void AddSpeakers(const Mp4WriterStatus& writer, const SpeakerOutputs& speakers, Json::Value* line) {
   const kxrtc_host::Mp4Tags tags = speakers.Tags();
@@ -39,7 +33,7 @@ void AddSpeakers(const Mp4WriterStatus& writer, const SpeakerOutputs& speakers, 
 void TranscodeMessages::Warning(const std::string& text) {
   told_["warnings"].append(text);
   if (!json_) return Warn(text);
-  Json::Value line = Event("warning");
+  Json::Value line = EventLine("warning");
   line["message"] = text;
   PrintJsonLine(line);
 }
@@ -53,7 +47,7 @@ ExitStatus TranscodeMessages::Failure(ExitStatus status, const std::string& mess
 
 void TranscodeMessages::UpToDate(ExitStatus status, const std::string& text) const {
   if (json_) {
-    Json::Value line = Event("up_to_date");
+    Json::Value line = EventLine("up_to_date");
     line["output"] = output_;
     line["exit_status"] = status;
     PrintJsonLine(line);
@@ -85,11 +79,13 @@ void TranscodeMessages::Done(ExitStatus status, const Mp4WriterStatus& writer,
   line["seconds"] = seconds;
   told_ = line;
   if (!json_) return PrintDone(writer, speakers, seconds);
-  line.removeMember("warnings");
-  line["event"] = "done";
-  line["output"] = output_;
-  line["exit_status"] = status;
-  PrintJsonLine(line);
+  Json::Value event = EventLine("done");
+  for (const std::string& member : line.getMemberNames()) {
+    if (member != "warnings") event[member] = line[member];
+  }
+  event["output"] = output_;
+  event["exit_status"] = status;
+  PrintJsonLine(event);
 }
 
 void TranscodeMessages::PrintDone(const Mp4WriterStatus& writer, const SpeakerOutputs& speakers,

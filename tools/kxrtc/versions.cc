@@ -4,11 +4,12 @@
 
 #include <CLI/Version.hpp>
 
+#include "record/show/record_documents.h"
+
 namespace kxrtc_tool {
 
 Json::Value VersionsDocument(const kxrtc_host::Media* media) {
-  Json::Value document;
-  document["document"] = "kxrtc.versions";
+  Json::Value document = kxrtc_host::Document("kxrtc.versions");
   document["kxrtc"] = KXRTC_VERSION;
   Json::Value& libraries = document["libraries"];
   if (media != nullptr) {

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/testing/json_outputs.h"
 #include "tests/testing/kxrtc_program.h"
 #include "tests/testing/record_samples.h"
 #include "tests/testing/temp_dir.h"
@@ -39,7 +40,11 @@ class BundleCommandTest : public testing::Test {
   std::string Unpack() const {
     EXPECT_EQ(
         RunShell("tar -xzf " + Quoted(archive_) + " -C " + Quoted(folder_.path())).exit_status, 0);
-    return folder_.File("kxrtc-bundle/");
+    const std::string unpacked = folder_.File("kxrtc-bundle/");
+    for (const char* name : {"verify.json", "versions.json"}) {
+      kx_testing::KeepJsonOutput("kxrtc bundle --json", ReadFile(unpacked + name));
+    }
+    return unpacked;
   }
 
   const TempDir record_;

@@ -176,7 +176,7 @@ TEST_F(IfNeededTest, ARecordThatEndsEarlyKeepsItsStatus) {
   EXPECT_EQ(Transcode().exit_status, kCutShort);
   EXPECT_EQ(Transcode().exit_status, kCutShort);
   EXPECT_EQ(Transcode("--json").output,
-            R"({"event":"up_to_date","exit_status":7,"output":")" + mp4_ + "\"}\n");
+            R"({"event":"up_to_date","exit_status":7,"output":")" + mp4_ + "\",\"version\":1}\n");
   EXPECT_EQ(Transcode("--accept-cut").exit_status, kOk);
   EXPECT_EQ(Transcode("--accept-cut --check-sound").exit_status, kOk);
 }

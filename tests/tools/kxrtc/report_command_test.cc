@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "tests/testing/json_outputs.h"
 #include "tests/testing/kxrtc_program.h"
 #include "tests/testing/record_samples.h"
 #include "tests/testing/timeline_lines.h"
@@ -27,12 +28,12 @@ Json::Value DataOf(const std::string& page) {
   const std::string html = kx_testing::ReadFile(page);
   const std::string mark = "type=\"application/json\">";
   const size_t start = html.find(mark) + mark.size();
+  const std::string text = html.substr(start, html.find("</script>", start) - start);
+  kx_testing::KeepJsonOutput("kxrtc report --json", text);
   Json::Value data;
   std::string problem;
   const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  EXPECT_TRUE(reader->parse(html.data() + start, html.data() + html.find("</script>", start), &data,
-                            &problem))
-      << problem;
+  EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &data, &problem)) << problem;
   return data;
 }
 

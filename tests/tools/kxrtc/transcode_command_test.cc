@@ -275,7 +275,9 @@ TEST(EstimateCommandTest, TellsTheSizeFromTheDescriptorAlone) {
   const ShellResult text = RunKxrtc("estimate " + record.path());
   EXPECT_EQ(text.exit_status, 0);
   EXPECT_EQ(text.output, "3199950 bytes (3.2 MB), audio not counted\n");
-  EXPECT_EQ(RunKxrtc("estimate --json " + record.path()).output, "{\"estimated_bytes\":3199950}\n");
+  EXPECT_EQ(RunKxrtc("estimate --json " + record.path()).output,
+            R"({"document":"kxrtc.estimate","estimated_bytes":3199950,"version":1})"
+            "\n");
   const ShellResult missing = RunKxrtc("estimate /nowhere");
   EXPECT_EQ(missing.exit_status, 3);
   EXPECT_EQ(missing.errors, "kxrtc: /nowhere contains no readable record descriptor\n");
