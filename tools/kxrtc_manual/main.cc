@@ -8,6 +8,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "tools/kxrtc_manual/command_model.h"
 #include "tools/kxrtc_manual/completions.h"
@@ -31,7 +32,7 @@ void WriteText(const std::filesystem::path& path, const std::string& text) {
 
 // `folder` becomes what share/ of an installation gets.
 void WriteManual(const std::string& status_page, const std::string& date,
-                 const std::filesystem::path& folder) {
+                 const std::filesystem::path& folder, const std::vector<std::string>& help_files) {
   kxrtc_manual::ManualFacts facts;
   facts.version = KXRTC_VERSION;
   facts.date = date;
@@ -47,6 +48,13 @@ void WriteManual(const std::string& status_page, const std::string& date,
     WriteText(pages / ("kxrtc-" + command.name + ".1"),
               kxrtc_manual::CommandPage(model, command, facts));
   }
+  for (const std::string& file : help_files) {
+    kxrtc_manual::ScriptHelp help;
+    if (!kxrtc_manual::ReadScriptHelp(ReadText(file), &help)) {
+      throw std::runtime_error(file + " is no help text with a usage line and options");
+    }
+    WriteText(pages / (help.command.name + ".1"), kxrtc_manual::ScriptPage(help, facts));
+  }
   WriteText(folder / "bash-completion" / "completions" / "kxrtc",
             kxrtc_manual::BashCompletion(model));
   WriteText(folder / "fish" / "vendor_completions.d" / "kxrtc.fish",
@@ -57,12 +65,13 @@ void WriteManual(const std::string& status_page, const std::string& date,
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
-    std::fprintf(stderr, "usage: kxrtc_manual EXIT_STATUSES.md DATE OUTPUT_FOLDER\n");
+  if (argc < 4) {
+    std::fprintf(stderr,
+                 "usage: kxrtc_manual EXIT_STATUSES.md DATE OUTPUT_FOLDER [HELP_OF_A_SCRIPT...]\n");
     return 2;
   }
   try {
-    WriteManual(argv[1], argv[2], argv[3]);
+    WriteManual(argv[1], argv[2], argv[3], {argv + 4, argv + argc});
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "kxrtc_manual: %s\n", error.what());

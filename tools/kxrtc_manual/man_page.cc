@@ -74,9 +74,8 @@ std::string PageName(const std::string& command) {
 
 std::string Reference(const std::string& page) { return ".BR " + Shown(page) + " (1)"; }
 
-std::string Head(const std::string& command, const std::string& description,
+std::string Head(const std::string& name, const std::string& description,
                  const ManualFacts& facts) {
-  const std::string name = PageName(command);
   std::string summary = description;
   if (!summary.empty() && summary.back() == '.') summary.pop_back();
   if (!summary.empty()) summary[0] = static_cast<char>(std::tolower(summary[0]));
@@ -119,6 +118,15 @@ struct Notes {
   std::string examples;
 };
 
+// Behind the words with which a paragraph about exit statuses begins; 0: it is about something
+// else.
+size_t EndOfStatusMark(const std::string& line) {
+  for (const std::string mark : {"Exit status: ", "Status: "}) {
+    if (line.compare(0, mark.size(), mark) == 0) return mark.size();
+  }
+  return 0;
+}
+
 Notes SortNotes(const std::string& text) {
   Notes notes;
   std::string* section = &notes.description;
@@ -142,18 +150,19 @@ Notes SortNotes(const std::string& text) {
       is_paragraph = false;
       if (line == "Example:" || line == "Examples:") continue;
     }
-    const std::string status = "Exit status: ";
-    if (line.compare(0, status.size(), status) == 0) {
-      notes.exit_status += Filled(line.substr(status.size())) + "\n";
-      continue;
-    }
     if (line.empty()) {
       is_paragraph = false;
+      if (section == &notes.exit_status) section = &notes.description;
       continue;
     }
-    if (!is_paragraph) *section += ".PP\n";
+    const size_t told = EndOfStatusMark(line);
+    if (told > 0) {
+      section = &notes.exit_status;
+    } else if (!is_paragraph) {
+      *section += ".PP\n";
+    }
     is_paragraph = true;
-    *section += Filled(line) + "\n";
+    *section += Filled(line.substr(told)) + "\n";
   }
   end_literal();
   return notes;
@@ -215,7 +224,7 @@ std::vector<ExitStatusRow> ReadExitStatuses(const std::string& text) {
 }
 
 std::string ProgramPage(const ProgramModel& model, const ManualFacts& facts) {
-  std::string page = Head("", model.program.description, facts);
+  std::string page = Head(PageName(""), model.program.description, facts);
   page +=
       ".SH SYNOPSIS\n.B kxrtc\n\\fISUBCOMMAND\\fR\n[\\fIOPTIONS\\fR]\n\\fIARGUMENTS\\fR\n"
       ".SH DESCRIPTION\n" +
@@ -245,7 +254,7 @@ std::string ProgramPage(const ProgramModel& model, const ManualFacts& facts) {
 std::string CommandPage(const ProgramModel& model, const CommandModel& command,
                         const ManualFacts& facts) {
   const Notes notes = SortNotes(command.notes);
-  std::string page = Head(command.name, command.description, facts) + Synopsis(command);
+  std::string page = Head(PageName(command.name), command.description, facts) + Synopsis(command);
   page += Section("DESCRIPTION", Filled(command.description) + ".\n" + notes.description);
   std::vector<OptionModel> options = command.positionals;
   options.insert(options.end(), command.options.begin(), command.options.end());
@@ -259,6 +268,18 @@ std::string CommandPage(const ProgramModel& model, const CommandModel& command,
   page += Section("EXAMPLES", notes.examples);
   page += ".SH SEE ALSO\n" + Reference("kxrtc") + "\n";
   return page;
+}
+
+std::string ScriptPage(const ScriptHelp& help, const ManualFacts& facts) {
+  const CommandModel& command = help.command;
+  const Notes notes = SortNotes(command.notes);
+  std::string page = Head(command.name, command.description, facts);
+  page += ".SH SYNOPSIS\n.B " + Shown(command.name) + "\n" + Filled(help.arguments) + "\n";
+  page += Section("DESCRIPTION", Filled(command.description) + ".\n" + notes.description);
+  page += Section("OPTIONS", Options(command.options));
+  page += Section("EXIT STATUS", notes.exit_status);
+  page += Section("EXAMPLES", notes.examples);
+  return page + ".SH SEE ALSO\n" + Reference("kxrtc") + "\n";
 }
 
 }  // namespace kxrtc_manual

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/kxrtc_manual/command_model.h"
+#include "tools/kxrtc_manual/script_help.h"
 
 namespace kxrtc_manual {
 
@@ -30,6 +31,9 @@ std::string ProgramPage(const ProgramModel& model, const ManualFacts& facts);
 // kxrtc-NAME(1).
 std::string CommandPage(const ProgramModel& model, const CommandModel& command,
                         const ManualFacts& facts);
+
+// The page of a script beside kxrtc.
+std::string ScriptPage(const ScriptHelp& help, const ManualFacts& facts);
 
 }  // namespace kxrtc_manual
 
