@@ -60,7 +60,8 @@ void AddEstimateCommand(CLI::App& app, PathOptions* paths, int* exit_status) {
   AddPartOptions(command, &options->parts);
   command->add_flag("-j,--json", options->json, "Print one line of JSON");
   command->footer(
-      "The size that kxrtc transcode makes with the same options.\n"
+      "About the size that kxrtc transcode makes with the same options. Sound is not\n"
+      "counted.\n"
       "Examples:\n  kxrtc estimate ~/records/monday\n"
       "  kxrtc estimate ~/records/monday --size 1920x1080\n");
   command->callback([options, exit_status] {
