@@ -32,7 +32,18 @@ exec {messages}< <(
 pid=$!
 trap 'kill -TERM "$pid" 2> /dev/null' INT TERM HUP
 said=
-while IFS= read -r -u "$messages" line; do said+=$line$'\n'; done
+# Until the end of kxrtc: what a command of --on-done leaves behind may keep the pipe open for ever.
+while true; do
+  line=
+  if IFS= read -r -t 0.5 -u "$messages" line; then
+    said+=$line$'\n'
+    continue
+  elif [ "$?" -le 128 ]; then
+    break
+  fi
+  said+=$line
+  kill -0 "$pid" 2> /dev/null || break
+done
 wait "$pid"
 status=$?
 # That somebody else makes the MP4 is no news.

@@ -124,6 +124,8 @@ started=$SECONDS
 # shellcheck disable=SC1091
 . "$pieces/telling.sh"
 engine_check || exit "$status_failed"
+[ ! -e "$manifest" ] || { [ -f "$manifest" ] && [ -r "$manifest" ]; } ||
+  fail "$status_output_refused" "$manifest is no file that can be read: mend or rename it"
 
 # Options that kxrtc does not know would fail each job. With others it only finds no record here.
 said=$("$kxrtc" transcode --quiet "${transcode_options[@]}" -- /dev/null/record /dev/null/mp4 2>&1) ||
@@ -314,19 +316,22 @@ write_metrics "$metrics"
 clear_progress
 
 left=$((count - ended))
+# Every record was looked at with these options. What failed is due anyway.
+[ "$left" -gt 0 ] || cp -- "$work/options" "$state_dir/options"
 summary="$done of $count records done"
 [ "$failed" -eq 0 ] || summary+=", $failed failed"
 [ "$hooks" -eq 0 ] || summary+=", the command of $hooks failed"
 [ "$left" -eq 0 ] || summary+=", $left left: run it again later"
 took=
 clock took $((SECONDS - started))
-if [ "$count" -eq 0 ]; then echo "nothing is due"; else echo "$summary, in $took"; fi
+summary+=", in $took"
+[ "$count" -gt 0 ] || summary="nothing is due"
+# The status tells of the records, also where nobody can read this.
+printf '%s\n' "$summary" || true
 if [ $((failed + hooks)) -gt 0 ]; then
   say "$manifest tells why"
 fi
 
-# Every record was looked at with these options. What failed is due anyway.
-[ "$left" -gt 0 ] || cp -- "$work/options" "$state_dir/options"
 if [ "$failed" -gt 0 ]; then exit "$status_failed"; fi
 if [ "$hooks" -gt 0 ]; then exit "$status_hook_failed"; fi
 if [ "$left" -gt 0 ]; then exit "$status_left"; fi

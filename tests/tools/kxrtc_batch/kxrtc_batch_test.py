@@ -133,6 +133,25 @@ exec '{KXRTC_BATCH.with_name("kxrtc")}' "$@"
         self.assertEqual(self.run_batch("--on-done", "exit 7", "--repair", *COPY).stdout,
                          "nothing is due\n")
 
+    def test_a_command_may_leave_something_running(self):
+        begin = time.monotonic()
+        self.run_batch("--repair", "--on-done", "sleep 60 & echo $! >> " + str(self.root / "left"), *COPY)
+        self.assertLess(time.monotonic() - begin, 60)
+        batch.kill_all(map(int, (self.root / "left").read_text().split()))
+
+    def test_the_status_is_that_of_the_records_where_nobody_reads(self):
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            result = subprocess.run([KXRTC_BATCH, self.root, self.out, "--repair", *COPY], stdout=full,
+                                    check=False)
+        self.assertEqual(result.returncode, 0)
+        self.assertEqual(self.run_batch("--repair", *COPY).stdout, "nothing is due\n")
+
+    def test_refuses_a_manifest_that_it_cannot_read(self):
+        (self.out / "manifest.ndjson").mkdir(parents=True)
+        result = self.run_batch("--repair", *COPY, status=5)
+        self.assertIn("manifest.ndjson is no file that can be read", result.stderr)
+        self.assertEqual(result.stdout, "")
+
     def test_a_dry_run_leaves_nothing(self):
         result = self.run_batch("--dry-run", *COPY)
         self.assertRegex(result.stdout, r"^6 records are due\nparallel ")
