@@ -68,7 +68,7 @@ class CompletionTest(unittest.TestCase):
                 self.assertLessEqual(offered, long_options | COMMON)
 
     def test_offers_the_values_of_an_option(self):
-        self.assertEqual(offers("transcode", "--video", ""), {"copy", "encode"})
+        self.assertEqual(offers("transcode", "--still-share", ""), {"icon", "picture"})
         self.assertEqual(offers("transcode", "--video=c"), {"copy"})
         self.assertEqual(offers("repair", "--channels", ""), {"1", "2", "3", "4", "5", "6", "8"})
         self.assertEqual(offers("info", "--log-level", "w"), {"warning"})
