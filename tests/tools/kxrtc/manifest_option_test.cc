@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/testing/conference_record.h"
+#include "tests/testing/json_outputs.h"
 #include "tests/testing/kxrtc_program.h"
 #include "tests/testing/temp_dir.h"
 
@@ -55,6 +56,7 @@ class ManifestOptionTest : public ::testing::Test {
     for (std::string text; std::getline(stream, text);) {
       Json::Value line;
       EXPECT_TRUE(Json::Reader().parse(text, line)) << text;
+      kx_testing::KeepJsonOutput("kxrtc transcode --json", text + "\n");
       lines.push_back(line);
     }
     return lines;

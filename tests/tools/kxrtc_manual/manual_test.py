@@ -33,7 +33,7 @@ class ManualTest(unittest.TestCase):
     def test_there_is_a_page_for_each_subcommand_and_no_other(self):
         self.assertIn("transcode", self.options)
         self.assertEqual({page.name for page in PAGES.iterdir()},
-                         {"kxrtc.1.gz"} | {f"kxrtc-{command}.1.gz" for command in self.options})
+                         {"kxrtc.1.gz", "kxrtc-batch.1.gz"} | {f"kxrtc-{command}.1.gz" for command in self.options})
 
     def test_each_page_has_the_options_and_sections_of_its_subcommand(self):
         for command, options in self.options.items():
