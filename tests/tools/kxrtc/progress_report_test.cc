@@ -62,7 +62,7 @@ TEST(ProgressReportTest, JsonComesAtMostEverySecond) {
   report.Show({51, 3, 4, 1500000});
   EXPECT_EQ(GetCapturedStdout(),
             "{\"event\":\"progress\",\"left_us\":1000000,\"media_us\":2,\"percent\":50,"
-            "\"speed\":0.000002,\"total_us\":4}\n");
+            "\"speed\":0.000002,\"total_us\":4,\"version\":1}\n");
 }
 
 }  // namespace
