@@ -423,6 +423,9 @@ class TranscodeRun {
     return messages_.Failure(kExitOutputFailed, speakers_.error_text() + "; " + complete);
   }
 
+  // From the start of the first thread on. Until then a signal may end the program. The first
+  // member, so that a second signal does not end it before the others have removed their files.
+  std::optional<StopSignals> signals_;
   const TranscodeOptions options_;
   TranscodeMessages messages_;
   OutcomeJournal journal_;
@@ -433,8 +436,6 @@ class TranscodeRun {
   OutputClaim claim_;
   kxrtc_host::RepairedCopy copy_;
   bool is_repaired_ = false;
-  // From the start of the first thread on. Until then a signal may end the program.
-  std::optional<StopSignals> signals_;
   ToolLog log_;
   ProgressReport progress_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();

@@ -181,6 +181,18 @@ TEST_F(ManifestOptionTest, ASignalStopsTheCommandToo) {
   EXPECT_THAT(Left(), UnorderedElementsAre("out.mp4", "manifest.ndjson"));
 }
 
+// Whoever stops a group of processes may reach one of them several times.
+TEST_F(ManifestOptionTest, SignalsThatGoOnLeaveNothingBeside) {
+  Tear();
+  const std::string signals = "while kill -TERM $program; do :; done > /dev/null 2>&1";
+  const std::string options = "--repair --on-done " + Quoted("export program=$PPID; setsid sh -c " +
+                                                             Quoted(signals) + " & sleep 60");
+  for (int run = 0; run < 8; ++run) {
+    EXPECT_EQ(Transcode(options).exit_status, kStopped);
+    ASSERT_THAT(Left(), UnorderedElementsAre("out.mp4", "manifest.ndjson")) << run;
+  }
+}
+
 TEST_F(ManifestOptionTest, RepairsACopyAndLeavesTheRecord) {
   ASSERT_EQ(Transcode("--repair").exit_status, kOk);
   EXPECT_FALSE(Lines()[0].isMember("repaired"));
