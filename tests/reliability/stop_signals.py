@@ -3,8 +3,8 @@
 
 usage: stop_signals.py KXRTC RUNS [SEED [SESSIONS]]
 
-Each of RUNS signals goes to a command that works on a long record: the program ends in time, by the
-signal's status or because it had done its work; only then its output is there, and never a part.
+Each of RUNS signals goes twice to a command that works on a long record: the program ends in time, by
+the signal's status or because it had done its work; only then its output is there, and never a part.
 """
 
 import random
@@ -44,7 +44,7 @@ def command_line(kxrtc, command, record, output):
                                                  for word in options)]
 
 
-def stop_one(kxrtc, command, record, outputs, number, delay):
+def stop_one(kxrtc, command, record, outputs, number, delay, pause):
     """Yields what is wrong; then the seconds from the signal to the end."""
     name = COMMANDS[command][1]
     output = outputs / name if name else None
@@ -55,6 +55,8 @@ def stop_one(kxrtc, command, record, outputs, number, delay):
     except subprocess.TimeoutExpired:
         pass
     begin = time.monotonic()
+    process.send_signal(number)
+    time.sleep(pause)
     process.send_signal(number)
     try:
         process.wait(LIMIT_S + SLOWEST_START_S)
@@ -90,8 +92,10 @@ def main():
         for turn in range(runs):
             command = list(COMMANDS)[turn % len(COMMANDS)]
             number, delay = generator.choice(SIGNALS), generator.uniform(0.02, 1.5)
+            pause = generator.uniform(0, 0.03)
             with tempfile.TemporaryDirectory() as outputs:
-                *wrong, seconds = stop_one(kxrtc, command, record, Path(outputs), number, delay)
+                *wrong, seconds = stop_one(kxrtc, command, record, Path(outputs), number, delay,
+                                           pause)
             slowest = max(slowest, seconds)
             faults += bool(wrong)
             for text in wrong:
