@@ -74,7 +74,11 @@ engine_run() {
 }
 
 engine_stop() {
-  # The first signal lets running jobs end, the second ends them.
-  kill -TERM "$engine_pid" && kill -TERM "$engine_pid"
+  # It ends its jobs at one signal and itself at the next. What comes while it starts is lost.
+  local looks=0
+  while kill -0 "$engine_pid" 2> /dev/null; do
+    [ $((looks++ % 10)) -gt 1 ] || kill -TERM "$engine_pid" 2> /dev/null || true
+    sleep 0.2
+  done
   wait "$engine_pid" || true
 }

@@ -196,6 +196,24 @@ exec '{KXRTC_BATCH.with_name("kxrtc")}' "$@"
         self.assertEqual(process.returncode, STOPPED)
         process.stdout.close()
 
+    def test_stops_an_engine_that_misses_the_first_signals(self):
+        started = Path(self.folder.name) / "started"
+        engine = Path(self.folder.name) / "bin" / "parallel"
+        engine.parent.mkdir()
+        engine.write_text("#!/bin/bash\nsignals=0\ntrap '[ $((++signals)) -lt 3 ] || exit 1' TERM\n"
+                          f"touch '{started}'\nwhile :; do sleep 0.05; done\n")
+        engine.chmod(0o755)
+        process = batch.start("env", f"PATH={engine.parent}:{os.environ['PATH']}", KXRTC_BATCH,
+                              self.root, self.out, *COPY)
+        end = time.monotonic() + batch.DEADLINE_S
+        while not started.exists():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
+        process.terminate()
+        output = process.communicate(timeout=batch.DEADLINE_S)[0]
+        self.assertEqual(process.returncode, STOPPED, output)
+        self.assertFalse(batch.processes_of(process.pid))
+
     def test_writes_metrics(self):
         metrics = Path(self.folder.name) / "kxrtc.prom"
         self.run_batch("--metrics", metrics, *COPY, status=1)
