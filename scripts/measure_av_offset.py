@@ -22,13 +22,16 @@ QUIET_SECONDS = 0.3  # A beep begins after so much silence.
 
 
 def rising_edges(levels, threshold, quiet):
-    """Times at which (time, level) pairs rise above the threshold after `quiet` seconds below it."""
-    edges, last_high = [], None
+    """Times at which (time, level) pairs rise above the threshold after `quiet` seconds below it. What is
+    above it from the first pair on is no edge: the first picture may be shown before its time."""
+    edges, last_high, was_low = [], None, False
     for time, level in levels:
         if level >= threshold:
-            if last_high is None or time - last_high > quiet:
+            if was_low and (last_high is None or time - last_high > quiet):
                 edges.append(time)
             last_high = time
+        else:
+            was_low = True
     return edges
 
 
